@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test.
+# usage: ./test.sh [PRESET [CTEST-ARGUMENT...]]     presets: release (default), debug, asan, tsan
+set -euo pipefail
+cd "$(dirname "$0")"
+preset=${1:-release}
+shift || true
+scripts/install-packages.sh build run test
+cmake --preset "$preset"
+cmake --build --preset "$preset"
+ctest --preset "$preset" "$@"
