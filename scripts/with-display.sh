@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Runs a command with a virtual screen of its own in DISPLAY.
+# usage: with-display.sh [--size WxH[xDEPTH]] [--wm] COMMAND [ARGUMENT...]
+#   --size   default 1280x720x24
+#   --wm     with a window manager
+set -euo pipefail
+
+size=1280x720x24
+wm=no
+while :; do
+    case "${1:-}" in
+        --size) size=$2; shift 2 ;;
+        --wm) wm=yes; shift ;;
+        *) break ;;
+    esac
+done
+[[ $size == *x*x* ]] || size=${size}x24
+
+folder=$(mktemp -d)
+started=()
+cleanup() {
+    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null || true; done
+    for pid in "${started[@]}"; do wait "$pid" 2>/dev/null || true; done
+    rm -rf "$folder"
+}
+trap cleanup EXIT
+
+mkfifo "$folder/number"
+Xvfb -displayfd 3 -screen 0 "$size" -noreset -nolisten tcp 3>"$folder/number" \
+    >"$folder/xvfb.log" 2>&1 &
+started+=($!)
+read -r -t 20 number <"$folder/number" || {
+    echo "with-display.sh: Xvfb did not come up:" >&2
+    cat "$folder/xvfb.log" >&2
+    exit 1
+}
+export DISPLAY=:$number
+unset WAYLAND_DISPLAY XDG_SESSION_TYPE XAUTHORITY
+
+if [ "$wm" = yes ]; then
+    openbox --config-file /etc/xdg/openbox/rc.xml >"$folder/wm.log" 2>&1 &
+    started+=($!)
+    for _ in $(seq 100); do
+        xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break
+        sleep 0.05
+    done
+fi
+
+"$@"

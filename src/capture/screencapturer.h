@@ -1,0 +1,36 @@
+#pragma once
+// The picture of one display output, as the default capture path takes it.
+
+#include <memory>
+
+#include "support/changedrows.h"
+
+/// Not thread-safe: the owner serialises the calls. All coordinates are physical pixels relative
+/// to the output's top-left corner.
+class ScreenCapturer {
+public:
+    virtual ~ScreenCapturer() = default;
+
+    /// (Re)builds everything for the output named `deviceName`; null: the first output found.
+    /// False: no such output, or the platform refuses; a later call may succeed.
+    virtual bool InitCapture(const wchar_t* deviceName) = 0;
+
+    /// Copies the rectangle of the newest picture into `dest`: BGRA, opaque, rows packed one after
+    /// another, no pointer. The rectangle is cut at the output's edge:
+    ///   x0 = x if 0 <= x <= output width, else 0;  x1 = min(x + width, output width);  y alike;
+    /// rows are then (x1 - x0) pixels long, and what lies behind the last row is left alone.
+    /// `dest` holds width * height * 4 bytes and is only written by this call between reads that
+    /// are meant to build on each other.
+    /// False: no new picture since the last call (after a sleep of 1 ms), or none to be had.
+    virtual bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) = 0;
+
+    /// Releases everything; InitCapture() makes it usable again.
+    virtual void ReleaseAll() = 0;
+
+    /// Which rows of `dest` the last successful ReadScreenData() may have changed against the
+    /// successful one before it. Unknown where the platform does not tell.
+    [[nodiscard]] virtual const support::ChangedRows& ChangedRows() const = 0;
+};
+
+/// The platform's capturer: DXGICaptureScreen on Windows, X11CaptureScreen on X11.
+[[nodiscard]] std::unique_ptr<ScreenCapturer> createScreenCapturer();
