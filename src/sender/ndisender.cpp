@@ -108,6 +108,9 @@ bool NDISender::openDevice(int rate) {
         return false;
     }
 
+    // A grabbing device says its rate itself. Measuring it would hold the window up for 20 pictures
+    // and send them later, stale.
+    demuxer->fps_probe_size = 0;
     result = avformat_find_stream_info(demuxer, nullptr);
     if (result < 0) {
         reportFailure("Couldn't find stream information.\n", result);

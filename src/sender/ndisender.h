@@ -27,12 +27,13 @@ struct VsFrame {
 /// slow send hold the capture up rather than drop frames.
 ///
 /// pause(), and with it stop(), reset() and the destructor, waits for one read of the device and
-/// one NDI send. A read lasts at most one frame interval and the display's answer; if the display
-/// goes away, it ends with an error.
+/// one NDI send. A read lasts at most one frame interval and the display's answer, which the
+/// window depends on as well. A display that goes away ends the waiting; some devices then go on
+/// handing out old pictures.
 ///
 /// Coordinates are those of the whole desktop; the output's name is kept and not needed. Failures
 /// of initParmeter() are said on standard output, and with their cause in the log. A capture that
-/// breaks down later is logged, and the source keeps its last picture.
+/// breaks down later is logged; nothing more is sent until the sender is reset.
 class NDISender : public NDISenderBase {
 public:
     /// `instance` may be null; it must outlive this object otherwise.
