@@ -3,7 +3,9 @@
 extern "C" {
 #include <libavdevice/avdevice.h>
 }
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -11,7 +13,7 @@ extern "C" {
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
+#include <utility>
 
 #include "support/hv/spdlogapplication.h"
 #include "unit/sender/recordingndi.h"
@@ -228,21 +230,49 @@ TEST_F(NdiSenderTest, AFailedReopeningLeavesNothingRunning) {
     EXPECT_EQ(recording::count(), 0);
 }
 
-TEST_F(NdiSenderTest, OutlivesItsDisplay) {
-    int number[2];
-    ASSERT_EQ(pipe(number), 0);
-    const pid_t server = fork();
-    if (server == 0) {
-        dup2(number[1], 3);
-        freopen("/dev/null", "w", stderr);
-        execlp("Xvfb", "Xvfb", "-displayfd", "3", "-noreset", "-nolisten", "tcp", nullptr);
-        _exit(127);
+/// An X server that can be killed, and is at the end of the test in any case.
+class Server {
+public:
+    Server() {
+        int number[2];
+        EXPECT_EQ(pipe(number), 0);
+        m_pid = fork();
+        if (m_pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+            dup2(STDOUT_FILENO, STDERR_FILENO);
+            const std::string descriptor = std::to_string(number[1]);
+            execlp("Xvfb", "Xvfb", "-displayfd", descriptor.c_str(), "-noreset", "-nolisten", "tcp",
+                   nullptr);
+            _exit(127);
+        }
+        close(number[1]);
+        for (char c = 0; read(number[0], &c, 1) == 1 && c != '\n';) {
+            m_display += c;
+        }
+        close(number[0]);
     }
-    char text[16] = {':'};
-    ASSERT_GT(read(number[0], text + 1, 14), 0);
-    *std::strchr(text, '\n') = '\0';
+    ~Server() { kill(); }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    void kill() {
+        if (m_pid > 0) {
+            ::kill(m_pid, SIGKILL);
+            waitpid(std::exchange(m_pid, -1), nullptr, 0);
+        }
+    }
+    [[nodiscard]] const std::string& display() const { return m_display; }
+
+private:
+    pid_t m_pid = -1;
+    std::string m_display = ":";
+};
+
+TEST_F(NdiSenderTest, OutlivesItsDisplay) {
+    Server server;
     const std::string display = std::getenv("DISPLAY");
-    setenv("DISPLAY", text, 1);
+    setenv("DISPLAY", server.display().c_str(), 1);
     NDISender sender("name", m_instance);
     ASSERT_TRUE(init(sender, {0, 0, 64, 64}));
     setenv("DISPLAY", display.c_str(), 1);
@@ -250,16 +280,13 @@ TEST_F(NdiSenderTest, OutlivesItsDisplay) {
     const std::string log = printed([&] {
         sender.start();
         EXPECT_TRUE(recording::waitFor([](const Sent&, int) { return true; }));
-        kill(server, SIGKILL);
-        waitpid(server, nullptr, 0);
+        server.kill();
         std::this_thread::sleep_for(200ms);
         sender.pause();
     });
     EXPECT_THAT(log, HasSubstr("[INFO ] sendFrameThread, get frame is null \n //ndisender:send"));
     sender.reset();
     EXPECT_TRUE(init(sender, {0, 0, 64, 64}));
-    close(number[0]);
-    close(number[1]);
 }
 
 }  // namespace
