@@ -4,9 +4,9 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 scripts/install-packages.sh build run
-cmake --preset release -DTARSIN_TESTS=OFF -DTARSIN_BENCH=OFF -B build/run
-cmake --build build/run
+cmake --preset release -DTARSIN_TESTS=OFF -DTARSIN_BENCH=OFF
+cmake --build --preset release
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
-    exec build/run/bin/tarsinndi
+    exec build/release/bin/tarsinndi
 fi
-exec scripts/demo.sh build/run received.png
+exec scripts/demo.sh build/release received.png
