@@ -49,7 +49,9 @@ void SpdlogBase::appendConsoleSink(int level, const std::string& pattern) {
 void SpdlogBase::appendRotatingFileSink(int level, const std::string& pattern,
                                         const std::string& filePath, std::size_t maxSize,
                                         std::size_t maxFiles) {
-    auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(filePath, maxSize, maxFiles);
+    // spdlog counts the rotated files only.
+    auto sink =
+        std::make_shared<spdlog::sinks::rotating_file_sink_mt>(filePath, maxSize, maxFiles - 1);
     applyFormat(*sink, level, pattern);
     const std::lock_guard lock(m_mutex);
     m_sinks.push_back(std::move(sink));

@@ -24,7 +24,8 @@ public:
     /// Throws spdlog::spdlog_ex when the sink can't be made.
     void appendConsoleSink(int level, const std::string& pattern);
 
-    /// Adds a file sink that rotates at `maxSize` bytes and keeps at most `maxFiles` old files.
+    /// Adds a file sink that rotates at `maxSize` bytes; at most `maxFiles` files (1 or more) exist
+    /// at a time, the one being written included.
     /// `filePath` is in the local 8-bit encoding. Throws spdlog::spdlog_ex when the file can't be
     /// opened.
     void appendRotatingFileSink(int level, const std::string& pattern, const std::string& filePath,

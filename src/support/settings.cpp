@@ -1,0 +1,50 @@
+#include "support/settings.h"
+
+#include <QSettings>
+
+#include "support/appdata.h"
+#include "support/log.h"
+
+std::string g_iniPath;
+
+namespace {
+
+const char* reason(QSettings::Status status) {
+    return status == QSettings::FormatError ? "it is not a well-formed INI file"
+                                            : "access was refused";
+}
+
+}  // namespace
+
+void initIniPath() {
+    const QString folder = support::appDataFolder("Halvark", {"TarsinNDI"});
+    g_iniPath = (folder + "TarsinNDI.ini").toLocal8Bit().toStdString();
+    if (!support::ensureFolder(folder)) {
+        HV_WARN("settings folder of {} can't be created, changes will be lost", g_iniPath);
+    }
+}
+
+QString readIniValue(const QString& path, const QString& group, const QString& key) {
+    QSettings file(path, QSettings::IniFormat);
+    file.beginGroup(group);
+    const QString value = file.value(key, "").toString();
+    file.endGroup();
+    if (file.status() != QSettings::NoError) {
+        HV_WARN("reading {}/{} from settings file {}: {}", group.toStdString(), key.toStdString(),
+                path.toLocal8Bit().toStdString(), reason(file.status()));
+    }
+    return value;
+}
+
+void writeIniValue(const QString& path, const QString& group, const QString& key,
+                   const QString& value) {
+    QSettings file(path, QSettings::IniFormat);
+    file.beginGroup(group);
+    file.setValue(key, value);
+    file.endGroup();
+    file.sync();
+    if (file.status() != QSettings::NoError) {
+        HV_WARN("writing {}/{} to settings file {}: {}", group.toStdString(), key.toStdString(),
+                path.toLocal8Bit().toStdString(), reason(file.status()));
+    }
+}
