@@ -47,8 +47,9 @@ int list(const Options& options) {
     return found.empty() ? kNothing : kDone;
 }
 
-/// Searches for the one source that is meant. A full name is unique on the network; after a match
-/// of the short name others get half a second more to show up. Empty: the user was told why.
+/// Searches for the one source that is meant. After the first match of its full name, more of its
+/// addresses get a moment to show up; after a match of the short name, other sources that have it
+/// too. Empty: the user was told why.
 std::vector<Target> findByName(const Options& options) {
     using Clock = std::chrono::steady_clock;
     std::optional<Clock::time_point> firstMatch;
@@ -58,8 +59,8 @@ std::vector<Target> findByName(const Options& options) {
             return g_interrupted.load();
         }
         firstMatch = firstMatch.value_or(Clock::now());
-        return matches.front().name == options.name || g_interrupted ||
-               Clock::now() - *firstMatch > std::chrono::milliseconds(500);
+        const std::chrono::milliseconds settling(matches[0].name == options.name ? 200 : 500);
+        return g_interrupted || Clock::now() - *firstMatch > settling;
     };
     const auto all = browse(milliseconds(options.waitSeconds), enough);
     const auto matches = matching(all, options.name);

@@ -60,8 +60,10 @@ void browsed(AvahiServiceBrowser*, AvahiIfIndex interface_, AvahiProtocol protoc
              AvahiLookupResultFlags, void* data) {
     auto& search = *static_cast<Search*>(data);
     if (event == AVAHI_BROWSER_NEW) {
-        avahi_service_resolver_new(search.client, interface_, protocol, name, type, domain,
-                                   AVAHI_PROTO_UNSPEC, AvahiLookupFlags{}, &resolved, data);
+        for (const AvahiProtocol wanted : {AVAHI_PROTO_INET, AVAHI_PROTO_INET6}) {
+            avahi_service_resolver_new(search.client, interface_, protocol, name, type, domain,
+                                       wanted, AvahiLookupFlags{}, &resolved, data);
+        }
     } else if (event == AVAHI_BROWSER_REMOVE) {
         search.found.erase(name);
     }

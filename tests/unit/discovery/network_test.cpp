@@ -65,31 +65,31 @@ TEST(EmbeddedResponder, RefusesNamesThatCannotBe) {
 }
 
 TEST(EmbeddedResponder, WaitsForANetworkAndFollowsIt) {
-    run({"ip", "link", "set", "lo", "multicast", "off"});
+    runToEnd({"ip", "link", "set", "lo", "multicast", "off"});
     auto source = announceService("HOST (first)", 5961);
     EXPECT_EQ(source.result, AnnounceResult::Failed);
     EXPECT_TRUE(source.announcement);
     EXPECT_THAT(source.reason, HasSubstr("no network interface"));
 
-    run({"ip", "link", "set", "lo", "multicast", "on"});
+    runToEnd({"ip", "link", "set", "lo", "multicast", "on"});
     const AvahiDaemon witness;
     EXPECT_TRUE(
         eventually([] { return AvahiDaemon::browse().find(";5961;") != std::string::npos; }));
 
     // Another interface appears, changes its address, and goes.
-    run({"ip", "link", "add", "near", "type", "veth", "peer", "name", "far"});
-    run({"ip", "addr", "add", "10.1.1.1/24", "dev", "near"});
-    run({"ip", "link", "set", "far", "up"});
-    run({"ip", "link", "set", "near", "up"});
+    runToEnd({"ip", "link", "add", "near", "type", "veth", "peer", "name", "far"});
+    runToEnd({"ip", "addr", "add", "10.1.1.1/24", "dev", "near"});
+    runToEnd({"ip", "link", "set", "far", "up"});
+    runToEnd({"ip", "link", "set", "near", "up"});
     const auto finds = [](const std::string& address) {
         return AvahiDaemon::browse().find(";" + address + ";5961;") != std::string::npos;
     };
     EXPECT_TRUE(eventually([&] { return finds("10.1.1.1"); })) << AvahiDaemon::browse();
-    run({"ip", "addr", "add", "10.1.1.2/24", "dev", "near"});
-    run({"ip", "addr", "del", "10.1.1.1/24", "dev", "near"});
-    run({"ip", "addr", "replace", "10.1.1.2/24", "dev", "near"});
+    runToEnd({"ip", "addr", "add", "10.1.1.2/24", "dev", "near"});
+    runToEnd({"ip", "addr", "del", "10.1.1.1/24", "dev", "near"});
+    runToEnd({"ip", "addr", "replace", "10.1.1.2/24", "dev", "near"});
     EXPECT_TRUE(eventually([&] { return finds("10.1.1.2"); })) << AvahiDaemon::browse();
-    run({"ip", "link", "del", "near"});
+    runToEnd({"ip", "link", "del", "near"});
     EXPECT_TRUE(eventually([&] { return finds("127.0.0.1"); }));
     EXPECT_THAT(AvahiDaemon::browse(), Not(HasSubstr("10.1.1.2")));
 }
@@ -102,10 +102,11 @@ protected:
             return std::filesystem::read_symlink("/proc/" + m_far + "/ns/net") !=
                    std::filesystem::read_symlink("/proc/self/ns/net");
         }));
-        run({"ip", "link", "set", "lo", "multicast", "off"});
-        run({"ip", "link", "add", "near", "type", "veth", "peer", "name", "far", "netns", m_far});
+        runToEnd({"ip", "link", "set", "lo", "multicast", "off"});
+        runToEnd(
+            {"ip", "link", "add", "near", "type", "veth", "peer", "name", "far", "netns", m_far});
         inFar({"ip", "link", "set", "far", "up"});
-        run({"ip", "link", "set", "near", "up"});
+        runToEnd({"ip", "link", "set", "near", "up"});
         const bool v6 = GetParam();
         const std::vector<std::string> flags =
             v6 ? std::vector<std::string>{"nodad"} : std::vector<std::string>{};
@@ -115,21 +116,21 @@ protected:
                                             "dev", "far"};
         near.insert(near.end(), flags.begin(), flags.end());
         far.insert(far.end(), flags.begin(), flags.end());
-        run(near);
+        runToEnd(near);
         inFar(far);
         if (!v6) {
-            run({"ip", "-6", "addr", "flush", "dev", "near"});
+            runToEnd({"ip", "-6", "addr", "flush", "dev", "near"});
         }
     }
     ~TwoMachines() override {
-        run({"ip", "link", "del", "near"});
-        run({"ip", "link", "set", "lo", "multicast", "on"});
+        runToEnd({"ip", "link", "del", "near"});
+        runToEnd({"ip", "link", "set", "lo", "multicast", "on"});
     }
 
     void inFar(std::vector<std::string> command) {
         auto all = enterFar();
         all.insert(all.end(), command.begin(), command.end());
-        run(all);
+        runToEnd(all);
     }
 
     [[nodiscard]] std::vector<std::string> enterFar() const {

@@ -1,108 +1,58 @@
 #pragma once
 // Other programs as witnesses: started, read and ended by the test, found by process id.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <stdlib.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "support/process.h"
 
 namespace testing_programs {
 
 using std::chrono::milliseconds;
+using tests::runToEnd;
 
-/// Asks every 50 ms until `condition` holds or `limit` is over.
-inline bool eventually(const std::function<bool()>& condition,
-                       milliseconds limit = milliseconds(10000)) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(milliseconds(50));
-    }
-    return true;
+template <typename Condition>
+bool eventually(const Condition& condition, milliseconds limit = milliseconds(10000)) {
+    return tests::eventually(condition, limit);
 }
 
-/// A running program; its output goes to a file. Killed and waited for at the end.
-class Program {
+/// A running program whose output is looked at; killed at the end.
+class Program : public tests::Process {
 public:
-    explicit Program(std::vector<std::string> arguments) {
-        char name[] = "/tmp/discovery-test-XXXXXX";
-        const int output = mkstemp(name);
-        m_output = name;
-        std::vector<char*> argv;
-        for (auto& each : arguments) {
-            argv.push_back(each.data());
-        }
-        argv.push_back(nullptr);
-        m_pid = fork();
-        if (m_pid == 0) {
-            dup2(output, 1);
-            dup2(output, 2);
-            execvp(argv[0], argv.data());
-            _exit(127);
-        }
-        close(output);
-    }
-    ~Program() {
-        end(SIGKILL);
-        std::filesystem::remove(m_output);
-    }
+    explicit Program(const std::vector<std::string>& command) : Program(command, newFile()) {}
+    ~Program() { std::filesystem::remove(m_file); }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
-
-    [[nodiscard]] pid_t pid() const { return m_pid; }
-
-    void end(int signal) {
-        if (m_pid > 0) {
-            kill(m_pid, signal);
-            wait();
-        }
-    }
-
-    int wait() {
-        int status = -1;
-        if (m_pid > 0) {
-            waitpid(m_pid, &status, 0);
-        }
-        m_pid = 0;
-        return status;
-    }
-
-    [[nodiscard]] std::string output() const {
-        std::ifstream file(m_output);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 
     [[nodiscard]] bool says(const std::string& text) const {
         return output().find(text) != std::string::npos;
     }
 
-private:
-    pid_t m_pid = 0;
-    std::string m_output;
-};
+    void end(int number) {
+        signal(number);
+        EXPECT_TRUE(waitFor(milliseconds(5000)));
+    }
 
-/// Runs to the end; the test fails when the program does.
-inline std::string run(std::vector<std::string> arguments) {
-    const std::string what = arguments[0] + " " + arguments.back();
-    Program program(std::move(arguments));
-    EXPECT_EQ(program.wait(), 0) << what << ": " << program.output();
-    return program.output();
-}
+private:
+    Program(const std::vector<std::string>& command, const std::string& file)
+        : Process(command, file), m_file(file) {}
+
+    static std::string newFile() {
+        static int number = 0;
+        return testing::TempDir() + "discovery-test-" + std::to_string(::getpid()) + "-" +
+               std::to_string(++number);
+    }
+
+    const std::string m_file;
+};
 
 /// A D-Bus and an Avahi daemon of the test's own. The bus is unix:path=/run/test-bus, in a /run
 /// that only this process and its children see.
@@ -152,7 +102,7 @@ public:
     /// What avahi-browse finds of NDI sources, resolved, one a line.
     static std::string browse() {
         const auto browser = tool({"timeout", "10", "avahi-browse", "-rpt", "_ndi._tcp"});
-        browser->wait();
+        EXPECT_EQ(browser->waitFor(milliseconds(12000)), 0);
         return browser->output();
     }
 
