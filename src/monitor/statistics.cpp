@@ -9,6 +9,12 @@ namespace {
 constexpr std::size_t kMaxLatencies = 100000;
 constexpr double kPause100ns = 0.9e7;
 
+/// a - b for timestamps that may be anything: wraps instead of overflowing.
+double difference(std::int64_t a, std::int64_t b) {
+    return static_cast<double>(
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b)));
+}
+
 }  // namespace
 
 void Statistics::add(const Frame& frame) {
@@ -22,7 +28,7 @@ void Statistics::add(const Frame& frame) {
         return;
     }
 
-    const auto step = static_cast<double>(frame.timestamp100ns - m_lastTimestamp);
+    const auto step = difference(frame.timestamp100ns, m_lastTimestamp);
     if (m_lastTimestamp != 0 && step >= kPause100ns) {
         ++m_pauses;
         m_longestPause = std::max(m_longestPause, step / 1e7);
@@ -32,7 +38,7 @@ void Statistics::add(const Frame& frame) {
     m_lastTimestamp = frame.timestamp100ns;
 
     const auto latency =
-        static_cast<float>(static_cast<double>(frame.wallClock100ns - frame.timestamp100ns) / 1e4);
+        static_cast<float>(difference(frame.wallClock100ns, frame.timestamp100ns) / 1e4);
     if (m_latencies.size() < kMaxLatencies) {
         m_latencies.push_back(latency);
     } else {

@@ -152,6 +152,12 @@ TEST(Statistics, DoWithoutTimestamps) {
     EXPECT_EQ(statistics.frames(), 3U);
     EXPECT_EQ(statistics.pauses() + statistics.missing(), 0U);
     EXPECT_FALSE(statistics.latency());
+    for (const auto timestamp : {INT64_MIN, INT64_MAX, INT64_MIN}) {  // Or with senseless ones.
+        auto frame = frameAt(0);
+        frame.timestamp100ns = timestamp;
+        statistics.add(frame);
+    }
+    EXPECT_EQ(statistics.frames(), 6U);
 }
 
 TEST(Report, QuotesForJson) {
