@@ -45,7 +45,8 @@ void CaptureROI::createButtonBar() {
     m_pButtonBar->setWindowFlags(m_pButtonBar->windowFlags() | Qt::FramelessWindowHint);
     m_pButtonBar->hide();
     m_pButtonBar->setStyleSheet(
-        "QPushButton{height:26px;font-size:13px;padding:0px;background:#262626;color:#FFFFFF;"
+        "QPushButton{height:26px;font-family:\"Microsoft "
+        "YaHei\";font-size:13px;padding:0px;background:#262626;color:#FFFFFF;"
         "border:1px solid #B6B6B6;border-radius:4px}"
         "QPushButton:hover{border:1px solid #FF6D00}");
     m_pOkBtn = new QPushButton(translated("zhOkStr"), m_pButtonBar);
@@ -90,6 +91,9 @@ void CaptureROI::beginSelection() {
     if (isVisible() && m_desktopPixmap.isNull()) {
         takeDesktopPicture();
     }
+    // For Escape, also where no window manager gives the focus. Not in show mode: there the
+    // window that asked for the frame stays in front.
+    activateWindow();
 }
 
 void CaptureROI::setShowROI(bool on) {
@@ -230,7 +234,6 @@ void CaptureROI::showEvent(QShowEvent* event) {
     // The window is not on the screen yet: the desktop can still be seen.
     takeDesktopPicture();
     ui::keepOffTaskbar(*this);
-    activateWindow();  // For Escape, also where no window manager gives the focus.
 }
 
 void CaptureROI::mousePressEvent(QMouseEvent* event) {

@@ -20,6 +20,22 @@
 
 namespace {
 
+// Qt draws the arrows of dark fields dark; these are drawn like the title bar's.
+constexpr char kSpinArrows[] =
+    "QSpinBox::up-button{subcontrol-origin:border;subcontrol-position:top right;"
+    "width:18px;border:none}"
+    "QSpinBox::down-button{subcontrol-origin:border;subcontrol-position:bottom right;"
+    "width:18px;border:none}"
+    "QSpinBox::up-arrow{image:url(:/img/Resources/image/up_arrow.png);width:9px;height:9px}"
+    "QSpinBox::up-arrow:disabled,QSpinBox::up-arrow:off"
+    "{image:url(:/img/Resources/image/up_arrow_disable.png)}"
+    "QSpinBox::down-arrow{image:url(:/img/Resources/image/down_arrow.png);width:9px;height:9px}"
+    "QSpinBox::down-arrow:disabled,QSpinBox::down-arrow:off"
+    "{image:url(:/img/Resources/image/down_arrow_disable.png)}";
+constexpr char kComboArrow[] =
+    "QComboBox::drop-down{border:none;width:22px}"
+    "QComboBox::down-arrow{image:url(:/img/Resources/image/down_arrow.png);width:12px;height:12px}";
+
 QString captioned(const char* key) {
     return QString("%1:").arg(translated(key));
 }
@@ -167,6 +183,7 @@ void NDISenderUI::createNameAndScreenWidgets() {
     m_pScreenCbx->setMinimumWidth(200);
     m_pScreenCbx->addItems(m_screenNameList);
     m_pScreenCbx->setFixedSize(220, 26);
+    m_pScreenCbx->setStyleSheet(kComboArrow);
 
     m_pFrameRateLabel = makeLabel(captioned("zhFPSStr"), 60);
     m_pFrameRateLabel->setObjectName("m_pFrameRateLabel");
@@ -174,6 +191,7 @@ void NDISenderUI::createNameAndScreenWidgets() {
     m_pFrateSpinBox->setObjectName("m_pFrateSpinBox");
     m_pFrateSpinBox->setToolTip(translated("zhFPSRangeStr"));
     m_pFrateSpinBox->setFixedSize(64, 26);
+    m_pFrateSpinBox->setStyleSheet(kSpinArrows);
     // The value comes before the range: a stored rate outside it is shown cut, and kept.
     m_pFrateSpinBox->setValue(m_frameRate);
     m_pFrateSpinBox->setRange(5, 60);
@@ -202,6 +220,7 @@ void NDISenderUI::createRegionWidgets() {
     bound(m_pHSpinBox, 9, m_desktopHeight);
     for (QSpinBox* box : {m_pXSpinBox, m_pYSpinBox, m_pWSpinBox, m_pHSpinBox}) {
         box->setFixedWidth(100);
+        box->setStyleSheet(kSpinArrows);
     }
     m_pROIGroupBox = new QGroupBox(translated("zhSentROIStr"));
     m_pROIGroupBox->setStyleSheet("QGroupBox{border:none}");

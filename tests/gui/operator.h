@@ -74,11 +74,15 @@ public:
 
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
 
-    /// Types over what a field holds and ends with Return.
+    /// Types over what a field holds and ends with Return. The field keeps the focus; losing it
+    /// later ends the edit once more.
     static void type(QWidget* field, const QString& text) {
         field->setFocus();
         QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(field, text);
+        for (const QChar letter : text) {  // QTest::keyClicks() knows ASCII only.
+            QKeyEvent press(QEvent::KeyPress, 0, Qt::NoModifier, QString(letter));
+            QApplication::sendEvent(field, &press);
+        }
         QTest::keyClick(field, Qt::Key_Return);
     }
 
