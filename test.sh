@@ -6,6 +6,6 @@ cd "$(dirname "$0")"
 preset=${1:-release}
 shift || true
 scripts/install-packages.sh build run test
-cmake --preset "$preset"
+cmake --preset "$preset" -DTARSIN_TESTS=ON -DTARSIN_BENCH=ON
 cmake --build --preset "$preset"
 ctest --preset "$preset" "$@"

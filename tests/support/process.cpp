@@ -1,0 +1,140 @@
+#include "support/process.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <thread>
+
+namespace tests {
+namespace {
+
+std::string readFile(const std::string& path) {
+    const std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+Process::Process(const std::vector<std::string>& command, const std::string& outputFile)
+    : m_outputFile(outputFile) {
+    std::vector<char*> arguments;
+    for (const std::string& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputFile.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    const int error =
+        posix_spawnp(&m_pid, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), "start " + command[0]);
+    }
+}
+
+Process::~Process() {
+    if (running()) {
+        signal(SIGKILL);
+        waitFor(std::chrono::seconds(5));
+    }
+}
+
+bool Process::running() {
+    return !waitFor(std::chrono::milliseconds(0)).has_value();
+}
+
+void Process::signal(int number) const {
+    ::kill(m_pid, number);
+}
+
+std::optional<int> Process::waitFor(std::chrono::milliseconds limit) {
+    const auto ended = [this] {
+        int status = 0;
+        if (!m_exitCode && ::waitpid(m_pid, &status, WNOHANG) == m_pid) {
+            m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        return m_exitCode.has_value();
+    };
+    (void)eventually(ended, limit);
+    return m_exitCode;
+}
+
+std::string Process::output() const {
+    return readFile(m_outputFile);
+}
+
+std::string Process::statusField(const std::string& name) const {
+    std::istringstream status(readFile("/proc/" + std::to_string(m_pid) + "/status"));
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind(name + ":", 0) == 0) {
+            return line.substr(name.size() + 1);
+        }
+    }
+    return "0";
+}
+
+long Process::residentKiB() const {
+    return std::atol(statusField("VmRSS").c_str());
+}
+
+int Process::threads() const {
+    return std::atoi(statusField("Threads").c_str());
+}
+
+double Process::cpuSeconds() const {
+    const std::string stat = readFile("/proc/" + std::to_string(m_pid) + "/stat");
+    // Fields 14 and 15; the name in brackets before them may contain blanks.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 2));
+    std::string skipped;
+    for (int field = 3; field < 14; ++field) {
+        fields >> skipped;
+    }
+    long user = 0;
+    long system = 0;
+    fields >> user >> system;
+    return static_cast<double>(user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+int Process::openFiles() const {
+    int count = 0;
+    for ([[maybe_unused]] const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(m_pid) + "/fd")) {
+        ++count;
+    }
+    return count;
+}
+
+std::string runToEnd(const std::vector<std::string>& command, std::chrono::milliseconds limit) {
+    const std::string file =
+        (std::filesystem::temp_directory_path() / ("tarsin-test-" + std::to_string(::getpid())))
+            .string();
+    Process process(command, file);
+    const auto code = process.waitFor(limit);
+    const std::string output = process.output();
+    std::filesystem::remove(file);
+    EXPECT_EQ(code.value_or(-1), 0) << command[0] << ": " << output;
+    return output;
+}
+
+void sleepFor(std::chrono::milliseconds time) {
+    std::this_thread::sleep_for(time);
+}
+
+}  // namespace tests

@@ -1,0 +1,69 @@
+#pragma once
+// A program started by a test, ended with the test, by its own pid.
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+class Process {
+public:
+    /// Starts `command` (found through PATH). Standard output and error go to `outputFile`.
+    /// Throws std::system_error when it can't be started.
+    Process(const std::vector<std::string>& command, const std::string& outputFile);
+
+    /// Kills the program if it still runs.
+    ~Process();
+
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+    [[nodiscard]] bool running();
+    void signal(int number) const;
+
+    /// The exit code (128 + number for a signal); nothing when the program runs on.
+    std::optional<int> waitFor(std::chrono::milliseconds limit);
+
+    /// What the program wrote so far.
+    [[nodiscard]] std::string output() const;
+
+    [[nodiscard]] long residentKiB() const;
+    /// User and system time consumed so far.
+    [[nodiscard]] double cpuSeconds() const;
+    [[nodiscard]] int threads() const;
+    [[nodiscard]] int openFiles() const;
+
+private:
+    [[nodiscard]] std::string statusField(const std::string& name) const;
+
+    pid_t m_pid = -1;
+    std::optional<int> m_exitCode;
+    std::string m_outputFile;
+};
+
+/// Runs `command` to its end and gives what it wrote. Fails the running test when it does not end
+/// with 0 within `limit`.
+std::string runToEnd(const std::vector<std::string>& command,
+                     std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+void sleepFor(std::chrono::milliseconds time);
+
+/// Asks `condition` every few milliseconds until it holds; false when `limit` passes first.
+template <typename Condition>
+[[nodiscard]] bool eventually(Condition condition, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        sleepFor(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+}  // namespace tests
