@@ -50,6 +50,11 @@ ndi::EncodedPicturePtr PictureCoder::encodeKept(int quality) {
     return codeRows(nullptr);
 }
 
+bool PictureCoder::upToDate() const {
+    return m_packet && std::none_of(m_states.begin(), m_states.end(),
+                                    [](const RowState& state) { return state.stale; });
+}
+
 double PictureCoder::codedShare() const {
     double coded = 0;
     for (const RowState& state : m_states) {

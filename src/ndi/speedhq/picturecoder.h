@@ -33,6 +33,9 @@ public:
     /// The packet of the kept picture.
     [[nodiscard]] ndi::EncodedPicturePtr encodeKept(int quality);
 
+    /// Whether the latest packet shows the kept picture.
+    [[nodiscard]] bool upToDate() const;
+
     [[nodiscard]] const KeptPicture& kept() const { return m_kept; }
 
     /// How much of the picture the latest call coded, 0 to 1.
