@@ -66,16 +66,17 @@ Desktop::Desktop(int width, int height)
     // The background is a gradient; a quarter is a photograph; windows of text lie on it.
     for (int y = 0; y < m_canvasHeight; ++y) {
         for (int x = 0; x < m_canvasWidth; ++x) {
-            auto& pixel = m_canvas[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_canvasWidth) +
-                                   static_cast<std::size_t>(x)];
+            auto& pixel =
+                m_canvas[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_canvasWidth) +
+                         static_cast<std::size_t>(x)];
             pixel = colour(20 + 60 * y / m_canvasHeight, 60 + 70 * x / m_canvasWidth, 120);
             if (x > m_canvasWidth / 2 && y > m_canvasHeight / 2) {
                 const double wave = std::sin(x * 0.031) + std::sin(y * 0.023 + x * 0.011) +
                                     std::sin((x + y) * 0.17) * 0.3;
-                const int noise = static_cast<int>(hash(static_cast<std::uint32_t>(x),
-                                                        static_cast<std::uint32_t>(y)) %
-                                                   17) -
-                                  8;
+                const int noise =
+                    static_cast<int>(
+                        hash(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)) % 17) -
+                    8;
                 const int light = 120 + static_cast<int>(40 * wave) + noise;
                 pixel = colour(light + 20, light, light - 25);
             }
@@ -84,8 +85,7 @@ Desktop::Desktop(int width, int height)
     drawText(40, 60, m_canvasWidth / 2 - 30, m_canvasHeight - 120, 0);
     drawText(m_canvasWidth / 2 + 20, 40, m_canvasWidth - 60, m_canvasHeight / 2 - 30, 1000);
     for (int y = 0; y < height; ++y) {
-        const auto line =
-            m_canvas.begin() + static_cast<std::ptrdiff_t>(y) * m_canvasWidth;
+        const auto line = m_canvas.begin() + static_cast<std::ptrdiff_t>(y) * m_canvasWidth;
         std::copy_n(line, width, m_picture.begin() + static_cast<std::ptrdiff_t>(y) * width);
     }
     m_changed = {true, {{0, height}}};
@@ -94,8 +94,9 @@ Desktop::Desktop(int width, int height)
 void Desktop::drawText(int left, int top, int right, int bottom, int firstLine) {
     for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x) {
-            auto& pixel = m_canvas[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_canvasWidth) +
-                                   static_cast<std::size_t>(x)];
+            auto& pixel =
+                m_canvas[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_canvasWidth) +
+                         static_cast<std::size_t>(x)];
             const int line = (y - top) / kLineHeight + firstLine;
             const int column = (x - left) / kCell;
             // Lines end at different columns, as text does.
@@ -120,10 +121,10 @@ void Desktop::advance(Scene scene) {
     switch (scene) {
         case Scene::FullMotion:
             for (int y = 0; y < m_height; ++y) {
-                const auto from = m_canvas.begin() +
-                                  static_cast<std::ptrdiff_t>(y + m_step * 3 % kMargin) *
-                                      m_canvasWidth +
-                                  m_step * 5 % kMargin;
+                const auto from =
+                    m_canvas.begin() +
+                    static_cast<std::ptrdiff_t>(y + m_step * 3 % kMargin) * m_canvasWidth +
+                    m_step * 5 % kMargin;
                 std::copy_n(from, m_width,
                             m_picture.begin() + static_cast<std::ptrdiff_t>(y) * m_width);
             }
@@ -151,12 +152,11 @@ void Desktop::advance(Scene scene) {
                     const auto letter = hash(static_cast<std::uint32_t>(textLine / kLineHeight),
                                              static_cast<std::uint32_t>(x / kCell));
                     const bool written =
-                        x / kCell < 8 + static_cast<int>(hash(static_cast<std::uint32_t>(
-                                                                  textLine / kLineHeight),
-                                                              77) %
-                                                         90);
-                    pixel(left + x, top + y) = grey(
-                        252 - (written ? ink(letter, x % kCell, textLine % kLineHeight) : 0));
+                        x / kCell <
+                        8 + static_cast<int>(
+                                hash(static_cast<std::uint32_t>(textLine / kLineHeight), 77) % 90);
+                    pixel(left + x, top + y) =
+                        grey(252 - (written ? ink(letter, x % kCell, textLine % kLineHeight) : 0));
                 }
             }
             m_changed.spans.push_back({top, 600});

@@ -36,15 +36,17 @@ int KeptPicture::updateRow(const ndi::PictureView& picture, int row, int first, 
                            std::uint8_t* changed) {
     first = std::max(first, row * 16);
     last = std::min({last, row * 16 + 16, m_height});
-    const int whole = m_lineBytes / m_blockBytes;
-    const auto rest = static_cast<std::size_t>(m_lineBytes % m_blockBytes);
+    const int whole = m_width / 16;
+    const int wholeBytes = whole * m_blockBytes;
+    // The last byte of a UYVY line of odd width belongs to no pixel.
+    const bool spare = m_format == ndi::PixelFormat::Uyvy && m_width % 2 == 1;
+    const auto rest = static_cast<std::size_t>(m_lineBytes - wholeBytes - (spare ? 1 : 0));
     int marked = 0;
     for (int y = first; y < last && marked < m_columns; ++y) {
         const std::uint8_t* const source = picture.pixels + y * picture.stride;
         marked += m_kernels.markChanged(source, line(y), whole, m_blockBytes, changed);
         if (rest != 0 && changed[whole] == 0) {
-            const std::ptrdiff_t at = m_lineBytes - static_cast<std::ptrdiff_t>(rest);
-            if (std::memcmp(source + at, line(y) + at, rest) != 0) {
+            if (std::memcmp(source + wholeBytes, line(y) + wholeBytes, rest) != 0) {
                 changed[whole] = 1;
                 ++marked;
             }

@@ -15,8 +15,7 @@ constexpr double kTolerance = 0.12;
 /// In pictures' budgets.
 constexpr double kMostCredit = 16;
 
-/// Steps are proportional to 100 - quality; a picture's size falls roughly with the square root of
-/// the step, on text and on photographs. All steps are even numbers.
+/// The quantiser's steps are proportional to 100 - quality, which is always even.
 int stepOf(int quality) {
     return 100 - quality;
 }
@@ -70,6 +69,7 @@ void RateControl::sent(std::size_t bytes, double coded) {
     m_refused = 100;
     m_sinceRaise = std::min(m_sinceRaise + 1, kLongestWait);
 
+    learn(size);
     const double excess = size / m_budget;
     const bool mustAct = coded >= kMostlyNew || m_credit < 0;
     if (m_quality > m_movingQuality) {
@@ -89,6 +89,22 @@ void RateControl::sent(std::size_t bytes, double coded) {
     }
 }
 
+/// What a change of quality did to the size says what the next one will do.
+void RateControl::learn(double size) {
+    if (m_sizeBefore > 0 && m_stepBefore != stepOf(m_quality)) {
+        const double exponent = std::log(size / m_sizeBefore) /
+                                std::log(static_cast<double>(m_stepBefore) / stepOf(m_quality));
+        m_exponent = std::clamp(exponent, 0.3, 2.0);
+    }
+    m_sizeBefore = size;
+    m_stepBefore = stepOf(m_quality);
+}
+
+/// The step at which a picture that is `excess` budgets large would have one.
+double RateControl::fittingStep(double excess) const {
+    return stepOf(m_quality) * std::pow(excess, 1 / m_exponent);
+}
+
 void RateControl::repeated() {
     m_credit = std::min(m_credit + m_budget, kMostCredit * m_budget);
 }
@@ -96,7 +112,7 @@ void RateControl::repeated() {
 void RateControl::lower(double excess) {
     m_wait = m_sinceRaise < 2 * m_wait ? std::min(2 * m_wait, kLongestWait) : kShortestWait;
     const int step = stepOf(m_quality);
-    const int wanted = std::clamp(evenAtLeast(step * excess * excess), step + 2, 2 * step);
+    const int wanted = std::clamp(evenAtLeast(fittingStep(excess)), step + 2, 2 * step);
     m_quality = std::max(100 - wanted, kWorstQuality);
     m_movingQuality = m_quality;
     m_credit = std::max(m_credit, 0.0);
@@ -108,7 +124,7 @@ void RateControl::considerRaising(double excess) {
     }
     m_below = 0;
     const int step = stepOf(m_quality);
-    const int wanted = std::max(evenAtLeast(step * std::max(excess * excess, 0.5)), 2);
+    const int wanted = std::max(evenAtLeast(std::max(fittingStep(excess), step / 2.0)), 2);
     if (wanted < step) {
         m_quality = 100 - wanted;
         m_movingQuality = m_quality;
@@ -123,6 +139,7 @@ int RateControl::refinedQuality() const {
 
 void RateControl::refined(int quality) {
     m_quality = std::max(m_quality, quality);
+    m_credit = kMostCredit * m_budget;
 }
 
 bool RateControl::lowerToFit() {

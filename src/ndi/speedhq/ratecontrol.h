@@ -13,8 +13,9 @@
 // - The picture rests and its sender asks for better ones: in three or four calls to the best.
 // - Something moves on a picture that was refined so: small changes (a caret, a clock) keep the
 //   refined quality as long as there is credit. Each call earns one picture's budget, each new
-//   packet costs its size, and at most kMostCredit budgets are saved up. Once they are spent, or
-//   when a quarter of the picture is new, the quality returns to what moving pictures had.
+//   packet costs its size, and at most 16 budgets are saved up, which a rest does. Once they are
+//   spent, or when a quarter of the picture is new, the quality returns to what moving pictures
+//   had.
 
 #include <cstddef>
 
@@ -64,6 +65,8 @@ private:
     static constexpr int kShortestWait = 30;
     static constexpr int kLongestWait = 960;
 
+    void learn(double size);
+    [[nodiscard]] double fittingStep(double excess) const;
     void lower(double excess);
     void considerRaising(double excess);
 
@@ -72,6 +75,10 @@ private:
     int m_quality = 80;
     int m_movingQuality = 80;  ///< Without the refinement.
     int m_refused = 100;
+    /// A picture's size falls with about this power of the quantiser's step: 0.5 on most desktops.
+    double m_exponent = 0.5;
+    double m_sizeBefore = 0;
+    int m_stepBefore = 0;
     int m_below = 0;             ///< Pictures in a row that stayed well below the budget.
     int m_wait = kShortestWait;  ///< How many such pictures it takes to raise the quality.
     int m_sinceRaise = kLongestWait;
