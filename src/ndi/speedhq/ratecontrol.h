@@ -62,7 +62,7 @@ public:
     void refusedAt(int quality) { m_refused = quality; }
 
 private:
-    static constexpr int kShortestWait = 30;
+    static constexpr int kShortestWait = 15;
     static constexpr int kLongestWait = 960;
 
     void learn(double size);
