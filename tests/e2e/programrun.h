@@ -16,9 +16,9 @@ namespace e2e {
 /// The places of the window's controls, in pixels from its top-left corner. The layout is fixed, so
 /// they are the same in every language.
 namespace control {
-inline constexpr QPoint kStart{205, 200};
-inline constexpr QPoint kReset{270, 200};
-inline constexpr QPoint kClose{610, 22};
+inline constexpr QPoint kStart{190, 204};
+inline constexpr QPoint kReset{266, 204};
+inline constexpr QPoint kClose{619, 22};
 }  // namespace control
 
 /// Settings written before the program starts.
