@@ -54,6 +54,7 @@ public:
 
     /// The flags for the row this thread is at; all 0 between rows.
     [[nodiscard]] std::uint8_t* flags() { return m_flags.data(); }
+    void clearFlags();
 
     /// Codes the whole row. Clears the flags.
     void code(const RowSettings& settings, const KeptPicture& picture, int row, CodedRow& coded);
