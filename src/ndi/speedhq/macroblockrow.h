@@ -19,7 +19,7 @@ class CodedRow {
 public:
     /// Where a macroblock ends, and what it leaves to the next one.
     struct End {
-        std::uint32_t bit;
+        std::uint32_t bit = 0;
         DcPredictors dc;
     };
 
