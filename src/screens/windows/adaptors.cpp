@@ -2,8 +2,7 @@
 
 #include <wrl/client.h>
 
-#include <vector>
-
+#include "screens/enumeration.h"
 #include "support/log.h"
 
 namespace screens {
@@ -25,29 +24,9 @@ std::string utf8(const wchar_t* wide) {
     return text;
 }
 
-struct RawOutputs {
-    std::vector<DXGI_OUTPUT_DESC> descriptions;
-    UINT indicesTried = 0;  ///< Before the adapter said that there are no more.
-};
-
-RawOutputs outputsOf(IDXGIAdapter& adapter) {
-    RawOutputs found;
-    for (; found.indicesTried < kMaxOutputs; ++found.indicesTried) {
-        ComPtr<IDXGIOutput> output;
-        if (adapter.EnumOutputs(found.indicesTried, output.GetAddressOf()) ==
-            DXGI_ERROR_NOT_FOUND) {
-            break;
-        }
-        if (output) {
-            DXGI_OUTPUT_DESC description = {};
-            output->GetDesc(&description);
-            found.descriptions.push_back(description);
-        }
-    }
-    return found;
-}
-
-OutputDescInfo outputInfo(const DXGI_OUTPUT_DESC& description) {
+OutputDescInfo outputInfo(IDXGIOutput& output) {
+    DXGI_OUTPUT_DESC description = {};
+    output.GetDesc(&description);
     const RECT& desktop = description.DesktopCoordinates;
     OutputDescInfo info;
     info.left = desktop.left;
@@ -67,25 +46,15 @@ DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
     info.luidLowPart = static_cast<std::uint32_t>(description.AdapterLuid.LowPart);
     info.luidHighPart = static_cast<std::int32_t>(description.AdapterLuid.HighPart);
 
-    const RawOutputs outputs = outputsOf(adapter);
-    if (outputs.indicesTried < 1) {
-        HV_INFO(
-            "Not Found. DeviceId is {}, adaptorName is {}, adDes.AdapterLuid.LowPart {}, "
-            "adDes.AdapterLuid.HighPart {}",
-            info.deviceId, info.adaptorName, info.luidLowPart, info.luidHighPart);
-    } else {
-        HV_INFO(
-            "DeviceId is {}, adaptorName is {}, adDes.AdapterLuid.LowPart {}, "
-            "adDes.AdapterLuid.HighPart {}, iOutputNum is {}",
-            info.deviceId, info.adaptorName, info.luidLowPart, info.luidHighPart,
-            outputs.indicesTried);
-    }
-    for (const DXGI_OUTPUT_DESC& raw : outputs.descriptions) {
-        const OutputDescInfo& output = info.outputs.emplace_back(outputInfo(raw));
-        HV_INFO(
-            "2,DXGI_OUTPUT_DESC info, it.DeviceName {}, it.DesktopCoordinates.left {}, "
-            "it.DesktopCoordinates.top {}",
-            output.deviceName, output.left, output.top);
+    for (UINT index = 0; index < kMaxOutputs; ++index) {
+        ComPtr<IDXGIOutput> output;
+        if (adapter.EnumOutputs(index, output.GetAddressOf()) == DXGI_ERROR_NOT_FOUND) {
+            break;
+        }
+        // Any other answer without an output is passed over.
+        if (output) {
+            info.outputs.push_back(outputInfo(*output.Get()));
+        }
     }
     return info;
 }
@@ -104,15 +73,15 @@ std::list<DeviceAdaptorInfo> adaptorsOf(IDXGIFactory1& factory) {
     }
 }
 
-}  // namespace screens
-
-std::list<DeviceAdaptorInfo> enumerateAdaptors() {
-    Microsoft::WRL::ComPtr<IDXGIFactory1> factory;
+std::list<DeviceAdaptorInfo> platformAdaptors() {
+    ComPtr<IDXGIFactory1> factory;
     const HRESULT result = CreateDXGIFactory1(IID_PPV_ARGS(factory.GetAddressOf()));
     if (FAILED(result)) {
         HV_WARN("the graphics adapters can't be listed: CreateDXGIFactory1 gives {:#010x}",
                 static_cast<std::uint32_t>(result));
         return {};
     }
-    return screens::adaptorsOf(*factory.Get());
+    return adaptorsOf(*factory.Get());
 }
+
+}  // namespace screens

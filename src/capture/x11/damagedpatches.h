@@ -1,0 +1,29 @@
+#pragma once
+// From the rectangles that were drawn to the pieces that are fetched.
+
+#include <xcb/xcb.h>
+
+#include <vector>
+
+namespace capture::x11 {
+
+/// A rectangle of the root window in pixels.
+struct Patch {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const Patch& other) const {
+        return x == other.x && y == other.y && width == other.width && height == other.height;
+    }
+};
+
+/// Covers what lies of `drawn` inside `area`: `patches` comes out ascending, no two with a row in
+/// common, each as wide as its rows need. Patches that are only a few rows apart are fetched
+/// as one, so that their number stays small whatever was drawn. `drawn` is in the order of an X
+/// region: by top edge, then by left edge.
+void coverDamage(const std::vector<xcb_rectangle_t>& drawn, const Patch& area,
+                 std::vector<Patch>& patches);
+
+}  // namespace capture::x11

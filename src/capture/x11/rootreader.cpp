@@ -1,0 +1,105 @@
+#include "capture/x11/rootreader.h"
+
+#include <utility>
+
+#include "support/log.h"
+
+namespace capture::x11 {
+namespace {
+
+using support::x11::Owned;
+
+constexpr std::uint32_t kAllPlanes = 0xFFFFFFFF;
+
+}  // namespace
+
+RootReader::RootReader(support::x11::Connection& connection, PixelFormat format)
+    : m_connection(connection), m_format(std::move(format)) {}
+
+bool RootReader::read(const std::vector<Patch>& patches, const Patch& area, std::uint8_t* dest,
+                      std::size_t destStride) {
+    // No two patches share a row, so they fit side by side where the whole area does.
+    makeRoom(m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
+    request(patches);
+    bool complete = true;
+    for (std::size_t i = 0; i < patches.size(); ++i) {
+        const auto row = static_cast<std::size_t>(patches[i].y - area.y);
+        const auto column = static_cast<std::size_t>(patches[i].x - area.x);
+        complete &=
+            receive(patches[i], m_pending[i], dest + row * destStride + column * 4, destStride);
+    }
+    return complete;
+}
+
+void RootReader::makeRoom(std::size_t bytes) {
+    if (!m_canShare || (m_segment && m_segment->size() >= bytes)) {
+        return;
+    }
+    m_segment.reset();
+    m_segment = SharedSegment::create(m_connection, bytes);
+    if (!m_segment && m_connection.alive()) {
+        m_canShare = false;
+        HV_WARN(
+            "screen pictures of {} bytes can't be shared with the X server (it runs elsewhere "
+            "or lacks MIT-SHM 1.2): they come through the connection, which is slower",
+            bytes);
+    }
+}
+
+void RootReader::request(const std::vector<Patch>& patches) {
+    auto* const c = m_connection.get();
+    m_pending.clear();
+    std::size_t offset = 0;
+    for (const auto& patch : patches) {
+        const auto x = static_cast<std::int16_t>(patch.x);
+        const auto y = static_cast<std::int16_t>(patch.y);
+        const auto width = static_cast<std::uint16_t>(patch.width);
+        const auto height = static_cast<std::uint16_t>(patch.height);
+        Pending pending;
+        pending.offset = offset;
+        if (m_segment) {
+            pending.sequence =
+                xcb_shm_get_image(c, m_connection.root(), x, y, width, height, kAllPlanes,
+                                  XCB_IMAGE_FORMAT_Z_PIXMAP, m_segment->id(),
+                                  static_cast<std::uint32_t>(offset))
+                    .sequence;
+        } else {
+            pending.sequence = xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(), x,
+                                             y, width, height, kAllPlanes)
+                                   .sequence;
+        }
+        offset += m_format.rowBytes(patch.width) * static_cast<std::size_t>(patch.height);
+        m_pending.push_back(pending);
+    }
+}
+
+bool RootReader::receive(const Patch& patch, const Pending& pending, std::uint8_t* dest,
+                         std::size_t destStride) {
+    auto* const c = m_connection.get();
+    const auto stride = m_format.rowBytes(patch.width);
+    const auto size = stride * static_cast<std::size_t>(patch.height);
+    xcb_generic_error_t* error = nullptr;
+    Owned<void> reply;
+    const std::uint8_t* pixels = nullptr;
+    if (m_segment) {
+        auto* const shared = xcb_shm_get_image_reply(c, {pending.sequence}, &error);
+        reply.reset(shared);
+        pixels = shared != nullptr && shared->size >= size ? m_segment->data() + pending.offset
+                                                           : nullptr;
+    } else {
+        auto* const sent = xcb_get_image_reply(c, {pending.sequence}, &error);
+        reply.reset(sent);
+        pixels = sent != nullptr && std::size_t{sent->length} * 4 >= size ? xcb_get_image_data(sent)
+                                                                          : nullptr;
+    }
+    const Owned<xcb_generic_error_t> ownedError(error);
+    if (pixels == nullptr) {
+        HV_DEBUG("no picture of {}x{} at {},{}: X error {}", patch.width, patch.height, patch.x,
+                 patch.y, error != nullptr ? error->error_code : 0);
+        return false;
+    }
+    m_format.convert(pixels, stride, dest, destStride, patch.width, patch.height);
+    return true;
+}
+
+}  // namespace capture::x11

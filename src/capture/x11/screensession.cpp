@@ -1,0 +1,78 @@
+#include "capture/x11/screensession.h"
+
+#include <utility>
+
+namespace capture::x11 {
+
+using support::x11::Connection;
+using support::x11::Owned;
+
+std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display,
+                                                   std::string& whyNot) {
+    auto connection = Connection::open(display, whyNot);
+    if (!connection) {
+        return nullptr;
+    }
+    auto format = PixelFormat::of(*xcb_get_setup(connection->get()), connection->screen());
+    if (!format) {
+        whyNot = "its pictures have a palette or packed pixels";
+        return nullptr;
+    }
+    std::unique_ptr<ScreenSession> session(
+        new ScreenSession(std::move(connection), std::move(*format)));
+    session->watchArrangement();
+    session->m_damage = RootDamage::watch(*session->m_connection);
+    if (!session->alive()) {
+        whyNot = "the server went away";
+        return nullptr;
+    }
+    return session;
+}
+
+ScreenSession::ScreenSession(std::unique_ptr<Connection> connection, PixelFormat format)
+    : m_connection(std::move(connection)), m_reader(*m_connection, std::move(format)) {}
+
+void ScreenSession::watchArrangement() {
+    auto* const c = m_connection->get();
+    if (support::x11::hasMonitors(*m_connection)) {
+        m_randrEvent = m_connection->extension(xcb_randr_id)->first_event;
+        xcb_randr_select_input(c, m_connection->root(),
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+    }
+    // A monitor that a user declares is announced as a change of the root window.
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(c, m_connection->root(), XCB_CW_EVENT_MASK, &events);
+    xcb_flush(c);
+}
+
+void ScreenSession::poll() {
+    auto* const c = m_connection->get();
+    // The first look reads the socket; the others take what it brought.
+    for (Owned<xcb_generic_event_t> event(xcb_poll_for_event(c)); event;
+         event.reset(xcb_poll_for_queued_event(c))) {
+        notice(*event);
+    }
+}
+
+void ScreenSession::notice(const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7F;
+    if (type == XCB_CONFIGURE_NOTIFY ||
+        (m_randrEvent && (type == *m_randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                          type == *m_randrEvent + XCB_RANDR_NOTIFY))) {
+        m_rearranged = true;
+    } else if (m_damage) {
+        m_damage->notice(event);
+    }
+}
+
+bool ScreenSession::takeRearranged() {
+    return std::exchange(m_rearranged, false);
+}
+
+std::vector<support::x11::Monitor> ScreenSession::monitors() const {
+    return support::x11::listMonitors(*m_connection);
+}
+
+}  // namespace capture::x11

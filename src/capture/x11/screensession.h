@@ -1,0 +1,48 @@
+#pragma once
+// One connection to an X server, and everything of a capture that dies with it.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "capture/x11/rootdamage.h"
+#include "capture/x11/rootreader.h"
+#include "support/x11/connection.h"
+#include "support/x11/monitors.h"
+
+namespace capture::x11 {
+
+class ScreenSession {
+public:
+    /// `display` as in the variable DISPLAY. Null: `whyNot` says why. Makes round trips.
+    [[nodiscard]] static std::unique_ptr<ScreenSession> open(const std::string& display,
+                                                             std::string& whyNot);
+
+    /// Takes in what the server has announced, without a round trip.
+    void poll();
+
+    [[nodiscard]] bool alive() const { return m_connection->alive(); }
+
+    /// The arrangement of the monitors may have changed since the last call.
+    [[nodiscard]] bool takeRearranged();
+
+    [[nodiscard]] std::vector<support::x11::Monitor> monitors() const;
+
+    /// Null when the server does not tell what was drawn.
+    [[nodiscard]] RootDamage* damage() const { return m_damage.get(); }
+    [[nodiscard]] RootReader& reader() { return m_reader; }
+
+private:
+    ScreenSession(std::unique_ptr<support::x11::Connection> connection, PixelFormat format);
+    void watchArrangement();
+    void notice(const xcb_generic_event_t& event);
+
+    std::unique_ptr<support::x11::Connection> m_connection;
+    std::unique_ptr<RootDamage> m_damage;
+    RootReader m_reader;
+    std::optional<std::uint8_t> m_randrEvent;  ///< RandR's first event code, when it has RandR.
+    bool m_rearranged = false;
+};
+
+}  // namespace capture::x11

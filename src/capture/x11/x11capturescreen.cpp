@@ -1,0 +1,241 @@
+#include "capture/x11/x11capturescreen.h"
+
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "capture/devicename.h"
+#include "capture/x11/screensession.h"
+#include "support/log.h"
+
+using capture::x11::Patch;
+using capture::x11::ScreenSession;
+using support::x11::Monitor;
+
+namespace {
+
+/// Between attempts at what fails for a while: soon enough for the eye, and no load on anybody.
+constexpr std::chrono::milliseconds kRetryInterval(500);
+
+std::string variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+Patch areaOf(const Monitor& monitor) {
+    return {monitor.x, monitor.y, monitor.width, monitor.height};
+}
+
+std::string namesOf(const std::vector<Monitor>& monitors) {
+    std::string names;
+    for (const auto& monitor : monitors) {
+        names += (names.empty() ? "" : ", ") + monitor.name;
+    }
+    return names.empty() ? "none" : names;
+}
+
+}  // namespace
+
+std::unique_ptr<ScreenCapturer> createScreenCapturer() {
+    return std::make_unique<X11CaptureScreen>();
+}
+
+X11CaptureScreen::X11CaptureScreen(std::string display) : m_givenDisplay(std::move(display)) {}
+
+X11CaptureScreen::~X11CaptureScreen() = default;
+
+bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
+    ReleaseAll();
+    warnOfWayland();
+    m_display = m_givenDisplay.empty() ? variable("DISPLAY") : m_givenDisplay;
+    std::string whyNot;
+    m_session = ScreenSession::open(m_display, whyNot);
+    if (!m_session) {
+        HV_WARN("no screen capture from X display \"{}\": {}", m_display, whyNot);
+        return false;
+    }
+    const auto monitors = m_session->monitors();
+    if (deviceName != nullptr) {
+        m_deviceName = deviceName;
+    } else if (!monitors.empty()) {
+        m_deviceName = capture::wideDeviceName(monitors.front().name);
+    }
+    locateOutput();
+    if (!m_output) {
+        HV_WARN("no screen capture from output \"{}\" of X display \"{}\": its outputs are {}",
+                capture::utf8DeviceName(m_deviceName), m_display, namesOf(monitors));
+        ReleaseAll();
+        return false;
+    }
+    HV_INFO("screen capture from output \"{}\" of X display \"{}\", {}x{} at {},{}{}",
+            capture::utf8DeviceName(m_deviceName), m_display, m_output->width, m_output->height,
+            m_output->x, m_output->y,
+            m_session->damage() != nullptr
+                ? ""
+                : "; the server lacks DAMAGE, so every picture is taken for new");
+    m_initialized = true;
+    return true;
+}
+
+void X11CaptureScreen::ReleaseAll() {
+    m_initialized = false;
+    m_failing = false;
+    m_lastRead.reset();
+    m_output.reset();
+    m_session.reset();
+    m_changed = {};
+}
+
+bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsigned char* dest) {
+    if (!m_initialized) {
+        return false;
+    }
+    if (takePicture(x, y, width, height, dest)) {
+        return true;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return false;
+}
+
+bool X11CaptureScreen::takePicture(int x, int y, int width, int height, unsigned char* dest) {
+    if (!m_session && !connect()) {
+        return false;
+    }
+    m_session->poll();
+    if (!m_session->alive()) {
+        HV_WARN("the X server of display \"{}\" went away; waiting for it", m_display);
+        m_lastRead.reset();
+        m_output.reset();
+        m_session.reset();
+        return false;
+    }
+    if (m_session->takeRearranged()) {
+        m_nextTry = {};
+        locateOutput();
+    }
+    if (!m_output || (m_failing && !retryDue())) {
+        return false;
+    }
+    const Read read = {
+        capture::cutRectangle(x, y, width, height, m_output->width, m_output->height), *m_output,
+        width, dest};
+    if (!choosePatches(read)) {
+        return false;
+    }
+    const Patch area = {m_output->x + read.cut.x, m_output->y + read.cut.y, read.cut.width,
+                        read.cut.height};
+    if (!m_session->reader().read(m_patches, area, dest,
+                                  static_cast<std::size_t>(area.width) * 4)) {
+        fail();
+        return false;
+    }
+    if (std::exchange(m_failing, false)) {
+        HV_INFO("output \"{}\" can be read again", capture::utf8DeviceName(m_deviceName));
+    }
+    tellChangedRows(read);
+    m_lastRead = read;
+    return true;
+}
+
+void X11CaptureScreen::warnOfWayland() {
+    const bool wayland =
+        variable("XDG_SESSION_TYPE") == "wayland" || !variable("WAYLAND_DISPLAY").empty();
+    if (wayland && !std::exchange(m_warnedOfWayland, true)) {
+        HV_WARN(
+            "this is a Wayland session: only windows of X11 programs can be captured, all else "
+            "stays black. Log in to an X11 (Xorg) session to capture the whole screen.");
+    }
+}
+
+bool X11CaptureScreen::retryDue() {
+    const auto now = Clock::now();
+    if (now < m_nextTry) {
+        return false;
+    }
+    m_nextTry = now + kRetryInterval;
+    return true;
+}
+
+bool X11CaptureScreen::connect() {
+    if (!retryDue()) {
+        return false;
+    }
+    std::string whyNot;
+    m_session = ScreenSession::open(m_display, whyNot);
+    if (!m_session) {
+        return false;
+    }
+    HV_INFO("the X server of display \"{}\" is back", m_display);
+    locateOutput();
+    return true;
+}
+
+/// Finds where the output is now and says when that is a change.
+void X11CaptureScreen::locateOutput() {
+    std::optional<Patch> found;
+    for (const auto& monitor : m_session->monitors()) {
+        if (!found && capture::wideDeviceName(monitor.name) == m_deviceName) {
+            found = areaOf(monitor);
+        }
+    }
+    // Whatever was rearranged, the screen's memory may be another one now.
+    m_lastRead.reset();
+    if (!m_initialized || found == m_output) {
+        m_output = found;
+        return;
+    }
+    m_output = found;
+    if (m_output) {
+        HV_INFO("output \"{}\" is now {}x{} at {},{}", capture::utf8DeviceName(m_deviceName),
+                m_output->width, m_output->height, m_output->x, m_output->y);
+    } else {
+        HV_WARN("output \"{}\" was switched off; waiting for it",
+                capture::utf8DeviceName(m_deviceName));
+    }
+}
+
+/// Chooses what has to be fetched. False: nothing, the buffer is as new as the screen.
+bool X11CaptureScreen::choosePatches(const Read& read) {
+    auto* const damage = m_session->damage();
+    const Patch area = {read.output.x + read.cut.x, read.output.y + read.cut.y, read.cut.width,
+                        read.cut.height};
+    if (damage != nullptr && m_lastRead == read) {
+        if (!damage->pending()) {
+            return false;
+        }
+        if (damage->take(m_drawn)) {
+            capture::x11::coverDamage(m_drawn, area, m_patches);
+            return !m_patches.empty();
+        }
+    } else if (damage != nullptr) {
+        damage->discard();
+    }
+    m_lastRead.reset();
+    m_patches.clear();
+    if (area.width > 0 && area.height > 0) {
+        m_patches.push_back(area);
+    }
+    return true;
+}
+
+void X11CaptureScreen::tellChangedRows(const Read& read) {
+    // In a picture whose rows were cut short they are not where the picture's rows are.
+    m_changed.known = m_lastRead == read && read.cut.width == read.requestedWidth;
+    m_changed.spans.clear();
+    if (m_changed.known) {
+        for (const auto& patch : m_patches) {
+            m_changed.spans.push_back({patch.y - read.output.y - read.cut.y, patch.height});
+        }
+    }
+}
+
+/// What was read is a mixture: the next picture is fetched whole.
+void X11CaptureScreen::fail() {
+    m_lastRead.reset();
+    m_nextTry = Clock::now() + kRetryInterval;
+    if (m_session->alive() && !std::exchange(m_failing, true)) {
+        HV_WARN("output \"{}\" of X display \"{}\" can't be read: trying again",
+                capture::utf8DeviceName(m_deviceName), m_display);
+    }
+}

@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "ndi/sendlibrary.h"
+#include "ndi/wire/sourcename.h"
+#include "support/log.h"
+
+namespace ndi {
+namespace {
+
+bool isBlank(const char* text) {
+    return std::string(text).find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+/// Instances are numbers that are never used again, so a handle that outlived its source is told
+/// from the others.
+class BuiltInLibrary : public SendLibrary {
+public:
+    explicit BuiltInLibrary(std::function<SourceParts()> parts) : m_parts(std::move(parts)) {
+        // The logger outlives the sources that are still open when the program ends.
+        HV::SpdlogApplication::instance();
+    }
+
+    NDIlib_send_instance_t create(const NDIlib_send_create_t* settings) override {
+        if (settings == nullptr || settings->p_ndi_name == nullptr ||
+            isBlank(settings->p_ndi_name)) {
+            HV_ERROR("a source was not made: it was given no {}",
+                     settings == nullptr ? "settings" : "name");
+            return nullptr;
+        }
+        const std::string name = settings->p_ndi_name;
+        if (isOurs(wire::instanceName(wire::machineName(), name))) {
+            HV_WARN("source {} was not made: this program has one of that name", name);
+            return nullptr;
+        }
+        const std::shared_ptr<Source> source =
+            Source::open({name, settings->clock_video}, m_parts());
+        if (source == nullptr) {
+            return nullptr;
+        }
+        const std::lock_guard lock(m_mutex);
+        const std::uintptr_t number = ++m_lastNumber;
+        m_sources.emplace(number, source);
+        return reinterpret_cast<NDIlib_send_instance_t>(number);
+    }
+
+    void send(NDIlib_send_instance_t instance, const NDIlib_video_frame_v2_t* frame) override {
+        if (const auto source = find(instance, "NDIlib_send_send_video_v2")) {
+            source->send(frame);
+        }
+    }
+
+    void hint(NDIlib_send_instance_t instance, const support::ChangedRows& changed) override {
+        if (const auto source = find(instance, "hintChangedRows")) {
+            source->hint(changed);
+        }
+    }
+
+    void destroy(NDIlib_send_instance_t instance) override {
+        const auto source = find(instance, "NDIlib_send_destroy");
+        if (source == nullptr) {
+            return;
+        }
+        {
+            const std::lock_guard lock(m_mutex);
+            m_sources.erase(reinterpret_cast<std::uintptr_t>(instance));
+        }
+        source->close();
+    }
+
+private:
+    [[nodiscard]] std::shared_ptr<Source> find(NDIlib_send_instance_t instance,
+                                               const char* caller) {
+        {
+            const std::lock_guard lock(m_mutex);
+            const auto found = m_sources.find(reinterpret_cast<std::uintptr_t>(instance));
+            if (found != m_sources.end()) {
+                return found->second;
+            }
+        }
+        unsigned suppressed = 0;
+        if (m_misuse.allows(suppressed)) {
+            HV_ERROR("{} was called with {} source ({} more such calls before)", caller,
+                     instance == nullptr ? "no" : "a destroyed or unknown", suppressed);
+        }
+        return nullptr;
+    }
+
+    [[nodiscard]] bool isOurs(const std::string& instance) {
+        const std::lock_guard lock(m_mutex);
+        return std::any_of(m_sources.begin(), m_sources.end(),
+                           [&](const auto& entry) { return entry.second->instance() == instance; });
+    }
+
+    const std::function<SourceParts()> m_parts;
+    std::mutex m_mutex;
+    std::map<std::uintptr_t, std::shared_ptr<Source>> m_sources;
+    std::uintptr_t m_lastNumber = 0;
+    LogLimit m_misuse;
+};
+
+}  // namespace
+
+std::unique_ptr<SendLibrary> makeBuiltInLibrary(std::function<SourceParts()> parts) {
+    return std::make_unique<BuiltInLibrary>(std::move(parts));
+}
+
+}  // namespace ndi

@@ -1,0 +1,9 @@
+#include "ndi/libav/libavencoder.h"
+
+namespace ndi {
+
+std::unique_ptr<PictureEncoder> createPictureEncoder() {
+    return createLibavEncoder();
+}
+
+}  // namespace ndi

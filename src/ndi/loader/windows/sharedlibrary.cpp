@@ -1,0 +1,83 @@
+#include "ndi/loader/sharedlibrary.h"
+
+#include <windows.h>
+
+#include <fmt/format.h>
+
+namespace ndi {
+namespace {
+
+std::wstring wide(const std::string& text) {
+    const int length =
+        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+    std::wstring result(static_cast<std::size_t>(length), L'\0');
+    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
+                          length);
+    return result;
+}
+
+std::string narrow(const std::wstring& text) {
+    const int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                             nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(length), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
+                          length, nullptr, nullptr);
+    return result;
+}
+
+class WindowsLibrary : public SharedLibrary {
+public:
+    explicit WindowsLibrary(HMODULE module) : m_module(module) {}
+    ~WindowsLibrary() override { ::FreeLibrary(m_module); }
+    WindowsLibrary(const WindowsLibrary&) = delete;
+    WindowsLibrary& operator=(const WindowsLibrary&) = delete;
+
+    [[nodiscard]] void* symbol(const char* name) const override {
+        return reinterpret_cast<void*>(::GetProcAddress(m_module, name));
+    }
+
+private:
+    const HMODULE m_module;
+};
+
+}  // namespace
+
+std::unique_ptr<SharedLibrary> loadLibrary(const std::string& path, std::string& reason) {
+    // The library's own folder counts for what it needs itself, the current folder never does.
+    const HMODULE module =
+        ::LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module == nullptr) {
+        reason = fmt::format("{}: error 0x{:08x}", path, ::GetLastError());
+        return nullptr;
+    }
+    return std::make_unique<WindowsLibrary>(module);
+}
+
+std::string libraryPathOf(const void* address) {
+    HMODULE module = nullptr;
+    if (::GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            static_cast<LPCWSTR>(address), &module) == 0) {
+        return {};
+    }
+    std::wstring path(32768, L'\0');
+    path.resize(::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
+    return narrow(path);
+}
+
+std::string environment(const char* name) {
+    std::wstring value(32768, L'\0');
+    value.resize(::GetEnvironmentVariableW(wide(name).c_str(), value.data(),
+                                           static_cast<DWORD>(value.size())));
+    return narrow(value);
+}
+
+std::vector<std::string> vendorLibraryNames() {
+    return {"Processing.NDI.Lib.x64.dll"};
+}
+
+bool vendorLibraryOnSearchPath() {
+    return false;
+}
+
+}  // namespace ndi

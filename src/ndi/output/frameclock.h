@@ -1,0 +1,62 @@
+#pragma once
+// When the next picture is due.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace ndi {
+
+/// Time as the sending side sees it; a test can stand in for it. Any thread.
+class Timekeeper {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    Timekeeper() = default;
+    Timekeeper(const Timekeeper&) = delete;
+    Timekeeper& operator=(const Timekeeper&) = delete;
+    virtual ~Timekeeper() = default;
+
+    [[nodiscard]] virtual TimePoint now() { return std::chrono::steady_clock::now(); }
+
+    /// Units of 100 ns since 1970-01-01 UTC.
+    [[nodiscard]] virtual std::int64_t wallClock();
+
+    /// Returns at `when`, or at once when release() was called.
+    virtual void waitUntil(TimePoint when);
+
+    /// Ends every wait, now and later.
+    virtual void release();
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_released = false;
+};
+
+/// The slots of a frame rate: a grid against an absolute clock, so that rounding and late callers
+/// add up to no drift. Not thread-safe.
+class FrameClock {
+public:
+    using TimePoint = Timekeeper::TimePoint;
+
+    /// The slot to wait for after a picture of that rate was sent at `now`; not later than `now`
+    /// for a caller that is late. Slots that nobody came for are left out, so no burst makes up
+    /// for them. The first call, one that is more than a second late, and the first one after a
+    /// change of rate start the grid at `now`. Both numbers are positive; at more than 10,000
+    /// pictures a second nobody waits.
+    [[nodiscard]] TimePoint next(TimePoint now, int rateNumerator, int rateDenominator);
+
+private:
+    void advance();
+
+    int m_numerator = 0;
+    int m_denominator = 0;
+    std::int64_t m_wholeNs = 0;      ///< The slot length's whole nanoseconds ...
+    std::int64_t m_remainder = 0;    ///< ... and the rest, in numerator-ths of a nanosecond.
+    std::int64_t m_accumulated = 0;  ///< Of the rest, below one nanosecond.
+    TimePoint m_slot;
+};
+
+}  // namespace ndi

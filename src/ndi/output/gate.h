@@ -1,0 +1,60 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+namespace ndi {
+
+/// Counts the calls that are inside an object, so that its end can wait for them.
+class Gate {
+public:
+    /// One call's stay. False when the gate was closed already.
+    class Visit {
+    public:
+        explicit Visit(Gate& gate) : m_gate(gate), m_inside(gate.enter()) {}
+        ~Visit() {
+            if (m_inside) {
+                m_gate.leave();
+            }
+        }
+        Visit(const Visit&) = delete;
+        Visit& operator=(const Visit&) = delete;
+        explicit operator bool() const { return m_inside; }
+
+    private:
+        Gate& m_gate;
+        const bool m_inside;
+    };
+
+    /// From now on nobody comes in.
+    void close() {
+        const std::lock_guard lock(m_mutex);
+        m_closed = true;
+    }
+
+    void waitUntilEmpty() {
+        std::unique_lock lock(m_mutex);
+        m_left.wait(lock, [this] { return m_inside == 0; });
+    }
+
+private:
+    [[nodiscard]] bool enter() {
+        const std::lock_guard lock(m_mutex);
+        m_inside += m_closed ? 0 : 1;
+        return !m_closed;
+    }
+
+    void leave() {
+        const std::lock_guard lock(m_mutex);
+        if (--m_inside == 0) {
+            m_left.notify_all();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_left;
+    int m_inside = 0;
+    bool m_closed = false;
+};
+
+}  // namespace ndi

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+
+namespace ndi {
+
+/// Lets a few log lines through in ten seconds, so that a fault that comes with every picture or
+/// connection does not fill the log. Any thread.
+class LogLimit {
+public:
+    explicit LogLimit(unsigned lines = 1) : m_lines(lines) {}
+
+    /// True: log now. `suppressed` is then the number of lines held back since the last one.
+    [[nodiscard]] bool allows(unsigned& suppressed) {
+        const auto now = std::chrono::steady_clock::now();
+        const std::lock_guard lock(m_mutex);
+        if (m_logged == 0 || now - m_windowStart >= std::chrono::seconds(10)) {
+            m_windowStart = now;
+            m_logged = 0;
+        }
+        if (m_logged == m_lines) {
+            ++m_suppressed;
+            return false;
+        }
+        ++m_logged;
+        suppressed = m_suppressed;
+        m_suppressed = 0;
+        return true;
+    }
+
+private:
+    const unsigned m_lines;
+    std::mutex m_mutex;
+    std::chrono::steady_clock::time_point m_windowStart;
+    unsigned m_logged = 0;
+    unsigned m_suppressed = 0;
+};
+
+}  // namespace ndi

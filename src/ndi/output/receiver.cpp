@@ -1,0 +1,281 @@
+#include "ndi/output/receiver.h"
+
+#include <utility>
+#include <variant>
+
+#include "ndi/output/socketoptions.h"
+#include "support/log.h"
+
+namespace ndi {
+namespace {
+
+/// What the reader may keep between messages.
+constexpr std::size_t kReaderCapacity = 16 * 1024;
+
+std::string addressOf(const asio::ip::tcp::socket& socket) {
+    asio::error_code error;
+    const auto peer = socket.remote_endpoint(error);
+    if (error) {
+        return "unknown address";
+    }
+    const std::string address = peer.address().to_string();
+    return fmt::format(peer.address().is_v6() ? "[{}]:{}" : "{}:{}", address, peer.port());
+}
+
+/// `buffers` without their first `size` bytes.
+void consume(std::array<asio::const_buffer, 2>& buffers, std::size_t size) {
+    for (auto& buffer : buffers) {
+        const std::size_t here = std::min(size, buffer.size());
+        buffer += here;
+        size -= here;
+    }
+}
+
+}  // namespace
+
+Receiver::Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const ReceiverLimits& limits)
+    : m_socket(std::move(socket)),
+      m_host(host),
+      m_limits(limits),
+      m_address(addressOf(m_socket)),
+      m_name("unnamed receiver"),
+      m_reader(limits.messages) {}
+
+void Receiver::start(std::vector<std::uint8_t> greeting) {
+    m_secondStart = m_progress = std::chrono::steady_clock::now();
+    m_joinBy = m_secondStart + m_limits.handshake;
+    setReceiverOptions(m_socket, m_limits.unsentBytes,
+                       std::chrono::duration_cast<std::chrono::seconds>(m_limits.stall));
+    sendText(std::move(greeting));
+    read();
+}
+
+void Receiver::close(const std::string& reason) {
+    if (m_closed) {
+        return;
+    }
+    m_closed = true;
+    asio::error_code ignored;
+    m_socket.close(ignored);
+    for (const OutgoingPicture* picture : {&m_picture, &m_nextPicture}) {
+        m_lostUnfinished += picture->picture != nullptr && !picture->repeat ? 1 : 0;
+    }
+    m_stream = StreamChoice::None;
+    m_hungry = false;
+    m_tally = {};
+    m_host.left(*this, reason);
+}
+
+void Receiver::checkTime(TimePoint now) {
+    if (!m_joined && now > m_joinBy) {
+        close(fmt::format("it did not say within {} ms what it wants", m_limits.handshake.count()));
+    } else if (writing() && now - m_progress > m_limits.stall) {
+        close(fmt::format("it took nothing for {} ms", m_limits.stall.count()));
+    }
+}
+
+std::string Receiver::label() const {
+    return m_name + " at " + m_address;
+}
+
+std::string Receiver::account() const {
+    return fmt::format(
+        "was sent {} pictures ({:.1f} MB), lost {} by reading too slowly, {} to our being late, {} "
+        "by leaving before their end",
+        m_sentPictures, static_cast<double>(m_sentBytes) / 1e6, m_lostSlow, m_lostLate,
+        m_lostUnfinished);
+}
+
+// --- reading ---------------------------------------------------------------------------------
+
+void Receiver::read() {
+    m_socket.async_read_some(
+        asio::buffer(m_input),
+        [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
+            self->onRead(error, size);
+        });
+}
+
+void Receiver::onRead(const asio::error_code& error, std::size_t size) {
+    if (m_closed) {
+        return;
+    }
+    if (error) {
+        close(error == asio::error::eof ? "it closed the connection"
+                                        : "reading from it failed: " + error.message());
+        return;
+    }
+    m_reader.append(m_input.data(), size);
+    wire::Message message;
+    auto result = m_reader.next(message);
+    while (result == wire::MessageReader::Result::Ready) {
+        onMessage(message);
+        if (m_closed) {
+            return;
+        }
+        result = m_reader.next(message);
+    }
+    if (result == wire::MessageReader::Result::Garbage) {
+        close(fmt::format("it sent garbage: {}", m_reader.fault()));
+        return;
+    }
+    m_reader.trim(kReaderCapacity);
+    read();
+}
+
+void Receiver::onMessage(const wire::Message& message) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - m_secondStart > std::chrono::seconds(1)) {
+        m_secondStart = now;
+        m_messagesThisSecond = 0;
+    }
+    if (++m_messagesThisSecond > m_limits.messagesPerSecond) {
+        close(fmt::format("it sent more than {} messages a second", m_limits.messagesPerSecond));
+        return;
+    }
+    if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Text) || !message.readable) {
+        HV_DEBUG("skipped a message of kind {}, version {} from {}", message.header.kind,
+                 message.header.version, label());
+        return;
+    }
+    std::visit([this](const auto& text) { onText(text); }, wire::parseText(message.data));
+}
+
+void Receiver::onText(const wire::MalformedText& text) {
+    unsigned suppressed = 0;
+    if (m_chatter.allows(suppressed)) {
+        HV_WARN("ignored a text from {} that is no XML: {}", label(), text.reason);
+    }
+}
+
+void Receiver::onText(const wire::UnknownText& text) {
+    HV_DEBUG("ignored the text {} from {}", text.element, label());
+}
+
+void Receiver::onText(const wire::VersionText& text) {
+    HV_DEBUG("{} reads text {}, video {}, audio {}; sdk {} on {}", label(), text.text, text.video,
+             text.audio, text.sdk, text.platform);
+}
+
+void Receiver::onText(const wire::IdentifyText& text) {
+    if (!text.name.empty()) {
+        m_name = text.name;
+    }
+}
+
+void Receiver::onText(const wire::QualityText& text) {
+    m_low = text.low;
+    chooseStream();
+}
+
+void Receiver::onText(const wire::EnabledStreamsText& text) {
+    m_video = text.video;
+    const bool first = !m_joined;
+    m_joined = true;
+    if (first) {
+        m_host.joined(*this);
+    }
+    chooseStream();
+}
+
+void Receiver::onText(const wire::TallyText& text) {
+    if (text.onProgram == m_tally.onProgram && text.onPreview == m_tally.onPreview) {
+        return;
+    }
+    m_tally = text;
+    unsigned suppressed = 0;
+    if (m_chatter.allows(suppressed)) {
+        HV_INFO("tally of {}: program {}, preview {}", label(), text.onProgram ? "on" : "off",
+                text.onPreview ? "on" : "off");
+    }
+    m_host.tallyChanged(*this);
+}
+
+void Receiver::chooseStream() {
+    const StreamChoice choice = !m_joined || !m_video ? StreamChoice::None
+                                : m_low               ? StreamChoice::Preview
+                                                      : StreamChoice::Full;
+    if (choice == m_stream) {
+        return;
+    }
+    m_stream = choice;
+    m_nextPicture.picture = nullptr;
+    m_hungry = choice != StreamChoice::None;
+    unsigned suppressed = 0;
+    if (m_chatter.allows(suppressed)) {
+        HV_INFO("{} wants {}", label(),
+                choice == StreamChoice::None   ? "no video"
+                : choice == StreamChoice::Full ? "the full picture"
+                                               : "the preview");
+    }
+    m_host.streamChanged(*this);
+}
+
+// --- writing ---------------------------------------------------------------------------------
+
+void Receiver::offer(const OutgoingPicture& picture) {
+    if (m_closed || m_stream == StreamChoice::None) {
+        return;
+    }
+    m_hungry = false;
+    m_lostSlow += m_nextPicture.replaceBy(picture) ? 1 : 0;
+    writeNext();
+}
+
+void Receiver::sendText(std::vector<std::uint8_t> message) {
+    m_nextText = std::move(message);
+    writeNext();
+}
+
+void Receiver::writeNext() {
+    if (m_closed || writing()) {
+        return;
+    }
+    if (!m_nextText.empty()) {
+        m_text.swap(m_nextText);
+        m_nextText.clear();
+        m_unwritten = {asio::buffer(m_text), asio::const_buffer()};
+    } else if (m_nextPicture.picture != nullptr) {
+        m_picture = m_nextPicture;
+        m_nextPicture.picture = nullptr;
+        const auto head = m_picture.head.view();
+        m_unwritten = {asio::const_buffer(head.data, head.size),
+                       asio::const_buffer(m_picture.picture->data, m_picture.picture->size)};
+    } else {
+        return;
+    }
+    m_progress = std::chrono::steady_clock::now();
+    writeSome();
+}
+
+void Receiver::writeSome() {
+    // async_write() would cut what we have into pieces of 64 KiB; this is one gathering write.
+    m_socket.async_write_some(
+        m_unwritten, [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
+            self->onWritten(error, size);
+        });
+}
+
+void Receiver::onWritten(const asio::error_code& error, std::size_t size) {
+    if (m_closed) {
+        return;
+    }
+    if (error) {
+        close("writing to it failed: " + error.message());
+        return;
+    }
+    m_progress = std::chrono::steady_clock::now();
+    m_sentBytes += size;
+    consume(m_unwritten, size);
+    if (writing()) {
+        writeSome();
+        return;
+    }
+    if (m_picture.picture != nullptr) {
+        m_picture.picture = nullptr;
+        ++m_sentPictures;
+    }
+    writeNext();
+}
+
+}  // namespace ndi

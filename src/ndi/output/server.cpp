@@ -1,0 +1,334 @@
+#include "ndi/output/server.h"
+
+#include <algorithm>
+#include <asio/ip/v6_only.hpp>
+#include <asio/post.hpp>
+#include <utility>
+
+#include "ndi/output/socketoptions.h"
+#include "support/log.h"
+
+namespace ndi {
+namespace {
+
+using asio::ip::tcp;
+
+constexpr std::chrono::seconds kTick(1);
+constexpr std::chrono::seconds kAcceptPause(1);
+
+/// The machine has no such protocol at all.
+bool isMissingProtocol(const asio::error_code& error) {
+    return error == asio::error::address_family_not_supported ||
+           error == std::errc::address_not_available;
+}
+
+void append(std::vector<std::uint8_t>& message, const std::vector<std::uint8_t>& more) {
+    message.insert(message.end(), more.begin(), more.end());
+}
+
+}  // namespace
+
+/// The handler that brings the I/O thread to its mailboxes.
+struct Server::Wake {
+    using allocator_type = HandlerAllocator<void>;
+
+    Server* server;
+
+    [[nodiscard]] allocator_type get_allocator() const {
+        return allocator_type(server->m_wakeMemory);
+    }
+    void operator()() const { server->deliver(); }
+};
+
+Server::Server(std::string instance, const ServerLimits& limits, std::function<void()> onHunger)
+    : m_instance(std::move(instance)), m_limits(limits), m_onHunger(std::move(onHunger)) {}
+
+Server::~Server() = default;
+
+// --- listening -------------------------------------------------------------------------------
+
+std::string Server::listen() {
+    std::string reason;
+    for (int port = m_limits.firstPort; port <= m_limits.lastPort; ++port) {
+        bool inUse = false;
+        reason = bindPort(static_cast<std::uint16_t>(port), inUse);
+        if (reason.empty()) {
+            m_port = static_cast<std::uint16_t>(port);
+            for (auto& listener : m_listeners) {
+                accept(listener);
+            }
+            m_thread = std::thread([this] { m_io.run(); });
+            return {};
+        }
+        if (!inUse) {
+            return reason;
+        }
+    }
+    return fmt::format("every TCP port from {} to {} is in use, the last one: {}",
+                       m_limits.firstPort, m_limits.lastPort, reason);
+}
+
+std::string Server::bindPort(std::uint16_t port, bool& inUse) {
+    std::string missing;
+    for (const auto& protocol : {tcp::v4(), tcp::v6()}) {
+        asio::error_code error;
+        tcp::acceptor& acceptor = m_listeners.emplace_back(m_io).acceptor;
+        acceptor.open(protocol, error);
+        if (!error) {
+            setListenerOptions(acceptor);
+            if (protocol == tcp::v6()) {
+                acceptor.set_option(asio::ip::v6_only(true), error);
+            }
+        }
+        if (!error) {
+            acceptor.bind(tcp::endpoint(protocol, port), error);
+        }
+        if (!error) {
+            acceptor.listen(asio::socket_base::max_listen_connections, error);
+        }
+        const char* const name = protocol == tcp::v4() ? "IPv4" : "IPv6";
+        if (!error) {
+            continue;
+        }
+        if (isMissingProtocol(error)) {
+            m_listeners.pop_back();
+            missing += fmt::format("{} {}: {}; ", name, port, error.message());
+        } else {
+            inUse = error == asio::error::address_in_use || error == asio::error::access_denied;
+            m_listeners.clear();
+            return fmt::format("{} port {}: {}", name, port, error.message());
+        }
+    }
+    return m_listeners.empty() ? missing : std::string();
+}
+
+void Server::stop() {
+    if (!m_thread.joinable()) {
+        return;
+    }
+    asio::post(m_io, [this] {
+        m_stopping = true;
+        m_listeners.clear();
+        m_ticker.cancel();
+        while (!m_receivers.empty()) {
+            m_receivers.back()->close("the source is withdrawn");
+        }
+    });
+    m_thread.join();
+}
+
+void Server::accept(Listener& listener) {
+    listener.acceptor.async_accept(
+        [this, &listener](const asio::error_code& error, tcp::socket socket) {
+            if (!m_stopping) {
+                onAccept(listener, error, std::move(socket));
+            }
+        });
+}
+
+void Server::onAccept(Listener& listener, const asio::error_code& error, tcp::socket socket) {
+    if (!error) {
+        admit(std::move(socket));
+        accept(listener);
+    } else if (error == asio::error::connection_aborted) {
+        accept(listener);
+    } else {
+        unsigned suppressed = 0;
+        if (m_acceptFaults.allows(suppressed)) {
+            HV_ERROR("{}: accepting a receiver failed: {} ({} more times before)", m_instance,
+                     error.message(), suppressed);
+        }
+        acceptLater(listener);
+    }
+}
+
+/// Out of descriptors, most likely: who wants to connect stays in the queue meanwhile.
+void Server::acceptLater(Listener& listener) {
+    listener.pause.expires_after(kAcceptPause);
+    listener.pause.async_wait([this, &listener](const asio::error_code& /*error*/) {
+        if (!m_stopping) {
+            accept(listener);
+        }
+    });
+}
+
+void Server::admit(tcp::socket socket) {
+    ReceiverHost& host = *this;
+    const auto receiver = std::make_shared<Receiver>(std::move(socket), host, m_limits.receiver);
+    if (m_receivers.size() >= m_limits.receivers && !makeRoom()) {
+        unsigned suppressed = 0;
+        if (m_refusals.allows(suppressed)) {
+            HV_WARN("{}: {} was refused, there are {} receivers already ({} more were refused)",
+                    m_instance, receiver->label(), m_receivers.size(), suppressed);
+        }
+        return;  // the last reference closes the connection
+    }
+    m_receivers.push_back(receiver);
+    receiver->start(greeting());
+    if (!m_ticking) {
+        m_ticking = true;
+        tick();
+    }
+}
+
+bool Server::makeRoom() {
+    const auto idle = std::find_if(m_receivers.begin(), m_receivers.end(),
+                                   [](const auto& receiver) { return !receiver->hasJoined(); });
+    if (idle == m_receivers.end()) {
+        return false;
+    }
+    const auto receiver = *idle;
+    receiver->close("it made room for another one before it said what it wants");
+    return true;
+}
+
+std::vector<std::uint8_t> Server::greeting() const {
+    auto message = wire::makeTextMessage(wire::composeText(wire::VersionText{}));
+    append(message, wire::makeTextMessage(wire::composeText(wire::IdentifyText{m_instance})));
+    append(message, wire::makeTextMessage(wire::composeText(m_echo)));
+    return message;
+}
+
+/// Once a second while there are receivers: a glance at each one's deadlines.
+void Server::tick() {
+    const auto now = std::chrono::steady_clock::now();
+    for (std::size_t i = m_receivers.size(); i-- > 0;) {
+        const auto receiver = m_receivers[i];  // may remove itself
+        receiver->checkTime(now);
+    }
+    if (m_receivers.empty()) {
+        m_ticking = false;
+        return;
+    }
+    m_ticker.expires_after(kTick);
+    m_ticker.async_wait([this](const asio::error_code& cancelled) {
+        if (!cancelled) {
+            tick();
+        }
+    });
+}
+
+// --- what receivers report -------------------------------------------------------------------
+
+void Server::joined(Receiver& receiver) {
+    HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.label(), joinedCount());
+}
+
+void Server::left(Receiver& receiver, const std::string& reason) {
+    if (receiver.hasJoined()) {
+        HV_INFO("{}: {} left: {}; it {}; receivers now: {}", m_instance, receiver.label(), reason,
+                receiver.account(), joinedCount() - 1);
+    } else {
+        unsigned suppressed = 0;
+        if (m_passersBy.allows(suppressed)) {
+            HV_INFO("{}: {} left before it had asked for anything: {} ({} more like it)",
+                    m_instance, receiver.label(), reason, suppressed);
+        }
+    }
+    const auto self = std::find_if(m_receivers.begin(), m_receivers.end(),
+                                   [&](const auto& other) { return other.get() == &receiver; });
+    const auto keepAlive = *self;
+    m_receivers.erase(self);
+    streamChanged(receiver);
+    tallyChanged(receiver);
+}
+
+void Server::streamChanged(Receiver& receiver) {
+    int full = 0;
+    int preview = 0;
+    for (const auto& other : m_receivers) {
+        full += other->wants() == StreamChoice::Full ? 1 : 0;
+        preview += other->wants() == StreamChoice::Preview ? 1 : 0;
+    }
+    m_wantFull = full;
+    m_wantPreview = preview;
+    if (receiver.hungry()) {
+        ++m_hunger;
+        m_onHunger();
+    }
+}
+
+void Server::tallyChanged(Receiver& /*receiver*/) {
+    wire::TallyEchoText echo;
+    for (const auto& receiver : m_receivers) {
+        echo.onProgram = echo.onProgram || receiver->tally().onProgram;
+        echo.onPreview = echo.onPreview || receiver->tally().onPreview;
+    }
+    if (echo.onProgram == m_echo.onProgram && echo.onPreview == m_echo.onPreview) {
+        return;
+    }
+    m_echo = echo;
+    HV_INFO("{}: on program: {}, in preview: {}", m_instance, echo.onProgram ? "yes" : "no",
+            echo.onPreview ? "yes" : "no");
+    const auto message = wire::makeTextMessage(wire::composeText(echo));
+    for (const auto& receiver : m_receivers) {
+        receiver->sendText(message);
+    }
+}
+
+std::size_t Server::joinedCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(m_receivers.begin(), m_receivers.end(),
+                      [](const auto& receiver) { return receiver->hasJoined(); }));
+}
+
+// --- pictures --------------------------------------------------------------------------------
+
+Streams Server::wanted() const {
+    return {m_wantFull > 0, m_wantPreview > 0};
+}
+
+void Server::publish(const OutgoingPicture& full, const OutgoingPicture& preview,
+                     Audience audience) {
+    {
+        const std::lock_guard lock(m_mailMutex);
+        post(m_full, full, audience);
+        post(m_preview, preview, audience);
+    }
+    wake();
+}
+
+void Server::post(Mailbox& mailbox, const OutgoingPicture& picture, Audience audience) {
+    if (picture.picture == nullptr) {
+        return;
+    }
+    const bool forEverybody =
+        mailbox.picture.picture != nullptr && mailbox.audience == Audience::Everybody;
+    mailbox.late += mailbox.picture.replaceBy(picture) ? 1 : 0;
+    mailbox.audience = forEverybody ? Audience::Everybody : audience;
+}
+
+void Server::wake() {
+    if (!m_wakePending.exchange(true)) {
+        asio::post(m_io, Wake{this});
+    }
+}
+
+void Server::deliver() {
+    m_wakePending = false;
+    {
+        const std::lock_guard lock(m_mailMutex);
+        m_takenFull = m_full;
+        m_takenPreview = m_preview;
+        m_full.picture.picture = m_preview.picture.picture = nullptr;
+        m_full.late = m_preview.late = 0;
+    }
+    deliver(m_takenFull, StreamChoice::Full);
+    deliver(m_takenPreview, StreamChoice::Preview);
+    m_takenFull.picture.picture = m_takenPreview.picture.picture = nullptr;
+}
+
+void Server::deliver(const Mailbox& mailbox, StreamChoice stream) {
+    if (mailbox.picture.picture == nullptr) {
+        return;
+    }
+    for (const auto& receiver : m_receivers) {
+        if (receiver->wants() == stream &&
+            (mailbox.audience == Audience::Everybody || receiver->hungry())) {
+            receiver->countLate(mailbox.late);
+            receiver->offer(mailbox.picture);
+        }
+    }
+}
+
+}  // namespace ndi

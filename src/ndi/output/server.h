@@ -1,0 +1,136 @@
+#pragma once
+// The receivers of one source, and the thread that serves them.
+
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ndi/output/handlermemory.h"
+#include "ndi/output/loglimit.h"
+#include "ndi/output/outgoingpicture.h"
+#include "ndi/output/receiver.h"
+
+namespace ndi {
+
+struct ServerLimits {
+    /// The first of these ports that can be bound is taken.
+    std::uint16_t firstPort = 5961;
+    std::uint16_t lastPort = 6960;
+    /// Connections at once. A new one beyond that takes the place of the oldest one that has not
+    /// said what it wants; if there is none, it is closed.
+    std::size_t receivers = 250;
+    ReceiverLimits receiver;
+};
+
+enum class Audience {
+    Everybody,  ///< Whoever wants the stream.
+    Hungry,     ///< Who wants it and has not been offered a picture since.
+};
+
+/// A TCP server with one I/O thread. publish(), wanted() and hunger() may be called from any thread
+/// between listen() and stop(); they never wait for the network.
+class Server : private ReceiverHost {
+public:
+    /// `onHunger` is called on the I/O thread whenever hunger() has grown; it must not block.
+    Server(std::string instance, const ServerLimits& limits, std::function<void()> onHunger);
+    /// stop() must have returned.
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// Takes a port on IPv4 and IPv6, or on the one of them that the machine has, and starts the
+    /// thread. Empty when that worked, else why not.
+    [[nodiscard]] std::string listen();
+    [[nodiscard]] std::uint16_t port() const { return m_port; }
+
+    /// Closes every connection and ends the thread.
+    void stop();
+
+    /// The streams that somebody wants now.
+    [[nodiscard]] Streams wanted() const;
+
+    /// How often a receiver has become hungry. Read it before wanted(): who is not in the one is
+    /// in a later value of the other.
+    [[nodiscard]] std::uint64_t hunger() const { return m_hunger; }
+
+    /// Leaves pictures with the receivers; a stream without a picture is left alone.
+    void publish(const OutgoingPicture& full, const OutgoingPicture& preview, Audience audience);
+
+private:
+    /// One stream's place between the sending thread and the I/O thread.
+    struct Mailbox {
+        OutgoingPicture picture;
+        Audience audience = Audience::Hungry;
+        std::uint64_t late = 0;  ///< Pictures that were replaced here.
+    };
+    struct Wake;
+
+    /// One protocol's side of the port.
+    struct Listener {
+        explicit Listener(asio::io_context& io) : acceptor(io), pause(io) {}
+        asio::ip::tcp::acceptor acceptor;
+        asio::steady_timer pause;
+    };
+
+    void streamChanged(Receiver& receiver) override;
+    void tallyChanged(Receiver& receiver) override;
+    void joined(Receiver& receiver) override;
+    void left(Receiver& receiver, const std::string& reason) override;
+
+    [[nodiscard]] std::string bindPort(std::uint16_t port, bool& inUse);
+    void accept(Listener& listener);
+    void onAccept(Listener& listener, const asio::error_code& error, asio::ip::tcp::socket socket);
+    void acceptLater(Listener& listener);
+    void admit(asio::ip::tcp::socket socket);
+    [[nodiscard]] bool makeRoom();
+    [[nodiscard]] std::vector<std::uint8_t> greeting() const;
+    void tick();
+
+    static void post(Mailbox& mailbox, const OutgoingPicture& picture, Audience audience);
+    void wake();
+    void deliver();
+    void deliver(const Mailbox& mailbox, StreamChoice stream);
+    [[nodiscard]] std::size_t joinedCount() const;
+
+    const std::string m_instance;
+    const ServerLimits m_limits;
+    const std::function<void()> m_onHunger;
+    std::uint16_t m_port = 0;
+
+    // Crossing threads.
+    std::mutex m_mailMutex;
+    Mailbox m_full;
+    Mailbox m_preview;
+    HandlerMemory m_wakeMemory;
+    std::atomic<bool> m_wakePending{false};
+    std::atomic<int> m_wantFull{0};
+    std::atomic<int> m_wantPreview{0};
+    std::atomic<std::uint64_t> m_hunger{0};
+
+    // I/O thread only, once it runs.
+    asio::io_context m_io{1};
+    bool m_stopping = false;  ///< No listener may be touched any more.
+    std::list<Listener> m_listeners;
+    asio::steady_timer m_ticker{m_io};
+    bool m_ticking = false;
+    std::vector<std::shared_ptr<Receiver>> m_receivers;  ///< In order of arrival.
+    wire::TallyEchoText m_echo;
+    Mailbox m_takenFull;
+    Mailbox m_takenPreview;
+    LogLimit m_refusals;
+    LogLimit m_passersBy{10};
+    LogLimit m_acceptFaults;
+
+    std::thread m_thread;
+};
+
+}  // namespace ndi

@@ -1,0 +1,137 @@
+#pragma once
+// A source of the built-in output.
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "ndi/ndilib.h"
+#include "ndi/output/discovery.h"
+#include "ndi/output/frameclock.h"
+#include "ndi/output/gate.h"
+#include "ndi/output/loglimit.h"
+#include "ndi/output/pictureencoder.h"
+#include "ndi/output/server.h"
+#include "ndi/wire/videoinfo.h"
+#include "support/changedrows.h"
+
+namespace ndi {
+
+struct SourceSettings {
+    std::string name;     ///< UTF-8; the network sees "MACHINE (name)".
+    bool clocked = true;  ///< send() returns at the next slot of the frame rate.
+};
+
+/// When the last picture is sent again.
+struct RepeatTimes {
+    std::chrono::milliseconds silence{1000};  ///< While nothing new comes.
+    std::chrono::milliseconds better{150};    ///< While each repetition is better than the last.
+    /// A receiver that joins gets the next picture of a sender that was active this recently, and
+    /// the last one otherwise.
+    std::chrono::milliseconds active{100};
+};
+
+/// What a source works with; a test can replace each.
+struct SourceParts {
+    std::function<AnnounceOutcome(const std::string&, std::uint16_t)> announce = announceService;
+    std::unique_ptr<PictureEncoder> encoder = createPictureEncoder();
+    std::unique_ptr<Timekeeper> time = std::make_unique<Timekeeper>();
+    ServerLimits limits;
+    RepeatTimes repeat;
+};
+
+/// Publishes pictures under a name. Three threads serve it: the caller's encodes, the server's
+/// writes to the receivers, and a third repeats the last picture while the caller is silent.
+/// Every member function may be called from any thread.
+class Source {
+public:
+    /// Null when there is no port, or when the name is taken; the log says which. A source that
+    /// can't be announced for another reason is made all the same: it can be reached by address.
+    [[nodiscard]] static std::unique_ptr<Source> open(const SourceSettings& settings,
+                                                      SourceParts parts);
+
+    /// close()
+    ~Source();
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    /// What the next picture changed against the one sent before it; holds for one send().
+    void hint(const support::ChangedRows& changed);
+
+    /// Encodes the picture for those who watch, leaves it with them, and waits for its slot. A
+    /// frame that can't be sent is ignored with a log line. Nothing of `frame` is used afterwards.
+    void send(const NDIlib_video_frame_v2_t* frame);
+
+    /// Withdraws the source. A send() in another thread is over before this returns; it does not
+    /// wait for its slot any more.
+    void close();
+
+    [[nodiscard]] std::uint16_t port() const { return m_server.port(); }
+    /// As the network sees it.
+    [[nodiscard]] const std::string& instance() const { return m_instance; }
+
+private:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    Source(const SourceSettings& settings, SourceParts parts);
+    [[nodiscard]] bool start();
+
+    void refuse(const std::string& fault);
+    void encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const PictureView& picture);
+    [[nodiscard]] const support::ChangedRows& takeHint(const PictureView& picture);
+    void describe(const NDIlib_video_frame_v2_t& frame);
+    void publish(const EncodedStreams& streams, bool repeat, Audience audience);
+    [[nodiscard]] OutgoingPicture wrap(const EncodedPicturePtr& picture, bool repeat);
+    void waitForSlot(const NDIlib_video_frame_v2_t& frame);
+
+    void repeatLoop();
+    void repeatNow();
+    [[nodiscard]] TimePoint repeatDue() const;
+    void noteQuality(const EncodedStreams& streams, bool newPicture);
+    void reportMissing(const EncodedStreams& streams, Streams wanted);
+
+    const std::string m_instance;
+    const bool m_clocked;
+    const RepeatTimes m_repeat;
+    SourceParts m_parts;
+    Server m_server;
+    std::unique_ptr<Announcement> m_announcement;
+    Gate m_gate;
+    std::once_flag m_closeOnce;
+    LogLimit m_refusals;
+    LogLimit m_encoderFaults;
+
+    // The encoder and what belongs to the newest picture.
+    std::mutex m_encoding;
+    support::ChangedRows m_hint;
+    bool m_hinted = false;
+    bool m_hintBroken = false;  ///< A picture in between was not taken.
+    PictureView m_lastView;
+    wire::VideoInfo m_info;
+    float m_givenAspect = 0;
+    bool m_synthesizeTimecode = true;
+
+    std::mutex m_clockMutex;
+    FrameClock m_clock;
+
+    // When to repeat. Held for a few assignments only.
+    mutable std::mutex m_repeatMutex;
+    std::condition_variable m_repeatWake;
+    bool m_closing = false;
+    bool m_havePicture = false;
+    bool m_gettingBetter = false;
+    int m_fullQuality = 0;
+    int m_previewQuality = 0;
+    std::uint64_t m_fedHunger = 0;
+    TimePoint m_lastSend;
+    TimePoint m_lastPublish;
+    std::thread m_repeater;
+};
+
+}  // namespace ndi

@@ -1,0 +1,68 @@
+#include "ndi/output/videoframe.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+
+namespace ndi {
+namespace {
+
+bool readFormat(std::int32_t fourCC, PixelFormat& format) {
+    switch (fourCC) {
+        case NDIlib_FourCC_type_BGRA:
+            format = PixelFormat::Bgra;
+            return true;
+        case NDIlib_FourCC_type_BGRX:
+            format = PixelFormat::Bgrx;
+            return true;
+        case NDIlib_FourCC_type_UYVY:
+            format = PixelFormat::Uyvy;
+            return true;
+        default:
+            return false;
+    }
+}
+
+int packedStride(PixelFormat format, int width) {
+    return format == PixelFormat::Uyvy ? (width + 1) / 2 * 4 : width * 4;
+}
+
+}  // namespace
+
+std::string checkFrame(const NDIlib_video_frame_v2_t* frame, PictureView& picture) {
+    if (frame == nullptr) {
+        return "no frame was given";
+    }
+    if (frame->p_data == nullptr) {
+        return "the frame has no data";
+    }
+    if (frame->xres < 1 || frame->yres < 1 || frame->xres > kMaxPictureSide ||
+        frame->yres > kMaxPictureSide) {
+        return fmt::format("its size is {}x{}, allowed is 1x1 to {}x{}", frame->xres, frame->yres,
+                           kMaxPictureSide, kMaxPictureSide);
+    }
+    // Read as a number: a caller may have put anything there.
+    const auto fourCC = static_cast<std::int32_t>(frame->FourCC);
+    if (!readFormat(fourCC, picture.format)) {
+        return fmt::format("its pixel format 0x{:08x} is none of BGRA, BGRX and UYVY",
+                           static_cast<std::uint32_t>(fourCC));
+    }
+    const int packed = packedStride(picture.format, frame->xres);
+    const int stride = frame->line_stride_in_bytes == 0 ? packed : frame->line_stride_in_bytes;
+    if (stride < packed) {
+        return fmt::format("its rows are {} bytes apart, {} pixels need {}", stride, frame->xres,
+                           packed);
+    }
+    if (frame->frame_rate_N < 1 || frame->frame_rate_D < 1) {
+        return fmt::format("its frame rate is {}/{}", frame->frame_rate_N, frame->frame_rate_D);
+    }
+    picture.width = frame->xres;
+    picture.height = frame->yres;
+    picture.stride = stride;
+    picture.pixels = frame->p_data;
+    picture.rateNumerator = frame->frame_rate_N;
+    picture.rateDenominator = frame->frame_rate_D;
+    return {};
+}
+
+}  // namespace ndi

@@ -1,0 +1,16 @@
+#pragma once
+// A frame as it comes through the C interface, checked.
+
+#include <string>
+
+#include "ndi/ndilib.h"
+#include "ndi/output/pictureencoder.h"
+
+namespace ndi {
+
+inline constexpr int kMaxPictureSide = 8192;
+
+/// Reads `frame` into `picture`. Empty when it can be sent, else what is wrong with it, in words.
+[[nodiscard]] std::string checkFrame(const NDIlib_video_frame_v2_t* frame, PictureView& picture);
+
+}  // namespace ndi

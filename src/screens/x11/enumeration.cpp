@@ -1,0 +1,100 @@
+#include "screens/enumeration.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "support/log.h"
+#include "support/x11/monitors.h"
+
+namespace screens {
+namespace {
+
+using support::x11::Connection;
+using support::x11::Monitor;
+using support::x11::Owned;
+
+constexpr std::size_t kLongestName = 255;
+
+struct Provider {
+    DeviceAdaptorInfo adaptor;
+    std::vector<xcb_randr_output_t> outputs;
+};
+
+/// RandR's providers are the graphics adapters. Their number in the server identifies them best.
+std::vector<Provider> listProviders(const Connection& connection) {
+    std::vector<Provider> providers;
+    if (!support::x11::hasMonitors(connection)) {
+        return providers;
+    }
+    auto* const c = connection.get();
+    const Owned<xcb_randr_get_providers_reply_t> reply(
+        xcb_randr_get_providers_reply(c, xcb_randr_get_providers(c, connection.root()), nullptr));
+    for (int i = 0; reply && i < xcb_randr_get_providers_providers_length(reply.get()); ++i) {
+        const auto id = xcb_randr_get_providers_providers(reply.get())[i];
+        const Owned<xcb_randr_get_provider_info_reply_t> info(xcb_randr_get_provider_info_reply(
+            c, xcb_randr_get_provider_info(c, id, reply->timestamp), nullptr));
+        if (!info) {
+            continue;
+        }
+        Provider provider;
+        provider.adaptor.deviceId = id;
+        provider.adaptor.adaptorName.assign(
+            xcb_randr_get_provider_info_name(info.get()),
+            static_cast<std::size_t>(xcb_randr_get_provider_info_name_length(info.get())));
+        const auto* outputs = xcb_randr_get_provider_info_outputs(info.get());
+        provider.outputs.assign(outputs,
+                                outputs + xcb_randr_get_provider_info_outputs_length(info.get()));
+        providers.push_back(std::move(provider));
+    }
+    return providers;
+}
+
+/// Stands for the adapters of a server that names none, as virtual ones do.
+Provider serverItself(const Connection& connection) {
+    const auto* setup = xcb_get_setup(connection.get());
+    Provider provider;
+    provider.adaptor.deviceId = setup->release_number;
+    provider.adaptor.adaptorName.assign(xcb_setup_vendor(setup),
+                                        static_cast<std::size_t>(xcb_setup_vendor_length(setup)));
+    return provider;
+}
+
+/// The provider that drives the monitor's output. A monitor without an output of its own is a part
+/// of the screen, which belongs to the first one.
+Provider& providerOf(const Monitor& monitor, std::vector<Provider>& providers) {
+    const auto drives = [&monitor](const Provider& provider) {
+        return std::find(provider.outputs.begin(), provider.outputs.end(), monitor.output) !=
+               provider.outputs.end();
+    };
+    const auto found = std::find_if(providers.begin(), providers.end(), drives);
+    return found != providers.end() ? *found : providers.front();
+}
+
+}  // namespace
+
+std::list<DeviceAdaptorInfo> platformAdaptors() {
+    std::string whyNot;
+    const auto connection = Connection::open({}, whyNot);
+    if (!connection) {
+        HV_WARN("no graphics adapters from the X display: {}", whyNot);
+        return {};
+    }
+    auto providers = listProviders(*connection);
+    if (providers.empty()) {
+        providers.push_back(serverItself(*connection));
+    }
+    for (const auto& monitor : support::x11::listMonitors(*connection)) {
+        providerOf(monitor, providers)
+            .adaptor.outputs.push_back({monitor.x, monitor.y, monitor.x + monitor.width,
+                                        monitor.y + monitor.height, monitor.name});
+    }
+    std::list<DeviceAdaptorInfo> adaptors;
+    for (auto& provider : providers) {
+        provider.adaptor.adaptorName.resize(
+            std::min(provider.adaptor.adaptorName.size(), kLongestName));
+        adaptors.push_back(std::move(provider.adaptor));
+    }
+    return adaptors;
+}
+
+}  // namespace screens

@@ -1,0 +1,215 @@
+#include "sender/ndidxsender.h"
+
+#include <chrono>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "capture/devicename.h"
+#include "ndi/ndilibrary.h"
+#include "support/clock.h"
+#include "support/log.h"
+
+namespace {
+
+constexpr std::size_t kLongestOutputName = 199;
+constexpr std::int64_t kNoPictureSleepMs = 2;
+constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
+
+const auto kProgramStart = std::chrono::steady_clock::now();
+
+}  // namespace
+
+/// What the log says about the pace: a rate every 5 seconds, a duration every 100 sends.
+class NdiDxSender::Statistics {
+public:
+    void countFrame(const Timing& timing) {
+        ++m_frameCount;
+        if (m_secondStart == 0) {
+            m_secondStart = timing.clockUs();
+        }
+        if (timing.clockUs() - m_secondStart > 1000000) {
+            m_secondStart = timing.clockUs();
+            m_frameRateSum += m_frameCount;
+            m_frameCount = 0;
+            ++m_secondsCounted;
+        }
+        if (m_secondsCounted == kSeconds) {
+            HV_LOG(1, kCaller,
+                   "frame Rate is {}, frameRateFrequencyMax is {}, frameRateCount is {}",
+                   m_frameRateSum / kSeconds, kSeconds, m_frameRateSum);
+            m_frameRateSum = 0;
+            m_secondsCounted = 0;
+        }
+    }
+
+    void countSend(std::int64_t durationUs) {
+        m_sendTimeSum += durationUs;
+        ++m_sendCount;
+        if (m_sendCount == kSends) {
+            HV_LOG(1, kCaller, "timeconsuming is {}, logMax is {}, timeconsumingSum is {}",
+                   m_sendTimeSum / kSends, kSends, m_sendTimeSum);
+            m_sendCount = 0;
+            m_sendTimeSum = 0;
+        }
+    }
+
+private:
+    static constexpr char kCaller[] = "sendFrameThread";
+    static constexpr int kSeconds = 5;
+    static constexpr int kSends = 100;
+
+    int m_frameCount = 0;
+    std::int64_t m_secondStart = 0;
+    int m_frameRateSum = 0;
+    int m_secondsCounted = 0;
+    std::int64_t m_sendTimeSum = 0;
+    int m_sendCount = 0;
+};
+
+NdiDxSender::Timing NdiDxSender::Timing::real() {
+    using namespace std::chrono;
+    return {[] { return duration_cast<milliseconds>(steady_clock::now() - kProgramStart).count(); },
+            getLocalTimeUs,
+            [](std::int64_t duration) { std::this_thread::sleep_for(milliseconds(duration)); }};
+}
+
+NdiDxSender::NdiDxSender(const std::string& name, NDIlib_send_instance_t sendInstance)
+    : NdiDxSender(name, sendInstance, createScreenCapturer(), Timing::real()) {}
+
+NdiDxSender::NdiDxSender(const std::string& name, NDIlib_send_instance_t sendInstance,
+                         std::unique_ptr<ScreenCapturer> capturer, Timing timing)
+    : m_name(name),
+      m_pSendInstance(sendInstance),
+      m_timing(std::move(timing)),
+      m_capturer(std::move(capturer)) {
+    m_videoFrame.FourCC = NDIlib_FourCC_type_UYVY;
+    m_videoFrame.frame_rate_N = 30000;
+    m_videoFrame.frame_rate_D = 1001;
+    m_videoFrame.frame_format_type = NDIlib_frame_format_type_progressive;
+    m_videoFrame.timecode = NDIlib_send_timecode_synthesize;
+}
+
+NdiDxSender::~NdiDxSender() {
+    NdiDxSender::stop();
+}
+
+bool NdiDxSender::initParmeter(int x, int y, int w, int h, int framerate, std::string outputName) {
+    if (w < 1 || h < 1) {
+        return false;
+    }
+    HV_INFO("initParmeter x {} y {} w {} h {} framerate {} outputName {}", x, y, w, h, framerate,
+            outputName);
+    if (!initCapture(outputName) || !allocateFrame(w, h)) {
+        return false;
+    }
+    m_parameters.outputName = std::move(outputName);
+    m_parameters.x = x;
+    m_parameters.y = y;
+    m_parameters.w = w;
+    m_parameters.h = h;
+    m_sendFrameRate = framerate;
+    m_videoFrame.xres = w;
+    m_videoFrame.yres = h;
+    m_videoFrame.FourCC = NDIlib_FourCC_type_BGRA;
+    m_videoFrame.p_data = reinterpret_cast<std::uint8_t*>(m_frame.data());
+    m_bOpened = true;
+    return true;
+}
+
+bool NdiDxSender::initCapture(const std::string& outputName) {
+    auto deviceName = capture::wideDeviceName(outputName);
+    if (deviceName.size() > kLongestOutputName) {
+        HV_WARN("an output's name of {} characters is too long, {} are allowed", deviceName.size(),
+                kLongestOutputName);
+        deviceName.clear();
+    }
+    const std::lock_guard lock(m_captureMutex);
+    return m_capturer->InitCapture(deviceName.c_str());
+}
+
+/// A new buffer, opaque and black where no picture will reach it. The old one is gone when this
+/// succeeds.
+bool NdiDxSender::allocateFrame(int w, int h) {
+    const std::int64_t pixels = std::int64_t{w} * h;
+    if (pixels > std::numeric_limits<std::int32_t>::max() / 4) {
+        HV_ERROR("a picture of {}x{} is larger than any frame buffer", w, h);
+        return false;
+    }
+    try {
+        m_frame = std::vector<std::uint32_t>(static_cast<std::size_t>(pixels), kOpaqueBlack);
+    } catch (const std::bad_alloc&) {
+        HV_ERROR("no memory for a picture of {}x{}", w, h);
+        return false;
+    }
+    return true;
+}
+
+void NdiDxSender::start() {
+    m_bRun = true;
+    if (m_bOpened && !m_sendThread) {
+        m_sendThread = std::make_unique<std::thread>(&NdiDxSender::sendFrameThread, this);
+    }
+}
+
+void NdiDxSender::pause() {
+    m_bRun = false;
+    if (m_sendThread && m_sendThread->joinable()) {
+        m_sendThread->join();
+        m_sendThread.reset();
+    }
+}
+
+void NdiDxSender::stop() {
+    pause();
+}
+
+void NdiDxSender::reset() {
+    stop();
+}
+
+void NdiDxSender::setAuxName(std::string name) {
+    m_auxName = std::move(name);
+}
+
+void NdiDxSender::sendFrameThread() {
+    const std::int64_t interval = m_sendFrameRate > 0 ? 1000 / m_sendFrameRate : 0;
+    HV_INFO("sendFrameThread begin");
+    Statistics statistics;
+    std::int64_t lastTick = 0;
+    bool sentBefore = false;
+    while (m_bRun) {
+        if (!readFrame()) {
+            m_timing.sleep(kNoPictureSleepMs);
+            continue;
+        }
+        statistics.countFrame(m_timing);
+        const auto sendStart = m_timing.clockUs();
+        sendFrame(sentBefore);
+        statistics.countSend(m_timing.clockUs() - sendStart);
+        sentBefore = true;
+
+        // The tick is taken before the sleep, so the sleep counts as time spent on the next
+        // picture: that is the wanted pace.
+        const auto now = m_timing.clockMs();
+        const auto elapsed = now - lastTick;
+        lastTick = now;
+        if (elapsed < interval) {
+            m_timing.sleep(interval - elapsed);
+        }
+    }
+}
+
+bool NdiDxSender::readFrame() {
+    const std::lock_guard lock(m_captureMutex);
+    return m_capturer->ReadScreenData(m_parameters.x, m_parameters.y, m_parameters.w,
+                                      m_parameters.h, m_videoFrame.p_data);
+}
+
+void NdiDxSender::sendFrame(bool buildsOnLastOne) {
+    // Before this thread's first picture, somebody else may have sent one on this instance.
+    static const support::ChangedRows kUnknown;
+    // Only this thread reads pictures, so nobody changes the rows behind our back.
+    ndi::hintChangedRows(m_pSendInstance, buildsOnLastOne ? m_capturer->ChangedRows() : kUnknown);
+    NDIlib_send_send_video_v2(m_pSendInstance, &m_videoFrame);
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "capture/screencapturer.h"
+#include "ndi/ndilib.h"
+#include "sender/ndisenderbase.h"
+
+/// The sender of the default capture path: one thread takes the region from the platform's
+/// capturer straight into the frame buffer, sends it and paces itself.
+///
+/// The announced rate stays 30000/1001 and the pacing sleeps on every second picture only; both
+/// are meant to be so.
+class NdiDxSender : public NDISenderBase {
+public:
+    /// Time and sleep as the send thread sees them. Both clocks are monotonic.
+    struct Timing {
+        std::function<std::int64_t()> clockMs;  ///< Milliseconds since the program started.
+        std::function<std::int64_t()> clockUs;  ///< Microseconds; only differences are used.
+        std::function<void(std::int64_t milliseconds)> sleep;
+
+        static Timing real();
+    };
+
+    /// `sendInstance` is used and never owned; it outlives the sender.
+    NdiDxSender(const std::string& name, NDIlib_send_instance_t sendInstance);
+    NdiDxSender(const std::string& name, NDIlib_send_instance_t sendInstance,
+                std::unique_ptr<ScreenCapturer> capturer, Timing timing);
+    ~NdiDxSender() override;
+
+    /// The rectangle is relative to the output's corner. False also when `outputName` is empty or
+    /// has more than 199 wide characters.
+    bool initParmeter(int x, int y, int w, int h, int framerate, std::string outputName) override;
+    void start() override;
+    void pause() override;
+    void stop() override;
+    void reset() override;
+    [[nodiscard]] bool isDxSender() const override { return true; }
+    void setAuxName(std::string name) override;
+
+private:
+    struct SenderParameters {
+        int x = 0;
+        int y = 0;
+        int w = 1920;
+        int h = 1080;
+        int framerate = 25;
+        std::string outputName;
+    };
+    class Statistics;
+
+    [[nodiscard]] bool initCapture(const std::string& outputName);
+    [[nodiscard]] bool allocateFrame(int w, int h);
+    void sendFrameThread();
+    [[nodiscard]] bool readFrame();
+    void sendFrame(bool buildsOnLastOne);
+
+    const std::string m_name;
+    std::string m_auxName;
+    const NDIlib_send_instance_t m_pSendInstance;
+    const Timing m_timing;
+    NDIlib_video_frame_v2_t m_videoFrame = {};
+    SenderParameters m_parameters;
+    int m_sendFrameRate = 0;
+    bool m_bOpened = false;
+    std::atomic<bool> m_bRun{true};
+    std::vector<std::uint32_t> m_frame;  ///< BGRA pixels.
+
+    std::mutex m_captureMutex;  ///< Around every call into the capturer, and nothing else.
+    std::unique_ptr<ScreenCapturer> m_capturer;
+    std::unique_ptr<std::thread> m_sendThread;
+};

@@ -1,0 +1,62 @@
+#pragma once
+// The whole program on a screen of its own, operated by real clicks.
+
+#include <QImage>
+#include <QPoint>
+#include <QString>
+#include <QTemporaryDir>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/process.h"
+
+namespace e2e {
+
+/// The places of the window's controls, in pixels from its top-left corner. The layout is fixed, so
+/// they are the same in every language.
+namespace control {
+inline constexpr QPoint kStart{205, 200};
+inline constexpr QPoint kReset{270, 200};
+inline constexpr QPoint kClose{610, 22};
+}  // namespace control
+
+/// Settings written before the program starts.
+struct Settings {
+    QString name = QStringLiteral("E2E");
+    bool forceUseOldCapture = false;
+};
+
+class ProgramRun {
+public:
+    /// Starts the program and waits for its window. Settings and logs are in a folder of this run.
+    explicit ProgramRun(const Settings& settings = {});
+
+    /// A left click on a control, as a hand would.
+    void click(QPoint where) const;
+
+    [[nodiscard]] tests::Process& process() { return *m_process; }
+
+    /// What the log file holds so far.
+    [[nodiscard]] QString log() const;
+
+    /// A path inside this run's folder.
+    [[nodiscard]] std::string path(const std::string& name) const;
+
+private:
+    QTemporaryDir m_folder;
+    std::unique_ptr<tests::Process> m_process;
+    std::string m_window;
+};
+
+/// The test picture below the program's window. `rate` 0: it stands still.
+[[nodiscard]] std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& output);
+
+/// What the screen shows now.
+[[nodiscard]] QImage grabScreen();
+
+/// A receiver in a process of its own.
+[[nodiscard]] std::unique_ptr<tests::Process> startMonitor(
+    const std::vector<std::string>& arguments, const std::string& output);
+
+}  // namespace e2e

@@ -1,0 +1,224 @@
+// The capturer against real X servers: what it sees, and what it leaves alone.
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "capturerun.h"
+#include "support/logcapture.h"
+#include "support/virtualdisplay.h"
+
+namespace {
+
+using tests::Area;
+using tests::CaptureRun;
+using tests::Painter;
+using tests::VirtualDisplay;
+
+/// A picture in which no two pixels near each other are alike.
+std::uint32_t noise(int x, int y) {
+    const auto mixed = (static_cast<std::uint32_t>(x) * 2654435761U) ^
+                       (static_cast<std::uint32_t>(y) * 2246822519U);
+    return (mixed ^ mixed >> 13) & 0xFFFFFF;
+}
+
+TEST(X11Capture, ShowsTheSecondMonitorsLowerRightQuarterPixelByPixel) {
+    const auto display = VirtualDisplay::xvfb("1280x480x24");
+    display.run({"xrandr", "--setmonitor", "left", "640/160x480/120+0+0", "screen"});
+    display.run({"xrandr", "--setmonitor", "right", "640/160x480/120+640+0", "none"});
+    Painter painter(display.name());
+    painter.paint({0, 0, 1280, 480}, noise);
+
+    CaptureRun run(display.name(), {320, 240, 320, 240});
+    ASSERT_TRUE(run.capturer.InitCapture(L"right"));
+    ASSERT_TRUE(run.read());
+    EXPECT_FALSE(run.capturer.ChangedRows().known);
+    for (int y = 0; y < 240; ++y) {
+        for (int x = 0; x < 320; ++x) {
+            const auto* pixel = &run.pixels[static_cast<std::size_t>(y * 320 + x) * 4];
+            const auto seen = static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
+            ASSERT_EQ(seen, noise(640 + 320 + x, 240 + y)) << x << "," << y;
+            ASSERT_EQ(pixel[3], 255);
+        }
+    }
+}
+
+TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    Painter painter(display.name());
+    painter.paint({0, 0, 640, 480}, noise);
+    CaptureRun run(display.name(), {100, 100, 300, 200});
+    ASSERT_TRUE(run.capturer.InitCapture(nullptr));
+    run.settle();
+
+    painter.fill(painter.root(), {0, 0, 640, 100}, 0xFF0000);
+    painter.fill(painter.root(), {400, 100, 50, 50}, 0xFF0000);
+    EXPECT_FALSE(run.news(20)) << "drawn outside the rectangle";
+    painter.movePointer(200, 200);
+    EXPECT_FALSE(run.news(20)) << "the pointer moved";
+
+    // Marks show which pixels the next read fetches.
+    run.pixels[0] ^= 0xFF;
+    run.pixels[run.rowBytes() * 150] ^= 0xFF;
+    const auto marked = run.pixels;
+    painter.fill(painter.root(), {120, 180, 10, 12}, 0x00FF00);
+    ASSERT_TRUE(run.news());
+    ASSERT_TRUE(run.capturer.ChangedRows().known);
+    ASSERT_EQ(run.capturer.ChangedRows().spans.size(), 1U);
+    EXPECT_EQ(run.capturer.ChangedRows().spans[0].first, 80);
+    EXPECT_EQ(run.capturer.ChangedRows().spans[0].count, 12);
+    EXPECT_EQ(run.pixels[0], marked[0]);
+    EXPECT_EQ(run.pixels[run.rowBytes() * 150], marked[run.rowBytes() * 150]);
+    EXPECT_EQ(run.pixels[run.rowBytes() * 80 + 20 * 4 + 1], 0xFF);
+
+    // Another buffer, or another rectangle, has everything to learn.
+    std::vector<std::uint8_t> other(run.pixels.size());
+    ASSERT_TRUE(run.capturer.ReadScreenData(100, 100, 300, 200, other.data()));
+    EXPECT_FALSE(run.capturer.ChangedRows().known);
+    EXPECT_EQ(other, painter.screen({100, 100, 300, 200}));
+    run.area.x = 40;
+    ASSERT_TRUE(run.read());
+    EXPECT_EQ(run.pixels, painter.screen({40, 100, 300, 200}));
+}
+
+TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    Painter painter(display.name());
+    painter.paint({0, 0, 640, 480}, noise);
+    CaptureRun run(display.name(), {-20, -10, 100, 50});
+    ASSERT_TRUE(run.capturer.InitCapture(L"screen"));
+    std::fill(run.pixels.begin(), run.pixels.end(), std::uint8_t{0x5A});
+    ASSERT_TRUE(run.read());
+    auto expected = painter.screen({0, 0, 80, 40});
+    expected.resize(run.pixels.size(), 0x5A);
+    EXPECT_EQ(run.pixels, expected);
+
+    run.settle();
+    painter.fill(painter.root(), {3, 3, 5, 5}, 0xFFFFFF);
+    ASSERT_TRUE(run.news());
+    EXPECT_FALSE(run.capturer.ChangedRows().known) << "packed rows are not the picture's rows";
+    expected = painter.screen({0, 0, 80, 40});
+    expected.resize(run.pixels.size(), 0x5A);
+    EXPECT_EQ(run.pixels, expected);
+
+    run.area = {640, 0, 100, 50};
+    EXPECT_TRUE(run.read()) << "an empty rectangle is a picture, too";
+    EXPECT_EQ(run.pixels, expected);
+}
+
+/// Windows that are opened, moved, scrolled and closed at random, some under the window manager's
+/// hands, some not.
+class Motion {
+public:
+    Motion(Painter& painter, int width, int height)
+        : m_painter(painter), m_width(width), m_height(height) {}
+
+    void step() {
+        const auto kind = pick(10);
+        if (m_windows.size() < 3 || (kind == 0 && m_windows.size() < 8)) {
+            m_windows.push_back(
+                m_painter.open({pick(m_width), pick(m_height), 40 + pick(300), 40 + pick(200)},
+                               colour(), pick(2) == 0));
+            if (pick(6) == 0) {
+                m_painter.setFullScreen(m_windows.back());
+            }
+            return;
+        }
+        const auto index = static_cast<std::size_t>(pick(static_cast<int>(m_windows.size())));
+        const auto window = m_windows[index];
+        if (kind == 1) {
+            m_painter.close(window);
+            m_windows.erase(m_windows.begin() + static_cast<std::ptrdiff_t>(index));
+        } else if (kind < 5) {
+            m_painter.move(window, pick(m_width) - 50, pick(m_height) - 50);
+        } else if (kind < 8) {
+            m_painter.scroll(window, {0, 0, 340, 240}, pick(21) - 10);
+        } else {
+            m_painter.fill(window, {pick(200), pick(150), 1 + pick(90), 1 + pick(90)}, colour());
+        }
+    }
+
+private:
+    int pick(int below) { return std::uniform_int_distribution<int>(0, below - 1)(m_random); }
+    std::uint32_t colour() { return static_cast<std::uint32_t>(pick(0x1000000)); }
+
+    Painter& m_painter;
+    int m_width;
+    int m_height;
+    std::mt19937 m_random{20240229};
+    std::vector<xcb_window_t> m_windows;
+};
+
+/// Until two looks at the screen, some time apart, are the same: the window manager is done.
+std::vector<std::uint8_t> stillScreen(Painter& painter, const Area& area) {
+    auto last = painter.screen(area);
+    for (;;) {
+        tests::sleepFor(std::chrono::milliseconds(80));
+        auto now = painter.screen(area);
+        if (now == last) {
+            return now;
+        }
+        last = std::move(now);
+    }
+}
+
+TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
+    const auto display = VirtualDisplay::xvfb("800x600x24");
+    const auto manager = display.spawn({"openbox", "--config-file", "/etc/xdg/openbox/rc.xml"});
+    tests::sleepFor(std::chrono::milliseconds(500));
+    ASSERT_TRUE(manager->running()) << manager->output();
+    Painter painter(display.name());
+    Motion motion(painter, 800, 600);
+    CaptureRun whole(display.name(), {0, 0, 800, 600});
+    CaptureRun region(display.name(), {150, 100, 401, 333});
+    ASSERT_TRUE(whole.capturer.InitCapture(L"screen"));
+    ASSERT_TRUE(region.capturer.InitCapture(L"screen"));
+
+    const char* seconds = std::getenv("TARSIN_MOTION_SECONDS");
+    const auto end = std::chrono::steady_clock::now() +
+                     std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 8);
+    int pauses = 0;
+    while (std::chrono::steady_clock::now() < end && !::testing::Test::HasFailure()) {
+        for (int i = 0; i < 25; ++i) {
+            motion.step();
+            whole.read();
+            region.read();
+        }
+        const auto screen = stillScreen(painter, whole.area);
+        whole.settle();
+        region.settle();
+        ASSERT_TRUE(whole.pixels == screen) << "after pause " << pauses;
+        ASSERT_TRUE(region.pixels == painter.screen(region.area)) << "after pause " << pauses;
+        ++pauses;
+    }
+    EXPECT_GT(pauses, 2);
+    // All but the first read fetched nothing but damaged rows.
+    EXPECT_EQ(whole.partialReads, whole.reads - 1);
+    EXPECT_EQ(region.partialReads, region.reads - 1);
+    EXPECT_GT(whole.partialReads, pauses);
+}
+
+TEST(X11Capture, SharesMemoryThatNobodyElseMayRead) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    CaptureRun run(display.name(), {0, 0, 640, 480});
+    ASSERT_TRUE(run.capturer.InitCapture(L"screen"));
+    ASSERT_TRUE(run.read());
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    int found = 0;
+    while (std::getline(maps, line)) {
+        if (line.find("memfd:screen-picture") != std::string::npos) {
+            struct stat status = {};
+            const auto range = line.substr(0, line.find(' '));
+            ASSERT_EQ(::stat(("/proc/self/map_files/" + range).c_str(), &status), 0) << line;
+            EXPECT_EQ(status.st_mode & 0777, 0600U);
+            ++found;
+        }
+    }
+    EXPECT_EQ(found, 1) << "no shared segment in use";
+}
+
+}  // namespace

@@ -1,0 +1,202 @@
+// The capturer against servers that lack something, that are rearranged, or that are not there.
+
+#include <cstdlib>
+
+#include "capturerun.h"
+#include "support/logcapture.h"
+#include "support/virtualdisplay.h"
+
+namespace {
+
+using tests::CaptureRun;
+using tests::Painter;
+using tests::VirtualDisplay;
+
+struct Server {
+    const char* what;
+    const char* size;
+    std::vector<std::string> options;
+    const char* output;
+    std::uint32_t pixel;       ///< As the screen's depth has it.
+    std::uint8_t expected[4];  ///< Blue, green, red, alpha.
+    bool tellsDamage;
+};
+
+TEST(X11Servers, AreReadWhateverTheyLack) {
+    const Server servers[] = {
+        {"depth 16", "333x222x16", {}, "screen", 0xFC08, {66, 130, 255, 255}, true},
+        {"depth 30",
+         "333x222x30",
+         {},
+         "screen",
+         0x3FF << 20 | 512 << 10 | 1,
+         {0, 128, 255, 255},
+         true},
+        {"no shared memory",
+         "333x222x24",
+         {"-extension", "MIT-SHM"},
+         "screen",
+         0x102030,
+         {0x30, 0x20, 0x10, 255},
+         true},
+        {"no damage",
+         "333x222x24",
+         {"-extension", "DAMAGE"},
+         "screen",
+         0x102030,
+         {0x30, 0x20, 0x10, 255},
+         false},
+        {"no arrangement",
+         "333x222x24",
+         {"-extension", "RANDR"},
+         "screen",
+         0x102030,
+         {0x30, 0x20, 0x10, 255},
+         true},
+    };
+    for (const auto& server : servers) {
+        SCOPED_TRACE(server.what);
+        const auto display = VirtualDisplay::xvfb(server.size, server.options);
+        Painter painter(display.name());
+        CaptureRun run(display.name(), {11, 7, 301, 201});
+        std::wstring output(server.output, server.output + std::string(server.output).size());
+        ASSERT_TRUE(run.capturer.InitCapture(output.c_str()));
+        ASSERT_TRUE(run.read());
+        if (server.tellsDamage) {
+            run.settle();
+            EXPECT_FALSE(run.news(10));
+        } else {
+            EXPECT_TRUE(run.read());
+            EXPECT_FALSE(run.capturer.ChangedRows().known);
+        }
+        painter.fill(painter.root(), {0, 100, 333, 50}, server.pixel);
+        painter.fill(painter.root(), {100, 120, 1, 1}, 0);
+        ASSERT_TRUE(run.news());
+        const auto at = [&run](int x, int y) {
+            const auto* p = &run.pixels[static_cast<std::size_t>((y - 7) * 301 + x - 11) * 4];
+            return std::vector<std::uint8_t>(p, p + 4);
+        };
+        const std::vector<std::uint8_t> expected(server.expected, server.expected + 4);
+        const std::vector<std::uint8_t> black = {0, 0, 0, 255};
+        EXPECT_EQ(at(11, 100), expected);
+        EXPECT_EQ(at(311, 149), expected);
+        EXPECT_EQ(at(99, 120), expected);
+        EXPECT_EQ(at(100, 120), black);
+        EXPECT_EQ(at(11, 99), black);
+        EXPECT_EQ(at(311, 150), black);
+    }
+}
+
+TEST(X11Servers, MayRearrangeTheirOutputs) {
+    const auto display = VirtualDisplay::xorg();
+    const auto second = [&display](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"xrandr", "--output", "DUMMY1"});
+        display.run(arguments);
+    };
+    display.run({"xrandr", "--addmode", "DUMMY1", "800x600"});
+    display.run({"xrandr", "--addmode", "DUMMY1", "640x480"});
+    second({"--mode", "800x600", "--pos", "1024x0"});
+    Painter painter(display.name());
+    tests::LogCapture log;
+    CaptureRun run(display.name(), {0, 0, 400, 300});
+    ASSERT_TRUE(run.capturer.InitCapture(L"DUMMY1"));
+    const auto shows = [&](int x, int y) {
+        run.settle();
+        return run.pixels == painter.screen({x, y, 400, 300});
+    };
+    const auto paintAll = [&painter](std::uint32_t seed, int width, int height) {
+        painter.paint({0, 0, width, height}, [seed](int x, int y) {
+            return (static_cast<std::uint32_t>(x * 7 + y * 1031) + seed) & 0xFFFFFF;
+        });
+    };
+    paintAll(1, 1824, 768);
+    EXPECT_TRUE(shows(1024, 0));
+
+    second({"--pos", "1024x100"});
+    EXPECT_TRUE(shows(1024, 100)) << "moved";
+    EXPECT_EQ(log.count("output \"DUMMY1\" is now 800x600 at 1024,100"), 1) << log.text();
+
+    second({"--off"});
+    run.settle();
+    EXPECT_FALSE(run.news(20)) << "an output that is off has no picture";
+    EXPECT_EQ(log.count("output \"DUMMY1\" was switched off"), 1) << log.text();
+
+    second({"--mode", "640x480", "--pos", "0x768"});
+    ASSERT_TRUE(run.news());
+    paintAll(2, 1024, 1248);
+    EXPECT_TRUE(shows(0, 768)) << "on again, elsewhere, in another mode";
+
+    run.area.x = 600;  // 40 pixels are left of it.
+    ASSERT_TRUE(run.read());
+    const auto strip = painter.screen({600, 768, 40, 300});
+    EXPECT_TRUE(std::equal(strip.begin(), strip.end(), run.pixels.begin()));
+}
+
+TEST(X11Servers, FollowAMonitorThatTheUserDeclares) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+0+0", "none"});
+    Painter painter(display.name());
+    CaptureRun run(display.name(), {0, 0, 320, 240});
+    ASSERT_TRUE(run.capturer.InitCapture(L"part"));
+    run.settle();
+    display.run({"xrandr", "--delmonitor", "part"});
+    EXPECT_FALSE(run.news(50)) << "its monitor is gone";
+    display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+100+50", "none"});
+    painter.paint({0, 0, 640, 480}, [](int x, int y) { return std::uint32_t(x * 640 + y); });
+    run.settle();
+    EXPECT_TRUE(run.pixels == painter.screen({100, 50, 320, 240}));
+}
+
+TEST(X11Servers, BadInputIsRefusedWithOneLine) {
+    const auto display = VirtualDisplay::xvfb("320x240x24");
+    const auto palette = VirtualDisplay::xvfb("320x240x8");
+    const tests::DisplayVariable none("");
+    struct Case {
+        std::string display;
+        std::wstring output;
+        std::string logged;
+    };
+    const Case cases[] = {
+        {"", L"screen", "no screen capture from X display \"\": the display's name is missing"},
+        {"nonsense", L"screen", "no screen capture from X display \"nonsense\""},
+        {":59321", L"screen", "display \":59321\": the server does not answer"},
+        {display.name() + ".7", L"screen", "no such screen"},
+        {palette.name(), L"screen", "a palette"},
+        {display.name(), L"HDMI-1", "from output \"HDMI-1\" of X display"},
+        {display.name(), L"", "its outputs are screen"},
+        {display.name(), std::wstring(5000, L'x'), "its outputs are screen"},
+    };
+    for (const auto& c : cases) {
+        tests::LogCapture log;
+        CaptureRun run(c.display, {0, 0, 10, 10});
+        EXPECT_FALSE(run.capturer.InitCapture(c.output.c_str()));
+        EXPECT_EQ(log.count(c.logged), 1) << c.logged << "\n" << log.text();
+        EXPECT_EQ(log.count("[warning]"), 1) << log.text();
+        EXPECT_FALSE(run.read()) << "not initialised";
+    }
+}
+
+TEST(X11Servers, ACapturerIsUsableAgainAfterARefusal) {
+    const auto display = VirtualDisplay::xvfb("320x240x24");
+    CaptureRun run(display.name(), {0, 0, 10, 10});
+    EXPECT_FALSE(run.capturer.InitCapture(L"HDMI-1"));
+    EXPECT_TRUE(run.capturer.InitCapture(L"screen"));
+    EXPECT_TRUE(run.read());
+    run.capturer.ReleaseAll();
+    EXPECT_FALSE(run.read());
+    EXPECT_TRUE(run.capturer.InitCapture(nullptr));
+    EXPECT_TRUE(run.read());
+}
+
+TEST(X11Servers, AWaylandSessionIsNamedOnce) {
+    const auto display = VirtualDisplay::xvfb("320x240x24");
+    ::setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+    tests::LogCapture log;
+    CaptureRun run(display.name(), {0, 0, 10, 10});
+    EXPECT_TRUE(run.capturer.InitCapture(nullptr));
+    EXPECT_TRUE(run.capturer.InitCapture(nullptr));
+    ::unsetenv("WAYLAND_DISPLAY");
+    EXPECT_EQ(log.count("Wayland session"), 1) << log.text();
+}
+
+}  // namespace

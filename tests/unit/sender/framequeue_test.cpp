@@ -1,0 +1,106 @@
+#include "sender/framequeue.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+sender::FramePtr numbered(std::int64_t number) {
+    sender::FramePtr frame(av_frame_alloc());
+    frame->pts = number;
+    return frame;
+}
+
+TEST(FrameQueue, ClosedItDropsWhatIsPushedAndKeepsWhatIsInside) {
+    FrameQueue queue(4);
+    queue.push(numbered(1));
+    EXPECT_EQ(queue.pop(), nullptr) << "a new queue is closed";
+    queue.open();
+    queue.push(numbered(2));
+    queue.push(numbered(3));
+    queue.close();
+    queue.push(numbered(4));
+    EXPECT_EQ(queue.pop()->pts, 2);
+    EXPECT_EQ(queue.pop()->pts, 3);
+    EXPECT_EQ(queue.pop(), nullptr);
+}
+
+TEST(FrameQueue, ClearedItIsEmptyAndUsable) {
+    FrameQueue queue(4);
+    queue.open();
+    for (int i = 0; i < 6; ++i) {  // The counters are beyond the capacity when it is cleared.
+        queue.push(numbered(i));
+        if (i < 3) {
+            EXPECT_EQ(queue.pop()->pts, i);
+        }
+    }
+    queue.clear();
+    queue.push(numbered(9));
+    EXPECT_EQ(queue.pop()->pts, 9);
+}
+
+TEST(FrameQueue, FullItHoldsTheProducerUpUntilItIsClosed) {
+    FrameQueue queue(4);
+    queue.open();
+    std::atomic<int> pushed{0};
+    auto producer = std::async(std::launch::async, [&] {
+        for (int i = 0; i < 6; ++i) {
+            queue.push(numbered(i));
+            ++pushed;
+        }
+    });
+    EXPECT_EQ(producer.wait_for(100ms), std::future_status::timeout);
+    EXPECT_EQ(pushed, 4);
+    EXPECT_EQ(queue.pop()->pts, 0);
+    EXPECT_EQ(producer.wait_for(100ms), std::future_status::timeout);
+    EXPECT_EQ(pushed, 5);
+    queue.close();
+    ASSERT_EQ(producer.wait_for(10s), std::future_status::ready);
+    for (int i = 1; i < 5; ++i) {
+        EXPECT_EQ(queue.pop()->pts, i);
+    }
+    EXPECT_EQ(queue.pop(), nullptr) << "the frame that waited is freed";
+}
+
+TEST(FrameQueue, EmptyItHoldsTheConsumerUpUntilItIsClosed) {
+    FrameQueue queue(4);
+    queue.open();
+    auto consumer = std::async(std::launch::async, [&] { return queue.pop() == nullptr; });
+    EXPECT_EQ(consumer.wait_for(50ms), std::future_status::timeout);
+    queue.close();
+    ASSERT_EQ(consumer.wait_for(10s), std::future_status::ready);
+    EXPECT_TRUE(consumer.get());
+}
+
+TEST(FrameQueue, EveryFrameComesThroughInOrderAndNoWakeUpIsLost) {
+    // One frame at a time, there and back: a lost wake-up on either side stops it for good.
+    FrameQueue there(4);
+    FrameQueue back(4);
+    there.open();
+    back.open();
+    constexpr int kFrames = 20000;
+    auto echo = std::async(std::launch::async, [&] {
+        for (int i = 0; i < kFrames; ++i) {
+            back.push(there.pop());
+        }
+    });
+    for (int i = 0; i < kFrames; ++i) {
+        there.push(numbered(i));
+        ASSERT_EQ(back.pop()->pts, i);
+    }
+    // And in bulk, with the producer running into the bound.
+    auto producer = std::async(std::launch::async, [&] {
+        for (int i = 0; i < kFrames; ++i) {
+            there.push(numbered(i));
+        }
+    });
+    for (int i = 0; i < kFrames; ++i) {
+        ASSERT_EQ(there.pop()->pts, i);
+    }
+}
+
+}  // namespace

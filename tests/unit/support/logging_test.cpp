@@ -1,0 +1,136 @@
+#include "support/logging.h"
+
+#include <gmock/gmock.h>
+
+#include <QFileInfo>
+#include <thread>
+#include <vector>
+
+#include "support/log.h"
+#include "unit/support/datahome.h"
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+namespace {
+
+/// What `talk` leaves in the log file and on the console.
+struct Written {
+    std::string file;
+    std::string console;
+};
+
+template <typename Talk>
+Written logged(const DataHome& home, Talk talk) {
+    testing::internal::CaptureStdout();
+    initLogger();
+    talk();
+    HV::SpdlogApplication::instance().shutdownLogger();
+    qInstallMessageHandler(nullptr);
+    return {DataHome::read(home.path("Halvark/TarsinNDI/log/TarsinNDI")).toStdString(),
+            testing::internal::GetCapturedStdout()};
+}
+
+TEST(Log, LineHasPatternAndPlaceAndKeepsBraces) {
+    const DataHome home;
+    int line = 0;
+    const auto written = logged(home, [&] {
+        line = __LINE__ + 1;
+        HV_INFO("{} is {}", "a {} b", 7);
+    });
+    const auto place = " \n //logging_test:operator\\(\\)\\(\\)#" + std::to_string(line) + "\\.\n";
+    EXPECT_THAT(written.file,
+                MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+                             "\\[[0-9]+\\] \\[INFO \\] \\[TarsinNDI\\] a \\{\\} b is 7" +
+                             place));
+    EXPECT_THAT(written.console,
+                MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} \\[[0-9]+\\] \\[INFO \\] "
+                             "\\[TarsinNDI\\] a \\{\\} b is 7" +
+                             place));
+}
+
+TEST(Log, LevelsArePaddedAndQtMessagesComeAsTheyAre) {
+    const struct {
+        QtMsgType type;
+        const char* level;
+    } kCases[] = {{QtDebugMsg, "DEBUG"},
+                  {QtInfoMsg, "INFO "},
+                  {QtWarningMsg, "WARN "},
+                  {QtCriticalMsg, "ERROR"},
+                  {QtFatalMsg, "FATAL"}};
+    for (const auto& c : kCases) {
+        const DataHome home;
+        const auto written =
+            logged(home, [&] { qtMessageHandler(c.type, {}, QString::fromUtf8("grün {} %1 {:")); });
+        EXPECT_THAT(written.file,
+                    HasSubstr(std::string("[") + c.level + "] [TarsinNDI] grün {} %1 {:\n"));
+        EXPECT_THAT(written.file, Not(HasSubstr("//")));
+    }
+}
+
+TEST(Log, QtWarningsReachTheLogger) {
+    const DataHome home;
+    const auto written = logged(home, [] { qWarning("from somewhere in Qt"); });
+    EXPECT_THAT(written.file, HasSubstr("[WARN ] [TarsinNDI] from somewhere in Qt\n"));
+}
+
+TEST(Log, FilesRotateAt100KiBAndAreAtMostFifty) {
+    const DataHome home;
+    const std::string text(2000, 'x');
+    logged(home, [&] {
+        for (int i = 0; i < 52 * 51; ++i) {
+            HV_DEBUG("{}", text);
+        }
+    });
+    const QDir folder(home.path("Halvark/TarsinNDI/log"));
+    const auto files = folder.entryInfoList(QDir::Files);
+    EXPECT_EQ(files.size(), 50);
+    EXPECT_TRUE(folder.exists("TarsinNDI"));
+    EXPECT_TRUE(folder.exists("TarsinNDI.49"));
+    for (const QFileInfo& file : files) {
+        EXPECT_LE(file.size(), 102400) << file.fileName().toStdString();
+        if (file.fileName() != "TarsinNDI") {
+            EXPECT_GT(file.size(), 102400 - 2200) << file.fileName().toStdString();
+        }
+    }
+}
+
+TEST(Log, FailureIsToldOnStandardOutputAndTheConsoleStillServes) {
+    const DataHome home;
+    DataHome::moveTo(home.write("a file", "") + "/below");  // No folder can be made there.
+    const auto written = logged(home, [] { HV_INFO("still here"); });
+    EXPECT_THAT(written.console, ContainsRegex("^Log init failed: .*TarsinNDI.*\n"));
+    EXPECT_THAT(written.console, HasSubstr("still here"));
+}
+
+TEST(Log, ConcurrentLinesStayWhole) {
+    const DataHome home;
+    const auto written = logged(home, [] {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([t] {
+                for (int i = 0; i < 100; ++i) {
+                    HV_DEBUG("thread {} says {}", t, std::string(100, static_cast<char>('a' + t)));
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    });
+    const auto lines = QByteArray::fromStdString(written.file).trimmed().split('\n');
+    ASSERT_EQ(lines.size(), 2 * 4 * 100);
+    for (int i = 0; i < lines.size(); i += 2) {
+        EXPECT_THAT(lines[i].toStdString(), ContainsRegex("thread [0-3] says (a+|b+|c+|d+) $"));
+    }
+}
+
+TEST(Log, SourceBaseNameTakesEitherSeparator) {
+    EXPECT_EQ(support::sourceBaseName("/a/b/main.cpp"), "main");
+    EXPECT_EQ(support::sourceBaseName("C:\\a.b\\main.cpp"), "main");
+    EXPECT_EQ(support::sourceBaseName("main"), "main");
+}
+
+}  // namespace

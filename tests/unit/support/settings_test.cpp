@@ -1,0 +1,84 @@
+#include "support/settings.h"
+
+#include <gmock/gmock.h>
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include "support/log.h"
+#include "support/logging.h"
+#include "unit/support/datahome.h"
+
+namespace {
+
+TEST(Folders, AreTheSameWhateverTheApplicationIsCalled) {
+    const struct {
+        const char* application;
+        const char* organisation;
+    } kCases[] = {{"", ""}, {"tool", ""}, {"", "maker"}, {"tool", "maker"}};
+    for (const auto& c : kCases) {
+        const DataHome home;
+        QCoreApplication::setApplicationName(c.application);
+        QCoreApplication::setOrganizationName(c.organisation);
+        initIniPath();
+        const QString log = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
+        QCoreApplication::setApplicationName("");
+        QCoreApplication::setOrganizationName("");
+
+        EXPECT_EQ(g_iniPath, home.path("Halvark/TarsinNDI/TarsinNDI.ini").toStdString());
+        EXPECT_EQ(log, home.path("Halvark/TarsinNDI/log/TarsinNDI"));
+        EXPECT_TRUE(QFileInfo(home.path("Halvark/TarsinNDI/log")).isDir());
+    }
+}
+
+TEST(Folders, MayHaveNonAsciiNamesAndMissingParents) {
+    const DataHome home;
+    DataHome::moveTo(home.path(QString::fromUtf8("größe/画面")));
+    initIniPath();
+    EXPECT_TRUE(QFileInfo(home.path(QString::fromUtf8("größe/画面/Halvark/TarsinNDI"))).isDir());
+    EXPECT_EQ(QString::fromLocal8Bit(g_iniPath.c_str()),
+              home.path(QString::fromUtf8("größe/画面/Halvark/TarsinNDI/TarsinNDI.ini")));
+}
+
+TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {
+    const DataHome home;
+    const QString path = home.path("settings.ini");
+    EXPECT_EQ(readIniValue(path, "SystemSet", "name"), "");
+    EXPECT_FALSE(QFileInfo::exists(path)) << "reading must not make a file";
+
+    const QString name = QString::fromUtf8("Studio A, \"2\"; = \\n [ü] 画面");
+    writeIniValue(path, "SystemSet", "name", name);
+    writeIniValue(path, "SystemSet", "frameRate", "25");
+    writeIniValue(path, "SystemSet", "forceUseOldCapture", "0");
+    writeIniValue(path, "SystemSet", "frameRate", "60");
+
+    EXPECT_EQ(readIniValue(path, "SystemSet", "name"), name);
+    EXPECT_EQ(readIniValue(path, "SystemSet", "frameRate"), "60");
+    EXPECT_EQ(readIniValue(path, "SystemSet", "screenIndex"), "");
+    const QByteArray file = DataHome::read(path);
+    EXPECT_TRUE(file.startsWith("[SystemSet]\n")) << file.constData();
+    EXPECT_TRUE(file.contains("\nforceUseOldCapture=0\n")) << file.constData();
+    EXPECT_TRUE(file.contains("\nframeRate=60\n")) << file.constData();
+}
+
+TEST(Settings, BadFilesReadAsMissingAndAreNamedInTheLog) {
+    const DataHome home;
+    const QString corrupt = home.write("corrupt.ini", "[SystemSet\nname\n\xff\nframeRate");
+    const QString folder = home.path("");  // Root may read any file, but nobody reads a folder.
+    testing::internal::CaptureStdout();
+    initLogger();
+    EXPECT_EQ(readIniValue(corrupt, "SystemSet", "name"), "");
+    EXPECT_EQ(readIniValue(folder, "SystemSet", "name"), "");
+    writeIniValue("/proc/nowhere/x.ini", "SystemSet", "name", "lost");
+    HV::SpdlogApplication::instance().shutdownLogger();
+    qInstallMessageHandler(nullptr);
+    const std::string log = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(log,
+                testing::ContainsRegex("reading SystemSet/name from .*corrupt.ini: it is not"));
+    EXPECT_THAT(log, testing::HasSubstr("reading SystemSet/name from settings file " +
+                                        folder.toStdString() + ": access was refused"));
+    EXPECT_THAT(log, testing::HasSubstr("writing SystemSet/name to settings file "
+                                        "/proc/nowhere/x.ini: access was refused"));
+}
+
+}  // namespace
