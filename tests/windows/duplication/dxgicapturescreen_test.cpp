@@ -4,13 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spdlog/sinks/ostream_sink.h>
 
 #include <memory>
-#include <sstream>
+#include <vector>
 
-#include "support/log.h"
-#include "windows/duplication/fakeoperations.h"
+#include "support/logcapture.h"
+#include "windows/fakeoperations.h"
 
 namespace {
 
@@ -233,18 +232,14 @@ TEST_F(Duplication, NoNewPictureCostsOneMillisecond) {
 }
 
 TEST_F(Duplication, ALostDesktopIsLoggedReleasedTwiceAndDuplicatedAgain) {
-    std::ostringstream log;
-    HV::SpdlogApplication::instance().setupLogger();
-    HV::SpdlogApplication::instance().logger()->sinks().push_back(
-        std::make_shared<spdlog::sinks::ostream_sink_mt>(log, true));
+    const tests::LogCapture log;
     ASSERT_TRUE(init());
     m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_ACCESS_LOST;
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
                 ElementsAre("duplication.AcquireNextFrame(0)", "duplication.Release()",
                             "duplication.Release()", "~duplication"));
-    EXPECT_THAT(log.str(), HasSubstr("error code is -2005270490 \n //dxgicapturescreen:"
-                                     "ReadScreenData()#"));
-    HV::SpdlogApplication::instance().shutdownLogger();
+    EXPECT_THAT(log.text(), HasSubstr("[debug] error code is -2005270490 \n //dxgicapturescreen:"
+                                      "ReadScreenData()#"));
 
     m_machine.failing["output.DuplicateOutput"] = E_ACCESSDENIED;
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "capture/dxgi/dxgicapturescreen.h"
-#include "windows/duplication/fakeoperations.h"
+#include "windows/fakeoperations.h"
 
 namespace {
 

@@ -33,6 +33,9 @@ public:
     struct Adapter {
         UINT flags = 0;
         std::vector<Output> outputs;
+        std::wstring description = {};
+        UINT deviceId = 0;
+        LUID luid = {};
     };
 
     // What the machine is like; a test sets it.

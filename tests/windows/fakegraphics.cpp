@@ -2,7 +2,7 @@
 // slot: a method without an entry ends the test.
 #define CINTERFACE
 #define INITGUID  // The import libraries lack some interface identifiers.
-#include "windows/duplication/fakegraphics.h"
+#include "windows/fakegraphics.h"
 
 #include <d3d11_4.h>
 #include <d3d12.h>
@@ -190,6 +190,14 @@ const void* adapterMethods() {
             description->Flags = adapter.machine->adapters[adapter.adapter].flags;
             return adapter.machine->call(adapter.name + ".GetDesc1");
         };
+        methods.GetDesc = [](IDXGIAdapter1* self, DXGI_ADAPTER_DESC* description) {
+            const FakeObject& adapter = object(self);
+            const auto& is = adapter.machine->adapters[adapter.adapter];
+            is.description.copy(description->Description, std::size(description->Description) - 1);
+            description->DeviceId = is.deviceId;
+            description->AdapterLuid = is.luid;
+            return adapter.machine->call(adapter.name + ".GetDesc");
+        };
         methods.EnumOutputs = [](IDXGIAdapter1* self, UINT index, IDXGIOutput** output) {
             const FakeObject& adapter = object(self);
             FakeGraphics& all = *adapter.machine;
@@ -208,20 +216,25 @@ const void* adapterMethods() {
     });
 }
 
+HRESULT giveAdapter(FakeGraphics& all, UINT index, void** adapter) {
+    HRESULT result = all.call("factory.EnumAdapters1", std::to_string(index));
+    if (SUCCEEDED(result) && index >= all.adapters.size()) {
+        result = DXGI_ERROR_NOT_FOUND;
+    }
+    result = give(all, result, adapter, adapterMethods(), "adapter" + std::to_string(index));
+    if (SUCCEEDED(result)) {
+        object(static_cast<IDXGIAdapter1*>(*adapter)).adapter = index;
+    }
+    return result;
+}
+
 const void* factoryMethods() {
     return table<IDXGIFactory5Vtbl>([](IDXGIFactory5Vtbl& methods) {
         methods.EnumAdapters1 = [](IDXGIFactory5* self, UINT index, IDXGIAdapter1** adapter) {
-            FakeGraphics& all = machine(self);
-            HRESULT result = all.call("factory.EnumAdapters1", std::to_string(index));
-            if (SUCCEEDED(result) && index >= all.adapters.size()) {
-                result = DXGI_ERROR_NOT_FOUND;
-            }
-            result = give(all, result, reinterpret_cast<void**>(adapter), adapterMethods(),
-                          "adapter" + std::to_string(index));
-            if (SUCCEEDED(result)) {
-                object(*adapter).adapter = index;
-            }
-            return result;
+            return giveAdapter(machine(self), index, reinterpret_cast<void**>(adapter));
+        };
+        methods.EnumAdapters = [](IDXGIFactory5* self, UINT index, IDXGIAdapter** adapter) {
+            return giveAdapter(machine(self), index, reinterpret_cast<void**>(adapter));
         };
     });
 }

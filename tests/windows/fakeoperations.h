@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "capture/dxgi/dxgioperations.h"
-#include "windows/duplication/fakegraphics.h"
+#include "windows/fakegraphics.h"
 
 class FakeOperations : public DxgiOperations {
 public:
