@@ -45,7 +45,7 @@ build_qt() {
     make install
 }
 
-# The grabbing device, its picture formats, and the codec that ndimonitor decodes with.
+# The grabbing device and its picture formats; what ndimonitor decodes and saves with.
 build_ffmpeg() {
     "$here/fetch-source.sh" libavcodec-dev . --unpack
     mkdir build
@@ -53,10 +53,11 @@ build_ffmpeg() {
     ../ffmpeg-*/configure --prefix="$prefix" --enable-cross-compile \
         --cross-prefix=$target- --target-os=mingw32 --arch=x86_64 \
         --pkg-config=false --enable-static --disable-shared --disable-debug --disable-doc \
-        --disable-programs --disable-autodetect --disable-everything --enable-w32threads \
+        --disable-programs --disable-autodetect --disable-everything \
+        --enable-w32threads --enable-zlib \
         --disable-network --disable-avfilter --disable-postproc --disable-swresample \
         --enable-indev=gdigrab --enable-decoder=bmp,rawvideo,speedhq \
-        --enable-encoder=speedhq
+        --enable-encoder=speedhq,png
     make -j"$jobs"
     make install
 }
@@ -96,7 +97,8 @@ build_with_cmake() {
 
 declare -A made_from=(
     [headers]="libspdlog-dev libfmt-dev libasio-dev" [googletest]=googletest
-    [pugixml]=libpugixml-dev [sdl]=libsdl2-dev [ffmpeg]=libavcodec-dev [qt]=qtbase5-dev)
+    [pugixml]=libpugixml-dev [sdl]=libsdl2-dev [qt]=qtbase5-dev
+    [ffmpeg]="libavcodec-dev libz-mingw-w64-dev")
 
 # What a library's stamp says: versions, compiler, and the lines that build it.
 stamp_of() {
