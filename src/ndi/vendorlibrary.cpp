@@ -36,6 +36,7 @@ public:
             reason = "its NDIlib_initialize() says that it can't run on this machine";
             return nullptr;
         }
+        vendor->m_library->stay();
         path = libraryPathOf(reinterpret_cast<const void*>(initialize));
         return vendor;
     }

@@ -67,7 +67,7 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
     m_y = y;
     m_w = w;
     m_h = h;
-    m_picture.assign(static_cast<std::size_t>(h * w * 4), 0);
+    m_picture.assign(static_cast<std::size_t>(h) * static_cast<std::size_t>(w) * 4, 0);
     m_videoFrame.xres = w;
     m_videoFrame.yres = h;
     m_videoFrame.FourCC = NDIlib_FourCC_type_BGRA;

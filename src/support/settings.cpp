@@ -27,7 +27,7 @@ void initIniPath() {
 QString readIniValue(const QString& path, const QString& group, const QString& key) {
     QSettings file(path, QSettings::IniFormat);
     file.beginGroup(group);
-    const QString value = file.value(key, "").toString();
+    QString value = file.value(key, "").toString();
     file.endGroup();
     if (file.status() != QSettings::NoError) {
         HV_WARN("reading {}/{} from settings file {}: {}", group.toStdString(), key.toStdString(),

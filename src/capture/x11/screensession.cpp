@@ -1,5 +1,7 @@
 #include "capture/x11/screensession.h"
 
+#include <poll.h>
+
 #include <utility>
 
 namespace capture::x11 {
@@ -54,6 +56,12 @@ void ScreenSession::poll() {
          event.reset(xcb_poll_for_queued_event(c))) {
         notice(*event);
     }
+}
+
+bool ScreenSession::waitForEvent(std::chrono::milliseconds limit) const {
+    xcb_flush(m_connection->get());
+    pollfd socket = {xcb_get_file_descriptor(m_connection->get()), POLLIN, 0};
+    return ::poll(&socket, 1, static_cast<int>(limit.count())) > 0;
 }
 
 void ScreenSession::notice(const xcb_generic_event_t& event) {

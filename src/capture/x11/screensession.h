@@ -1,6 +1,7 @@
 #pragma once
 // One connection to an X server, and everything of a capture that dies with it.
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,9 @@ public:
 
     /// Takes in what the server has announced, without a round trip.
     void poll();
+
+    /// Waits until the server has something to say or has gone. False: `limit` passed.
+    [[nodiscard]] bool waitForEvent(std::chrono::milliseconds limit) const;
 
     [[nodiscard]] bool alive() const { return m_connection->alive(); }
 

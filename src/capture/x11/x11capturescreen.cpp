@@ -18,6 +18,10 @@ namespace {
 /// Between attempts at what fails for a while: soon enough for the eye, and no load on anybody.
 constexpr std::chrono::milliseconds kRetryInterval(500);
 
+/// After so many reads without news (a third of a second at the sender's pace) the screen counts as still.
+constexpr int kStillReads = 100;
+constexpr std::chrono::milliseconds kStillWait(15);
+
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
     return value != nullptr ? value : "";
@@ -81,6 +85,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
 void X11CaptureScreen::ReleaseAll() {
     m_initialized = false;
     m_failing = false;
+    m_stillReads = 0;
     m_lastRead.reset();
     m_output.reset();
     m_session.reset();
@@ -92,10 +97,29 @@ bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsig
         return false;
     }
     if (takePicture(x, y, width, height, dest)) {
+        m_stillReads = 0;
         return true;
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return false;
+    return waitForNews() && takePicture(x, y, width, height, dest);
+}
+
+/// What a read without news costs its caller in time. True: the server has announced something.
+bool X11CaptureScreen::waitForNews() {
+    if (m_stillReads < kStillReads) {
+        ++m_stillReads;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return false;
+    }
+    // Waking up a few hundred times a second is nearly all that a still screen costs, and can be
+    // more than one per cent of a core. This wait is longer, yet news ends it at once.
+    const bool announced = m_session && m_session->waitForEvent(kStillWait);
+    if (!m_session) {
+        std::this_thread::sleep_for(kStillWait);
+    }
+    if (announced) {
+        m_stillReads = 0;
+    }
+    return announced;
 }
 
 bool X11CaptureScreen::takePicture(int x, int y, int width, int height, unsigned char* dest) {

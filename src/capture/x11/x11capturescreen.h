@@ -48,6 +48,7 @@ private:
     };
 
     void warnOfWayland();
+    [[nodiscard]] bool waitForNews();
     [[nodiscard]] bool retryDue();
     [[nodiscard]] bool connect();
     void locateOutput();
@@ -62,6 +63,7 @@ private:
     bool m_initialized = false;
     bool m_failing = false;
     bool m_warnedOfWayland = false;
+    int m_stillReads = 0;
     Clock::time_point m_nextTry;
 
     std::unique_ptr<capture::x11::ScreenSession> m_session;  ///< Null while the server is away.

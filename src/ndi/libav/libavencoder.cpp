@@ -185,6 +185,7 @@ private:
         context->time_base = {1, 30};
         context->flags |= AV_CODEC_FLAG_QSCALE;
         context->thread_count = 1;
+        context->qmin = kBestQuantiser;
         if (avcodec_open2(context.get(), codec, nullptr) < 0) {
             return false;
         }

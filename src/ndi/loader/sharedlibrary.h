@@ -7,13 +7,16 @@
 
 namespace ndi {
 
-/// A loaded library; unloaded with the object.
+/// A loaded library; unloaded with the object unless it is to stay.
 class SharedLibrary {
 public:
     virtual ~SharedLibrary() = default;
 
     /// Null when the library does not export it.
     [[nodiscard]] virtual void* symbol(const char* name) const = 0;
+
+    /// Leaves it loaded until the program ends: it may have threads of its own.
+    virtual void stay() = 0;
 };
 
 /// Loads the library at `path`; a bare file name is looked for along the system's own search path.

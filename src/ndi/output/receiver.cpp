@@ -44,8 +44,9 @@ Receiver::Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const Recei
 void Receiver::start(std::vector<std::uint8_t> greeting) {
     m_secondStart = m_progress = std::chrono::steady_clock::now();
     m_joinBy = m_secondStart + m_limits.handshake;
+    // Later than our own limit, so that a living receiver is told from a dead one.
     setReceiverOptions(m_socket, m_limits.unsentBytes,
-                       std::chrono::duration_cast<std::chrono::seconds>(m_limits.stall));
+                       std::chrono::ceil<std::chrono::seconds>(2 * m_limits.stall));
     sendText(std::move(greeting));
     read();
 }

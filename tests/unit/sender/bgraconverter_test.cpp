@@ -18,53 +18,32 @@ sender::FramePtr frameOf(AVPixelFormat format, int width = kWidth, int height = 
     return frame;
 }
 
-/// Colours that every format below holds exactly, even the one of 16 bits.
-std::vector<std::uint8_t> picture() {
-    std::vector<std::uint8_t> bgra;
-    for (int i = 0; i < kWidth * kHeight; ++i) {
-        for (const int bit : {0, 1, 2}) {
-            bgra.push_back((i >> bit & 1) != 0 ? 255 : 0);
-        }
-        bgra.push_back(255);
-    }
-    return bgra;
-}
-
-/// The bytes of a pixel in `format`, alpha 0 where there is one.
-void put(std::uint8_t* at, AVPixelFormat format, const std::uint8_t* bgra) {
-    const std::uint8_t b = bgra[0];
-    const std::uint8_t g = bgra[1];
-    const std::uint8_t r = bgra[2];
-    if (format == AV_PIX_FMT_BGR0 || format == AV_PIX_FMT_BGRA) {
-        std::copy_n(std::begin({b, g, r, std::uint8_t{0}}), 4, at);
-    } else if (format == AV_PIX_FMT_RGBA) {
-        std::copy_n(std::begin({r, g, b, std::uint8_t{0}}), 4, at);
-    } else if (format == AV_PIX_FMT_BGR24) {
-        std::copy_n(bgra, 3, at);
-    } else {
-        const int rgb565 = (r >> 3) << 11 | (g >> 2) << 5 | b >> 3;
-        at[0] = static_cast<std::uint8_t>(rgb565 & 255);
-        at[1] = static_cast<std::uint8_t>(rgb565 >> 8);
-    }
-}
-
 TEST(BgraConverter, EveryPictureIsExactAndOpaqueAlthoughTheFormatChanges) {
     const struct {
         AVPixelFormat format;
-        int bytes;
-    } kFormats[] = {{AV_PIX_FMT_BGR0, 4}, {AV_PIX_FMT_BGRA, 4}, {AV_PIX_FMT_RGB565LE, 2},
-                    {AV_PIX_FMT_BGR0, 4}, {AV_PIX_FMT_RGBA, 4}, {AV_PIX_FMT_BGR24, 3}};
+        int bytes, blue, green, red;
+    } kFormats[] = {{AV_PIX_FMT_BGR0, 4, 0, 1, 2},
+                    {AV_PIX_FMT_BGRA, 4, 0, 1, 2},
+                    {AV_PIX_FMT_RGBA, 4, 2, 1, 0},
+                    {AV_PIX_FMT_BGR0, 4, 0, 1, 2},
+                    {AV_PIX_FMT_BGR24, 3, 0, 1, 2}};
     sender::BgraConverter converter;
-    const auto expected = picture();
-    for (const auto& [format, bytes] : kFormats) {
-        const auto frame = frameOf(format);
+    for (const auto& f : kFormats) {
+        const auto frame = frameOf(f.format);
+        std::vector<std::uint8_t> expected;
         for (int i = 0; i < kWidth * kHeight; ++i) {
-            put(frame->data[0] + i / kWidth * frame->linesize[0] + i % kWidth * bytes, format,
-                &expected[static_cast<std::size_t>(i) * 4]);
+            std::uint8_t* pixel =
+                frame->data[0] + i / kWidth * frame->linesize[0] + i % kWidth * f.bytes;
+            std::fill_n(pixel, f.bytes, std::uint8_t{0});
+            for (const int at : {f.blue, f.green, f.red}) {
+                pixel[at] = static_cast<std::uint8_t>(i * 7 + at);
+                expected.push_back(pixel[at]);
+            }
+            expected.push_back(255);
         }
         std::vector<std::uint8_t> out(expected.size(), 1);
         ASSERT_TRUE(converter.convert(*frame, kWidth, kHeight, out.data()));
-        EXPECT_EQ(out, expected) << "pixel format " << format;
+        EXPECT_EQ(out, expected) << "pixel format " << f.format;
     }
 }
 

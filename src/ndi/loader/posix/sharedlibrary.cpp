@@ -10,13 +10,19 @@ namespace {
 class PosixLibrary : public SharedLibrary {
 public:
     explicit PosixLibrary(void* handle) : m_handle(handle) {}
-    ~PosixLibrary() override { ::dlclose(m_handle); }
+    ~PosixLibrary() override {
+        if (!m_stays) {
+            ::dlclose(m_handle);
+        }
+    }
     PosixLibrary(const PosixLibrary&) = delete;
     PosixLibrary& operator=(const PosixLibrary&) = delete;
 
     [[nodiscard]] void* symbol(const char* name) const override { return ::dlsym(m_handle, name); }
+    void stay() override { m_stays = true; }
 
 private:
+    bool m_stays = false;
     void* const m_handle;
 };
 

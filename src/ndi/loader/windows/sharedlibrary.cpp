@@ -28,15 +28,21 @@ std::string narrow(const std::wstring& text) {
 class WindowsLibrary : public SharedLibrary {
 public:
     explicit WindowsLibrary(HMODULE module) : m_module(module) {}
-    ~WindowsLibrary() override { ::FreeLibrary(m_module); }
+    ~WindowsLibrary() override {
+        if (!m_stays) {
+            ::FreeLibrary(m_module);
+        }
+    }
     WindowsLibrary(const WindowsLibrary&) = delete;
     WindowsLibrary& operator=(const WindowsLibrary&) = delete;
 
     [[nodiscard]] void* symbol(const char* name) const override {
         return reinterpret_cast<void*>(::GetProcAddress(m_module, name));
     }
+    void stay() override { m_stays = true; }
 
 private:
+    bool m_stays = false;
     const HMODULE m_module;
 };
 

@@ -1,0 +1,43 @@
+#pragma once
+// The moving desktops that encoders are measured with: always the same pictures.
+
+#include <cstdint>
+#include <vector>
+
+#include "ndi/output/pictureencoder.h"
+
+namespace bench {
+
+enum class Scene {
+    FullMotion,  ///< The desktop moves 3 pixels up and 5 to the left with every picture.
+    Caret,       ///< A caret that blinks and a letter more per picture.
+    Scrolling,   ///< An 800 by 600 window of text scrolls 3 lines per picture.
+    Nothing,     ///< Nothing changes.
+};
+
+/// A synthetic desktop: windows with text, a gradient, and an area like a photograph.
+class Desktop {
+public:
+    Desktop(int width, int height);
+
+    /// Draws the next picture of a scene.
+    void advance(Scene scene);
+
+    [[nodiscard]] ndi::PictureView view() const;
+    /// The rows the latest advance() drew in: what a screen's damage report would say.
+    [[nodiscard]] const support::ChangedRows& changed() const { return m_changed; }
+
+private:
+    void drawText(int left, int top, int right, int bottom, int firstLine);
+
+    int m_width;
+    int m_height;
+    int m_step = 0;
+    std::vector<std::uint32_t> m_canvas;  ///< Larger than the picture: full motion pans over it.
+    int m_canvasWidth;
+    int m_canvasHeight;
+    std::vector<std::uint32_t> m_picture;
+    support::ChangedRows m_changed;
+};
+
+}  // namespace bench

@@ -1,0 +1,83 @@
+#include "monitor/png.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <system_error>
+
+#include "monitor/libav.h"
+
+namespace monitor {
+namespace {
+
+/// Null with `error` set when that fails.
+FramePtr toRgb(const AVFrame& picture, std::string& error) {
+    const auto format = static_cast<AVPixelFormat>(picture.format);
+    FramePtr rgb(av_frame_alloc());
+    rgb->width = picture.width;
+    rgb->height = picture.height;
+    rgb->format = AV_PIX_FMT_RGB24;
+    const ScalerPtr scaler(sws_getContext(
+        picture.width, picture.height, format, picture.width, picture.height, AV_PIX_FMT_RGB24,
+        SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
+    const int result = av_frame_get_buffer(rgb.get(), 0);
+    if (!scaler || result < 0) {
+        error = result < 0 ? libavError(result) : "no way from this pixel format to RGB";
+        return nullptr;
+    }
+    const bool small = picture.width <= 720 && picture.height <= 576;
+    const int* matrix = sws_getCoefficients(small ? SWS_CS_ITU601 : SWS_CS_ITU709);
+    constexpr int kUnity = 1 << 16;
+    sws_setColorspaceDetails(scaler.get(), matrix, 0, matrix, 1, 0, kUnity, kUnity);
+    sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height, rgb->data,
+              rgb->linesize);
+    return rgb;
+}
+
+/// Null with `error` set when that fails.
+PacketPtr encode(const AVFrame& rgb, std::string& error) {
+    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
+    const CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
+    if (!context) {
+        error = "this libavcodec has no PNG encoder";
+        return nullptr;
+    }
+    context->width = rgb.width;
+    context->height = rgb.height;
+    context->pix_fmt = AV_PIX_FMT_RGB24;
+    context->time_base = {1, 1};
+    PacketPtr packet(av_packet_alloc());
+    int result = avcodec_open2(context.get(), codec, nullptr);
+    if (result == 0) {
+        result = avcodec_send_frame(context.get(), &rgb);
+    }
+    if (result == 0) {
+        result = avcodec_receive_packet(context.get(), packet.get());
+    }
+    if (result < 0) {
+        error = libavError(result);
+        return nullptr;
+    }
+    return packet;
+}
+
+}  // namespace
+
+std::string savePng(const AVFrame& picture, const std::string& file) {
+    std::string error;
+    const FramePtr rgb = toRgb(picture, error);
+    const PacketPtr packet = rgb ? encode(*rgb, error) : nullptr;
+    if (!packet) {
+        return "making a PNG of the picture failed: " + error;
+    }
+    errno = 0;
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(packet->data), packet->size);
+    out.close();
+    if (!out) {
+        return "writing " + file + " failed: " + std::generic_category().message(errno);
+    }
+    return {};
+}
+
+}  // namespace monitor

@@ -1,0 +1,26 @@
+#include "ndi/discovery/publishing.h"
+
+#include "ndi/discovery/embeddedpublisher.h"
+
+namespace ndi::mdns {
+namespace {
+
+class EmbeddedPublishing : public Publishing {
+public:
+    EmbeddedPublishing(const std::string& instance, std::uint16_t port)
+        : m_embedded(instance, kServiceType, port,
+                     [this](PublishState state, const std::string& reason) {
+                         m_status.set(state, reason);
+                     }) {}
+
+private:
+    EmbeddedPublisher m_embedded;
+};
+
+}  // namespace
+
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
+    return std::make_unique<EmbeddedPublishing>(instance, port);
+}
+
+}  // namespace ndi::mdns

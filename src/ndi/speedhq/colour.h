@@ -1,0 +1,37 @@
+#pragma once
+// From blue, green, red to limited-range Y'CbCr 4:2:2.
+//
+// With the coefficients c scaled by 2^15, for each pixel
+//     Y = 16 + ((cR * R + cG * G + cB * B + 2^14) >> 15)
+// and for each pair of pixels 2i and 2i + 1 of a line, on the sums of the two,
+//     Cb = 128 + ((cR * (R0 + R1) + cG * (G0 + G1) + cB * (B0 + B1) + 2^15) >> 16),
+// Cr likewise; the shift is arithmetic. That is the mean of the pair, rounded to the nearest,
+// halves upwards. The chroma coefficients of a row sum to 0, so greys give exactly 128.
+
+#include <cstdint>
+
+namespace speedhq {
+
+/// One row of the matrix, scaled by 2^15.
+struct ColourRow {
+    std::int16_t blue;
+    std::int16_t green;
+    std::int16_t red;
+};
+
+struct ColourMatrix {
+    ColourRow y;
+    ColourRow cb;
+    ColourRow cr;
+};
+
+/// The matrix receivers expect for a picture of this size: BT.601 up to 720x576, above it BT.709.
+///
+/// Above 1920x1080 the published rule names BT.2020. Whether receivers follow it for ordinary
+/// standard-range pictures is doubtful; a desktop is sRGB, whose primaries are BT.709's, and a
+/// wrong guess costs little between 709 and 2020 (13 of 255 at worst) and much between 601 and
+/// either. So large pictures stay with BT.709: right for receivers that treat all HD alike, and
+/// scaling a source down or cropping it across the 1920 border does not change its colours.
+[[nodiscard]] const ColourMatrix& colourMatrixFor(int width, int height);
+
+}  // namespace speedhq

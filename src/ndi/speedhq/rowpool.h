@@ -1,0 +1,50 @@
+#pragma once
+// A few threads that share out the rows of a picture.
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace speedhq {
+
+/// Threads an encoder uses by default, the caller's among them: one less than the processor has
+/// cores, at least one, at most four.
+[[nodiscard]] int defaultThreads();
+
+/// One caller at a time.
+class RowPool {
+public:
+    /// Does a part of the work: `item`, on the thread numbered `thread`.
+    using Work = std::function<void(int item, int thread)>;
+
+    /// Starts `threads` - 1 threads; the caller of run() is thread 0.
+    explicit RowPool(int threads);
+    ~RowPool();
+    RowPool(const RowPool&) = delete;
+    RowPool& operator=(const RowPool&) = delete;
+
+    [[nodiscard]] int threads() const { return static_cast<int>(m_helpers.size()) + 1; }
+
+    /// Calls work(item, thread) once for every item of [0, items), on all threads, and returns
+    /// when all are done. What the calls wrote can be read then. `work` must not throw.
+    void run(int items, const Work& work);
+
+private:
+    void help(int thread);
+    void takeItems(std::unique_lock<std::mutex>& lock, int thread);
+
+    std::vector<std::thread> m_helpers;
+    std::mutex m_mutex;
+    std::condition_variable m_started;
+    std::condition_variable m_finished;
+    // Guarded by m_mutex.
+    const Work* m_work = nullptr;
+    int m_items = 0;
+    int m_nextItem = 0;
+    int m_unfinished = 0;
+    bool m_ending = false;
+};
+
+}  // namespace speedhq

@@ -1,0 +1,56 @@
+#include "ndi/speedhq/stream.h"
+
+#include <utility>
+
+namespace speedhq {
+
+void Stream::keep(const ndi::PictureView& picture, const support::ChangedRows& changed) {
+    setBudget(picture);
+    m_coder.keep(picture, changed);
+}
+
+ndi::EncodedPicturePtr Stream::encode(const ndi::PictureView& picture,
+                                      const support::ChangedRows& changed) {
+    setBudget(picture);
+    return account(m_coder.encode(picture, changed, m_rate.quality()));
+}
+
+ndi::EncodedPicturePtr Stream::encodeKept() {
+    if (m_coder.kept().empty()) {
+        return nullptr;
+    }
+    if (!m_coder.upToDate()) {
+        return account(m_coder.encodeKept(m_rate.quality()));
+    }
+    const int better = m_rate.refinedQuality();
+    ndi::EncodedPicturePtr packet = m_coder.encodeKept(better);
+    if (!packet) {
+        m_rate.refusedAt(better);
+        return m_coder.encodeKept(m_rate.quality());
+    }
+    m_rate.refined(better);
+    m_rate.repeated();
+    return packet;
+}
+
+void Stream::setBudget(const ndi::PictureView& picture) {
+    const double rate = picture.rateDenominator > 0
+                            ? static_cast<double>(picture.rateNumerator) / picture.rateDenominator
+                            : 0.0;
+    m_rate.setBudget(m_budget(picture.width, picture.height, rate));
+}
+
+/// Tells the rate control about the coder's latest packet, which is lowered until it fits.
+ndi::EncodedPicturePtr Stream::account(ndi::EncodedPicturePtr packet) {
+    while (!packet && m_rate.lowerToFit()) {
+        packet = m_coder.encodeKept(m_rate.quality());
+    }
+    if (packet && m_coder.codedShare() > 0) {
+        m_rate.sent(packet->size, m_coder.codedShare());
+    } else {
+        m_rate.repeated();
+    }
+    return packet;
+}
+
+}  // namespace speedhq

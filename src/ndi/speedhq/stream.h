@@ -1,0 +1,39 @@
+#pragma once
+// One stream of packets: a coder and the control of its rate.
+
+#include "ndi/speedhq/picturecoder.h"
+#include "ndi/speedhq/ratecontrol.h"
+
+namespace speedhq {
+
+/// One caller at a time.
+class Stream {
+public:
+    using Budget = double (*)(int width, int height, double picturesPerSecond);
+
+    Stream(RowPool& pool, const Kernels& kernels, Budget budget,
+           std::size_t maxSliceBytes = kMaxSliceBytes)
+        : m_coder(pool, kernels, maxSliceBytes), m_budget(budget) {}
+
+    void keep(const ndi::PictureView& picture, const support::ChangedRows& changed);
+
+    /// Null only when the picture fits into no packet at any quality.
+    [[nodiscard]] ndi::EncodedPicturePtr encode(const ndi::PictureView& picture,
+                                                const support::ChangedRows& changed);
+
+    /// The packet of the kept picture: first as it would have been sent, then, with each call,
+    /// better; in the end the same packet every time. Null when nothing is kept.
+    [[nodiscard]] ndi::EncodedPicturePtr encodeKept();
+
+    [[nodiscard]] PictureCoder& coder() { return m_coder; }
+
+private:
+    void setBudget(const ndi::PictureView& picture);
+    [[nodiscard]] ndi::EncodedPicturePtr account(ndi::EncodedPicturePtr packet);
+
+    PictureCoder m_coder;
+    const Budget m_budget;
+    RateControl m_rate;
+};
+
+}  // namespace speedhq

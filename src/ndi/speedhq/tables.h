@@ -1,0 +1,56 @@
+#pragma once
+// The constant numbers of SpeedHQ: scan order, weights, and the codes as the bit writer wants them.
+
+#include <array>
+#include <cstdint>
+
+namespace speedhq {
+
+/// Coefficients are stored transposed, as the transform leaves them: index 8 * u + v, with u the
+/// horizontal and v the vertical frequency. kScan gives the index of each scan position.
+extern const std::array<std::uint8_t, 64> kScan;
+
+/// The weight of each coefficient, stored transposed as well. Entry 0 is not used.
+extern const std::array<std::uint8_t, 64> kWeights;
+
+/// The scan for byte shuffles: of scan positions 16q to 16q + 15, kScanShuffles[q][k] takes those
+/// that come from indices 16k to 16k + 15; an entry with its top bit set takes nothing.
+/// [0][3] and [3][0] take nothing at all.
+using ScanShuffles = std::array<std::array<std::array<std::uint8_t, 16>, 4>, 4>;
+extern const ScanShuffles kScanShuffles;
+
+/// A code in one word: the bits in the lower 24, the first one sent lowest; the length above.
+using Code = std::uint32_t;
+constexpr Code makeCode(std::uint32_t bits, unsigned length) {
+    return bits | (length << 24);
+}
+constexpr std::uint32_t codeBits(Code code) {
+    return code & 0xFFFFFFU;
+}
+constexpr unsigned codeLength(Code code) {
+    return code >> 24;
+}
+
+/// The end of every block, and what starts an escape: 6 bits, then 6 bits of run, then 12 bits of
+/// level + 2048.
+inline constexpr Code kEndOfBlock = makeCode(0x6, 4);
+constexpr Code escapeCode(unsigned run, int level) {
+    return makeCode(0x20U | (run << 6) | (static_cast<std::uint32_t>(level + 2048) << 12), 24);
+}
+
+/// The largest size of a DC difference: DC values and their predictions are 0 to 2040.
+inline constexpr int kMaxDcDifference = 2040;
+
+/// Every code that can be looked up.
+struct CodeTables {
+    /// [prediction - value + kMaxDcDifference], the size and the difference in one code.
+    std::array<Code, 2 * kMaxDcDifference + 1> lumaDc;
+    std::array<Code, 2 * kMaxDcDifference + 1> chromaDc;
+    /// [256 * run + 128 + level], the sign or the escape included; level -128 to 127, not 0.
+    std::array<Code, 64 * 256> ac;
+};
+
+/// Built at the first call; any thread.
+[[nodiscard]] const CodeTables& codeTables();
+
+}  // namespace speedhq

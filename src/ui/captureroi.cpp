@@ -1,0 +1,336 @@
+#include "ui/captureroi.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QToolTip>
+#include <cstdlib>
+
+#include "ui/desktop.h"
+#include "ui/translated.h"
+
+namespace {
+
+constexpr QSize kBarSize(100, 40);
+constexpr QPoint kBarOffset(-108, -40);  ///< From the selection's end to the button bar.
+constexpr QPoint kTipOffset(-68, -31);   ///< From the pointer to the size tool tip.
+constexpr int kGrip = 6;                 ///< Pixels; width of an opaque frame.
+
+QPen redPen(qreal width) {
+    return QPen(QBrush(QColor(255, 0, 0, 255)), width, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
+}
+
+}  // namespace
+
+CaptureROI::CaptureROI(int width, int height, QWidget* parent)
+    : QWidget(parent), m_width(width), m_height(height) {
+    createButtonBar();
+    setWindowTitle("paintTest");
+    setMouseTracking(true);
+    m_pixels = ui::PhysicalPixels::at(QPoint(m_originX, m_originY));
+    setFixedSize(m_pixels.toQt(QSize(width, height)));
+    m_basePixmap = QPixmap(width, height);
+    m_workPixmap = m_basePixmap;
+    setAutoFillBackground(false);
+    setWindowFlags(Qt::SubWindow | Qt::FramelessWindowHint);
+    setAttribute(Qt::WA_TranslucentBackground, true);
+    // The program ends with its window, whatever the overlay does.
+    setAttribute(Qt::WA_QuitOnClose, false);
+}
+
+void CaptureROI::createButtonBar() {
+    m_pButtonBar = new QWidget(this);
+    m_pButtonBar->setWindowFlags(m_pButtonBar->windowFlags() | Qt::FramelessWindowHint);
+    m_pButtonBar->hide();
+    m_pButtonBar->setStyleSheet(
+        "QPushButton{height:26px;font-family:\"Microsoft "
+        "YaHei\";font-size:13px;padding:0px;background:#262626;color:#FFFFFF;"
+        "border:1px solid #B6B6B6;border-radius:4px}"
+        "QPushButton:hover{border:1px solid #FF6D00}");
+    m_pOkBtn = new QPushButton(translated("zhOkStr"), m_pButtonBar);
+    m_pCancelBtn = new QPushButton(translated("zhCancalStr"), m_pButtonBar);
+    m_pBarLayout = new QHBoxLayout(m_pButtonBar);
+    m_pBarLayout->addWidget(m_pCancelBtn);
+    m_pBarLayout->addWidget(m_pOkBtn);
+    m_pBarLayout->setContentsMargins(0, 1, 0, 1);
+    connect(m_pOkBtn, SIGNAL(clicked()), this, SLOT(slotConfirm()));
+    connect(m_pCancelBtn, SIGNAL(clicked()), this, SLOT(slotCancel()));
+}
+
+void CaptureROI::setScreenGeometry(int x, int y, int w, int h) {
+    m_originX = x;
+    m_originY = y;
+    m_width = w;
+    m_height = h;
+    m_pixels = ui::PhysicalPixels::at(QPoint(x, y));
+    setFixedSize(m_pixels.toQt(QSize(w, h)));
+    move(m_pixels.toQt(QPoint(x, y)));
+    takeShape();
+}
+
+void CaptureROI::setSelection(int x, int y, int w, int h) {
+    m_left = x;
+    m_top = y;
+    m_right = x + w;
+    m_bottom = y + h;
+    takeShape();
+    update();
+}
+
+void CaptureROI::beginSelection() {
+    m_drawing = false;
+    m_selected = false;
+    m_cleared = false;
+    m_moved = false;
+    setShowROI(false);
+    m_pButtonBar->hide();
+    m_left = m_top = m_right = m_bottom = 0;
+    unsetCursor();
+    if (isVisible() && m_desktopPixmap.isNull()) {
+        takeDesktopPicture();
+    }
+    // For Escape, also where no window manager gives the focus. Not in show mode: there the
+    // window that asked for the frame stays in front.
+    activateWindow();
+}
+
+void CaptureROI::setShowROI(bool on) {
+    m_showMode = on;
+    m_pButtonBar->hide();
+    if (on) {
+        m_desktopPixmap = QPixmap();
+        m_translucent = ui::windowsCanBeTranslucent();
+    } else {
+        m_moved = false;
+    }
+    setMouseTracking(on);
+    takeShape();
+}
+
+void CaptureROI::setOverlaySize(int width, int height) {
+    m_width = width;
+    m_height = height;
+}
+
+void CaptureROI::slotConfirm() {
+    clearSelection();
+    hide();
+    emit signalConfirmROI(m_originX + m_left, m_originY + m_top, std::abs(m_right - m_left),
+                          std::abs(m_bottom - m_top));
+}
+
+void CaptureROI::slotCancel() {
+    clearSelection();
+    update();
+    hide();
+}
+
+void CaptureROI::slotTranslate() {
+    m_pOkBtn->setText(translated("zhOkStr"));
+    m_pCancelBtn->setText(translated("zhCancalStr"));
+}
+
+void CaptureROI::clearSelection() {
+    m_drawing = false;
+    m_selected = false;
+    m_basePixmap = QPixmap(m_width, m_height);
+    m_workPixmap = QPixmap(m_width, m_height);
+    m_cleared = true;
+}
+
+void CaptureROI::paintEvent(QPaintEvent* /*event*/) {
+    if (!m_selected && !m_showMode) {
+        paintSelecting();
+    } else {
+        paintFrame();
+        m_selected = false;
+    }
+}
+
+void CaptureROI::paintSelecting() {
+    m_workPixmap.setDevicePixelRatio(1);
+    m_workPixmap.fill(QColor(255, 255, 255, 200));
+    if (!m_workPixmap.isNull()) {
+        QPainter painter(&m_workPixmap);
+        painter.setOpacity(0.1);
+        painter.setPen(redPen(5.0));
+        painter.setBrush(QBrush(Qt::SolidPattern));
+        painter.setCompositionMode(QPainter::CompositionMode_Clear);
+        if (!m_cleared) {
+            painter.drawRect(m_left, m_top, m_right - m_left, m_bottom - m_top);
+        }
+    }
+    m_workPixmap.setDevicePixelRatio(m_pixels.factor());
+
+    QPainter painter(this);
+    if (!m_desktopPixmap.isNull()) {
+        painter.drawPixmap(rect(), m_desktopPixmap);
+    }
+    painter.drawPixmap(0, 0, m_workPixmap);
+    if (!m_drawing) {
+        m_basePixmap = m_workPixmap;
+    }
+}
+
+void CaptureROI::paintFrame() {
+    QPainter painter(this);
+    if (m_showMode && !m_translucent) {
+        painter.fillRect(rect(), QColor(255, 0, 0));  // The window has the frame's shape.
+        return;
+    }
+    if (!m_desktopPixmap.isNull()) {
+        painter.drawPixmap(rect(), m_desktopPixmap);
+    }
+    painter.scale(1 / m_pixels.factor(), 1 / m_pixels.factor());
+    painter.setPen(redPen(2.0));
+    painter.setOpacity(0.5);
+    if (m_showMode) {
+        painter.setBrush(QBrush(QColor(255, 0, 0, 80)));
+    }
+    painter.drawRect(m_showMode ? frameRect()
+                                : QRect(m_left, m_top, m_right - m_left, m_bottom - m_top));
+}
+
+/// The region of show mode in the overlay's own coordinates.
+QRect CaptureROI::frameRect() const {
+    return {m_left - m_originX, m_top - m_originY, m_right - m_left, m_bottom - m_top};
+}
+
+/// Gives the window the shape of the frame in show mode, else its whole area.
+void CaptureROI::takeShape() {
+    if (!m_showMode) {
+        clearMask();
+        return;
+    }
+    const QRect frame = frameRect();
+    QRegion shape(m_pixels.coveringRect(frame.adjusted(-1, -1, 1, 1)));
+    if (!m_translucent) {
+        shape -= QRegion(m_pixels.coveringRect(frame.adjusted(kGrip, kGrip, -kGrip, -kGrip)));
+    }
+    shape &= QRegion(rect());
+    // An empty region would mean "no shape", that is the whole window.
+    setMask(shape.isEmpty() ? QRegion(-1, -1, 1, 1) : shape);
+}
+
+/// Keeps the desktop as it looks now, where it won't shine through.
+void CaptureROI::takeDesktopPicture() {
+    m_desktopPixmap = QPixmap();
+    m_translucent = ui::windowsCanBeTranslucent();
+    if (m_translucent) {
+        return;
+    }
+    for (QScreen* screen : QGuiApplication::screens()) {
+        if (screen->geometry().contains(pos())) {
+            const QPoint from = pos() - screen->geometry().topLeft();
+            m_desktopPixmap = screen->grabWindow(0, from.x(), from.y(), width(), height());
+        }
+    }
+}
+
+void CaptureROI::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // The window is not on the screen yet: the desktop can still be seen.
+    takeDesktopPicture();
+    ui::keepOffTaskbar(*this);
+}
+
+void CaptureROI::mousePressEvent(QMouseEvent* event) {
+    const QPoint at = m_pixels.distanceToPhysical(event->localPos());
+    if (m_showMode) {
+        m_lastX = at.x();
+        m_lastY = at.y();
+        return;
+    }
+    m_cleared = false;
+    if (m_selected || event->button() != Qt::LeftButton) {
+        return;
+    }
+    m_left = at.x();
+    m_top = at.y();
+    m_drawing = true;
+}
+
+void CaptureROI::mouseMoveEvent(QMouseEvent* event) {
+    const QPoint at = m_pixels.distanceToPhysical(event->localPos());
+    if (m_showMode) {
+        moveWhileShowing(*event, at);
+    } else {
+        moveWhileSelecting(*event, at);
+    }
+}
+
+/// The pointer's place in the overlay is compared with the region's place on the desktop, as the
+/// grab area is known to be.
+void CaptureROI::moveWhileShowing(const QMouseEvent& event, QPoint at) {
+    if (at.x() < m_left || at.x() > m_right || at.y() < m_top || at.y() > m_bottom) {
+        unsetCursor();
+        return;
+    }
+    setCursor(Qt::SizeAllCursor);
+    if ((event.buttons() & Qt::LeftButton) == 0) {
+        return;
+    }
+    m_left += at.x() - m_lastX;
+    m_right += at.x() - m_lastX;
+    m_top += at.y() - m_lastY;
+    m_bottom += at.y() - m_lastY;
+    m_moved = true;
+    takeShape();
+    update();
+    m_lastX = at.x();
+    m_lastY = at.y();
+}
+
+void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {
+    unsetCursor();
+    if (m_selected) {
+        return;
+    }
+    const QPoint pointer = m_pixels.toQt(QPoint(m_originX + at.x(), m_originY + at.y()));
+    QToolTip::showText(pointer + kTipOffset,
+                       QString("%1,%2").arg(at.x() - m_left).arg(at.y() - m_top));
+    if ((event.buttons() & Qt::LeftButton) != 0) {
+        m_right = at.x();
+        m_bottom = at.y();
+        m_workPixmap = m_basePixmap;
+        update();
+    }
+}
+
+void CaptureROI::mouseReleaseEvent(QMouseEvent* event) {
+    if (m_showMode) {
+        if (m_moved) {
+            emit signalConfirmROI(m_left, m_top, std::abs(m_right - m_left),
+                                  std::abs(m_bottom - m_top));
+            m_moved = false;
+        }
+        return;
+    }
+    if (m_selected || event->button() != Qt::LeftButton) {
+        return;
+    }
+    const QPoint at = m_pixels.distanceToPhysical(event->localPos());
+    m_right = at.x();
+    m_bottom = at.y();
+    m_drawing = false;
+    m_selected = true;
+    update();
+    showButtonBar();
+}
+
+void CaptureROI::showButtonBar() {
+    const QPoint end = m_pixels.distanceToQt(QPoint(m_right, m_bottom));
+    m_pButtonBar->setGeometry(QRect(end + kBarOffset, kBarSize));
+    m_pButtonBar->show();
+}
+
+void CaptureROI::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Escape) {
+        return;
+    }
+    clearSelection();
+    close();
+    emit signalHideROI();
+}

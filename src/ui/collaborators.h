@@ -1,0 +1,31 @@
+#pragma once
+// What the window works with, so that a test can put others in their place.
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "ndi/ndilib.h"
+#include "screens/adaptorinfo.h"
+#include "screens/screensdetector.h"
+#include "sender/ndisenderbase.h"
+
+struct Collaborators {
+    using MakeSender = std::function<std::unique_ptr<NDISenderBase>(const std::string& name,
+                                                                    NDIlib_send_instance_t)>;
+
+    std::function<struScreensMsg()> screens;
+    std::function<std::list<DeviceAdaptorInfo>()> adaptors;
+    std::function<std::string(const std::list<DeviceAdaptorInfo>&, const struScreenItem&)>
+        outputDeviceName;
+    /// Replaces `instance` by a source of that name; null when none could be made. May block for
+    /// seconds.
+    std::function<void(const std::string& name, NDIlib_send_instance_t& instance)> createSource;
+    std::function<void(NDIlib_send_instance_t)> destroySource;
+    MakeSender makeDxSender;    ///< The default capture path.
+    MakeSender makeGrabSender;  ///< The capture path through FFmpeg.
+
+    /// The machine's own screens, the NDI library and the two senders.
+    static Collaborators real();
+};

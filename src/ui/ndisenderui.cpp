@@ -1,0 +1,295 @@
+// What the window does when the operator acts. Its construction is in ndisenderui_layout.cpp.
+
+#include "ui/ndisenderui.h"
+
+#include <QCloseEvent>
+#include <QSettings>
+
+#include "support/log.h"
+#include "support/settings.h"
+#include "ui/captureroi.h"
+#include "ui/titlebar.h"
+#include "ui/translated.h"
+
+bool g_roiShown = false;
+
+namespace {
+
+constexpr int kInfo = 2;  ///< spdlog's level number.
+
+/// The name under which the log knows the sender's start.
+constexpr char kStartName[] = "ndiSenderInitParmeter";
+
+void bound(QSpinBox* box, int least, int most) {
+    box->setRange(least, most);
+    box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
+}
+
+}  // namespace
+
+NDISenderUI::~NDISenderUI() {
+    // Threads first, then what they send through.
+    m_pSender.reset();
+    if (m_ndiSend != nullptr) {
+        m_collaborators.destroySource(m_ndiSend);
+    }
+}
+
+void NDISenderUI::setIniPath(const std::string& iniPath) {
+    m_iniPath = iniPath;
+    if (m_pSender) {
+        m_pSender->setAuxName(iniPath);
+    }
+}
+
+// Source and sender -------------------------------------------------------------------------
+
+void NDISenderUI::initNDI() {
+    m_collaborators.createSource(m_outputName, m_ndiSend);
+    if (m_ndiSend == nullptr) {
+        HV_WARN(
+            "no NDI source named {} could be made: the name and its numbered variants are "
+            "taken, or the network is not to be had; nothing will be received",
+            m_outputName);
+    }
+}
+
+void NDISenderUI::createSender() {
+    m_pSender.reset();
+    m_pSender = m_forceUseOldCapture ? m_collaborators.makeGrabSender(m_outputName, m_ndiSend)
+                                     : m_collaborators.makeDxSender(m_outputName, m_ndiSend);
+}
+
+void NDISenderUI::startSender() {
+    if (!m_pSender->isDxSender() && !m_forceUseOldCapture) {
+        m_pSender.reset();
+        m_pSender = m_collaborators.makeDxSender(m_outputName, m_ndiSend);
+        HV_LOG(kInfo, kStartName, "is ffmpeg screenshot, switch to the old DX screenshot mode.");
+    }
+    // The FFmpeg path counts from the desktop's corner, the default path from the screen's.
+    const int originX = m_forceUseOldCapture ? 0 : m_curScreen.x;
+    const int originY = m_forceUseOldCapture ? 0 : m_curScreen.y;
+    const bool opened =
+        m_pSender->initParmeter(m_roi.x - originX, m_roi.y - originY, m_roi.w, m_roi.h, m_frameRate,
+                                findOutputDeviceName(m_curScreen));
+    if (!opened && m_pSender->isDxSender()) {
+        m_pSender.reset();
+        m_pSender = m_collaborators.makeGrabSender(m_outputName, m_ndiSend);
+        m_pSender->initParmeter(m_roi.x, m_roi.y, m_roi.w, m_roi.h, m_frameRate,
+                                findOutputDeviceName(m_curScreen));
+        HV_LOG(kInfo, kStartName,
+               "DX screenshot failed, switch to the old ffmpeg screenshot mode.");
+    }
+}
+
+void NDISenderUI::applyIfSending() {
+    if (m_sendState != SendState::Sending) {
+        return;
+    }
+    m_pSender->reset();
+    startSender();
+    m_pSender->start();
+    m_paramChanged = false;
+}
+
+std::string NDISenderUI::findOutputDeviceName(const struScreenItem& screen) const {
+    return m_collaborators.outputDeviceName(m_adaptorInfoList, screen);
+}
+
+void NDISenderUI::slotStartSend() {
+    switch (m_sendState) {
+        case SendState::Idle:
+            startSender();
+            m_pSender->start();
+            m_sendState = SendState::Sending;
+            m_pStartBtn->setText(translated("zhPauseStr"));
+            break;
+        case SendState::Sending:
+            m_pSender->pause();
+            m_sendState = SendState::Paused;
+            m_pStartBtn->setText(translated("zhContinueStr"));
+            break;
+        case SendState::Paused:
+            if (m_paramChanged) {
+                m_pSender->reset();
+                startSender();
+            }
+            m_pSender->start();
+            m_sendState = SendState::Sending;
+            m_pStartBtn->setText(translated("zhPauseStr"));
+            break;
+    }
+    m_paramChanged = false;
+}
+
+void NDISenderUI::slotStop() {
+    m_paramChanged = true;
+    setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
+    m_pSender->pause();
+    m_sendState = SendState::Paused;
+    m_pStartBtn->setText(translated("zhStartStr"));
+    if (m_nameChanged) {
+        m_pSender.reset();
+        initNDI();
+        createSender();
+        m_nameChanged = false;
+    }
+}
+
+// The region --------------------------------------------------------------------------------
+
+void NDISenderUI::setROI(int x, int y, int w, int h) {
+    m_roi.x = x;
+    m_roi.y = y;
+    m_roi.w = x + w > m_desktopWidth ? m_desktopWidth - x : w;
+    m_roi.h = y + h > m_desktopHeight ? m_desktopHeight - y : h;
+    updateROIRanges();
+    m_pXSpinBox->setValue(m_roi.x);
+    m_pYSpinBox->setValue(m_roi.y);
+    m_pWSpinBox->setValue(m_roi.w);
+    m_pHSpinBox->setValue(m_roi.h);
+    if (m_pCaptureROI) {
+        m_pCaptureROI->setSelection(m_roi.x, m_roi.y, m_roi.w, m_roi.h);
+    }
+}
+
+void NDISenderUI::updateROIRanges() {
+    const struScreenItem& screen = m_screensMsg.screens[m_curScreenIndex];
+    const int maxW = screen.x - m_roi.x + screen.width;
+    const int maxH = screen.y - m_roi.y + screen.height;
+    m_roi.w = m_roi.w > maxW ? maxW : m_roi.w;
+    m_roi.h = m_roi.h > maxH ? maxH : m_roi.h;
+    // At the screen's far edge the maximum falls below 9; the box then holds 9.
+    bound(m_pWSpinBox, 9, maxW);
+    bound(m_pHSpinBox, 9, maxH);
+    bound(m_pXSpinBox, screen.x, screen.x + screen.width);
+    bound(m_pYSpinBox, screen.y, screen.y + screen.height);
+}
+
+void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
+    setROI(x, y, w, h);
+    m_paramChanged = true;
+    applyIfSending();
+}
+
+void NDISenderUI::slotROIXChanged() {
+    m_roi.x = m_pXSpinBox->text().toInt();
+    updateROIRanges();
+    m_pWSpinBox->setValue(m_roi.w);
+    finishROIEdit();
+}
+
+void NDISenderUI::slotROIYChanged() {
+    m_roi.y = m_pYSpinBox->value();
+    updateROIRanges();
+    m_pHSpinBox->setValue(m_roi.h);
+    finishROIEdit();
+}
+
+void NDISenderUI::slotROIWChanged() {
+    m_roi.w = m_pWSpinBox->text().toInt();
+    finishROIEdit();
+}
+
+void NDISenderUI::slotROIHChanged() {
+    m_roi.h = m_pHSpinBox->text().toInt();
+    finishROIEdit();
+}
+
+void NDISenderUI::finishROIEdit() {
+    m_paramChanged = true;
+    applyIfSending();
+    if (m_pCaptureROI) {
+        m_pCaptureROI->setSelection(m_roi.x, m_roi.y, m_roi.w, m_roi.h);
+    }
+}
+
+void NDISenderUI::slotCatpureROI() {
+    m_pCaptureROI->show();
+    m_pCaptureROI->beginSelection();
+    m_pCaptureROI->update();
+}
+
+void NDISenderUI::slotShowAndHideROI() {
+    if (g_roiShown) {
+        m_pShowROIBtn->setText(translated("zhShowROIStr"));
+        g_roiShown = false;
+        m_pCaptureROI->setShowROI(false);
+        m_pCaptureROI->update();
+        m_pCaptureROI->hide();
+    } else {
+        m_pShowROIBtn->setText(translated("zhHideROIStr"));
+        g_roiShown = true;
+        m_pCaptureROI->show();
+        m_pCaptureROI->setShowROI(true);
+        m_pCaptureROI->update();
+        // A frame around the whole screen must not lie over the button that hides it.
+        raise();
+    }
+    m_roiShown = g_roiShown;
+}
+
+// Screen, rate and name ---------------------------------------------------------------------
+
+void NDISenderUI::slotScreenCbxChange(int index) {
+    if (m_screensMsg.count == 0 || index < 0 || index >= m_screensMsg.count) {
+        return;
+    }
+    m_curScreenIndex = index;
+    m_curScreen = m_screensMsg.screens[index];
+    setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
+    m_paramChanged = true;
+    applyIfSending();
+    m_pCaptureROI->setScreenGeometry(m_roi.x, m_roi.y, m_roi.w, m_roi.h);
+    writeSetting("screenIndex", QString::number(index));
+}
+
+void NDISenderUI::slotFrameRateChanged() {
+    m_frameRate = m_pFrateSpinBox->text().toInt();
+    m_paramChanged = true;
+    writeSetting("frameRate", QString::number(m_frameRate));
+}
+
+void NDISenderUI::slotNameChanged() {
+    const std::string name = m_pNameLndt->text().toStdString();
+    if (name == m_outputName) {
+        return;
+    }
+    m_outputName = name;
+    m_nameChanged = true;
+    writeSetting("name", m_pNameLndt->text());
+}
+
+QString NDISenderUI::iniPath() const {
+    return QString::fromLocal8Bit(m_iniPath.c_str());
+}
+
+QString NDISenderUI::readSetting(const QString& path, const QString& group, const QString& key) {
+    return readIniValue(path, group, key);
+}
+
+/// A value that is not a number reads as 0, one that is missing as `missing`.
+int NDISenderUI::readNumber(const QString& key, int missing) const {
+    QSettings file(iniPath(), QSettings::IniFormat);
+    file.beginGroup("SystemSet");
+    return file.value(key, missing).toInt();
+}
+
+void NDISenderUI::writeSetting(const QString& key, const QString& value) const {
+    writeIniValue(iniPath(), "SystemSet", key, value);
+}
+
+// The window itself -------------------------------------------------------------------------
+
+void NDISenderUI::slotCancel() {
+    close();
+}
+
+void NDISenderUI::slotButtonMinClicked() {
+    showMinimized();
+}
+
+void NDISenderUI::closeEvent(QCloseEvent* event) {
+    m_pCaptureROI->close();
+    QWidget::closeEvent(event);
+}

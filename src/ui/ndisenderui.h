@@ -1,0 +1,152 @@
+#pragma once
+
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QString>
+#include <QStringList>
+#include <QWidget>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "ui/collaborators.h"
+
+class CaptureROI;
+class QBoxLayout;
+class TitleBar;
+
+/// Whether the frame around the region is being shown. One for the process.
+extern bool g_roiShown;
+
+/// The program's only window: chooses the source's name, a screen, a frame rate and a region, and
+/// drives the one sender it owns. Everything runs on the GUI thread; the controls stay live in
+/// every state.
+///
+/// Regions and screens are in physical desktop pixels. Settings are written at once, key by key.
+class NDISenderUI : public QWidget {
+    Q_OBJECT
+
+public:
+    enum class SendState : std::int32_t { Idle = 0, Sending = 1, Paused = 2 };
+
+    /// `iniPath`: the settings file in the local 8-bit encoding. Blocks while the NDI source comes
+    /// up, a second or so, longer when its name is taken.
+    NDISenderUI(const std::string& iniPath, QWidget* parent);
+    NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborators collaborators);
+
+    /// Ends the sending and withdraws the source.
+    ~NDISenderUI() override;
+
+    /// Names the settings file once more; the sender is told too.
+    void setIniPath(const std::string& iniPath);
+
+public slots:
+    void slotScreenCbxChange(int index);
+    void slotFrameRateChanged();
+    void slotROIChanged(int x, int y, int w, int h);
+    void slotROIXChanged();
+    void slotROIYChanged();
+    void slotROIWChanged();
+    void slotROIHChanged();
+    void slotStartSend();
+    void slotCatpureROI();
+    void slotShowAndHideROI();
+    void slotStop();
+    void slotNameChanged();
+    void slotCancel();
+    void slotButtonMinClicked();
+    void slotTranslate();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    struct Rectangle {
+        std::int32_t x = 0;
+        std::int32_t y = 0;
+        std::int32_t w = 0;
+        std::int32_t h = 0;
+    };
+
+    // Construction and captions: ndisenderui_layout.cpp.
+    void loadScreenList();
+    void initDeviceAdaptorInfo();
+    void loadSettings();
+    void buildLayout();
+    void createNameAndScreenWidgets();
+    void createButtons();
+    void createRegionWidgets();
+    void arrange();
+    QWidget* arrangeLeftPanel();
+    QWidget* arrangeRightPanel();
+    void connectWidgets();
+    void loadStyleSheet();
+    void connectTitleBar();
+    void setTitle();
+    [[nodiscard]] QString screenLabel(int index) const;
+
+    // Control flow: ndisenderui.cpp.
+    void initNDI();
+    void createSender();
+    void setROI(int x, int y, int w, int h);
+    void updateROIRanges();
+    void finishROIEdit();
+    void applyIfSending();
+    void startSender();
+    [[nodiscard]] std::string findOutputDeviceName(const struScreenItem& screen) const;
+    [[nodiscard]] QString iniPath() const;
+    [[nodiscard]] static QString readSetting(const QString& path, const QString& group,
+                                             const QString& key);
+    [[nodiscard]] int readNumber(const QString& key, int missing) const;
+    void writeSetting(const QString& key, const QString& value) const;
+
+    Collaborators m_collaborators;
+    std::string m_iniPath;
+    std::unique_ptr<NDISenderBase> m_pSender;
+    std::unique_ptr<CaptureROI> m_pCaptureROI;
+    NDIlib_send_instance_t m_ndiSend = nullptr;
+
+    TitleBar* m_pTitleBar = nullptr;
+    QLabel* m_pNameLabel = nullptr;
+    QLineEdit* m_pNameLndt = nullptr;
+    QLabel* m_pScreenLabel = nullptr;
+    QLabel* m_pFrameRateLabel = nullptr;
+    QPushButton* m_pSelectROIBtn = nullptr;
+    QPushButton* m_pShowROIBtn = nullptr;
+    QPushButton* m_pStartBtn = nullptr;
+    QPushButton* m_pResetBtn = nullptr;
+    QComboBox* m_pScreenCbx = nullptr;
+    QLabel* m_pXLabel = nullptr;
+    QLabel* m_pYLabel = nullptr;
+    QLabel* m_pWLabel = nullptr;
+    QLabel* m_pHLabel = nullptr;
+    QSpinBox* m_pXSpinBox = nullptr;
+    QSpinBox* m_pYSpinBox = nullptr;
+    QSpinBox* m_pWSpinBox = nullptr;
+    QSpinBox* m_pHSpinBox = nullptr;
+    QSpinBox* m_pFrateSpinBox = nullptr;
+    QGroupBox* m_pROIGroupBox = nullptr;
+
+    bool m_paramChanged = false;  ///< Since the sender was last given its parameters.
+    SendState m_sendState = SendState::Idle;
+    Rectangle m_roi;
+    std::int32_t m_frameRate = 30;
+    std::int32_t m_desktopWidth = 0;  ///< Of the rectangle around all screens.
+    std::int32_t m_desktopHeight = 0;
+    struScreensMsg m_screensMsg;
+    struScreenItem m_defaultScreen;
+    struScreenItem m_curScreen;
+    std::string m_outputName;    ///< UTF-8.
+    bool m_nameChanged = false;  ///< The source still has its old name.
+    std::int32_t m_curScreenIndex = 0;
+    QStringList m_screenNameList;
+    std::list<DeviceAdaptorInfo> m_adaptorInfoList;
+    DeviceAdaptorInfo m_firstAdaptorInfo;
+    bool m_forceUseOldCapture = false;
+    bool m_roiShown = true;  ///< g_roiShown after the last toggle; captions go by it.
+};

@@ -1,0 +1,350 @@
+// The window's construction and its captions. What it does is in ndisenderui.cpp.
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFont>
+#include <QHBoxLayout>
+#include <QHostInfo>
+#include <QIcon>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "support/log.h"
+#include "support/settings.h"
+#include "ui/captureroi.h"
+#include "ui/ndisenderui.h"
+#include "ui/titlebar.h"
+#include "ui/translated.h"
+
+namespace {
+
+// Qt draws the arrows of dark fields dark; these are drawn like the title bar's.
+constexpr char kSpinArrows[] =
+    "QSpinBox::up-button{subcontrol-origin:border;subcontrol-position:top right;"
+    "width:18px;border:none}"
+    "QSpinBox::down-button{subcontrol-origin:border;subcontrol-position:bottom right;"
+    "width:18px;border:none}"
+    "QSpinBox::up-arrow{image:url(:/img/Resources/image/up_arrow.png);width:9px;height:9px}"
+    "QSpinBox::up-arrow:disabled,QSpinBox::up-arrow:off"
+    "{image:url(:/img/Resources/image/up_arrow_disable.png)}"
+    "QSpinBox::down-arrow{image:url(:/img/Resources/image/down_arrow.png);width:9px;height:9px}"
+    "QSpinBox::down-arrow:disabled,QSpinBox::down-arrow:off"
+    "{image:url(:/img/Resources/image/down_arrow_disable.png)}";
+constexpr char kComboArrow[] =
+    "QComboBox::drop-down{border:none;width:22px}"
+    "QComboBox::down-arrow{image:url(:/img/Resources/image/down_arrow.png);width:12px;height:12px}";
+
+QString captioned(const char* key) {
+    return QString("%1:").arg(translated(key));
+}
+
+QLabel* makeLabel(const QString& text, int width) {
+    auto* label = new QLabel(text);
+    label->setFixedWidth(width);
+    label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    return label;
+}
+
+void bound(QSpinBox* box, int least, int most) {
+    box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
+    box->setRange(least, most);
+}
+
+template <typename... Items>
+QHBoxLayout* row(Items*... items) {
+    auto* layout = new QHBoxLayout;
+    (layout->addWidget(items), ...);
+    return layout;
+}
+
+/// Difference that wraps around, as it does when no screen has set the extremes.
+std::int32_t span(std::int32_t first, std::int32_t end) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(end) -
+                                     static_cast<std::uint32_t>(first));
+}
+
+/// The style sheet asks for a font that only Windows has. Elsewhere these stand in for it, for
+/// Latin and Cyrillic first, so that both stay narrow, then for Chinese and Korean.
+void nameFontsThatStandIn() {
+    for (const char* family : {"Microsoft YaHei", "MicrosoftYaHei"}) {
+        if (QFont::substitutes(family).isEmpty()) {
+            QFont::insertSubstitutions(family, {"Liberation Sans", "Noto Sans CJK SC"});
+        }
+    }
+}
+
+}  // namespace
+
+NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborators collaborators)
+    : QWidget(parent), m_collaborators(std::move(collaborators)), m_iniPath(iniPath) {
+    loadScreenList();
+    setWindowFlags(Qt::FramelessWindowHint);
+    m_pTitleBar = new TitleBar(this);
+    m_pTitleBar->setContextMenuPolicy(Qt::NoContextMenu);
+    m_pTitleBar->setDoubleClickEnabled(false);
+    m_pTitleBar->setObjectName(tr("dialogTitle"));
+    loadSettings();
+    buildLayout();
+    setFixedWidth(638);
+    setFixedHeight(260);
+    loadStyleSheet();
+    connectTitleBar();
+    initNDI();
+    createSender();
+}
+
+void NDISenderUI::loadScreenList() {
+    m_screensMsg = m_collaborators.screens();
+    std::int32_t minX = std::numeric_limits<std::int32_t>::max();
+    std::int32_t minY = std::numeric_limits<std::int32_t>::max();
+    std::int32_t maxRight = std::numeric_limits<std::int32_t>::min();
+    std::int32_t maxBottom = std::numeric_limits<std::int32_t>::min();
+    for (int i = 0; i != m_screensMsg.count; ++i) {
+        const struScreenItem screen = m_screensMsg.screens[i];
+        m_screenNameList.append(screenLabel(i));
+        minX = std::min<std::int32_t>(minX, screen.x);
+        minY = std::min<std::int32_t>(minY, screen.y);
+        maxRight = std::max<std::int32_t>(maxRight, screen.x + screen.width);
+        maxBottom = std::max<std::int32_t>(maxBottom, screen.y + screen.height);
+        if (screen.isDefault != 0) {
+            m_defaultScreen = screen;
+        }
+    }
+    m_desktopWidth = span(minX, maxRight);
+    m_desktopHeight = span(minY, maxBottom);
+    if (m_screensMsg.count == 0) {
+        HV_WARN("no screen was found, so there is nothing to send; start again with a display");
+    }
+    initDeviceAdaptorInfo();
+}
+
+QString NDISenderUI::screenLabel(int index) const {
+    const struScreenItem screen = m_screensMsg.screens[index];
+    return captioned("zhScreenStr") + QString::number(index) + "(" + QString::number(screen.width) +
+           "x" + QString::number(screen.height) + ")";
+}
+
+void NDISenderUI::initDeviceAdaptorInfo() {
+    m_adaptorInfoList = m_collaborators.adaptors();
+    if (!m_adaptorInfoList.empty()) {
+        m_firstAdaptorInfo = m_adaptorInfoList.front();
+    }
+}
+
+void NDISenderUI::loadSettings() {
+    m_outputName = readSetting(iniPath(), "SystemSet", "name").toStdString();
+    if (m_outputName.empty()) {
+        m_outputName = QHostInfo::localHostName().toStdString();
+    }
+    const int index = readNumber("screenIndex", -1);
+    if (index >= 0 && index < m_screensMsg.count) {
+        m_curScreenIndex = index;
+    }
+    const int frameRate = readNumber("frameRate", -1);
+    if (frameRate >= 0) {
+        m_frameRate = frameRate;
+    }
+    const int force = readNumber("forceUseOldCapture", -1);
+    if (force < 0) {
+        writeSetting("forceUseOldCapture", "0");
+    } else if (force > 0) {
+        m_forceUseOldCapture = true;
+    }
+}
+
+void NDISenderUI::buildLayout() {
+    m_pCaptureROI = std::make_unique<CaptureROI>(m_desktopWidth, m_desktopHeight, nullptr);
+    m_pCaptureROI->hide();
+    createNameAndScreenWidgets();
+    createButtons();
+    createRegionWidgets();
+    m_pScreenCbx->setCurrentIndex(m_curScreenIndex);
+    slotScreenCbxChange(m_curScreenIndex);
+    arrange();
+    setTitle();
+    connectWidgets();
+    m_pNameLndt->setText(QString::fromStdString(m_outputName));
+}
+
+void NDISenderUI::createNameAndScreenWidgets() {
+    m_pNameLabel = makeLabel(captioned("zhNameStr"), 60);
+    m_pNameLabel->setObjectName("nameLabel");
+    m_pNameLndt = new QLineEdit;
+    m_pNameLndt->setObjectName("nameLndt");
+    m_pNameLndt->setToolTip(translated("zhResetEffectStr"));
+    m_pNameLndt->setFixedSize(220, 26);
+    m_pNameLndt->setContextMenuPolicy(Qt::NoContextMenu);
+
+    m_pScreenLabel = makeLabel(captioned("zhScreenStr"), 60);
+    m_pScreenLabel->setObjectName("m_pScreenLabel");
+    m_pScreenCbx = new QComboBox;
+    m_pScreenCbx->setMinimumWidth(200);
+    m_pScreenCbx->addItems(m_screenNameList);
+    m_pScreenCbx->setFixedSize(220, 26);
+    m_pScreenCbx->setStyleSheet(kComboArrow);
+
+    m_pFrameRateLabel = makeLabel(captioned("zhFPSStr"), 60);
+    m_pFrameRateLabel->setObjectName("m_pFrameRateLabel");
+    m_pFrateSpinBox = new QSpinBox;
+    m_pFrateSpinBox->setObjectName("m_pFrateSpinBox");
+    m_pFrateSpinBox->setToolTip(translated("zhFPSRangeStr"));
+    m_pFrateSpinBox->setFixedSize(64, 26);
+    m_pFrateSpinBox->setStyleSheet(kSpinArrows);
+    // The value comes before the range: a stored rate outside it is shown cut, and kept.
+    m_pFrateSpinBox->setValue(m_frameRate);
+    m_pFrateSpinBox->setRange(5, 60);
+    m_pFrateSpinBox->setContextMenuPolicy(Qt::NoContextMenu);
+}
+
+void NDISenderUI::createButtons() {
+    m_pSelectROIBtn = new QPushButton(translated("zhSelectROIStr"));
+    m_pShowROIBtn = new QPushButton(translated("zhShowROIStr"));
+    m_pStartBtn = new QPushButton(translated("zhStartStr"));
+    m_pResetBtn = new QPushButton(translated("zhResetStr"));
+}
+
+void NDISenderUI::createRegionWidgets() {
+    m_pXLabel = makeLabel("x:", 20);
+    m_pYLabel = makeLabel("y:", 20);
+    m_pWLabel = makeLabel("w:", 20);
+    m_pHLabel = makeLabel("h:", 20);
+    m_pXSpinBox = new QSpinBox;
+    m_pYSpinBox = new QSpinBox;
+    m_pWSpinBox = new QSpinBox;
+    m_pHSpinBox = new QSpinBox;
+    bound(m_pXSpinBox, 0, m_desktopWidth);
+    bound(m_pYSpinBox, 0, m_desktopHeight);
+    bound(m_pWSpinBox, 9, m_desktopWidth);
+    bound(m_pHSpinBox, 9, m_desktopHeight);
+    for (QSpinBox* box : {m_pXSpinBox, m_pYSpinBox, m_pWSpinBox, m_pHSpinBox}) {
+        box->setFixedWidth(100);
+        box->setStyleSheet(kSpinArrows);
+    }
+    m_pROIGroupBox = new QGroupBox(translated("zhSentROIStr"));
+    m_pROIGroupBox->setStyleSheet("QGroupBox{border:none}");
+}
+
+void NDISenderUI::arrange() {
+    auto* centre = new QWidget(this);
+    centre->setObjectName(tr("dialogCenter"));
+    centre->setContentsMargins(0, 0, 0, 0);
+    auto* centreLayout = new QHBoxLayout(centre);
+    centreLayout->addWidget(arrangeLeftPanel());
+    centreLayout->addSpacing(40);
+    centreLayout->addWidget(arrangeRightPanel());
+    centreLayout->setContentsMargins(10, 10, 20, 10);
+
+    m_pTitleBar->setFixedHeight(44);
+    m_pTitleBar->show();
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_pTitleBar);
+    layout->addWidget(centre);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+}
+
+QWidget* NDISenderUI::arrangeLeftPanel() {
+    auto* panel = new QWidget;
+    panel->setFixedWidth(300);
+    auto* layout = new QVBoxLayout(panel);
+    layout->addLayout(row(m_pNameLabel, m_pNameLndt));
+    layout->addSpacing(0);
+    layout->addLayout(row(m_pScreenLabel, m_pScreenCbx));
+    layout->addLayout(row(m_pFrameRateLabel, m_pFrateSpinBox, m_pStartBtn, m_pResetBtn));
+    return panel;
+}
+
+QWidget* NDISenderUI::arrangeRightPanel() {
+    auto* groupLayout = new QVBoxLayout;
+    groupLayout->addLayout(row(m_pXLabel, m_pXSpinBox, m_pYLabel, m_pYSpinBox));
+    groupLayout->addLayout(row(m_pWLabel, m_pWSpinBox, m_pHLabel, m_pHSpinBox));
+    groupLayout->setContentsMargins(0, 20, 10, 0);
+    m_pROIGroupBox->setLayout(groupLayout);
+
+    auto* panel = new QWidget;
+    panel->setFixedHeight(160);
+    auto* layout = new QVBoxLayout(panel);
+    layout->addLayout(row(m_pSelectROIBtn, m_pShowROIBtn));
+    layout->addSpacing(10);
+    layout->addWidget(m_pROIGroupBox);
+    return panel;
+}
+
+void NDISenderUI::connectWidgets() {
+    connect(m_pScreenCbx, SIGNAL(currentIndexChanged(int)), this, SLOT(slotScreenCbxChange(int)));
+    connect(m_pFrateSpinBox, SIGNAL(editingFinished()), this, SLOT(slotFrameRateChanged()));
+    connect(m_pXSpinBox, SIGNAL(editingFinished()), this, SLOT(slotROIXChanged()));
+    connect(m_pYSpinBox, SIGNAL(editingFinished()), this, SLOT(slotROIYChanged()));
+    connect(m_pWSpinBox, SIGNAL(editingFinished()), this, SLOT(slotROIWChanged()));
+    connect(m_pHSpinBox, SIGNAL(editingFinished()), this, SLOT(slotROIHChanged()));
+    connect(m_pStartBtn, SIGNAL(clicked()), this, SLOT(slotStartSend()));
+    connect(m_pSelectROIBtn, SIGNAL(clicked()), this, SLOT(slotCatpureROI()));
+    connect(m_pCaptureROI.get(), SIGNAL(signalConfirmROI(int, int, int, int)), this,
+            SLOT(slotROIChanged(int, int, int, int)));
+    connect(m_pShowROIBtn, SIGNAL(clicked()), this, SLOT(slotShowAndHideROI()));
+    connect(m_pResetBtn, SIGNAL(clicked()), this, SLOT(slotStop()));
+    connect(m_pCaptureROI.get(), SIGNAL(signalHideROI()), this, SLOT(slotShowAndHideROI()));
+    connect(m_pNameLndt, SIGNAL(editingFinished()), this, SLOT(slotNameChanged()));
+}
+
+void NDISenderUI::loadStyleSheet() {
+    // The linker leaves a library's resources out unless something names them.
+    Q_INIT_RESOURCE(ndiSender);
+    nameFontsThatStandIn();
+    QFile file(QString(":/qss/Resources/qss/") + "ndiSender.qss");
+    if (file.open(QIODevice::ReadOnly)) {
+        const QByteArray bytes = file.readAll();
+        setStyleSheet(QString::fromUtf8(bytes.constData()));
+        file.close();
+    }
+    const QString icons = QCoreApplication::applicationDirPath() + "/configImage/";
+    QIcon icon(icons + "WINDOW_ICON.png");
+    icon.addFile(icons + "NDI_ICON.png");
+    setWindowIcon(icon);
+}
+
+void NDISenderUI::connectTitleBar() {
+    connect(m_pTitleBar, &TitleBar::signalButtonCloseClicked, this, &NDISenderUI::close);
+    connect(m_pTitleBar, &TitleBar::signalButtonMinClicked, this, &NDISenderUI::showMinimized);
+    connect(m_pTitleBar, &TitleBar::signalTranslate, this, &NDISenderUI::slotTranslate);
+    connect(m_pTitleBar, &TitleBar::signalTranslate, m_pCaptureROI.get(),
+            &CaptureROI::slotTranslate);
+}
+
+/// The title stands in the title bar and in the desktop's taskbar.
+void NDISenderUI::setTitle() {
+    const QString title = QString("NDI %1").arg(translated("zhSenderStr"));
+    m_pTitleBar->setTitleContent(title);
+    setWindowTitle(title);
+}
+
+void NDISenderUI::slotTranslate() {
+    setTitle();
+    m_pNameLabel->setText(captioned("zhNameStr"));
+    m_pScreenLabel->setText(captioned("zhScreenStr"));
+    m_pFrameRateLabel->setText(captioned("zhFPSStr"));
+    m_pROIGroupBox->setTitle(translated("zhSentROIStr"));
+    m_pSelectROIBtn->setText(translated("zhSelectROIStr"));
+    m_pResetBtn->setText(translated("zhResetStr"));
+    m_pFrateSpinBox->setToolTip(translated("zhFPSRangeStr"));
+    m_pNameLndt->setToolTip(translated("zhResetEffectStr"));
+    // After a reset the state is Paused, and the button goes from "start" to "continue" here.
+    switch (m_sendState) {
+        case SendState::Sending:
+            m_pStartBtn->setText(translated("zhPauseStr"));
+            break;
+        case SendState::Paused:
+            m_pStartBtn->setText(translated("zhContinueStr"));
+            break;
+        case SendState::Idle:
+            m_pStartBtn->setText(translated("zhStartStr"));
+            break;
+    }
+    // The other way round than slotShowAndHideROI() has it: known, and kept.
+    m_pShowROIBtn->setText(translated(m_roiShown ? "zhShowROIStr" : "zhHideROIStr"));
+    for (int i = 0; i < m_screensMsg.count; ++i) {
+        m_pScreenCbx->setItemText(i, screenLabel(i));
+    }
+}

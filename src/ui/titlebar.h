@@ -1,0 +1,104 @@
+#pragma once
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPoint>
+#include <QPushButton>
+#include <QSize>
+#include <QString>
+#include <utility>
+
+/// The top strip of a frameless window: icon, title, language choice and window buttons. It moves
+/// its parent window with the mouse; the buttons only announce that they were pressed.
+class TitleBar : public QMenuBar {
+    Q_OBJECT
+
+public:
+    /// Which window buttons are shown. Other values are kept and change nothing.
+    enum ButtonType {
+        MinimizeAndClose = 0,
+        Normal = 1,     ///< The window has its normal size: offers to maximise.
+        Maximized = 2,  ///< Offers to restore.
+        CloseOnly = 3,
+    };
+
+    explicit TitleBar(QWidget* parent);
+
+    void setButtonType(int type);
+    [[nodiscard]] int buttonType() const { return m_buttonType; }
+
+    /// Sets the title and shows it.
+    void setTitleContent(const QString& text);
+
+    /// Whether a double click maximises and restores. It does at first.
+    void setDoubleClickEnabled(bool enabled);
+
+    void setRestoreButtonVisible(bool visible);
+    void setMaxButtonVisible(bool visible);
+
+    /// Lets `filter` see the events of the title and of the four buttons, mouse moves included.
+    void installFilterOnChildren(QObject* filter);
+
+    /// Two values that the title bar keeps for its owner.
+    void setOwnerValues(qint64 value, const QSize& size);
+    [[nodiscard]] std::pair<qint64, QSize> ownerValues() const;
+
+    /// Sets the tool tips of the four buttons in the current language.
+    void retranslateToolTips();
+
+signals:
+    void signalButtonMinClicked();
+    void signalButtonRestoreClicked();
+    void signalButtonMaxClicked();
+    void signalButtonCloseClicked();
+    /// The parent window was moved to (x, y).
+    void signalMove(int x, int y);
+    /// The parent window has to take its normal size before the call returns.
+    void signalShowNormal();
+    /// The language has changed.
+    void signalTranslate();
+
+public slots:
+    void onButtonMinClicked();
+    void onButtonRestoreClicked();
+    void onButtonMaxClicked();
+    void onButtonCloseClicked();
+    void slotTransIndexChanged(int index);
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void createTitle();
+    void createButtons();
+    void createLanguageChoice();
+    void buildLayout();
+    void loadIcon();
+    int restoreBeforeDrag();
+
+    QLabel* m_pIcon;
+    QLabel* m_pTitleContent;
+    QPushButton* m_pButtonMin;
+    QPushButton* m_pButtonRestore;
+    QPushButton* m_pButtonMax;
+    QPushButton* m_pButtonClose;
+    QHBoxLayout* m_pLayout = nullptr;
+    QComboBox* m_pTransCombox;
+    qint64 m_ownerValue = 0;
+    QSize m_ownerSize;
+    bool m_isPressed = false;
+    bool m_isDoubleClicked = false;
+    QPoint m_startMovePos;  ///< Global position of the pointer at the last step of a drag.
+    QString m_titleContent;
+    int m_buttonType = MinimizeAndClose;
+    bool m_restoreHidden = false;
+    bool m_maxHidden = false;
+    bool m_doubleClickEnabled = true;
+};

@@ -1,0 +1,207 @@
+#include "support/testreceiver.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+namespace testsupport {
+namespace wire = ndi::wire;
+using std::chrono::steady_clock;
+
+TestReceiver::TestReceiver(std::uint16_t port, int receiveBuffer)
+    : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
+    if (receiveBuffer > 0) {
+        ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof(receiveBuffer));
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+        ::close(m_socket);
+        m_socket = -1;
+        m_closed = true;
+    }
+}
+
+TestReceiver::~TestReceiver() {
+    if (m_socket >= 0) {
+        ::close(m_socket);
+    }
+}
+
+void TestReceiver::vanish() {
+    const linger atOnce{1, 0};
+    ::setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
+    ::close(m_socket);
+    m_socket = -1;
+    m_closed = true;
+}
+
+void TestReceiver::sayHello(bool low, const std::string& name) {
+    sendText(R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)");
+    sendText(wire::composeText(wire::IdentifyText{name}));
+    sendText(wire::composeText(wire::QualityText{low}));
+    sendText(
+        R"(<ndi_enabled_streams video="true" audio="true" text="true" shq_skip_block="true" shq_short_dc="true"/>)");
+}
+
+bool TestReceiver::sendText(const std::string& xml) {
+    const auto message = wire::makeTextMessage(xml);
+    return sendBytes(message.data(), message.size());
+}
+
+bool TestReceiver::sendBytes(const void* bytes, std::size_t size) {
+    const auto* at = static_cast<const char*>(bytes);
+    while (size > 0) {
+        const ssize_t sent = ::send(m_socket, at, size, MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        at += sent;
+        size -= static_cast<std::size_t>(sent);
+    }
+    return true;
+}
+
+bool TestReceiver::readMore(TimePoint until) {
+    if (m_closed) {
+        return false;
+    }
+    const auto left = std::chrono::ceil<Milliseconds>(until - steady_clock::now()).count();
+    pollfd wait{m_socket, POLLIN, 0};
+    if (::poll(&wait, 1, left > 0 ? static_cast<int>(left) : 0) <= 0) {
+        return false;
+    }
+    std::array<std::uint8_t, 65536> bytes;
+    const ssize_t size = ::recv(m_socket, bytes.data(), bytes.size(), 0);
+    if (size <= 0) {
+        m_closed = true;
+        return false;
+    }
+    m_reader.append(bytes.data(), static_cast<std::size_t>(size));
+    return true;
+}
+
+bool TestReceiver::takeMessage(ReceivedPicture& picture, bool& any) {
+    wire::Message message;
+    any = m_reader.next(message) == wire::MessageReader::Result::Ready;
+    if (!any || !message.readable) {
+        return false;
+    }
+    if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
+        m_texts.push_back(wire::parseText(message.data));
+        return false;
+    }
+    const auto info = wire::parseVideoInfo(message.info);
+    if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Video) || !info) {
+        return false;
+    }
+    picture.info = *info;
+    picture.packet.assign(message.data.data, message.data.data + message.data.size);
+    picture.arrival = steady_clock::now();
+    return true;
+}
+
+std::optional<ReceivedPicture> TestReceiver::nextPicture(Milliseconds timeout) {
+    const auto until = steady_clock::now() + timeout;
+    ReceivedPicture picture;
+    do {
+        for (bool any = true; any;) {
+            if (takeMessage(picture, any)) {
+                return picture;
+            }
+        }
+    } while (readMore(until));
+    return std::nullopt;
+}
+
+void TestReceiver::readTexts(std::size_t count, Milliseconds timeout) {
+    const auto until = steady_clock::now() + timeout;
+    ReceivedPicture ignored;
+    do {
+        for (bool any = true; any;) {
+            (void)takeMessage(ignored, any);
+        }
+    } while (m_texts.size() < count && readMore(until));
+}
+
+std::vector<ReceivedPicture> TestReceiver::pictures(Milliseconds duration) {
+    const auto until = steady_clock::now() + duration;
+    std::vector<ReceivedPicture> result;
+    for (;;) {
+        const auto left = std::chrono::ceil<Milliseconds>(until - steady_clock::now());
+        auto picture = left.count() > 0 ? nextPicture(left) : std::nullopt;
+        if (!picture) {
+            return result;
+        }
+        result.push_back(std::move(*picture));
+    }
+}
+
+bool TestReceiver::closedWithin(Milliseconds timeout) {
+    const auto until = steady_clock::now() + timeout;
+    while (readMore(until)) {
+    }
+    return m_closed;
+}
+
+std::optional<DecodedPicture> decode(const ReceivedPicture& picture) {
+    const auto freeContext = [](AVCodecContext* c) { avcodec_free_context(&c); };
+    const auto freeFrame = [](AVFrame* f) { av_frame_free(&f); };
+    const auto freePacket = [](AVPacket* p) { av_packet_free(&p); };
+    const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_SPEEDHQ);
+    const std::unique_ptr<AVCodecContext, decltype(freeContext)> context(
+        avcodec_alloc_context3(codec), freeContext);
+    const std::unique_ptr<AVFrame, decltype(freeFrame)> frame(av_frame_alloc(), freeFrame);
+    const std::unique_ptr<AVPacket, decltype(freePacket)> packet(av_packet_alloc(), freePacket);
+    context->codec_tag = picture.info.fourCC;
+    context->width = static_cast<int>(picture.info.width);
+    context->height = static_cast<int>(picture.info.height);
+    if (avcodec_open2(context.get(), codec, nullptr) < 0 ||
+        av_new_packet(packet.get(), static_cast<int>(picture.packet.size())) < 0) {
+        return std::nullopt;
+    }
+    std::memcpy(packet->data, picture.packet.data(), picture.packet.size());
+    if (avcodec_send_packet(context.get(), packet.get()) < 0 ||
+        avcodec_receive_frame(context.get(), frame.get()) < 0 ||
+        frame->format != AV_PIX_FMT_YUV422P || frame->width != context->width ||
+        frame->height != context->height) {
+        return std::nullopt;
+    }
+    DecodedPicture result{frame->width, frame->height, {}, {}, {}};
+    std::vector<std::uint8_t>* const planes[] = {&result.luma, &result.cb, &result.cr};
+    for (int p = 0; p < 3; ++p) {
+        const int width = p == 0 ? frame->width : frame->width / 2;
+        for (int y = 0; y < frame->height; ++y) {
+            const std::uint8_t* const row = frame->data[p] + y * frame->linesize[p];
+            planes[p]->insert(planes[p]->end(), row, row + width);
+        }
+    }
+    return result;
+}
+
+double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    if (a.size() != b.size() || a.empty()) {
+        return 0;
+    }
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const double difference = double{1} * a[i] - b[i];
+        sum += difference * difference;
+    }
+    return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
+}
+
+}  // namespace testsupport

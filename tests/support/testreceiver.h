@@ -1,0 +1,84 @@
+#pragma once
+// A receiver as simple as can be: blocking, one connection, made to be misused by tests.
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ndi/wire/messagereader.h"
+#include "ndi/wire/textmessage.h"
+#include "ndi/wire/videoinfo.h"
+
+namespace testsupport {
+
+using Milliseconds = std::chrono::milliseconds;
+
+struct ReceivedPicture {
+    ndi::wire::VideoInfo info;
+    std::vector<std::uint8_t> packet;
+    std::chrono::steady_clock::time_point arrival;
+};
+
+/// Planes of 8 bits, rows packed, chroma of half the width.
+struct DecodedPicture {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> luma;
+    std::vector<std::uint8_t> cb;
+    std::vector<std::uint8_t> cr;
+};
+
+/// Decodes a packet with libavcodec. Empty when it refuses it or says anything else than the info.
+[[nodiscard]] std::optional<DecodedPicture> decode(const ReceivedPicture& picture);
+
+/// Peak signal to noise ratio in dB, 99 for equal planes.
+[[nodiscard]] double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b);
+
+class TestReceiver {
+public:
+    /// Connects to the loopback address; `receiveBuffer` > 0 makes the kernel hold little.
+    explicit TestReceiver(std::uint16_t port, int receiveBuffer = 0);
+    ~TestReceiver();
+    TestReceiver(const TestReceiver&) = delete;
+    TestReceiver& operator=(const TestReceiver&) = delete;
+
+    [[nodiscard]] bool connected() const { return m_socket >= 0; }
+
+    /// What a real receiver says first.
+    void sayHello(bool low = false, const std::string& name = "TESTER (viewer)");
+    /// False: the connection is gone.
+    bool sendText(const std::string& xml);
+    bool sendBytes(const void* bytes, std::size_t size);
+
+    /// The next picture; texts on the way there are kept in texts().
+    [[nodiscard]] std::optional<ReceivedPicture> nextPicture(Milliseconds timeout);
+    /// Reads for that long, or until `count` texts are there, or the connection is gone.
+    void readTexts(std::size_t count, Milliseconds timeout);
+    /// Reads pictures for that long.
+    [[nodiscard]] std::vector<ReceivedPicture> pictures(Milliseconds duration);
+    /// Reads until the other side closes; false: it does not.
+    [[nodiscard]] bool closedWithin(Milliseconds timeout);
+
+    [[nodiscard]] const std::vector<ndi::wire::TextMessage>& texts() const { return m_texts; }
+    [[nodiscard]] int socket() const { return m_socket; }
+
+    /// Ends the connection with a reset, in the middle of whatever is on its way.
+    void vanish();
+
+private:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// False: time is up, or the connection is gone (m_closed).
+    [[nodiscard]] bool readMore(TimePoint until);
+    /// True: a picture; texts are put aside.
+    [[nodiscard]] bool takeMessage(ReceivedPicture& picture, bool& any);
+
+    int m_socket = -1;
+    bool m_closed = false;
+    ndi::wire::MessageReader m_reader{ndi::wire::Limits::forReceiver()};
+    std::vector<ndi::wire::TextMessage> m_texts;
+};
+
+}  // namespace testsupport

@@ -1,0 +1,434 @@
+// A source as its caller sees it: what is encoded when, pacing, wrong use, and its end.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "ndi/output/frameclock.h"
+#include "ndi/sendlibrary.h"
+#include "ndi/wire/sourcename.h"
+#include "support/logfile.h"
+#include "unit/ndi/sourcefixture.h"
+
+namespace ndi {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+using testsupport::LogFile;
+
+/// Writes down what it was asked for; its packets are one byte.
+class CountingEncoder : public PictureEncoder {
+public:
+    struct Log {
+        std::mutex mutex;
+        int kept = 0;
+        int encoded = 0;
+        int again = 0;
+        std::vector<support::ChangedRows> changes;
+    };
+
+    explicit CountingEncoder(Log& log) : m_log(log) {}
+
+    void keep(const PictureView& /*picture*/, const support::ChangedRows& changed) override {
+        const std::lock_guard lock(m_log.mutex);
+        ++m_log.kept;
+        m_log.changes.push_back(changed);
+    }
+    EncodedStreams encode(const PictureView& picture, const support::ChangedRows& changed,
+                          Streams wanted) override {
+        const std::lock_guard lock(m_log.mutex);
+        ++m_log.encoded;
+        m_log.changes.push_back(changed);
+        m_width = picture.width;
+        return packets(wanted);
+    }
+    EncodedStreams encodeKept(Streams wanted) override {
+        const std::lock_guard lock(m_log.mutex);
+        ++m_log.again;
+        return packets(wanted);
+    }
+
+private:
+    [[nodiscard]] EncodedStreams packets(Streams wanted) const {
+        static constexpr std::uint8_t kByte = 90;
+        auto packet = std::make_shared<EncodedPicture>();
+        packet->fourCC = 0x32514853;
+        packet->width = m_width;
+        packet->height = 16;
+        packet->quality = 90;
+        packet->data = &kByte;
+        packet->size = 1;
+        return {wanted.full ? packet : nullptr, wanted.preview ? packet : nullptr};
+    }
+
+    Log& m_log;
+    int m_width = 16;
+};
+
+/// Time that passes only when somebody waits.
+class FakeTime : public Timekeeper {
+public:
+    TimePoint now() override { return m_now; }
+    std::int64_t wallClock() override { return 42; }
+    void waitUntil(TimePoint when) override { m_now = when; }
+    void release() override {}
+    void pass(std::chrono::nanoseconds time) { m_now += time; }
+
+private:
+    TimePoint m_now{1000s};
+};
+
+TEST(FrameClock, KeepsItsGridForHours) {
+    FrameClock clock;
+    FrameClock::TimePoint now{};
+    now += 5s;
+    const auto start = now;
+    constexpr int kSlots = 30000 * 60;  // 60060 seconds
+    for (int i = 0; i < kSlots; ++i) {
+        now = clock.next(now, 30000, 1001);
+        if (i == 0) {
+            EXPECT_EQ(now - start, std::chrono::nanoseconds(33'366'666));
+        }
+    }
+    EXPECT_EQ(now - start, 60'060s) << "not a nanosecond of drift";
+}
+
+TEST(FrameClock, LateCallersNeitherWaitNorBurst) {
+    FrameClock clock;
+    const FrameClock::TimePoint start{10s};
+    EXPECT_EQ(clock.next(start, 50, 1) - start, 20ms);
+    // Early and slightly late callers stay on the grid.
+    EXPECT_EQ(clock.next(start + 21ms, 50, 1) - start, 40ms);
+    EXPECT_EQ(clock.next(start + 65ms, 50, 1) - start, 60ms) << "late: nothing to wait for";
+    EXPECT_EQ(clock.next(start + 66ms, 50, 1) - start, 80ms);
+    // 110 ms late: at once, and then only up to the next slot.
+    EXPECT_LE(clock.next(start + 205ms, 50, 1) - start, 205ms);
+    EXPECT_EQ(clock.next(start + 206ms, 50, 1) - start, 220ms);
+    EXPECT_EQ(clock.next(start + 221ms, 50, 1) - start, 240ms);
+    // Very late: a grid of its own.
+    EXPECT_EQ(clock.next(start + 60s + 3ms, 50, 1) - start, 60s + 23ms);
+    // Another rate: too.
+    EXPECT_EQ(clock.next(start + 60s + 24ms, 25, 1) - start, 60s + 64ms);
+    // Rates without sense neither hang nor overflow.
+    const int most = std::numeric_limits<int>::max();
+    EXPECT_EQ(clock.next(start, most, 1), start);
+    EXPECT_EQ(clock.next(start, 1, most) - start, std::chrono::seconds(most));
+}
+
+TEST(Sending, IsPacedByTheAnnouncedRate) {
+    SourceParts parts = testParts();
+    auto time = std::make_unique<FakeTime>();
+    FakeTime& clock = *time;
+    parts.time = std::move(time);
+    const auto source = openSource(std::move(parts), true);
+    Picture picture(16, 16);
+    const auto start = clock.now();
+    for (int i = 0; i < 30; ++i) {
+        picture.sendTo(*source);
+        clock.pass(5ms);
+    }
+    EXPECT_EQ(clock.now() - start, 1001ms + 5ms);
+
+    const auto unclocked = Source::open({"Unclocked", false}, testParts());
+    const auto before = steady_clock::now();
+    for (int i = 0; i < 50; ++i) {
+        picture.sendTo(*unclocked);
+    }
+    EXPECT_LT(steady_clock::now() - before, 500ms);
+}
+
+TEST(Sending, EncodesOnlyForThoseWhoWatch) {
+    CountingEncoder::Log log;
+    SourceParts parts = testParts();
+    parts.encoder = std::make_unique<CountingEncoder>(log);
+    const auto source = openSource(std::move(parts));
+    Picture picture(64, 64);
+    picture.sendTo(*source);
+    TestReceiver text(source->port());
+    text.sendText(R"(<ndi_enabled_streams video="false" text="true"/>)");
+    text.readTexts(3, 2s);
+    for (int i = 0; i < 10; ++i) {
+        picture.sendTo(*source);
+    }
+    std::this_thread::sleep_for(1200ms);
+    {
+        const std::lock_guard lock(log.mutex);
+        EXPECT_EQ(log.kept, 11);
+        EXPECT_EQ(log.encoded + log.again, 0);
+    }
+    TestReceiver viewer(source->port());
+    viewer.sayHello();
+    EXPECT_TRUE(viewer.nextPicture(2s));
+    picture.sendTo(*source);
+    {
+        const std::lock_guard lock(log.mutex);
+        EXPECT_EQ(log.encoded, 1);
+    }
+    viewer.vanish();
+    std::this_thread::sleep_for(300ms);
+    std::unique_lock lock(log.mutex);
+    const int again = log.again;
+    lock.unlock();
+    picture.sendTo(*source);
+    std::this_thread::sleep_for(1200ms);
+    lock.lock();
+    EXPECT_EQ(log.encoded, 1);
+    EXPECT_EQ(log.again, again);
+}
+
+TEST(Sending, HintsHoldForOnePictureOfTheSameShape) {
+    CountingEncoder::Log log;
+    SourceParts parts = testParts();
+    parts.encoder = std::make_unique<CountingEncoder>(log);
+    const auto source = openSource(std::move(parts));
+    Picture picture(64, 64);
+    Picture other(64, 32);
+    const auto send = [&](Picture& what, bool hinted) {
+        if (hinted) {
+            source->hint({true, {{8, 4}}});
+        }
+        what.sendTo(*source);
+    };
+    send(picture, true);   // the first one: no picture to compare with
+    send(picture, true);   // known
+    send(picture, false);  // unknown
+    send(picture, true);   // known
+    send(other, true);     // another shape
+    send(other, true);     // known
+    source->hint({true, {}});
+    source->send(nullptr);  // its change is not in any picture that was taken
+    send(other, true);
+    send(other, true);  // known
+    const bool expected[] = {false, true, false, true, false, true, false, true};
+    ASSERT_EQ(log.changes.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(log.changes[i].known, expected[i]) << i;
+        EXPECT_EQ(log.changes[i].spans.size(), expected[i] ? 1U : 0U) << i;
+    }
+}
+
+TEST(Sending, FramesThatMakeNoSenseAreIgnoredWithALine) {
+    struct Case {
+        const char* line;
+        void (*spoil)(NDIlib_video_frame_v2_t&);
+    };
+    const Case cases[] = {
+        {"the frame has no data", [](NDIlib_video_frame_v2_t& f) { f.p_data = nullptr; }},
+        {"its size is 0x64", [](NDIlib_video_frame_v2_t& f) { f.xres = 0; }},
+        {"its size is 64x-1", [](NDIlib_video_frame_v2_t& f) { f.yres = -1; }},
+        {"its size is 8193x64", [](NDIlib_video_frame_v2_t& f) { f.xres = 8193; }},
+        {"its pixel format 0x31323334 is none of",
+         [](NDIlib_video_frame_v2_t& f) {
+             f.FourCC = static_cast<NDIlib_FourCC_type_e>(0x31323334);
+         }},
+        {"its rows are 255 bytes apart, 64 pixels need 256",
+         [](NDIlib_video_frame_v2_t& f) { f.line_stride_in_bytes = 255; }},
+        {"its rows are -256 bytes apart",
+         [](NDIlib_video_frame_v2_t& f) { f.line_stride_in_bytes = -256; }},
+        {"its frame rate is 0/1001", [](NDIlib_video_frame_v2_t& f) { f.frame_rate_N = 0; }},
+        {"its frame rate is 30000/-1", [](NDIlib_video_frame_v2_t& f) { f.frame_rate_D = -1; }},
+    };
+    Picture picture(64, 64);
+    for (const auto& c : cases) {
+        const LogFile log;
+        const auto source = openSource();
+        auto frame = picture.frame();
+        c.spoil(frame);
+        for (int i = 0; i < 100; ++i) {
+            source->send(&frame);
+        }
+        EXPECT_EQ(log.count(c.line), 1) << c.line << " in " << log.text();
+    }
+}
+
+TEST(Sending, TakesEveryPixelFormat) {
+    const auto source = openSource();
+    TestReceiver receiver(source->port());
+    receiver.sayHello();
+    receiver.readTexts(3, 2s);
+    std::this_thread::sleep_for(50ms);
+    // A flat colour: Y 81, Cb 90, Cr 200 by the matrix of small pictures.
+    std::vector<std::uint8_t> bgr;
+    std::vector<std::uint8_t> uyvy;
+    for (int i = 0; i < 64 * 64; ++i) {
+        bgr.insert(bgr.end(), {0, 12, 190, static_cast<std::uint8_t>(i)});
+        uyvy.insert(uyvy.end(), {static_cast<std::uint8_t>(i % 2 == 0 ? 97 : 208), 72});
+    }
+    Picture picture(64, 64);
+    for (const auto format :
+         {NDIlib_FourCC_type_BGRA, NDIlib_FourCC_type_BGRX, NDIlib_FourCC_type_UYVY}) {
+        auto frame = picture.frame();
+        frame.FourCC = format;
+        frame.p_data = format == NDIlib_FourCC_type_UYVY ? uyvy.data() : bgr.data();
+        frame.line_stride_in_bytes = 0;
+        source->send(&frame);
+        const auto received = receiver.nextPicture(2s);
+        ASSERT_TRUE(received);
+        const auto decoded = testsupport::decode(*received);
+        ASSERT_TRUE(decoded);
+        EXPECT_NEAR(decoded->luma[100], 72, 2);
+        EXPECT_NEAR(decoded->cb[100], 97, 2);
+        EXPECT_NEAR(decoded->cr[100], 208, 2);
+    }
+}
+
+TEST(Source, TakesTheNextFreePortAndSaysWhenThereIsNone) {
+    const LogFile log;
+    SourceParts parts = testParts();
+    const auto first = openSource(testParts());
+    parts.limits.firstPort = first->port();
+    const auto second = Source::open({"Second", false}, std::move(parts));
+    ASSERT_TRUE(second);
+    EXPECT_GT(second->port(), first->port());
+    parts = testParts();
+    parts.limits.firstPort = parts.limits.lastPort = first->port();
+    EXPECT_FALSE(Source::open({"Third", false}, std::move(parts)));
+    EXPECT_TRUE(log.says("source " + wire::instanceName(wire::machineName(), "Third") +
+                         " was not made: every TCP port from"));
+    EXPECT_TRUE(TestReceiver(first->port()).connected()) << "the port is still its owner's";
+}
+
+/// The C interface's calls on the built-in output.
+class BuiltIn : public testing::Test {
+protected:
+    NDIlib_send_instance_t create(const char* name) {
+        const NDIlib_send_create_t settings{name, nullptr, true, true};
+        return m_library->create(&settings);
+    }
+
+    const LogFile m_log;
+    std::atomic<AnnounceResult> m_announce{AnnounceResult::Established};
+    std::unique_ptr<SendLibrary> m_library = makeBuiltInLibrary([this] {
+        SourceParts parts = testParts();
+        parts.announce = [this](const std::string&, std::uint16_t) {
+            return AnnounceOutcome{m_announce, std::make_unique<NoAnnouncement>(), "no network"};
+        };
+        return parts;
+    });
+};
+
+TEST_F(BuiltIn, WrongUseIsAnsweredWithALine) {
+    EXPECT_EQ(m_library->create(nullptr), nullptr);
+    EXPECT_TRUE(m_log.says("it was given no settings"));
+    EXPECT_EQ(create(nullptr), nullptr);
+    EXPECT_EQ(create(""), nullptr);
+    EXPECT_EQ(create("  "), nullptr);
+    EXPECT_EQ(m_log.count("it was given no name"), 3);
+
+    Picture picture(16, 16);
+    const auto frame = picture.frame();
+    m_library->send(nullptr, &frame);
+    EXPECT_TRUE(m_log.says("NDIlib_send_send_video_v2 was called with no source"));
+    const auto instance = create("One");
+    ASSERT_NE(instance, nullptr);
+    EXPECT_EQ(create("One"), nullptr) << "taken by ourselves";
+    m_library->send(instance, nullptr);
+    EXPECT_TRUE(m_log.says("no frame was given"));
+    m_library->destroy(instance);
+    m_library->destroy(instance);
+    m_library->send(instance, &frame);
+    m_library->hint(instance, {});
+    const auto again = create("One");
+    EXPECT_NE(again, nullptr);
+    EXPECT_NE(again, instance) << "an old handle is never a new source";
+}
+
+TEST_F(BuiltIn, ATakenNameFailsAndAMissingNetworkDoesNot) {
+    m_announce = AnnounceResult::NameTaken;
+    EXPECT_EQ(create("Cam"), nullptr);
+    EXPECT_TRUE(m_log.says("the name is in use on the network"));
+    m_announce = AnnounceResult::Failed;
+    EXPECT_NE(create("Cam"), nullptr);
+    EXPECT_TRUE(m_log.says("can be reached by address only"));
+    EXPECT_TRUE(m_log.says("announcing it failed: no network"));
+}
+
+TEST_F(BuiltIn, DestroyEndsACallThatWaitsForItsSlot) {
+    const auto instance = create("Slow");
+    Picture picture(16, 16);
+    auto frame = picture.frame();
+    frame.frame_rate_N = 1;
+    frame.frame_rate_D = 60;  // a picture a minute
+    std::atomic<int> returned{0};
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 3; ++i) {
+        senders.emplace_back([&] {
+            m_library->send(instance, &frame);
+            ++returned;
+        });
+    }
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(returned, 0);
+    const auto before = steady_clock::now();
+    std::thread other([&] { m_library->destroy(instance); });
+    m_library->destroy(instance);
+    other.join();
+    EXPECT_EQ(returned, 3) << "no call is inside any more";
+    EXPECT_LT(steady_clock::now() - before, 5s);
+    for (auto& sender : senders) {
+        sender.join();
+    }
+}
+
+TEST_F(BuiltIn, DestroyWhileOthersSendAndWatch) {
+    for (int round = 0; round < 10; ++round) {
+        const auto instance = create("Busy");
+        ASSERT_NE(instance, nullptr);
+        std::atomic<bool> stop{false};
+        std::vector<std::thread> senders;
+        for (int i = 0; i < 3; ++i) {
+            senders.emplace_back([&] {
+                Picture picture(64, 64);
+                auto frame = picture.frame();
+                frame.frame_rate_N = 1000;
+                frame.frame_rate_D = 1;
+                while (!stop) {
+                    m_library->hint(instance, {});
+                    m_library->send(instance, &frame);
+                }
+            });
+        }
+        const std::string text = m_log.text();
+        const auto at = text.rfind("port ");
+        TestReceiver receiver(static_cast<std::uint16_t>(std::stoi(text.substr(at + 5))));
+        receiver.sayHello();
+        EXPECT_TRUE(receiver.nextPicture(2s));
+        m_library->destroy(instance);
+        EXPECT_TRUE(receiver.closedWithin(2s));
+        stop = true;
+        for (auto& sender : senders) {
+            sender.join();
+        }
+    }
+}
+
+std::ptrdiff_t entriesOf(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder),
+                         std::filesystem::directory_iterator());
+}
+
+TEST_F(BuiltIn, ManyLivesLeaveNothingBehind) {
+    const auto live = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            const auto instance = create("Again");
+            ASSERT_NE(instance, nullptr);
+            m_library->destroy(instance);
+        }
+    };
+    live(3);
+    const auto files = entriesOf("/proc/self/fd");
+    const auto threads = entriesOf("/proc/self/task");
+    live(1000);
+    EXPECT_EQ(entriesOf("/proc/self/fd"), files);
+    EXPECT_EQ(entriesOf("/proc/self/task"), threads);
+}
+
+}  // namespace
+}  // namespace ndi

@@ -1,0 +1,131 @@
+// Which vendor's runtime is taken, and what happens when it is no good. The runtimes are ours.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "ndi/loader/sharedlibrary.h"
+#include "ndi/ndilibrary.h"
+#include "ndi/sendlibrary.h"
+#include "support/logfile.h"
+
+namespace ndi {
+namespace {
+
+namespace fs = std::filesystem;
+using testsupport::LogFile;
+
+/// Folders in which stand-ins lie under the runtime's names.
+class Vendor : public testing::Test {
+protected:
+    void SetUp() override { fs::create_directories(m_root); }
+    void TearDown() override { fs::remove_all(m_root); }
+
+    std::string folder(const std::string& name) { return (m_root / name).string(); }
+
+    void install(const std::string& standin, const std::string& name, const std::string& version) {
+        fs::create_directories(m_root / name);
+        fs::copy_file(fs::path(STANDIN_FOLDER) / (standin + ".so"),
+                      m_root / name / ("libndi.so." + version));
+    }
+
+    /// The tag of the runtime that was taken, 0 for none.
+    std::uintptr_t load(const std::map<std::string, std::string>& variables) {
+        m_library = loadVendorLibrary(
+            [&](const char* name) {
+                const auto found = variables.find(name);
+                return found != variables.end() ? found->second : std::string();
+            },
+            m_path, m_reason);
+        const NDIlib_send_create_t settings{"x", nullptr, true, false};
+        return m_library != nullptr ? reinterpret_cast<std::uintptr_t>(m_library->create(&settings))
+                                    : 0;
+    }
+
+    const fs::path m_root =
+        fs::temp_directory_path() / ("tarsin-vendor-" + std::to_string(::getpid()));
+    std::unique_ptr<SendLibrary> m_library;
+    std::string m_path;
+    std::string m_reason;
+};
+
+TEST_F(Vendor, PlacesAreTriedInOrder) {
+    install("six", "v6", "6");
+    install("five", "v6", "5");
+    install("five", "v5", "5");
+    install("four", "v4", "4");
+    const auto v6 = folder("v6");
+    const auto v5 = folder("v5");
+    const auto v4 = folder("v4");
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", v6}, {"NDI_RUNTIME_DIR_V5", v5}}), 6U);
+    EXPECT_EQ(fs::path(m_path), m_root / "v6/libndi.so.6");
+    // An older runtime in the newest folder.
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", v5}, {"NDI_RUNTIME_DIR_V5", v6}}), 5U);
+    EXPECT_EQ(fs::path(m_path), m_root / "v5/libndi.so.5");
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V4", v4}, {"NDI_RUNTIME_DIR_V5", v5}}), 5U);
+    EXPECT_EQ(fs::path(m_path), m_root / "v5/libndi.so.5");
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", "/nowhere"}, {"NDI_RUNTIME_DIR_V4", v4}}), 4U);
+    EXPECT_EQ(load({}), 0U);
+    EXPECT_EQ(m_reason, "") << "none installed is no fault";
+}
+
+TEST_F(Vendor, FaultyOnesAreNamedAndPassedOver) {
+    install("unwilling", "a", "6");
+    install("incomplete", "b", "6");
+    fs::create_directories(m_root / "c");
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder("a")}}), 0U);
+    EXPECT_NE(m_reason.find("libndi.so.6: its NDIlib_initialize() says"), std::string::npos);
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder("b")}}), 0U);
+    EXPECT_NE(m_reason.find("libndi.so.6: it does not export NDIlib_send_send_video_v2"),
+              std::string::npos);
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder("c")}}), 0U);
+    EXPECT_NE(m_reason.find("No such file"), std::string::npos);
+    install("five", "b", "5");
+    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder("b")}}), 5U);
+}
+
+/// Run by ctest with the runtime installed by variable, and along the loader's path.
+TEST(Dispatch, DISABLED_ToTheVendor) {
+    const LogFile log;
+    EXPECT_TRUE(NDIlib_initialize());
+    EXPECT_TRUE(NDIlib_initialize());
+    EXPECT_EQ(log.count("NDI: the vendor's runtime serves: "), 1);
+    const NDIlib_send_create_t settings{"x", nullptr, true, false};
+    const auto instance = NDIlib_send_create(&settings);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(instance), 6U);
+    NDIlib_video_frame_v2_t frame{};
+    frame.xres = 1234;
+    hintChangedRows(instance, {});
+    NDIlib_send_send_video_v2(instance, &frame);
+    NDIlib_send_destroy(instance);
+
+    const std::string text = log.text();
+    const auto from = text.find("serves: ") + 8;
+    std::string reason;
+    const auto library = loadLibrary(text.substr(from, text.find(' ', from) - from), reason);
+    ASSERT_NE(library, nullptr) << reason;
+    EXPECT_EQ(*static_cast<int*>(library->symbol("standinWidthSeen")), 1234);
+    EXPECT_EQ(*static_cast<int*>(library->symbol("standinDestroyed")), 1);
+}
+
+/// Run by ctest with a runtime that can't be initialised.
+TEST(Dispatch, DISABLED_ToTheBuiltInOutput) {
+    const LogFile log;
+    EXPECT_EQ(NDIlib_send_create(nullptr), nullptr);
+    EXPECT_TRUE(log.says("NDIlib_send_create was called before NDIlib_initialize()"));
+    EXPECT_TRUE(NDIlib_initialize());
+    EXPECT_TRUE(NDIlib_initialize());
+    EXPECT_EQ(log.count("NDI: "), 1);
+    EXPECT_EQ(log.count("NDI: the built-in output serves, the vendor's runtime can't: "), 1);
+    EXPECT_EQ(NDIlib_send_create(nullptr), nullptr);
+    EXPECT_TRUE(log.says("it was given no settings"));
+    NDIlib_send_send_video_v2(nullptr, nullptr);
+    NDIlib_send_destroy(nullptr);
+}
+
+}  // namespace
+}  // namespace ndi

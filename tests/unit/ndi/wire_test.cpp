@@ -1,0 +1,278 @@
+// The messages: byte for byte where an outside fact says so, round trips elsewhere.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ndi/wire/message.h"
+#include "ndi/wire/messagereader.h"
+#include "ndi/wire/scramble.h"
+#include "ndi/wire/sourcename.h"
+#include "ndi/wire/textmessage.h"
+#include "ndi/wire/videoinfo.h"
+
+namespace ndi::wire {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+TextMessage parse(const std::string& xml) {
+    return parseText({reinterpret_cast<const std::uint8_t*>(xml.data()), xml.size()});
+}
+
+Bytes fromHex(const std::string& hex) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+TEST(Scrambling, KnownAnswer) {
+    const std::string text =
+        R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)";
+    Bytes plain(8, 0);
+    plain.insert(plain.end(), text.begin(), text.end());
+    plain.push_back(0);
+    ASSERT_EQ(plain.size(), 81U);
+
+    Bytes bytes = plain;
+    scramble(bytes.data(), bytes.size(), 81);
+    EXPECT_EQ(bytes, fromHex("95062997cf5d793bc5cb4829180f15b267e61e8d926501245bd137c04acadd55"
+                             "aa0a0c32ce4e06f5fbd05e9512d758c32cee257c6dba04e671ac63de2a342419"
+                             "ab63912081b2b17e849b076b19ae27afbc"));
+    unscramble(bytes.data(), bytes.size(), 81);
+    EXPECT_EQ(bytes, plain);
+}
+
+TEST(Scrambling, EveryLengthComesBack) {
+    for (std::size_t size = 0; size < 40; ++size) {
+        Bytes plain(size);
+        for (std::size_t i = 0; i < size; ++i) {
+            plain[i] = static_cast<std::uint8_t>(i * 37 + size);
+        }
+        Bytes bytes = plain;
+        scramble(bytes.data(), size, 0xFFFFFFF0U);
+        unscramble(bytes.data(), size, 0xFFFFFFF0U);
+        EXPECT_EQ(bytes, plain);
+    }
+}
+
+TEST(MessageReader, MessagesComeOutWhateverThePieces) {
+    VideoInfo info;
+    info.fourCC = 0x32514853;
+    info.width = 1920;
+    info.height = 1080;
+    info.rateNumerator = 30000;
+    info.rateDenominator = 1001;
+    info.aspect = 1920.0F / 1080;
+    info.timecode = -7;
+    info.timestamp = 1'700'000'000'0000000;
+    info.metadata = "<mark number=\"1\"/>";
+    const Bytes picture(3000, 0xA5);
+    MessageHead head;
+    writeVideoHead(info, static_cast<std::uint32_t>(picture.size()), head);
+
+    Bytes stream = makeTextMessage("<first/>");
+    stream.insert(stream.end(), head.bytes.begin(),
+                  head.bytes.begin() + static_cast<std::ptrdiff_t>(head.size));
+    stream.insert(stream.end(), picture.begin(), picture.end());
+    const Bytes last = makeTextMessage(std::string(5000, ' ') + "<last/>");
+    stream.insert(stream.end(), last.begin(), last.end());
+
+    for (const std::size_t piece : {1, 2, 3, 7, 64, 1000, 100000}) {
+        MessageReader reader(Limits{});
+        std::vector<std::string> texts;
+        int pictures = 0;
+        for (std::size_t at = 0; at < stream.size(); at += piece) {
+            reader.append(stream.data() + at, std::min(piece, stream.size() - at));
+            Message message;
+            while (reader.next(message) == MessageReader::Result::Ready) {
+                ASSERT_TRUE(message.readable);
+                if (message.header.kind == static_cast<std::uint16_t>(Kind::Text)) {
+                    texts.push_back(std::get<UnknownText>(parseText(message.data)).element);
+                    continue;
+                }
+                const auto read = parseVideoInfo(message.info);
+                ASSERT_TRUE(read);
+                EXPECT_EQ(read->width, 1920U);
+                EXPECT_EQ(read->height, 1080U);
+                EXPECT_EQ(read->rateNumerator, 30000U);
+                EXPECT_EQ(read->rateDenominator, 1001U);
+                EXPECT_FLOAT_EQ(read->aspect, info.aspect);
+                EXPECT_EQ(read->timecode, -7);
+                EXPECT_EQ(read->timestamp, info.timestamp);
+                EXPECT_EQ(read->metadata, info.metadata);
+                EXPECT_TRUE(std::equal(picture.begin(), picture.end(), message.data.data,
+                                       message.data.data + message.data.size));
+                ++pictures;
+            }
+        }
+        EXPECT_EQ(pictures, 1) << piece;
+        EXPECT_EQ(texts, (std::vector<std::string>{"first", "last"})) << piece;
+    }
+}
+
+TEST(MessageReader, RefusesWhatIsNoMessage) {
+    struct Case {
+        const char* what;
+        const char* header;
+        MessageReader::Result result;
+    };
+    const Case cases[] = {
+        {"no mark", "010002000800000010000000", MessageReader::Result::Garbage},
+        {"4 GiB of text", "0180020008000000ffffffff", MessageReader::Result::Garbage},
+        {"4 GiB of info", "01800200ffffffff10000000", MessageReader::Result::Garbage},
+        {"info beyond 1 KiB", "018002000104000010000000", MessageReader::Result::Garbage},
+        {"text beyond 1 MiB", "018002000800000001001000", MessageReader::Result::Garbage},
+        {"text of 1 MiB", "018002000800000000001000", MessageReader::Result::More},
+        {"half a header", "018002000800", MessageReader::Result::More},
+    };
+    for (const auto& c : cases) {
+        MessageReader reader(Limits{});
+        const Bytes bytes = fromHex(c.header);
+        reader.append(bytes.data(), bytes.size());
+        Message message;
+        EXPECT_EQ(reader.next(message), c.result) << c.what;
+        // It stays so, whatever follows.
+        const Bytes good = makeTextMessage("<a/>");
+        reader.append(good.data(), good.size());
+        EXPECT_NE(reader.next(message), MessageReader::Result::Ready) << c.what;
+    }
+}
+
+TEST(MessageReader, LaterVersionsAreHandedOutUnread) {
+    Bytes bytes = makeTextMessage("<a/>");
+    bytes[0] = 3;
+    MessageReader reader(Limits{});
+    reader.append(bytes.data(), bytes.size());
+    Message message;
+    ASSERT_EQ(reader.next(message), MessageReader::Result::Ready);
+    EXPECT_FALSE(message.readable);
+    EXPECT_EQ(message.header.version, 3);
+}
+
+TEST(VideoInfo, ShortAndWrongOnes) {
+    MessageHead head;
+    VideoInfo info;
+    info.width = info.height = info.rateNumerator = info.rateDenominator = 5;
+    info.metadata.assign(kMaxVideoMetadata + 1, 'x');
+    writeVideoHead(info, 10, head);
+    ASSERT_EQ(head.size, kHeaderSize + 57) << "metadata that does not fit is left out";
+    unscramble(head.bytes.data() + kHeaderSize, 57, 67);
+    const std::uint8_t* const plain = head.bytes.data() + kHeaderSize;
+    EXPECT_TRUE(parseVideoInfo({plain, 57}));
+    EXPECT_TRUE(parseVideoInfo({plain, 24})) << "every version has these fields";
+    EXPECT_FALSE(parseVideoInfo({plain, 23}));
+    EXPECT_FALSE(parseVideoInfo({Bytes(57, 0).data(), 57})) << "a size of 0x0";
+
+    info.metadata.pop_back();
+    writeVideoHead(info, 10, head);
+    EXPECT_EQ(head.size, kHeaderSize + kMaxInfoSize);
+}
+
+TEST(TextMessage, ReadsWhatReceiversSay) {
+    const auto version = std::get<VersionText>(
+        parse(R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)"));
+    EXPECT_EQ(version.text, 3);
+    EXPECT_EQ(version.video, 5);
+    EXPECT_EQ(version.sdk, "5.5.3");
+
+    const auto streams = std::get<EnabledStreamsText>(parse(
+        R"(<ndi_enabled_streams unknown="1" text="true" audio="false" video="true" shq_short_dc="true"/>)"));
+    EXPECT_TRUE(streams.video);
+    EXPECT_FALSE(streams.audio);
+
+    EXPECT_TRUE(std::get<QualityText>(parse(R"(<ndi_video quality="low"/>)")).low);
+    EXPECT_FALSE(std::get<QualityText>(parse(R"(<ndi_video quality="high"/>)")).low);
+    EXPECT_FALSE(std::get<QualityText>(parse(R"(<ndi_video/>)")).low);
+    const auto tally =
+        std::get<TallyText>(parse(R"(<ndi_tally on_preview="true" on_program="false"/>)"));
+    EXPECT_TRUE(tally.onPreview);
+    EXPECT_FALSE(tally.onProgram);
+    EXPECT_EQ(std::get<UnknownText>(parse("<ndi_ptz/>")).element, "ndi_ptz");
+}
+
+TEST(TextMessage, NamesArePlainAndShortHoweverTheyCome) {
+    const auto name = [](const std::string& value) {
+        return std::get<IdentifyText>(parse("<ndi_identify name=\"" + value + "\"/>")).name;
+    };
+    EXPECT_EQ(name("A &amp; B &#x41;"), "A & B A");
+    EXPECT_EQ(name("line\nbreak&#10;&#27;[31m"), "line break  [31m");
+    EXPECT_EQ(name("\xff\xc3"), "??");
+    EXPECT_EQ(name(std::string(127, 'x') + "\xc3\xa4").size(), 127U);
+}
+
+TEST(TextMessage, HostileXmlIsHarmless) {
+    const std::string bomb =
+        "<!DOCTYPE a [<!ENTITY b \"bbbbbbbb\"><!ENTITY c \"&b;&b;&b;&b;\">"
+        "<!ENTITY d \"&c;&c;&c;&c;\">]><ndi_identify name=\"&d;\"/>";
+    EXPECT_EQ(std::get<IdentifyText>(parse(bomb)).name, "&d;");
+    std::string deep;
+    for (int i = 0; i < 5000; ++i) {
+        deep += "<a>";
+    }
+    EXPECT_TRUE(std::holds_alternative<MalformedText>(parse(deep)));
+    EXPECT_TRUE(std::holds_alternative<UnknownText>(parse(std::string(100'000, '<'))));
+    for (const char* const xml : {"", "<", "no xml", "<a", "<a b=>", "<a></b>"}) {
+        EXPECT_TRUE(std::holds_alternative<MalformedText>(parse(xml))) << xml;
+    }
+}
+
+TEST(TextMessage, WhatWeWriteIsReadBack) {
+    EXPECT_EQ(composeText(TallyEchoText{true, false}),
+              R"(<ndi_tally_echo on_program="true" on_preview="false"/>)");
+    const std::string odd = "\"<A> & 'B' \xc3\xa4";
+    EXPECT_EQ(std::get<IdentifyText>(parse(composeText(IdentifyText{odd}))).name, odd);
+    const auto version = std::get<VersionText>(parse(composeText(VersionText{})));
+    EXPECT_EQ(version.text, 2);
+    EXPECT_EQ(version.video, 3);
+    EXPECT_EQ(version.audio, 2);
+    EXPECT_TRUE(std::get<QualityText>(parse(composeText(QualityText{true}))).low);
+    EXPECT_TRUE(
+        std::get<EnabledStreamsText>(parse(composeText(EnabledStreamsText{true, false, true})))
+            .video);
+    EXPECT_TRUE(std::get<TallyText>(parse(composeText(TallyText{false, true}))).onPreview);
+}
+
+TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
+    const std::string umlauts = [] {
+        std::string text;
+        for (int i = 0; i < 60; ++i) {
+            text += "\xc3\xa4";
+        }
+        return text;
+    }();
+    struct Case {
+        std::string machine, source, expected;
+    };
+    const Case cases[] = {
+        {"HOST", "Screen 1", "HOST (Screen 1)"},
+        {"HOST", "", "HOST ()"},
+        // 63 - "HOST (" - ")" leaves 56 bytes, 28 characters of two bytes.
+        {"HOST", umlauts, "HOST (" + umlauts.substr(0, 56) + ")"},
+        // One byte less: a whole character goes.
+        {"HOST1", umlauts, "HOST1 (" + umlauts.substr(0, 54) + ")"},
+        {std::string(63, 'M'), umlauts, std::string(40, 'M') + " (" + umlauts.substr(0, 20) + ")"},
+        {std::string(63, 'M'), "x", std::string(59, 'M') + " (x)"},
+        {"HOST", "tab\tand\x7f\xff\xed\xa0\x80",
+         "HOST (tab and ???"
+         "?)"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(instanceName(c.machine, c.source), c.expected);
+        EXPECT_LE(instanceName(c.machine, c.source).size(), kMaxInstanceName);
+    }
+    // Four-byte characters, cut at each of their bytes.
+    const std::string face = "\xf0\x9f\x98\x80";
+    for (std::size_t size = 4; size < 8; ++size) {
+        EXPECT_EQ(cutUtf8(face + face, size), face);
+    }
+    EXPECT_EQ(machineName().find_first_of("abcdefghijklmnopqrstuvwxyz."), std::string::npos);
+    EXPECT_FALSE(machineName().empty());
+}
+
+}  // namespace
+}  // namespace ndi::wire

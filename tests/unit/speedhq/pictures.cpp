@@ -1,0 +1,180 @@
+#include "unit/speedhq/pictures.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace testing_support {
+
+namespace {
+
+constexpr std::uint8_t kGuard = 0xA5;
+constexpr std::size_t kGuardBytes = 64;
+
+int uniform(std::mt19937& random, int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(random);
+}
+
+/// Sets the bytes of a rectangle; `byteAt(x, channel)` gives them.
+template <typename ByteAt>
+void fill(Picture& picture, int left, int top, int right, int bottom, ByteAt byteAt) {
+    const int step = picture.format == ndi::PixelFormat::Uyvy ? 2 : 1;
+    for (int y = top; y < bottom; ++y) {
+        for (int x = left / step * step; x < right; x += step) {
+            std::uint8_t* const group = picture.at(x, y);
+            for (int channel = 0; channel < 4; ++channel) {
+                group[channel] = static_cast<std::uint8_t>(byteAt(x, channel));
+            }
+        }
+    }
+}
+
+void fillRandomly(Picture& picture, int left, int top, int right, int bottom,
+                  std::mt19937& random) {
+    const int colour[4] = {uniform(random, 0, 255), uniform(random, 0, 255),
+                           uniform(random, 0, 255), uniform(random, 0, 255)};
+    switch (uniform(random, 0, 3)) {
+        case 0:  // flat
+            fill(picture, left, top, right, bottom,
+                 [&](int, int channel) { return colour[channel]; });
+            break;
+        case 1:  // ramp
+            fill(picture, left, top, right, bottom,
+                 [&](int x, int channel) { return colour[channel] + x - left; });
+            break;
+        case 2:  // stripes, like text
+            fill(picture, left, top, right, bottom, [&](int x, int channel) {
+                return (x / 3 + colour[3]) % 2 == 0 ? colour[channel] : 240;
+            });
+            break;
+        default:  // noise
+            fill(picture, left, top, right, bottom,
+                 [&](int, int channel) { return colour[channel] / 2 + uniform(random, 0, 60); });
+    }
+}
+
+}  // namespace
+
+Picture::Picture(ndi::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap)
+    : format(pixelFormat),
+      width(pictureWidth),
+      height(pictureHeight),
+      lineBytes(pixelFormat == ndi::PixelFormat::Uyvy ? (pictureWidth + 1) / 2 * 4
+                                                      : pictureWidth * 4),
+      stride(lineBytes + gap),
+      bytes(2 * kGuardBytes + static_cast<std::size_t>(stride) * static_cast<std::size_t>(height),
+            kGuard) {
+    for (int y = 0; y < height; ++y) {
+        std::fill_n(at(0, y), lineBytes, std::uint8_t{128});
+    }
+}
+
+ndi::PictureView Picture::view() const {
+    return {format, width, height, stride, bytes.data() + kGuardBytes, 60, 1};
+}
+
+std::uint8_t* Picture::at(int x, int y) {
+    const int bytesBefore = format == ndi::PixelFormat::Uyvy ? x / 2 * 4 : x * 4;
+    return bytes.data() + kGuardBytes + y * stride + bytesBefore;
+}
+
+int Picture::damagedGuards() const {
+    int damaged = 0;
+    const auto size = static_cast<std::ptrdiff_t>(bytes.size());
+    for (std::ptrdiff_t i = 0; i < size; ++i) {
+        const std::ptrdiff_t inside = i - static_cast<std::ptrdiff_t>(kGuardBytes);
+        const bool guard = inside < 0 || inside >= stride * height || inside % stride >= lineBytes;
+        damaged += guard && bytes[static_cast<std::size_t>(i)] != kGuard;
+    }
+    return damaged;
+}
+
+void paint(Picture& picture, Content content, std::mt19937& random) {
+    const auto whole = [&](auto byteAt) {
+        fill(picture, 0, 0, picture.width, picture.height, byteAt);
+    };
+    switch (content) {
+        case Content::Flat: {
+            const int colour = uniform(random, 0, 255);
+            whole([&](int, int channel) { return colour ^ (channel * 40); });
+            break;
+        }
+        case Content::Noise:
+            whole([&](int, int) { return uniform(random, 0, 255); });
+            break;
+        case Content::BlackWhite:
+            whole([&](int, int) { return uniform(random, 0, 1) * 255; });
+            break;
+        case Content::Mixed:
+            for (int i = 0; i < 8; ++i) {
+                const int left = uniform(random, 0, picture.width - 1);
+                const int top = uniform(random, 0, picture.height - 1);
+                fillRandomly(picture, i == 0 ? 0 : left, i == 0 ? 0 : top, picture.width,
+                             picture.height, random);
+            }
+    }
+}
+
+support::ChangedRows damage(Picture& picture, std::mt19937& random) {
+    std::vector<bool> touched(static_cast<std::size_t>(picture.height));
+    for (int i = uniform(random, 0, 3); i > 0; --i) {
+        const int left = uniform(random, 0, picture.width - 1);
+        const int top = uniform(random, 0, picture.height - 1);
+        const bool large = uniform(random, 0, 1) == 1;
+        const int right = std::min(picture.width, left + uniform(random, 1, large ? 60 : 2));
+        const int bottom = std::min(picture.height, top + uniform(random, 1, large ? 40 : 2));
+        fillRandomly(picture, left, top, right, bottom, random);
+        std::fill(touched.begin() + top, touched.begin() + bottom, true);
+    }
+    support::ChangedRows changed{uniform(random, 0, 3) != 0, {}};
+    for (int y = 0; changed.known && y < picture.height; ++y) {
+        if (!touched[static_cast<std::size_t>(y)]) {
+            continue;
+        }
+        if (!changed.spans.empty() &&
+            changed.spans.back().first + changed.spans.back().count == y) {
+            ++changed.spans.back().count;
+        } else {
+            changed.spans.push_back({y, 1});
+        }
+    }
+    return changed;
+}
+
+Planes expectedPlanes(Picture& picture) {
+    const int width = (picture.width + 15) / 16 * 16;
+    Planes planes{width, picture.height, {}, {}, {}};
+    const bool small = picture.width <= 720 && picture.height <= 576;
+    const double red = small ? 0.299 : 0.2126;
+    const double blue = small ? 0.114 : 0.0722;
+    const auto put = [](std::vector<std::uint8_t>& plane, double value) {
+        plane.push_back(static_cast<std::uint8_t>(std::floor(value + 0.5)));
+    };
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = 0; x < width; x += 2) {
+            const std::uint8_t* const p = picture.at(std::min(x, picture.width - 1), y);
+            const std::uint8_t* const q = picture.at(std::min(x + 1, picture.width - 1), y);
+            if (picture.format == ndi::PixelFormat::Uyvy) {
+                // Behind the picture, its last pixel: in a picture of odd width a group's first.
+                const int lastLuma = picture.width % 2 == 1 ? 1 : 3;
+                planes.cb.push_back(p[0]);
+                planes.cr.push_back(p[2]);
+                planes.y.push_back(p[x < picture.width ? 1 : lastLuma]);
+                planes.y.push_back(p[x + 1 < picture.width ? 3 : lastLuma]);
+                continue;
+            }
+            double sums[3] = {};
+            for (const std::uint8_t* const pixel : {p, q}) {
+                const double grey = red * pixel[2] + (1 - red - blue) * pixel[1] + blue * pixel[0];
+                put(planes.y, 16 + 219 * grey / 255);
+                sums[0] += grey / 2;
+                sums[1] += pixel[0] / 2.0;
+                sums[2] += pixel[2] / 2.0;
+            }
+            put(planes.cb, 128 + 224 * (sums[1] - sums[0]) / (2 * (1 - blue)) / 255);
+            put(planes.cr, 128 + 224 * (sums[2] - sums[0]) / (2 * (1 - red)) / 255);
+        }
+    }
+    return planes;
+}
+
+}  // namespace testing_support

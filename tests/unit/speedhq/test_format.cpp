@@ -1,0 +1,120 @@
+// The packets themselves: worked examples byte for byte, and every size and format against
+// libavcodec's decoder and a strict one of our own.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "ndi/speedhq/picturecoder.h"
+#include "support/libavspeedhq.h"
+#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/strictdecoder.h"
+
+namespace {
+
+using namespace speedhq;
+using namespace testing_support;
+
+std::vector<std::uint8_t> bytesOf(const ndi::EncodedPicture& picture) {
+    return {picture.data, picture.data + picture.size};
+}
+
+std::vector<std::uint8_t> encodeOnce(const Picture& picture, int quality,
+                                     double rounding = kRounding) {
+    RowPool pool(1);
+    PictureCoder coder(pool, bestKernels(), kMaxSliceBytes, rounding);
+    const auto packet = coder.encode(picture.view(), {}, quality);
+    EXPECT_TRUE(packet);
+    EXPECT_EQ(packet->width, (picture.width + 15) / 16 * 16);
+    EXPECT_EQ(packet->height, picture.height);
+    EXPECT_EQ(packet->quality, quality);
+    EXPECT_EQ(packet->fourCC, 0x32514853U);
+    return bytesOf(*packet);
+}
+
+/// A 16 by 16 picture of one macroblock, given by its samples.
+template <typename Luma, typename Blue, typename Red>
+Picture macroblock(Luma luma, Blue blue, Red red) {
+    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 16; x += 2) {
+            std::uint8_t* const group = picture.at(x, y);
+            group[0] = static_cast<std::uint8_t>(blue(x / 2, y));
+            group[1] = static_cast<std::uint8_t>(luma(x, y));
+            group[2] = static_cast<std::uint8_t>(red(x / 2, y));
+            group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
+        }
+    }
+    return picture;
+}
+
+TEST(Format, WorkedExamples) {
+    const auto grey = [](int, int) { return 128; };
+    EXPECT_EQ(encodeOnce(macroblock(grey, grey, grey), 90),
+              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0A, 0x00, 0x00, 0xB1,
+                                         0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
+                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
+    EXPECT_EQ(encodeOnce(macroblock([](int, int) { return 16; }, grey, grey), 90),
+              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0C, 0x00, 0x00, 0xFF, 0x00,
+                                         0xB7, 0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
+                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
+
+    const auto luma = [](int x, int y) {
+        if (y < 8) {
+            return x < 8 ? (x < 4 ? 64 : 192) : (y < 4 ? 200 : 56);
+        }
+        return x < 8 ? ((x + y) % 2 == 0 ? 16 : 235) : 100;
+    };
+    const auto blue = [](int x, int y) { return y < 8 ? 100 : 90 + x; };
+    const auto red = [](int, int y) { return y < 8 ? 160 : y < 12 ? 150 : 170; };
+    EXPECT_EQ(encodeOnce(macroblock(luma, blue, red), 80, 0.5),
+              (std::vector<std::uint8_t>{
+                  0x50, 0x04, 0x00, 0x00, 0x3D, 0x00, 0x00, 0x01, 0x30, 0x82, 0x84, 0x01, 0x82,
+                  0x48, 0xFF, 0x01, 0x60, 0xB2, 0x80, 0x81, 0x06, 0x82, 0x46, 0xFE, 0x81, 0x0A,
+                  0x01, 0x82, 0x4E, 0xFF, 0xD9, 0x51, 0x1E, 0x56, 0xA1, 0x55, 0xC1, 0x84, 0xFF,
+                  0x54, 0x9F, 0x41, 0x83, 0xFF, 0xD8, 0x67, 0xC0, 0xFD, 0x0C, 0x28, 0xED, 0xC7,
+                  0x6C, 0x7F, 0xE0, 0xF6, 0xEF, 0x9F, 0x7D, 0x74, 0x0D, 0xF2, 0x30, 0xAF, 0x06,
+                  0x03, 0x00, 0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
+}
+
+void expectSameWithinOne(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    ASSERT_EQ(a.size(), b.size());
+    int largest = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        largest = std::max(largest, std::abs(a[i] - b[i]));
+    }
+    EXPECT_LE(largest, 1);
+}
+
+TEST(Format, EverySizeDecodes) {
+    std::mt19937 random(5);
+    const std::pair<int, int> sizes[] = {{1, 1},    {2, 1},   {3, 5},    {8, 40},    {15, 16},
+                                         {16, 17},  {17, 15}, {33, 64},  {40, 17},   {64, 65},
+                                         {79, 80},  {80, 1},  {136, 72}, {360, 270}, {640, 361},
+                                         {722, 20}, {4096, 3}};
+    for (const auto& [width, height] : sizes) {
+        for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
+            for (const int quality : {38, 80, 98}) {
+                SCOPED_TRACE(testing::Message() << width << "x" << height << " format "
+                                                << static_cast<int>(format) << " at " << quality);
+                Picture picture(format, width, height, 12);
+                paint(picture, quality == 98 ? Content::BlackWhite : Content::Mixed, random);
+                const auto packet = encodeOnce(picture, quality);
+                const int coded = (width + 15) / 16 * 16;
+                const Planes strict = decodeStrictly(packet.data(), packet.size(), coded, height);
+                const Planes libav = decodeWithLibav(packet.data(), packet.size(), coded, height);
+                expectSameWithinOne(strict.y, libav.y);
+                expectSameWithinOne(strict.cb, libav.cb);
+                expectSameWithinOne(strict.cr, libav.cr);
+                if (quality == 98) {  // no step is wider than 10
+                    const Planes expected = expectedPlanes(picture);
+                    EXPECT_GT(psnr(strict.y, expected.y), 38);
+                    EXPECT_GT(psnr(strict.cb, expected.cb), 38);
+                    EXPECT_GT(psnr(strict.cr, expected.cr), 38);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// The preview stream and the scaling behind it.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "ndi/speedhq/encoder.h"
+#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/strictdecoder.h"
+
+namespace {
+
+using namespace speedhq;
+using namespace testing_support;
+
+/// The exact mean of the area of `channel` that output (x, y) covers.
+double exactMean(Picture& picture, int channel, int x, int y, int width, int height) {
+    const double left = static_cast<double>(x) * picture.width / width;
+    const double right = static_cast<double>(x + 1) * picture.width / width;
+    const double top = static_cast<double>(y) * picture.height / height;
+    const double bottom = static_cast<double>(y + 1) * picture.height / height;
+    double sum = 0;
+    for (int line = static_cast<int>(top); line < std::min<double>(picture.height, bottom);
+         ++line) {
+        for (int column = static_cast<int>(left); column < std::min<double>(picture.width, right);
+             ++column) {
+            const double area = (std::min(column + 1.0, right) - std::max(1.0 * column, left)) *
+                                (std::min(line + 1.0, bottom) - std::max(1.0 * line, top));
+            sum += area * picture.at(column, line)[channel];
+        }
+    }
+    return sum / ((right - left) * (bottom - top));
+}
+
+Planes decoded(const ndi::EncodedPicturePtr& packet) {
+    return decodeStrictly(packet->data, packet->size, packet->width, packet->height);
+}
+
+TEST(Preview, IsTheAreaAverage) {
+    std::mt19937 random(9);
+    const std::pair<int, int> sizes[] = {{1920, 1080}, {1366, 768}, {641, 3}, {8192, 9}};
+    for (const auto& [width, height] : sizes) {
+        SCOPED_TRACE(testing::Message() << width << "x" << height);
+        Picture picture(ndi::PixelFormat::Bgra, width, height);
+        paint(picture, Content::Mixed, random);
+        Encoder encoder(2);
+        ndi::EncodedPicturePtr packet = encoder.encode(picture.view(), {}, {false, true}).preview;
+        for (int i = 0; i < 4; ++i) {
+            packet = encoder.encodeKept({false, true}).preview;
+        }
+        ASSERT_EQ(packet->quality, 98);
+        const int previewHeight = std::max(1, (height * 640 + width / 2) / width);
+        ASSERT_EQ(packet->width, 640);
+        ASSERT_EQ(packet->height, previewHeight);
+
+        Picture expected(ndi::PixelFormat::Bgra, 640, previewHeight);
+        for (int y = 0; y < previewHeight; ++y) {
+            for (int x = 0; x < 640; ++x) {
+                for (int channel = 0; channel < 3; ++channel) {
+                    expected.at(x, y)[channel] = static_cast<std::uint8_t>(
+                        std::lround(exactMean(picture, channel, x, y, 640, previewHeight)));
+                }
+            }
+        }
+        const Planes planes = decoded(packet);
+        EXPECT_GT(psnr(planes.y, expectedPlanes(expected).y), 40);
+        EXPECT_GT(psnr(planes.cb, expectedPlanes(expected).cb), 40);
+    }
+}
+
+TEST(Preview, SmallPicturesKeepTheirSize) {
+    std::mt19937 random(10);
+    for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
+        for (const auto& [width, height] : {std::pair{1, 1}, {33, 7}, {639, 40}}) {
+            Picture picture(format, width, height, 4);
+            paint(picture, Content::Mixed, random);
+            Encoder encoder(1);
+            const auto streams = encoder.encode(picture.view(), {}, {true, true});
+            const Planes a = decoded(streams.full);
+            const Planes b = decoded(streams.preview);
+            EXPECT_EQ(a.y, b.y);
+            EXPECT_EQ(a.cb, b.cb);
+        }
+    }
+}
+
+TEST(Preview, UyvyIsScaledToo) {
+    Picture picture(ndi::PixelFormat::Uyvy, 1919, 1080);
+    std::mt19937 random(12);
+    paint(picture, Content::Mixed, random);
+    Encoder encoder(1);
+    const Planes full = decoded(encoder.encode(picture.view(), {}, {true, true}).full);
+    const Planes small = decoded(encoder.encodeKept({false, true}).preview);
+    const auto mean = [](const std::vector<std::uint8_t>& plane) {
+        double sum = 0;
+        for (const int sample : plane) {
+            sum += sample;
+        }
+        return sum / static_cast<double>(plane.size());
+    };
+    EXPECT_EQ(small.width, 640);
+    EXPECT_EQ(small.height, 360);
+    EXPECT_NEAR(mean(small.y), mean(full.y), 1);
+    EXPECT_NEAR(mean(small.cb), mean(full.cb), 1);
+    EXPECT_NEAR(mean(small.cr), mean(full.cr), 1);
+}
+
+/// After any history the preview is that of the newest picture, and it is left alone while
+/// nothing changes or nobody wants it.
+TEST(Preview, FollowsTheKeptPicture) {
+    std::mt19937 random(13);
+    Picture picture(ndi::PixelFormat::Bgra, 1000, 700);
+    paint(picture, Content::Mixed, random);
+    Encoder encoder(2);
+    support::ChangedRows changed;
+    for (int step = 0; step < 30; ++step) {
+        const ndi::Streams wanted{random() % 2 == 0, random() % 2 == 0};
+        ndi::EncodedPicturePtr packet;
+        if (random() % 4 == 0) {
+            encoder.keep(picture.view(), changed);
+        } else {
+            packet = encoder.encode(picture.view(), changed, wanted).preview;
+            EXPECT_EQ(packet != nullptr, wanted.preview);
+        }
+        if (packet) {
+            Encoder fresh(1);
+            const Planes a = decoded(packet);
+            const Planes b = decoded(fresh.encode(picture.view(), {}, {false, true}).preview);
+            EXPECT_GT(psnr(a.y, b.y), 30) << step;
+            EXPECT_EQ(encoder.encode(picture.view(), {true, {}}, wanted).preview, packet);
+        }
+        changed = damage(picture, random);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+// The quality over time, on a model of how sizes follow the quality.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "ndi/speedhq/ratecontrol.h"
+
+namespace {
+
+using namespace speedhq;
+
+constexpr double kBudget = 300e3;
+
+/// A picture's size at a quality; `exponent` says how strongly it follows, `at80` is its weight.
+std::size_t sizeOf(double at80, int quality, double exponent) {
+    return static_cast<std::size_t>(at80 * std::pow((100 - quality) / 20.0, -exponent));
+}
+
+TEST(RateControl, Budgets) {
+    const auto megabits = [](int width, int height, double rate) {
+        return fullPictureBudget(width, height, rate) * 8 * rate / 1e6;
+    };
+    EXPECT_NEAR(megabits(1920, 1080, 60), 147, 1);
+    EXPECT_NEAR(megabits(1920, 1080, 30), 104, 5);
+    EXPECT_NEAR(megabits(1280, 720, 60), 118, 2);
+    EXPECT_NEAR(megabits(3840, 2160, 60), 279, 2);
+    EXPECT_GT(megabits(7680, 4320, 60), 350);
+    EXPECT_LT(megabits(320, 180, 60), 25);
+    EXPECT_GT(fullPictureBudget(1, 1, 0), 0);
+    EXPECT_NEAR(previewBudget(640, 360, 30) * 8 * 30 / 1e6, 18.75, 0.1);
+}
+
+TEST(RateControl, HoldsTheBudgetWithoutSwinging) {
+    for (const double exponent : {0.35, 0.5, 0.7}) {
+        for (const double at80 : {60e3, 150e3, 300e3, 500e3, 650e3}) {
+            RateControl control;
+            control.setBudget(kBudget);
+            int changes = 0;
+            double size = 0;
+            for (int i = 0; i < 3000; ++i) {
+                const int before = control.quality();
+                size = static_cast<double>(sizeOf(at80, before, exponent));
+                control.sent(static_cast<std::size_t>(size), 1);
+                changes += i >= 1000 && control.quality() != before;
+                EXPECT_EQ(control.quality() % 2, 0);
+                EXPECT_GE(control.quality(), kWorstQuality);
+                EXPECT_LE(control.quality(), kBestQuality);
+            }
+            // Near the budget, unless the scale of qualities ends first.
+            const bool atAnEnd =
+                control.quality() == kBestQuality || control.quality() == kWorstQuality;
+            EXPECT_LT(size, kBudget * (atAnEnd ? 2.0 : 1.13)) << at80 << " " << exponent;
+            EXPECT_GT(size, kBudget * (control.quality() >= 96 ? 0.15 : 0.85)) << at80;
+            EXPECT_LE(changes, 4) << at80 << " " << exponent;
+        }
+    }
+}
+
+TEST(RateControl, FollowsAHeavierSceneAtOnce) {
+    RateControl control;
+    control.setBudget(kBudget);
+    for (int i = 0; i < 500; ++i) {
+        control.sent(sizeOf(250e3, control.quality(), 0.5), 1);
+    }
+    int pictures = 0;
+    const auto heavy = [&] { return sizeOf(500e3, control.quality(), 0.5); };
+    while (static_cast<double>(heavy()) > kBudget * 1.12 && pictures < 10) {
+        control.sent(heavy(), 1);
+        ++pictures;
+    }
+    EXPECT_LE(pictures, 3);
+}
+
+TEST(RateControl, RefinesInAFewCallsAndStays) {
+    RateControl control;
+    control.setBudget(kBudget);
+    std::vector<int> qualities;
+    for (int i = 0; i < 6; ++i) {
+        qualities.push_back(control.refinedQuality());
+        control.refined(qualities.back());
+    }
+    EXPECT_EQ(qualities, (std::vector<int>{94, 98, 98, 98, 98, 98}));
+}
+
+TEST(RateControl, CaretKeepsTheRefinement) {
+    RateControl control;
+    control.setBudget(kBudget);
+    control.refined(98);
+    // Typing: 15 letters a second at 60 pictures a second, each packet three times the budget.
+    for (int i = 0; i < 600; ++i) {
+        i % 4 == 0 ? control.sent(static_cast<std::size_t>(3 * kBudget), 0.001)
+                   : control.repeated();
+        ASSERT_EQ(control.quality(), 98) << i;
+    }
+    // A small animation in every picture is more than the network was promised.
+    int pictures = 0;
+    while (control.quality() == 98 && pictures < 100) {
+        control.sent(static_cast<std::size_t>(3 * kBudget), 0.05);
+        ++pictures;
+    }
+    EXPECT_LE(pictures, 12);
+    EXPECT_EQ(control.quality(), 80) << "back to what moving pictures had";
+    for (int i = 0; i < 100; ++i) {
+        control.sent(static_cast<std::size_t>(kBudget), 0.05);
+        ASSERT_EQ(control.quality(), 80);
+    }
+}
+
+TEST(RateControl, MotionEndsTheRefinement) {
+    RateControl control;
+    control.setBudget(kBudget);
+    control.refined(98);
+    control.sent(static_cast<std::size_t>(3 * kBudget), 1);
+    EXPECT_EQ(control.quality(), 80);
+}
+
+}  // namespace
