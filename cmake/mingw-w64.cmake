@@ -23,6 +23,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# GCC keeps wide vectors on stacks that Windows aligns to 16 bytes only, and moves them as if they
+# were aligned; the assembler turns those moves into ones that may be unaligned.
+set(CMAKE_CXX_FLAGS_INIT "-Wa,-muse-unaligned-vector-move")
+
 # No DLL of the compiler's to ship.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 
