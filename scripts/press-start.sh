@@ -10,4 +10,4 @@ for _ in $(seq 200); do
 done
 [ -n "$window" ] || { echo "press-start.sh: process $1 shows no window" >&2; exit 1; }
 # The start button is at the same place in every language: the window's layout is fixed.
-xdotool mousemove --window "$window" "${START_X:-205}" "${START_Y:-200}" click 1
+xdotool mousemove --window "$window" "${START_X:-190}" "${START_Y:-204}" click 1

@@ -21,8 +21,8 @@ public:
     /// rows are then (x1 - x0) pixels long, and what lies behind the last row is left alone.
     /// `dest` holds width * height * 4 bytes and is only written by this call between reads that
     /// are meant to build on each other.
-    /// False: no new picture since the last call, or none to be had; after a sleep of 1 ms, or of up
-    /// to 15 ms that news ends early once there has been no picture for a while.
+    /// False: no new picture since the last call, or none to be had; after a sleep of 1 ms, or of
+    /// up to 15 ms that news ends early once there has been no picture for a while.
     virtual bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) = 0;
 
     /// Releases everything; InitCapture() makes it usable again.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -35,8 +36,7 @@ public:
             HV_WARN("source {} was not made: this program has one of that name", name);
             return nullptr;
         }
-        const std::shared_ptr<Source> source =
-            Source::open({name, settings->clock_video}, m_parts());
+        const std::shared_ptr<Source> source = open(name, settings->clock_video);
         if (source == nullptr) {
             return nullptr;
         }
@@ -71,6 +71,16 @@ public:
     }
 
 private:
+    [[nodiscard]] std::shared_ptr<Source> open(const std::string& name, bool clocked) {
+        try {
+            return Source::open({name, clocked}, m_parts());
+        } catch (const std::exception& error) {
+            // No thread or no descriptor is to be had; exceptions must not reach a C caller.
+            HV_ERROR("source {} was not made: {}", name, error.what());
+            return nullptr;
+        }
+    }
+
     [[nodiscard]] std::shared_ptr<Source> find(NDIlib_send_instance_t instance,
                                                const char* caller) {
         {

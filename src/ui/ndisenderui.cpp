@@ -49,7 +49,7 @@ void NDISenderUI::initNDI() {
     if (m_ndiSend == nullptr) {
         HV_WARN(
             "no NDI source named {} could be made: the name and its numbered variants are "
-            "taken, or the network is not to be had; nothing will be received",
+            "taken, or the NDI library could not be brought up; receivers will see nothing",
             m_outputName);
     }
 }
@@ -170,6 +170,9 @@ void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
     setROI(x, y, w, h);
     m_paramChanged = true;
     applyIfSending();
+    if (g_roiShown) {
+        raise();  // Whoever drags the frame has raised it over this window.
+    }
 }
 
 void NDISenderUI::slotROIXChanged() {

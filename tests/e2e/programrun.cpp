@@ -85,6 +85,19 @@ std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& out
     return picture;
 }
 
+void clickAt(QPoint where) {
+    tests::runToEnd({"xdotool", "mousemove", std::to_string(where.x()), std::to_string(where.y()),
+                     "click", "1"});
+}
+
+void drag(QPoint from, QPoint to) {
+    const QPoint middle = (from + to) / 2;
+    tests::runToEnd({"xdotool", "mousemove", std::to_string(from.x()), std::to_string(from.y()),
+                     "mousedown", "1", "mousemove", std::to_string(middle.x()),
+                     std::to_string(middle.y()), "mousemove", std::to_string(to.x()),
+                     std::to_string(to.y()), "mouseup", "1"});
+}
+
 QImage grabScreen() {
     return QGuiApplication::primaryScreen()->grabWindow(0).toImage().convertToFormat(
         QImage::Format_RGB32);

@@ -16,9 +16,12 @@ namespace e2e {
 /// The places of the window's controls, in pixels from its top-left corner. The layout is fixed, so
 /// they are the same in every language.
 namespace control {
-inline constexpr QPoint kStart{205, 200};
-inline constexpr QPoint kReset{270, 200};
-inline constexpr QPoint kClose{610, 22};
+inline constexpr QPoint kStart{190, 204};
+inline constexpr QPoint kReset{266, 204};
+inline constexpr QPoint kClose{619, 22};
+inline constexpr QPoint kName{200, 97};
+inline constexpr QPoint kSelectRegion{410, 95};
+inline constexpr QPoint kShowRegion{545, 95};
 }  // namespace control
 
 /// Settings written before the program starts.
@@ -51,6 +54,10 @@ private:
 
 /// The test picture below the program's window. `rate` 0: it stands still.
 [[nodiscard]] std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& output);
+
+/// A left click, and a drag with the left button, at places of the screen.
+void clickAt(QPoint where);
+void drag(QPoint from, QPoint to);
 
 /// What the screen shows now.
 [[nodiscard]] QImage grabScreen();

@@ -245,19 +245,6 @@ TEST_F(Control, TypedRegions) {
     }
 }
 
-TEST_F(Control, TypedRegionWaitsWhilePaused) {
-    Operator& op = sitDown();
-    Operator::click(op.start);
-    Operator::click(op.start);
-    desk->heard();
-    Operator::type(op.y, "80");
-    Operator::type(op.h, "100");
-    EXPECT_THAT(desk->heard(), IsEmpty());
-    Operator::click(op.start);
-    EXPECT_THAT(desk->heard(),
-                ElementsAre("dx reset", "dx init 0 80 1920 100 30 OUT-0", "dx start"));
-}
-
 /// The region setter keeps the region inside the desktop, the ranges inside the screen.
 TEST_F(Control, ConfirmedRegions) {
     const struct {
@@ -347,14 +334,6 @@ TEST_F(Control, StoredSettings) {
         EXPECT_EQ(stored("frameRate"), c.rate) << "only an edit replaces it";
         EXPECT_EQ(stored("forceUseOldCapture"), c.force == std::string("-3") ? "0" : c.force);
     }
-}
-
-TEST_F(Control, DesktopLeftOfTheMainScreen) {
-    Operator& op = sitDown({{-1280, 0, 1280, 1024}, {0, 0, 1920, 1080}});
-    EXPECT_EQ(region(op), "-1280 0 1280 1024");
-    EXPECT_EQ(range(op.x), "-1280..0 (-1280~0)");
-    Operator::click(op.start);
-    EXPECT_THAT(desk->told, testing::Contains("dx init 0 0 1280 1024 30 OUT-0"));
 }
 
 TEST_F(Control, NoScreen) {

@@ -2,6 +2,8 @@
 // A desk for the window under test: screens, outputs, an NDI source and senders that only write
 // down what they are told.
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <utility>
@@ -21,6 +23,7 @@ public:
     std::vector<std::string> told;
     bool dxFails = false;
     bool sourceFails = false;
+    int senders = 0;  ///< Alive.
 
     /// Returns what was told since the last call.
     std::vector<std::string> heard() { return std::exchange(told, {}); }
@@ -55,22 +58,31 @@ private:
     class Sender : public NDISenderBase {
     public:
         Sender(Desk& desk, bool dx, const std::string& name) : m_desk(desk), m_dx(dx) {
+            ++desk.senders;
             tell("new " + name);
         }
-        ~Sender() override { tell("gone"); }
+        ~Sender() override {
+            --m_desk.senders;
+            tell("gone");
+        }
         bool initParmeter(int x, int y, int w, int h, int framerate,
                           std::string outputName) override {
+            EXPECT_FALSE(m_opened) << "parameters need a reset first";
             std::string line = "init";
             for (int number : {x, y, w, h, framerate}) {
                 line += " " + std::to_string(number);
             }
             tell(line + " " + outputName);
-            return w >= 1 && h >= 1 && !(m_dx && m_desk.dxFails);
+            m_opened = w >= 1 && h >= 1 && !(m_dx && m_desk.dxFails);
+            return m_opened;
         }
         void start() override { tell("start"); }
         void pause() override { tell("pause"); }
         void stop() override { tell("stop"); }
-        void reset() override { tell("reset"); }
+        void reset() override {
+            m_opened = false;
+            tell("reset");
+        }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
         void setAuxName(std::string name) override { tell("aux " + name); }
 
@@ -80,6 +92,7 @@ private:
         }
         Desk& m_desk;
         bool m_dx;
+        bool m_opened = false;
     };
 
     [[nodiscard]] struScreensMsg screensMsg() const {

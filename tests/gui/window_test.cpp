@@ -43,12 +43,7 @@ TEST_F(Window, Layout) {
     for (const QSpinBox* box : {op.x, op.y, op.w, op.h}) {
         EXPECT_EQ(box->width(), 100);
     }
-    EXPECT_EQ(op.rate->minimum(), 5);
-    EXPECT_EQ(op.rate->maximum(), 60);
-    EXPECT_EQ(op.overlay->windowTitle(), "paintTest");
-    EXPECT_EQ(op.overlay->windowFlags() & (Qt::SubWindow | Qt::FramelessWindowHint),
-              Qt::SubWindow | Qt::FramelessWindowHint);
-    EXPECT_TRUE(op.overlay->testAttribute(Qt::WA_TranslucentBackground));
+    EXPECT_TRUE(op.window->findChild<QLabel*>("TitleLabel")->isVisible());
 
     // Nothing is cut by its parent, and no two controls overlap.
     const QList<QWidget*> controls{op.name, op.screen, op.rate, op.start, op.reset, op.select,

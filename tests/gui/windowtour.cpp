@@ -19,7 +19,9 @@ public:
         const qreal scale = QGuiApplication::primaryScreen()->devicePixelRatio();
         m_desk = std::make_unique<Desk>(std::vector<Desk::Screen>{
             {0, 0, qRound(all.width() * scale), qRound(all.height() * scale)}});
-        m_operator = std::make_unique<Operator>(*m_desk, m_settings.filePath("settings.ini"));
+        const QString path = m_settings.filePath("settings.ini");
+        QSettings(path, QSettings::IniFormat).setValue("SystemSet/name", "Studio A");
+        m_operator = std::make_unique<Operator>(*m_desk, path);
         m_operator->window->move(40, 60);
     }
 
@@ -47,6 +49,7 @@ public:
         m_operator->language->showPopup();
         picture("window-language-list");
         m_operator->language->hidePopup();
+        QTest::qWait(300);
     }
 
     void overlay() {

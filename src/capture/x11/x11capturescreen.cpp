@@ -18,7 +18,8 @@ namespace {
 /// Between attempts at what fails for a while: soon enough for the eye, and no load on anybody.
 constexpr std::chrono::milliseconds kRetryInterval(500);
 
-/// After so many reads without news (a third of a second at the sender's pace) the screen counts as still.
+/// After so many reads without news (a third of a second at the sender's pace) the screen counts as
+/// still.
 constexpr int kStillReads = 100;
 constexpr std::chrono::milliseconds kStillWait(15);
 

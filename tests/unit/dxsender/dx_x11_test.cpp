@@ -1,5 +1,6 @@
 // The running engine on a real screen: capturer, sender and real time.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
@@ -52,12 +53,15 @@ TEST(DxSenderOnX11, ComesBackWithItsServer) {
     NdiDxSender sender("name", nullptr);
     ASSERT_TRUE(sender.initParmeter(10, 20, 300, 200, 60, "screen"));
     sender.start();
-    for (std::uint32_t round = 1; round <= 3; ++round) {
-        {
-            Painter painter(display.name());
-            painter.fill(painter.root(), {50, 50, 100, 100}, 0x102030 * round);
-            EXPECT_TRUE(receiver.sees(painter.screen({10, 20, 300, 200}))) << round;
+    for (const int grey : {0x10, 0x55, 0xF0}) {
+        const auto level = static_cast<std::uint8_t>(grey);
+        // Another process draws: this one may be connecting just now.
+        display.run({"xsetroot", "-solid", fmt::format("#{0:02x}{0:02x}{0:02x}", grey)});
+        std::vector<std::uint8_t> expected(300 * 200 * 4, level);
+        for (std::size_t alpha = 3; alpha < expected.size(); alpha += 4) {
+            expected[alpha] = 255;
         }
+        EXPECT_TRUE(receiver.sees(expected)) << grey;
         display.kill();
         tests::sleepFor(std::chrono::milliseconds(300));
         display.restart();

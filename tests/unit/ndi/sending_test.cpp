@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
@@ -295,6 +297,11 @@ TEST(Source, TakesTheNextFreePortAndSaysWhenThereIsNone) {
     EXPECT_TRUE(TestReceiver(first->port()).connected()) << "the port is still its owner's";
 }
 
+std::ptrdiff_t entriesOf(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder),
+                         std::filesystem::directory_iterator());
+}
+
 /// The C interface's calls on the built-in output.
 class BuiltIn : public testing::Test {
 protected:
@@ -348,6 +355,31 @@ TEST_F(BuiltIn, ATakenNameFailsAndAMissingNetworkDoesNot) {
     EXPECT_NE(create("Cam"), nullptr);
     EXPECT_TRUE(m_log.says("can be reached by address only"));
     EXPECT_TRUE(m_log.says("announcing it failed: no network"));
+}
+
+TEST_F(BuiltIn, WithoutDescriptorsNoSourceIsMade) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit tight{256, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+    std::vector<int> used;
+    for (int file = ::dup(0); file >= 0; file = ::dup(0)) {
+        used.push_back(file);
+    }
+    // A source needs three for its thread and one for each protocol.
+    for (int spare = 0; spare < 5; ++spare) {
+        EXPECT_EQ(create("Starved"), nullptr) << spare;
+        ASSERT_FALSE(used.empty());
+        ::close(used.back());
+        used.pop_back();
+    }
+    const auto instance = create("Starved");
+    for (const int file : used) {
+        ::close(file);
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_NE(instance, nullptr);
+    EXPECT_EQ(m_log.count("Starved) was not made: ") + m_log.count("Starved was not made: "), 5);
 }
 
 TEST_F(BuiltIn, DestroyEndsACallThatWaitsForItsSlot) {
@@ -407,11 +439,6 @@ TEST_F(BuiltIn, DestroyWhileOthersSendAndWatch) {
             sender.join();
         }
     }
-}
-
-std::ptrdiff_t entriesOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder),
-                         std::filesystem::directory_iterator());
 }
 
 TEST_F(BuiltIn, ManyLivesLeaveNothingBehind) {

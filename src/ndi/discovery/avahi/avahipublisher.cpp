@@ -41,6 +41,7 @@ void AvahiPublisher::run(std::chrono::milliseconds limit) {
     } else if (m_clientState != AVAHI_CLIENT_S_RUNNING) {
         // The daemon is settling its host name, or away: what was registered is void.
         forgetService();
+        m_nextAttempt = {};
         m_status = {PublishState::Trying, "the Avahi daemon is not ready yet"};
     }
 }
