@@ -1,6 +1,8 @@
 # pkg-config must see the prefix and nothing of the machine's, and name what static libraries need.
 set(ENV{PKG_CONFIG_LIBDIR} ${TARSIN_WINDOWS_PREFIX}/lib/pkgconfig)
 set(PKG_CONFIG_ARGN --static)
+# Never an import library where there is a static one.
+set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
 find_package(PkgConfig REQUIRED)
 
 # Headers only here; spdlog's own set-up file asks for fmt as a library of its own.
