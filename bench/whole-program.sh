@@ -66,5 +66,5 @@ for scene in full scroll caret nothing; do
     stop "$monitor" "$program" "$player"
 
     printf '%-10s %12s %12s %12s %10s\n' "$scene" "$theirs" "$watched" "$alone" \
-        "$(awk -v a="$watched" -v b="$theirs" 'BEGIN { printf "1/%.1f", a > 0 ? b / a : 0 }')"
+        "$(awk -v a="$watched" -v b="$theirs" 'BEGIN { printf("1/%.1f", (a > 0 ? b / a : 0)) }')"
 done

@@ -104,11 +104,12 @@ TEST(Receivers, SeeWhatWasSentAtEverySize) {
         Picture picture(c.width, c.height, 1, 12);
         picture.sendTo(*source);
         std::optional<testsupport::ReceivedPicture> received;
-        do {  // repetitions of the picture before
+        do {  // repetitions of the picture before, then better and better ones of this
             received = receiver.nextPicture(2s);
         } while (received &&
                  (received->info.width != static_cast<std::uint32_t>(c.announcedWidth) ||
-                  received->info.height != static_cast<std::uint32_t>(c.height)));
+                  received->info.height != static_cast<std::uint32_t>(c.height) ||
+                  received->packet[0] < 98));
         ASSERT_TRUE(received) << c.width << "x" << c.height;
         EXPECT_GT(lumaPsnr(*received, picture), 38) << c.width << "x" << c.height;
         EXPECT_EQ(received->info.rateNumerator, 30000U);
@@ -119,8 +120,6 @@ TEST(Receivers, SeeWhatWasSentAtEverySize) {
         const std::int64_t now = Timekeeper().wallClock();
         EXPECT_NEAR(static_cast<double>(received->info.timestamp), static_cast<double>(now), 5e7);
         EXPECT_NEAR(static_cast<double>(received->info.timecode), static_cast<double>(now), 5e7);
-        const int quality = received->packet[0];
-        EXPECT_TRUE(quality >= 38 && quality <= 98 && quality % 2 == 0) << quality;
     }
 }
 
