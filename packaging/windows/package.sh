@@ -16,6 +16,7 @@ for program in TarsinNDI ndimonitor; do
 done
 cp -r "$here/../../beside/." "$folder/$name"
 cp "$here/../../LICENSE" "$folder/$name/LICENSE.txt"
+cp "$here/THIRD-PARTY.txt" "$folder/$name"
 
 (cd "$folder" && zip -q -r "$name.zip" "$name")
 # The uninstaller's list: first the files, then the folders that they leave empty.

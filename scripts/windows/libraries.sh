@@ -56,7 +56,7 @@ build_ffmpeg() {
         --disable-programs --disable-autodetect --disable-everything \
         --enable-w32threads --enable-zlib \
         --disable-network --disable-avfilter --disable-postproc --disable-swresample \
-        --enable-indev=gdigrab --enable-decoder=bmp,rawvideo,speedhq \
+        --enable-indev=gdigrab --enable-decoder=bmp,rawvideo,speedhq,png \
         --enable-encoder=speedhq,png
     make -j"$jobs"
     make install

@@ -48,7 +48,6 @@ private:
     [[nodiscard]] bool createCommandList();
     [[nodiscard]] bool createFences();
     [[nodiscard]] bool createEvent(HANDLE& event);
-
     void closeEvent(HANDLE& event);
 
     // The steps of ReadScreenData().
