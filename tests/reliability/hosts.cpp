@@ -1,0 +1,75 @@
+#include "reliability/hosts.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace reliability {
+
+using tests::eventually;
+using tests::runToEnd;
+
+Command operator+(Command command, const Command& words) {
+    command.insert(command.end(), words.begin(), words.end());
+    return command;
+}
+
+Program::~Program() {
+    std::filesystem::remove(m_file);
+}
+
+bool Program::says(const std::string& text) const {
+    return eventually([&] { return output().find(text) != std::string::npos; },
+                      std::chrono::seconds(10));
+}
+
+std::string Program::newFile() {
+    static int number = 0;
+    return testing::TempDir() + "reliability-" + std::to_string(::getpid()) + "-" +
+           std::to_string(++number);
+}
+
+Host::Host() {
+    EXPECT_TRUE(eventually(
+        [this] {
+            return std::filesystem::read_symlink("/proc/" + pid() + "/ns/net") !=
+                   std::filesystem::read_symlink("/proc/self/ns/net");
+        },
+        std::chrono::seconds(5)));
+    run({"ip", "link", "set", "lo", "up"});
+}
+
+Command Host::exec(const Command& command) const {
+    return Command{"nsenter", "-t", pid(), "-n"} + command;
+}
+
+void Host::run(const Command& command) const {
+    runToEnd(exec(command));
+}
+
+Wire::Wire() {
+    runToEnd({"ip", "link", "set", "lo", "multicast", "off"});
+    runToEnd({"ip", "link", "add", "wire", "type", "bridge"});
+    runToEnd({"ip", "addr", "add", "10.7.0.1/24", "dev", "wire"});
+    runToEnd({"ip", "addr", "add", "fd07::1/64", "dev", "wire", "nodad"});
+    runToEnd({"ip", "link", "set", "wire", "up"});
+}
+
+Wire::~Wire() {
+    runToEnd({"ip", "link", "del", "wire"});
+    runToEnd({"ip", "link", "set", "lo", "multicast", "on"});
+}
+
+void Wire::plug(const Host& host, int number) {
+    const std::string port = "port" + std::to_string(number);
+    runToEnd({"ip", "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns",
+              host.pid()});
+    runToEnd({"ip", "link", "set", port, "master", "wire", "up"});
+    host.run({"ip", "addr", "add", "10.7.0." + std::to_string(number) + "/24", "dev", "eth0"});
+    host.run({"ip", "addr", "add", "fd07::" + std::to_string(number) + "/64", "dev", "eth0",
+              "nodad"});
+    host.run({"ip", "link", "set", "eth0", "up"});
+}
+
+}  // namespace reliability
