@@ -4,7 +4,9 @@
 #include <array>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
+#include <cstdlib>
 #include <random>
+#include <sstream>
 
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/scramble.h"
@@ -54,6 +56,45 @@ std::optional<Role> roleCalled(const std::string& name) {
 
 const char* nameOf(Role role) {
     return kRoleNames[static_cast<std::size_t>(role)];
+}
+
+std::vector<ViewerReport> readReports(const std::string& output) {
+    std::vector<ViewerReport> reports;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        ViewerReport report;
+        std::istringstream words(line);
+        std::string word;
+        words >> word;
+        const auto role = roleCalled(word);
+        if (!role) {
+            continue;
+        }
+        report.role = *role;
+        std::uint64_t* const figures[] = {&report.pictures, &report.lost, &report.connections,
+                                          &report.dropped};
+        for (std::uint64_t* figure : figures) {
+            words >> word;
+            *figure = std::strtoull(word.c_str() + word.find('=') + 1, nullptr, 10);
+        }
+        reports.push_back(report);
+    }
+    return reports;
+}
+
+ViewerReport sumOf(const std::vector<ViewerReport>& reports, Role role) {
+    ViewerReport sum;
+    sum.role = role;
+    for (const ViewerReport& one : reports) {
+        if (one.role == role) {
+            sum.pictures += one.pictures;
+            sum.lost += one.lost;
+            sum.connections += one.connections;
+            sum.dropped += one.dropped;
+            sum.sentBytes += one.sentBytes;
+        }
+    }
+    return sum;
 }
 
 /// One place in the crowd; a connection at a time. What a connection started carries its number,
@@ -193,15 +234,15 @@ private:
 
     void send(Bytes bytes, bool thenComeBack = false) {
         m_output = std::move(bytes);
-        asio::async_write(m_socket, asio::buffer(m_output),
-                          [this, thenComeBack, here = m_connection](asio::error_code error,
-                                                                    std::size_t size) {
-                              m_report.sentBytes += size;
-                              if (here == m_connection && !error && thenComeBack &&
-                                  m_report.role == Role::Noise) {
-                                  comeBack();
-                              }
-                          });
+        asio::async_write(
+            m_socket, asio::buffer(m_output),
+            [this, thenComeBack, here = m_connection](asio::error_code error, std::size_t size) {
+                m_report.sentBytes += size;
+                if (here == m_connection && !error && thenComeBack &&
+                    m_report.role == Role::Noise) {
+                    comeBack();
+                }
+            });
     }
 
     void read() {
@@ -323,22 +364,6 @@ std::vector<ViewerReport> Crowd::reports() const {
         all.push_back(viewer->report());
     }
     return all;
-}
-
-ViewerReport Crowd::total(Role role) const {
-    ViewerReport sum;
-    sum.role = role;
-    for (const auto& viewer : m_viewers) {
-        const ViewerReport& one = viewer->report();
-        if (one.role == role) {
-            sum.pictures += one.pictures;
-            sum.lost += one.lost;
-            sum.connections += one.connections;
-            sum.dropped += one.dropped;
-            sum.sentBytes += one.sentBytes;
-        }
-    }
-    return sum;
 }
 
 }  // namespace reliability

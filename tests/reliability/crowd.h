@@ -36,6 +36,12 @@ struct ViewerReport {
     std::uint64_t sentBytes = 0;
 };
 
+/// The reports that the program reliability_crowd has written.
+[[nodiscard]] std::vector<ViewerReport> readReports(const std::string& output);
+
+/// Those of one role added up.
+[[nodiscard]] ViewerReport sumOf(const std::vector<ViewerReport>& reports, Role role);
+
 class Viewer;
 
 /// Not thread-safe. The receivers live as long as the crowd.
@@ -56,8 +62,7 @@ public:
     void leave();
 
     [[nodiscard]] std::vector<ViewerReport> reports() const;
-    /// The reports of one role added up.
-    [[nodiscard]] ViewerReport total(Role role) const;
+    [[nodiscard]] ViewerReport total(Role role) const { return sumOf(reports(), role); }
 
 private:
     asio::io_context m_context{1};

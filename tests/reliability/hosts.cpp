@@ -1,6 +1,7 @@
 #include "reliability/hosts.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -48,6 +49,26 @@ void Host::run(const Command& command) const {
     runToEnd(exec(command));
 }
 
+namespace {
+
+Command crowdCommand(const std::string& address, const Command& roles) {
+    return Command{"nice", "-n", "-20", RELIABILITY_CROWD, address, "5961", "7200"} + roles;
+}
+
+}  // namespace
+
+CrowdProgram::CrowdProgram(const std::string& address, const Command& roles)
+    : m_program(crowdCommand(address, roles)) {}
+
+CrowdProgram::CrowdProgram(const Host& host, const std::string& address, const Command& roles)
+    : m_program(host.exec(crowdCommand(address, roles))) {}
+
+std::vector<ViewerReport> CrowdProgram::end() {
+    m_program.signal(SIGTERM);
+    EXPECT_EQ(m_program.waitFor(std::chrono::seconds(20)).value_or(-1), 0) << m_program.output();
+    return readReports(m_program.output());
+}
+
 Wire::Wire() {
     runToEnd({"ip", "link", "set", "lo", "multicast", "off"});
     runToEnd({"ip", "link", "add", "wire", "type", "bridge"});
@@ -63,12 +84,12 @@ Wire::~Wire() {
 
 void Wire::plug(const Host& host, int number) {
     const std::string port = "port" + std::to_string(number);
-    runToEnd({"ip", "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns",
-              host.pid()});
+    runToEnd(
+        {"ip", "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns", host.pid()});
     runToEnd({"ip", "link", "set", port, "master", "wire", "up"});
     host.run({"ip", "addr", "add", "10.7.0." + std::to_string(number) + "/24", "dev", "eth0"});
-    host.run({"ip", "addr", "add", "fd07::" + std::to_string(number) + "/64", "dev", "eth0",
-              "nodad"});
+    host.run(
+        {"ip", "addr", "add", "fd07::" + std::to_string(number) + "/64", "dev", "eth0", "nodad"});
     host.run({"ip", "link", "set", "eth0", "up"});
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "reliability/crowd.h"
 #include "support/process.h"
 
 namespace reliability {
@@ -44,6 +45,21 @@ public:
 
 private:
     Program m_holder{{"unshare", "--net", "sleep", "7200"}};
+};
+
+/// Receivers in a process of their own. They stand for other machines: what else runs on this one
+/// must not hold them up.
+class CrowdProgram {
+public:
+    /// `roles` as in "watch:3". They connect to the first port.
+    CrowdProgram(const std::string& address, const Command& roles);
+    CrowdProgram(const Host& host, const std::string& address, const Command& roles);
+
+    /// Ends it; what the receivers got.
+    [[nodiscard]] std::vector<ViewerReport> end();
+
+private:
+    Program m_program;
 };
 
 /// The bridge "wire" of this namespace; it has 10.7.0.1 and fd07::1. Loopback carries no multicast

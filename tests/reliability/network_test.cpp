@@ -3,13 +3,10 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <map>
-#include <sstream>
 
+#include "reliability/crowd.h"
 #include "reliability/hosts.h"
 #include "reliability/sending.h"
 
@@ -19,39 +16,6 @@ namespace {
 using namespace std::chrono_literals;
 using tests::runToEnd;
 using tests::sleepFor;
-
-constexpr char kPort[] = "5961";  // the first one: the network is our own
-
-/// The lines of a crowd's output, one map of figures for each receiver, under its role.
-std::multimap<std::string, std::map<std::string, long>> readReports(const std::string& output) {
-    std::multimap<std::string, std::map<std::string, long>> reports;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string role;
-        words >> role;
-        std::map<std::string, long> figures;
-        for (std::string word; words >> word;) {
-            const auto equals = word.find('=');
-            figures[word.substr(0, equals)] = std::atol(word.c_str() + equals + 1);
-        }
-        reports.emplace(role, figures);
-    }
-    return reports;
-}
-
-/// Receivers on `host`. They are other machines' programs: what else runs on this one must not
-/// hold them up.
-std::unique_ptr<Program> crowd(const Host& host, const std::string& address, const Command& roles) {
-    return std::make_unique<Program>(host.exec(
-        Command{"nice", "-n", "-20", RELIABILITY_CROWD, address, kPort, "7200"} + roles));
-}
-
-std::multimap<std::string, std::map<std::string, long>> end(Program& program) {
-    program.signal(SIGTERM);
-    EXPECT_EQ(program.waitFor(10s).value_or(-1), 0) << program.output();
-    return readReports(program.output());
-}
 
 /// A line of 1 Mbit/s and 200 ms to `host`, where 10.8.0.1 is this machine.
 class SlowLine {
@@ -70,20 +34,19 @@ private:
     Program m_link;
 };
 
-void expectNothingLost(const std::multimap<std::string, std::map<std::string, long>>& reports,
-                       const std::string& role, std::uint64_t sent, std::size_t expected) {
-    EXPECT_EQ(reports.count(role), expected);
-    for (auto [at, last] = reports.equal_range(role); at != last; ++at) {
-        auto figures = at->second;
-        fmt::print("  {}: {} pictures of {}, {} lost, {} connections\n", role, figures["pictures"],
-                   sent, figures["lost"], figures["connections"]);
-        EXPECT_EQ(figures["connections"], 1);
-        EXPECT_EQ(figures["dropped"], 0);
+void expectNothingLost(const std::vector<ViewerReport>& reports, std::uint64_t sent,
+                       std::size_t expected) {
+    EXPECT_EQ(reports.size(), expected);
+    for (const ViewerReport& one : reports) {
+        fmt::print("  {}: {} pictures of {}, {} lost\n", nameOf(one.role), one.pictures, sent,
+                   one.lost);
+        EXPECT_EQ(one.connections, 1U);
+        EXPECT_EQ(one.dropped, 0U);
         if (kSanitized) {
-            EXPECT_GT(figures["pictures"], 0);
+            EXPECT_GT(one.pictures, 0U);
         } else {
-            EXPECT_EQ(figures["lost"], 0);
-            EXPECT_GE(figures["pictures"], static_cast<long>(sent) - 30) << "joined at once";
+            EXPECT_EQ(one.lost, 0U);
+            EXPECT_GE(one.pictures + 30, sent) << "joined at once";
         }
     }
 }
@@ -102,41 +65,42 @@ TEST(Network, BadReceiversTouchNeitherTheSenderNorTheGoodOnes) {
 
     Sender sender("Load", 1920, 1080, kSanitized ? 5 : 30);
     ASSERT_NE(sender.instance(), nullptr);
-    const auto good = crowd(first, "10.7.0.1", {"watch:3"});
-    const auto good6 = crowd(second, "fd07::1", {"watch:2"});
+    CrowdProgram good(first, "10.7.0.1", {"watch:3"});
+    CrowdProgram good6(second, "fd07::1", {"watch:2"});
     sleepFor(2s);
     (void)sender.takeCallTimes();
     sleepFor(quiet);
     CallTimes undisturbed = sender.takeCallTimes();
 
     const Footprint before = Footprint::now();
-    const auto bad = crowd(second, "10.7.0.1", {"stop:1", "return:1"});
-    const auto slow = crowd(far, "10.8.0.1", {"watch:1"});
+    CrowdProgram bad(second, "10.7.0.1", {"stop:1", "return:1"});
+    CrowdProgram slow(far, "10.8.0.1", {"watch:1"});
     sleepFor(disturbed);
     const CallTimes loaded = sender.takeCallTimes();
     const Footprint after = Footprint::now();
-    const auto badReports = end(*bad);
-    const auto slowReports = end(*slow);
+    const auto badReports = bad.end();
+    const ViewerReport overSlowLine = sumOf(slow.end(), Role::Watch);
     sleepFor(quiet);
     undisturbed.add(sender.takeCallTimes());
 
     const std::uint64_t sent = sender.sent();
     sender.stop();
     sleepFor(500ms);
-    const auto goodReports = end(*good);
-    const auto good6Reports = end(*good6);
+    const auto goodReports = good.end();
+    const auto good6Reports = good6.end();
     fmt::print("undisturbed: {}\ndisturbed:   {}\nbefore: {}\nafter:  {}\n", undisturbed.describe(),
                loaded.describe(), before.describe(), after.describe());
-    expectNothingLost(goodReports, "watch", sent, 3);
-    expectNothingLost(good6Reports, "watch", sent, 2);
+    expectNothingLost(goodReports, sent, 3);
+    expectNothingLost(good6Reports, sent, 2);
 
-    auto slowFigures = slowReports.find("watch")->second;
-    fmt::print("  slow line: {} pictures, {} lost\n", slowFigures["pictures"], slowFigures["lost"]);
-    EXPECT_GT(slowFigures["pictures"], 0) << "even the slow line carries pictures";
-    EXPECT_EQ(slowFigures["dropped"], 0);
-    EXPECT_GT(badReports.find("return")->second.at("connections"), disturbed / 2s);
-    EXPECT_GT(badReports.find("return")->second.at("pictures"), 0);
-    EXPECT_EQ(badReports.find("stop")->second.at("pictures"), 0);
+    const ViewerReport returning = sumOf(badReports, Role::Return);
+    fmt::print("  slow line: {} pictures, {} lost\n  returning: {} connections, {} pictures\n",
+               overSlowLine.pictures, overSlowLine.lost, returning.connections, returning.pictures);
+    EXPECT_GT(overSlowLine.pictures, 0U) << "even the slow line carries pictures";
+    EXPECT_EQ(overSlowLine.dropped, 0U);
+    EXPECT_GT(returning.connections, static_cast<unsigned>(disturbed / 2s));
+    EXPECT_GT(returning.pictures, 0U);
+    EXPECT_EQ(sumOf(badReports, Role::Stop).pictures, 0U);
 
     if (!kSanitized) {
         const double calm = undisturbed.percentile(0.99);

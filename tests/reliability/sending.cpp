@@ -151,7 +151,8 @@ void Sender::loop() {
             m_times.milliseconds.push_back(std::max(0.0, took.count() - waited));
         }
         m_sent = number;
-        due = std::max(due + m_interval, steady_clock::now() - std::chrono::milliseconds(100));
+        // Slots that were missed are left out: a burst would lose pictures of its own.
+        due = std::max(due + m_interval, steady_clock::now());
         std::this_thread::sleep_until(due);
     }
 }

@@ -74,9 +74,9 @@ int main(int argc, char** argv) {
     for (;;) {
         std::array<pollfd, 2> ready = {pollfd{near, POLLIN, 0}, pollfd{far, POLLIN, 0}};
         const auto wait =
-            queue.empty() ? std::chrono::milliseconds(1000)
-                          : std::chrono::ceil<std::chrono::milliseconds>(queue.front().due -
-                                                                         Clock::now());
+            queue.empty()
+                ? std::chrono::milliseconds(1000)
+                : std::chrono::ceil<std::chrono::milliseconds>(queue.front().due - Clock::now());
         ::poll(ready.data(), ready.size(), static_cast<int>(std::max<long>(0, wait.count())));
         const auto now = Clock::now();
         for (; !queue.empty() && queue.front().due <= now; queue.pop_front()) {
