@@ -64,10 +64,15 @@ TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {
 TEST(Settings, BadFilesReadAsMissingAndAreNamedInTheLog) {
     const DataHome home;
     const QString corrupt = home.write("corrupt.ini", "[SystemSet\nname\n\xff\nframeRate");
+    // Qt would read 2 GiB for this one.
+    const QString object = home.write(
+        "object.ini",
+        QByteArray("[SystemSet]\n\0\nname=\"\\x40V\"ariant(\\0\\0\\0\\xc\\0\\x7f)\n", 50));
     const QString folder = home.path("");  // Root may read any file, but nobody reads a folder.
     testing::internal::CaptureStdout();
     initLogger();
     EXPECT_EQ(readIniValue(corrupt, "SystemSet", "name"), "");
+    EXPECT_EQ(readIniValue(object, "SystemSet", "name"), "");
     EXPECT_EQ(readIniValue(folder, "SystemSet", "name"), "");
     writeIniValue("/proc/nowhere/x.ini", "SystemSet", "name", "lost");
     HV::SpdlogApplication::instance().shutdownLogger();
@@ -75,6 +80,7 @@ TEST(Settings, BadFilesReadAsMissingAndAreNamedInTheLog) {
     const std::string log = testing::internal::GetCapturedStdout();
     EXPECT_THAT(log,
                 testing::ContainsRegex("reading SystemSet/name from .*corrupt.ini: it is not"));
+    EXPECT_THAT(log, testing::ContainsRegex("reading SystemSet/name from .*object.ini: it holds"));
     EXPECT_THAT(log, testing::HasSubstr("reading SystemSet/name from settings file " +
                                         folder.toStdString() + ": access was refused"));
     EXPECT_THAT(log, testing::HasSubstr("writing SystemSet/name to settings file "
