@@ -35,15 +35,6 @@ void append(Bytes& message, const std::string& xml) {
     message.insert(message.end(), text.begin(), text.end());
 }
 
-Bytes hello(bool low) {
-    Bytes all;
-    append(all, wire::composeText(wire::VersionText{}));
-    append(all, wire::composeText(wire::IdentifyText{"CROWD (viewer)"}));
-    append(all, wire::composeText(wire::QualityText{low}));
-    append(all, wire::composeText(wire::EnabledStreamsText{true, true, true}));
-    return all;
-}
-
 }  // namespace
 
 std::optional<Role> roleCalled(const std::string& name) {
@@ -57,6 +48,19 @@ std::optional<Role> roleCalled(const std::string& name) {
 const char* nameOf(Role role) {
     return kRoleNames[static_cast<std::size_t>(role)];
 }
+
+namespace {
+
+Bytes hello(Role role, bool low) {
+    Bytes all;
+    append(all, wire::composeText(wire::VersionText{}));
+    append(all, wire::composeText(wire::IdentifyText{std::string("CROWD (") + nameOf(role) + ")"}));
+    append(all, wire::composeText(wire::QualityText{low}));
+    append(all, wire::composeText(wire::EnabledStreamsText{true, true, true}));
+    return all;
+}
+
+}  // namespace
 
 std::vector<ViewerReport> readReports(const std::string& output) {
     std::vector<ViewerReport> reports;
@@ -102,8 +106,13 @@ ViewerReport sumOf(const std::vector<ViewerReport>& reports, Role role) {
 class Viewer {
 public:
     Viewer(asio::io_context& context, const tcp::endpoint& source, Role role, std::uint64_t quota,
-           unsigned seed)
-        : m_source(source), m_socket(context), m_timer(context), m_quota(quota), m_random(seed) {
+           milliseconds pause, unsigned seed)
+        : m_source(source),
+          m_socket(context),
+          m_timer(context),
+          m_quota(quota),
+          m_pause(pause),
+          m_random(seed) {
         m_report.role = role;
         connect();
     }
@@ -148,19 +157,19 @@ private:
         switch (m_report.role) {
             case Role::Watch:
             case Role::Low:
-                send(hello(m_report.role == Role::Low));
+                send(hello(m_report.role, m_report.role == Role::Low));
                 read();
                 break;
             case Role::Stop:
-                send(hello(false));
+                send(hello(m_report.role, false));
                 break;
             case Role::Return:
-                send(hello(false));
+                send(hello(m_report.role, false));
                 read();
                 after(kStay, [this] { comeBack(); });
                 break;
             case Role::Fickle:
-                send(hello(false));
+                send(hello(m_report.role, false));
                 read();
                 after(kMood, [this] { changeMind(); });
                 break;
@@ -192,7 +201,7 @@ private:
 
     /// Leaves before, within or after its hello, in silence, or in the middle of a picture.
     void churn() {
-        Bytes all = hello(m_random() % 2 == 0);
+        Bytes all = hello(m_report.role, m_random() % 2 == 0);
         switch (m_random() % 4) {
             case 0:
                 comeBack();
@@ -253,7 +262,7 @@ private:
                 return;
             }
             if (error) {
-                lose(kReconnectPause);
+                lose(kReconnectPause + m_pause);
                 return;
             }
             m_reader.append(m_input.data(), size);
@@ -263,7 +272,7 @@ private:
                 take(message);
             }
             if (result == wire::MessageReader::Result::Garbage) {
-                lose(kReconnectPause);
+                lose(kReconnectPause + m_pause);
                 return;
             }
             read();
@@ -302,7 +311,11 @@ private:
             m_socket.set_option(asio::socket_base::linger(true, 0), ignored);
         }
         closeNow();
-        connect();
+        if (m_pause.count() == 0) {
+            connect();
+        } else {
+            after(m_pause, [this] { connect(); });
+        }
     }
 
     void lose(milliseconds pause) {
@@ -322,6 +335,7 @@ private:
     tcp::socket m_socket;
     asio::steady_timer m_timer;
     const std::uint64_t m_quota;
+    const milliseconds m_pause;
     std::mt19937 m_random;
     bool m_left = false;
     std::uint64_t m_connection = 0;
@@ -340,7 +354,7 @@ Crowd::~Crowd() {
 
 void Crowd::add(Role role, int count, std::uint64_t quota) {
     for (int i = 0; i < count; ++i) {
-        m_viewers.push_back(std::make_unique<Viewer>(m_context, m_source, role, quota,
+        m_viewers.push_back(std::make_unique<Viewer>(m_context, m_source, role, quota, m_pause,
                                                      static_cast<unsigned>(m_viewers.size())));
     }
 }

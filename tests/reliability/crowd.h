@@ -52,6 +52,9 @@ public:
     Crowd(const Crowd&) = delete;
     Crowd& operator=(const Crowd&) = delete;
 
+    /// How long those who are added from now on stay away before they come back.
+    void setPause(std::chrono::milliseconds pause) { m_pause = pause; }
+
     /// With a `quota` a Churn or Noise viewer rests after that many connections.
     void add(Role role, int count = 1, std::uint64_t quota = UINT64_MAX);
 
@@ -67,6 +70,7 @@ public:
 private:
     asio::io_context m_context{1};
     asio::ip::tcp::endpoint m_source;
+    std::chrono::milliseconds m_pause{0};
     std::vector<std::unique_ptr<Viewer>> m_viewers;
 };
 

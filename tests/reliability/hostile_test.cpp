@@ -242,7 +242,7 @@ TEST_F(Hostile, EveryMessageOfAReceiverCutAtEveryByte) {
 /// The other side: ndimonitor's receiver at a source that breaks off.
 TEST(Receiver, EveryMessageOfASourceCutAtEveryByte) {
     const Bytes session = recordSource();
-    ASSERT_GT(session.size(), 500U);
+    ASSERT_GT(session.size(), 400U);
     asio::io_context context;
     tcp::acceptor acceptor(context, {asio::ip::address_v4::loopback(), 0});
     monitor::Options options;

@@ -63,10 +63,28 @@ CrowdProgram::CrowdProgram(const std::string& address, const Command& roles)
 CrowdProgram::CrowdProgram(const Host& host, const std::string& address, const Command& roles)
     : m_program(host.exec(crowdCommand(address, roles))) {}
 
+std::vector<ViewerReport> CrowdProgram::soFar() {
+    return reportAt(SIGUSR1);
+}
+
 std::vector<ViewerReport> CrowdProgram::end() {
-    m_program.signal(SIGTERM);
+    auto reports = reportAt(SIGTERM);
     EXPECT_EQ(m_program.waitFor(std::chrono::seconds(20)).value_or(-1), 0) << m_program.output();
-    return readReports(m_program.output());
+    return reports;
+}
+
+std::vector<ViewerReport> CrowdProgram::reportAt(int signal) {
+    const std::size_t before = m_program.output().size();
+    m_program.signal(signal);
+    std::string report;
+    EXPECT_TRUE(eventually(
+        [&] {
+            report = m_program.output().substr(before);
+            return report.find("\n.\n") != std::string::npos;
+        },
+        std::chrono::seconds(20)))
+        << report;
+    return readReports(report);
 }
 
 Wire::Wire() {

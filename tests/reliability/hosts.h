@@ -55,10 +55,14 @@ public:
     CrowdProgram(const std::string& address, const Command& roles);
     CrowdProgram(const Host& host, const std::string& address, const Command& roles);
 
+    /// What the receivers got so far.
+    [[nodiscard]] std::vector<ViewerReport> soFar();
     /// Ends it; what the receivers got.
     [[nodiscard]] std::vector<ViewerReport> end();
 
 private:
+    [[nodiscard]] std::vector<ViewerReport> reportAt(int signal);
+
     Program m_program;
 };
 
