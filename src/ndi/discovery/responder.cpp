@@ -282,7 +282,7 @@ void Responder::receiveResponse(const udp::endpoint& from, const dns::Message& r
                 continue;
             }
             if (dns::sameName(record.name, m_instanceName)) {
-                nameTaken = nameTaken || !isOurs(record);
+                nameTaken = nameTaken || !isOurs(record, from.address());
             } else if (dns::sameName(record.name, m_hostName)) {
                 const auto address = addressIn(record);
                 hostTaken = hostTaken ||
@@ -544,17 +544,21 @@ dns::Record Responder::txt() const {
     return makeRecord(m_instanceName, dns::kTypeTxt, dns::Bytes{0});  // One empty text.
 }
 
-bool Responder::isOurs(const dns::Record& instanceRecord) const {
+bool Responder::isOurs(const dns::Record& instanceRecord, const asio::ip::address& from) const {
     if (instanceRecord.type == dns::kTypeTxt) {
         return dns::sameRecord(instanceRecord, txt());
     }
     if (instanceRecord.type != dns::kTypeSrv) {
         return true;  // Others may add what does not compete with our records.
     }
-    // Our own datagrams come back, those from before a change of the host name too.
-    return std::any_of(m_host.begin(), m_host.end(), [&](const auto& host) {
-        return dns::sameRecord(instanceRecord, srvTo(host));
-    });
+    if (dns::sameRecord(instanceRecord, srvTo(m_host.front()))) {
+        return true;
+    }
+    // Our own datagrams come back, those from before a change of the host name too. From another
+    // machine that is the owner of the host name, who has a source of our name at the same port.
+    return isOwnAddress(from) && std::any_of(m_host.begin(), m_host.end(), [&](const auto& host) {
+               return dns::sameRecord(instanceRecord, srvTo(host));
+           });
 }
 
 bool Responder::isOwnAddress(const asio::ip::address& address) const {

@@ -134,7 +134,8 @@ private:
     [[nodiscard]] std::vector<dns::Record> records(const LinkState& link, unsigned which) const;
     [[nodiscard]] dns::Record srvTo(const std::string& host) const;
     [[nodiscard]] dns::Record txt() const;
-    [[nodiscard]] bool isOurs(const dns::Record& instanceRecord) const;
+    [[nodiscard]] bool isOurs(const dns::Record& instanceRecord,
+                              const asio::ip::address& from) const;
     [[nodiscard]] bool isOwnAddress(const asio::ip::address& address) const;
     [[nodiscard]] std::chrono::milliseconds randomDelay(int least, int most);
 

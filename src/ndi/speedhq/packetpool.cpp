@@ -7,14 +7,19 @@
 
 namespace speedhq {
 
-/// Packets nobody uses. They come back only as many as were out at a time: a handful.
+/// Packets nobody uses. A handful is out at a time; more of them only while many receivers are
+/// stuck in different pictures, and those are not kept afterwards.
 struct PacketPool::Shelf {
+    static constexpr std::size_t kMost = 16;
+
     std::mutex mutex;
     std::vector<std::unique_ptr<Packet>> packets;
 
     void putBack(std::unique_ptr<Packet> packet) {
         const std::lock_guard<std::mutex> lock(mutex);
-        packets.push_back(std::move(packet));
+        if (packets.size() < kMost) {
+            packets.push_back(std::move(packet));
+        }
     }
 };
 

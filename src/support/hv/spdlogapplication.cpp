@@ -1,11 +1,12 @@
 #include "support/hv/spdlogapplication.h"
 
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 
 #include <array>
 #include <utility>
+
+#include "support/hv/sharedrotatingsink.h"
 
 namespace HV {
 namespace {
@@ -49,9 +50,7 @@ void SpdlogBase::appendConsoleSink(int level, const std::string& pattern) {
 void SpdlogBase::appendRotatingFileSink(int level, const std::string& pattern,
                                         const std::string& filePath, std::size_t maxSize,
                                         std::size_t maxFiles) {
-    // spdlog counts the rotated files only.
-    auto sink =
-        std::make_shared<spdlog::sinks::rotating_file_sink_mt>(filePath, maxSize, maxFiles - 1);
+    auto sink = std::make_shared<SharedRotatingSink>(filePath, maxSize, maxFiles - 1);
     applyFormat(*sink, level, pattern);
     const std::lock_guard lock(m_mutex);
     m_sinks.push_back(std::move(sink));

@@ -298,6 +298,23 @@ TEST(Responder, OneOfTwoThatStartTogetherWins) {
     }
 }
 
+/// Their records differ in nothing but the address, until one of them changes its host name.
+TEST(Responder, TwoMachinesOfOneNameShareNoSource) {
+    for (const int headStart : {0, 100, 5000}) {
+        Cable cable;
+        auto& first = cable.add("A (x)", 5961, "a");
+        cable.run(milliseconds(headStart));
+        auto& second = cable.add("A (x)", 5961, "a");
+        cable.run(milliseconds(8000));
+        const bool firstHasIt = first.state() == State::Established;
+        EXPECT_NE(firstHasIt, second.state() == State::Established) << headStart;
+        EXPECT_NE(first.state() == State::NameTaken, second.state() == State::NameTaken)
+            << headStart;
+        EXPECT_NE(first.hostName(), second.hostName());
+        EXPECT_TRUE(firstHasIt || headStart < 1000);
+    }
+}
+
 TEST(Responder, AsksAgainWhenTheNameIsContestedLater) {
     Cable cable;
     auto& one = cable.add("A (x)", 5961, "a");

@@ -1,0 +1,38 @@
+// A source as the program makes one, numbered retry included, in a process of its own.
+//
+// usage: reliability_sender NAME     sends a small picture until it is killed
+
+#include <chrono>
+#include <cstdio>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "sender/ndisource.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        return 2;
+    }
+    NdiSourceCalls calls = NdiSourceCalls::real();
+    calls.initializeMedia = [] { return std::optional<std::string>(); };
+    NDIlib_send_instance_t instance = nullptr;
+    createNdiSource(argv[1], instance, calls);
+    if (instance == nullptr) {
+        return 1;
+    }
+    std::puts("ready");
+    std::fflush(stdout);
+    std::vector<std::uint8_t> pixels(64 * 64 * 4, 100);
+    NDIlib_video_frame_v2_t frame{};
+    frame.xres = frame.yres = 64;
+    frame.FourCC = NDIlib_FourCC_type_BGRA;
+    frame.frame_rate_N = 10;
+    frame.frame_rate_D = 1;
+    frame.frame_format_type = NDIlib_frame_format_type_progressive;
+    frame.timecode = NDIlib_send_timecode_synthesize;
+    frame.p_data = pixels.data();
+    for (;;) {
+        NDIlib_send_send_video_v2(instance, &frame);
+    }
+}

@@ -1,0 +1,87 @@
+#pragma once
+// The sending side: a source made through the C interface, fed at 30 pictures a second.
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ndi/ndilib.h"
+
+namespace reliability {
+
+/// How long the send calls of a stretch of time took, in milliseconds, without the time in which
+/// the sending thread was ready to run and the machine was busy with something else.
+struct CallTimes {
+    std::vector<double> milliseconds;
+
+    void add(const CallTimes& more);
+    [[nodiscard]] double percentile(double share) const;
+    [[nodiscard]] std::string describe() const;
+};
+
+/// What this process holds of the machine.
+struct Footprint {
+    long residentKiB = 0;
+    long threads = 0;
+    long files = 0;
+
+    [[nodiscard]] static Footprint now();
+    [[nodiscard]] std::string describe() const;
+};
+
+class Sender {
+public:
+    /// A picture of `width` x `height` in which a textured field of half its sides moves. The
+    /// timecode counts the pictures from 1.
+    Sender(const std::string& name, int width, int height, double picturesPerSecond = 30);
+    /// Stops and destroys the source.
+    ~Sender();
+    Sender(const Sender&) = delete;
+    Sender& operator=(const Sender&) = delete;
+
+    /// Null: it could not be made.
+    [[nodiscard]] NDIlib_send_instance_t instance() const { return m_instance; }
+    [[nodiscard]] std::uint64_t sent() const { return m_sent; }
+
+    /// The calls since the last time this was asked for.
+    [[nodiscard]] CallTimes takeCallTimes();
+
+    /// Ends the sending; the source stays and repeats its last picture.
+    void stop();
+
+private:
+    void loop();
+
+    const int m_width;
+    const int m_height;
+    const std::chrono::nanoseconds m_interval;
+    std::vector<std::vector<std::uint8_t>> m_pictures;
+    NDIlib_send_instance_t m_instance = nullptr;
+    std::atomic<bool> m_stop{false};
+    std::atomic<std::uint64_t> m_sent{0};
+    std::mutex m_mutex;
+    CallTimes m_times;
+    std::thread m_thread;
+};
+
+/// The long forms are asked for by RELIABILITY_LONG=1.
+[[nodiscard]] bool longForm();
+
+/// `shortly`, or `atLength` in the long form.
+template <typename Value>
+[[nodiscard]] Value scaled(Value shortly, Value atLength) {
+    return longForm() ? atLength : shortly;
+}
+
+/// Built with a sanitizer: times and memory say nothing about the program then.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
+}  // namespace reliability

@@ -1,0 +1,91 @@
+// A source for a whole evening: 1080p30, with everything that goes wrong on a network going wrong
+// all the time, a little. RELIABILITY_SOAK_MINUTES says how long; without it there is no soak.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+#include "reliability/hosts.h"
+#include "reliability/sending.h"
+
+namespace reliability {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+using tests::runToEnd;
+using tests::sleepFor;
+
+/// The least of what is held in a few seconds: connections come and go.
+Footprint restingFootprint() {
+    Footprint least = Footprint::now();
+    for (int i = 0; i < 50; ++i) {
+        sleepFor(200ms);
+        const Footprint now = Footprint::now();
+        least.residentKiB = std::min(least.residentKiB, now.residentKiB);
+        least.threads = std::min(least.threads, now.threads);
+        least.files = std::min(least.files, now.files);
+    }
+    return least;
+}
+
+TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
+    const char* const minutes = std::getenv("RELIABILITY_SOAK_MINUTES");
+    if (minutes == nullptr) {
+        GTEST_SKIP() << "RELIABILITY_SOAK_MINUTES is not set";
+    }
+    const auto end = steady_clock::now() + std::chrono::minutes(std::atoi(minutes));
+    Wire wire;
+    const Host first;
+    const Host second;
+    wire.plug(first, 2);
+    wire.plug(second, 3);
+    Sender sender("Soak", 1920, 1080, kSanitized ? 5 : 30);
+    ASSERT_NE(sender.instance(), nullptr);
+    CrowdProgram good(first, "10.7.0.1", {"watch:2", "low:1"});
+    CrowdProgram others(
+        second, "fd07::1",
+        {"watch:1", "stop:1", "return:1", "fickle:1", "pause:1000", "churn:2", "noise:1"});
+    sleepFor(50s);
+    const Footprint before = restingFootprint();
+    fmt::print("after the first minute: {}\n", before.describe());
+    std::fflush(stdout);
+
+    Footprint after = before;
+    for (int minute = 2; steady_clock::now() < end; ++minute) {
+        // A cable is pulled for a second, and this machine's address comes and goes.
+        runToEnd({"ip", "link", "set", "port3", "down"});
+        runToEnd({"ip", "addr", "add", "10.7.0.77/24", "dev", "wire"});
+        sleepFor(1s);
+        runToEnd({"ip", "link", "set", "port3", "up"});
+        runToEnd({"ip", "addr", "del", "10.7.0.77/24", "dev", "wire"});
+        sleepFor(48s);
+        after = restingFootprint();
+        fmt::print("minute {}: {}; {}\n", minute, after.describe(),
+                   sender.takeCallTimes().describe());
+        std::fflush(stdout);
+    }
+    const ViewerReport watching = sumOf(good.soFar(), Role::Watch);
+    const ViewerReport low = sumOf(good.end(), Role::Low);
+    const auto reports = others.end();
+    fmt::print("{} sent; two good receivers: {} taken, {} lost; preview: {} taken, {} lost\n",
+               sender.sent(), watching.pictures, watching.lost, low.pictures, low.lost);
+    for (const ViewerReport& one : reports) {
+        fmt::print("  {}: {} pictures, {} connections, {} of them closed or failed\n",
+                   nameOf(one.role), one.pictures, one.connections, one.dropped);
+        EXPECT_GT(one.connections, 0U);
+    }
+    EXPECT_EQ(watching.connections, 2U);
+    EXPECT_EQ(watching.dropped, 0U);
+    EXPECT_EQ(after.threads, before.threads);
+    EXPECT_LE(after.files, before.files + 1) << "a connection more or less at that moment";
+    if (!kSanitized) {
+        EXPECT_LE(after.residentKiB, before.residentKiB + 8 * 1024);
+    }
+}
+
+}  // namespace
+}  // namespace reliability
