@@ -75,20 +75,23 @@ private:
     std::size_t below(std::size_t limit) { return limit == 0 ? 0 : m_random() % limit; }
 
     void mutate(Input& input) {
-        const std::size_t at = below(input.size());
-        const auto here = input.begin() + static_cast<std::ptrdiff_t>(at);
-        const std::size_t length = std::min(input.size() - at, 1 + below(32));
-        const auto there = here + static_cast<std::ptrdiff_t>(length);
+        const auto noise = static_cast<std::uint8_t>(m_random());
         if (input.empty()) {
-            input.push_back(static_cast<std::uint8_t>(m_random()));
+            input.push_back(noise);
             return;
         }
+        const std::size_t at = below(input.size());
+        const auto here = input.begin() + static_cast<std::ptrdiff_t>(at);
+        const auto there =
+            here + static_cast<std::ptrdiff_t>(std::min(input.size() - at, 1 + below(32)));
+        const Input piece(here, there);
+        const Input& other = m_seeds[below(m_seeds.size())];
         switch (below(7)) {
             case 0:
-                input[at] ^= static_cast<std::uint8_t>(1U << below(8));
+                *here ^= static_cast<std::uint8_t>(1U << below(8));
                 break;
             case 1:
-                input[at] = static_cast<std::uint8_t>(m_random());
+                *here = noise;
                 break;
             case 2:
                 std::fill(here, there, below(2) == 0 ? std::uint8_t{0} : std::uint8_t{0xFF});
@@ -96,22 +99,18 @@ private:
             case 3:
                 input.erase(here, there);
                 break;
-            case 4: {
-                const Input piece(here, there);
-                const auto place = static_cast<std::ptrdiff_t>(below(input.size()));
-                input.insert(input.begin() + place, piece.begin(), piece.end());
+            case 4:
+                input.insert(input.begin() + static_cast<std::ptrdiff_t>(below(input.size())),
+                             piece.begin(), piece.end());
                 break;
-            }
             case 5:
-                input.insert(here, static_cast<std::uint8_t>(m_random()));
+                input.insert(here, noise);
                 break;
-            default: {
-                const Input& other = m_seeds[below(m_seeds.size())];
-                const auto cut = static_cast<std::ptrdiff_t>(below(other.size()));
+            default:
                 input.erase(here, input.end());
-                input.insert(input.end(), other.begin() + cut, other.end());
-                break;
-            }
+                input.insert(input.end(),
+                             other.begin() + static_cast<std::ptrdiff_t>(below(other.size())),
+                             other.end());
         }
     }
 

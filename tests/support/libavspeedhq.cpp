@@ -16,21 +16,15 @@ namespace testing_support {
 
 namespace {
 
-struct FreeContext {
+struct Free {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FreeFrame {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FreeScaler {
     void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 };
-using Context = std::unique_ptr<AVCodecContext, FreeContext>;
-using Frame = std::unique_ptr<AVFrame, FreeFrame>;
-using AvPacket = std::unique_ptr<AVPacket, FreePacket>;
+using Context = std::unique_ptr<AVCodecContext, Free>;
+using Frame = std::unique_ptr<AVFrame, Free>;
+using AvPacket = std::unique_ptr<AVPacket, Free>;
 
 void check(int result, const char* what) {
     if (result < 0) {
@@ -38,9 +32,9 @@ void check(int result, const char* what) {
     }
 }
 
-Context makeContext(const AVCodec* codec, int width, int height) {
+Context makeContext(const AVCodec* codec, int width, int height, std::uint32_t fourCC = kShq2) {
     Context context(avcodec_alloc_context3(codec));
-    context->codec_tag = MKTAG('S', 'H', 'Q', '2');
+    context->codec_tag = fourCC;
     context->width = width;
     context->height = height;
     context->pix_fmt = AV_PIX_FMT_YUV422P;
@@ -70,10 +64,11 @@ double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>&
     return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
 }
 
-Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, int height) {
+Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, int height,
+                       std::uint32_t fourCC) {
     av_log_set_level(AV_LOG_QUIET);
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_SPEEDHQ);
-    const Context context = makeContext(codec, width, height);
+    const Context context = makeContext(codec, width, height, fourCC);
     check(avcodec_open2(context.get(), codec, nullptr), "opening the decoder");
     const AvPacket input(av_packet_alloc());
     check(av_new_packet(input.get(), static_cast<int>(size)), "allocating a packet");
@@ -81,6 +76,9 @@ Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, 
     check(avcodec_send_packet(context.get(), input.get()), "decoding");
     const Frame frame(av_frame_alloc());
     check(avcodec_receive_frame(context.get(), frame.get()), "decoding");
+    if (frame->format != AV_PIX_FMT_YUV422P || frame->width != width || frame->height != height) {
+        throw std::runtime_error("the decoder says another shape than the packet's");
+    }
     const int half = (width + 1) / 2;
     return {width, height, plane(*frame, 0, width, height), plane(*frame, 1, half, height),
             plane(*frame, 2, half, height)};
@@ -90,7 +88,15 @@ struct LibavEncoder::State {
     Context context;
     Frame frame;
     AvPacket packet;
-    std::unique_ptr<SwsContext, FreeScaler> scaler;
+    std::unique_ptr<SwsContext, Free> scaler;
+
+    Packet encodeFrame() {
+        av_packet_unref(packet.get());
+        ++frame->pts;
+        check(avcodec_send_frame(context.get(), frame.get()), "encoding");
+        check(avcodec_receive_packet(context.get(), packet.get()), "encoding");
+        return {packet->data, static_cast<std::size_t>(packet->size)};
+    }
 };
 
 LibavEncoder::LibavEncoder(int width, int height, int quality) : m_state(new State) {
@@ -122,11 +128,7 @@ LibavEncoder::Packet LibavEncoder::encode(const Planes& planes) {
                         static_cast<std::size_t>(width));
         }
     }
-    av_packet_unref(m_state->packet.get());
-    ++frame.pts;
-    check(avcodec_send_frame(m_state->context.get(), &frame), "encoding");
-    check(avcodec_receive_packet(m_state->context.get(), m_state->packet.get()), "encoding");
-    return {m_state->packet->data, static_cast<std::size_t>(m_state->packet->size)};
+    return m_state->encodeFrame();
 }
 
 LibavEncoder::Packet LibavEncoder::encodeBgra(const std::uint8_t* pixels, std::ptrdiff_t stride) {
@@ -141,11 +143,7 @@ LibavEncoder::Packet LibavEncoder::encodeBgra(const std::uint8_t* pixels, std::p
     check(av_frame_make_writable(&frame), "making a frame writable");
     const int strides[] = {static_cast<int>(stride)};
     sws_scale(m_state->scaler.get(), &pixels, strides, 0, frame.height, frame.data, frame.linesize);
-    av_packet_unref(m_state->packet.get());
-    ++frame.pts;
-    check(avcodec_send_frame(m_state->context.get(), &frame), "encoding");
-    check(avcodec_receive_packet(m_state->context.get(), m_state->packet.get()), "encoding");
-    return {m_state->packet->data, static_cast<std::size_t>(m_state->packet->size)};
+    return m_state->encodeFrame();
 }
 
 }  // namespace testing_support

@@ -21,9 +21,11 @@ struct Planes {
 /// Peak signal-to-noise ratio in dB; infinite when equal.
 [[nodiscard]] double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b);
 
-/// Decodes one "SHQ2" packet.
+constexpr std::uint32_t kShq2 = 0x32514853;
+
+/// Decodes one packet.
 [[nodiscard]] Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width,
-                                     int height);
+                                     int height, std::uint32_t fourCC = kShq2);
 
 /// Encodes at an even quality, with one thread and buffers of its own. Widths of 16n, heights
 /// above 48: libavcodec's encoder makes invalid packets of others.

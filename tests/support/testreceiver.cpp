@@ -6,14 +6,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
-
+#include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
-#include <memory>
+#include <stdexcept>
+
+#include "support/libavspeedhq.h"
 
 namespace testsupport {
 namespace wire = ndi::wire;
@@ -158,50 +155,20 @@ bool TestReceiver::closedWithin(Milliseconds timeout) {
 }
 
 std::optional<DecodedPicture> decode(const ReceivedPicture& picture) {
-    const auto freeContext = [](AVCodecContext* c) { avcodec_free_context(&c); };
-    const auto freeFrame = [](AVFrame* f) { av_frame_free(&f); };
-    const auto freePacket = [](AVPacket* p) { av_packet_free(&p); };
-    const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_SPEEDHQ);
-    const std::unique_ptr<AVCodecContext, decltype(freeContext)> context(
-        avcodec_alloc_context3(codec), freeContext);
-    const std::unique_ptr<AVFrame, decltype(freeFrame)> frame(av_frame_alloc(), freeFrame);
-    const std::unique_ptr<AVPacket, decltype(freePacket)> packet(av_packet_alloc(), freePacket);
-    context->codec_tag = picture.info.fourCC;
-    context->width = static_cast<int>(picture.info.width);
-    context->height = static_cast<int>(picture.info.height);
-    if (avcodec_open2(context.get(), codec, nullptr) < 0 ||
-        av_new_packet(packet.get(), static_cast<int>(picture.packet.size())) < 0) {
+    const auto width = static_cast<int>(picture.info.width);
+    const auto height = static_cast<int>(picture.info.height);
+    try {
+        auto planes = testing_support::decodeWithLibav(picture.packet.data(), picture.packet.size(),
+                                                       width, height, picture.info.fourCC);
+        return DecodedPicture{width, height, std::move(planes.y), std::move(planes.cb),
+                              std::move(planes.cr)};
+    } catch (const std::runtime_error&) {
         return std::nullopt;
     }
-    std::memcpy(packet->data, picture.packet.data(), picture.packet.size());
-    if (avcodec_send_packet(context.get(), packet.get()) < 0 ||
-        avcodec_receive_frame(context.get(), frame.get()) < 0 ||
-        frame->format != AV_PIX_FMT_YUV422P || frame->width != context->width ||
-        frame->height != context->height) {
-        return std::nullopt;
-    }
-    DecodedPicture result{frame->width, frame->height, {}, {}, {}};
-    std::vector<std::uint8_t>* const planes[] = {&result.luma, &result.cb, &result.cr};
-    for (int p = 0; p < 3; ++p) {
-        const int width = p == 0 ? frame->width : frame->width / 2;
-        for (int y = 0; y < frame->height; ++y) {
-            const std::uint8_t* const row = frame->data[p] + y * frame->linesize[p];
-            planes[p]->insert(planes[p]->end(), row, row + width);
-        }
-    }
-    return result;
 }
 
 double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
-    if (a.size() != b.size() || a.empty()) {
-        return 0;
-    }
-    double sum = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        const double difference = double{1} * a[i] - b[i];
-        sum += difference * difference;
-    }
-    return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
+    return a.size() != b.size() || a.empty() ? 0 : std::min(99.0, testing_support::psnr(a, b));
 }
 
 }  // namespace testsupport

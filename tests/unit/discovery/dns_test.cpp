@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
+#include <algorithm>
+#include <iterator>
 
 namespace ndi::dns {
 namespace {
@@ -15,7 +16,7 @@ Bytes bytes(std::initializer_list<int> values) {
 Bytes message(int questions, int answers, const Bytes& body) {
     Bytes all = bytes(
         {0, 0, 0x84, 0, questions >> 8, questions & 255, answers >> 8, answers & 255, 0, 0, 0, 0});
-    all.insert(all.end(), body.begin(), body.end());
+    std::copy(body.begin(), body.end(), std::back_inserter(all));
     return all;
 }
 
@@ -49,19 +50,19 @@ TEST(Dns, ReadsWhatItWrote) {
     ASSERT_TRUE(read);
     EXPECT_EQ(read->id, 0x1234);
     EXPECT_TRUE(read->response && read->authoritative && read->truncated);
-    ASSERT_EQ(read->questions.size(), 1U);
-    EXPECT_TRUE(read->questions[0].unicastResponse);
+    EXPECT_TRUE(read->questions.at(0).unicastResponse);
     EXPECT_EQ(read->questions[0].qclass, kClassIn);
-    ASSERT_EQ(read->answers.size(), 3U);
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_TRUE(sameRecord(read->answers[i], sent.answers[i])) << i;
-        EXPECT_EQ(read->answers[i].ttl, sent.answers[i].ttl) << i;
-        EXPECT_EQ(read->answers[i].cacheFlush, sent.answers[i].cacheFlush) << i;
+    for (const auto section : {&Message::answers, &Message::authorities, &Message::additionals}) {
+        const auto& ours = sent.*section;
+        const auto& theirs = (*read).*section;
+        ASSERT_EQ(theirs.size(), ours.size());
+        for (std::size_t i = 0; i < ours.size(); ++i) {
+            EXPECT_TRUE(sameRecord(theirs[i], ours[i])) << i;
+            EXPECT_EQ(theirs[i].ttl, ours[i].ttl) << i;
+            EXPECT_EQ(theirs[i].cacheFlush, ours[i].cacheFlush) << i;
+        }
     }
     EXPECT_EQ(std::get<Name>(read->answers[0].data), std::get<Name>(sent.answers[0].data));
-    EXPECT_TRUE(sameRecord(read->authorities.at(0), sent.authorities[0]));
-    EXPECT_TRUE(sameRecord(read->additionals.at(0), sent.additionals[0]));
-    EXPECT_TRUE(sameRecord(read->additionals.at(1), sent.additionals[1]));
     // "_ndi._tcp.local" stands in the message once.
     const std::string text(wire.begin(), wire.end());
     EXPECT_EQ(text.find("_ndi"), text.rfind("_ndi"));
@@ -70,12 +71,10 @@ TEST(Dns, ReadsWhatItWrote) {
 TEST(Dns, ReadsKnownBytes) {
     // What a browser asks: PTR of _ndi._tcp.local, then its answer with a pointer into the
     // question.
-    Bytes body = bytes(
-        {4, '_', 'n', 'd', 'i', 4, '_', 't', 'c', 'p', 5, 'l', 'o', 'c', 'a', 'l', 0, 0, 12, 0, 1});
-    const Bytes answer =
-        bytes({0xC0, 12, 0, 12, 0x80, 1, 0, 0, 0x11, 0x94, 0, 4, 1, 'x', 0xC0, 12});
-    body.insert(body.end(), answer.begin(), answer.end());
-    const auto read = parsed(message(1, 1, body));
+    const auto read = parsed(
+        message(1, 1, bytes({4,   '_', 'n', 'd',  'i',  4,  '_', 't', 'c',  'p',  5, 'l', 'o',
+                             'c', 'a', 'l', 0,    0,    12, 0,   1,   0xC0, 12,   0, 12,  0x80,
+                             1,   0,   0,   0x11, 0x94, 0,  4,   1,   'x',  0xC0, 12})));
     ASSERT_TRUE(read);
     EXPECT_EQ(nameToText(read->answers.at(0).name), "_ndi._tcp.local");
     EXPECT_TRUE(read->answers[0].cacheFlush);
@@ -117,24 +116,11 @@ TEST(Dns, RefusesHostileMessages) {
     }
 }
 
-TEST(Dns, SurvivesCutAndBentMessages) {
+TEST(Dns, RefusesMessagesCutAtEveryByte) {
     const Bytes whole = write(everyRecord());
     for (std::size_t size = 0; size < whole.size(); ++size) {
         // A copy of exactly this size, so that a read beyond it is caught.
         EXPECT_FALSE(parsed(Bytes(whole.begin(), whole.begin() + static_cast<long>(size)))) << size;
-    }
-    std::mt19937 random(1);
-    for (int round = 0; round < 20000; ++round) {
-        Bytes bent = whole;
-        for (int i = 0; i < 3; ++i) {
-            bent[random() % bent.size()] = static_cast<std::uint8_t>(random());
-        }
-        if (const auto read = parsed(bent)) {
-            // What was read can be written and reads the same again.
-            const auto again = parsed(write(*read));
-            ASSERT_TRUE(again);
-            EXPECT_EQ(again->answers.size(), read->answers.size());
-        }
     }
 }
 

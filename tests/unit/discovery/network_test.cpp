@@ -107,18 +107,12 @@ protected:
             {"ip", "link", "add", "near", "type", "veth", "peer", "name", "far", "netns", m_far});
         inFar({"ip", "link", "set", "far", "up"});
         runToEnd({"ip", "link", "set", "near", "up"});
-        const bool v6 = GetParam();
-        const std::vector<std::string> flags =
-            v6 ? std::vector<std::string>{"nodad"} : std::vector<std::string>{};
-        auto near = std::vector<std::string>{
-            "ip", "addr", "add", v6 ? "fd00::1/64" : "10.1.1.1/24", "dev", "near"};
-        auto far = std::vector<std::string>{"ip",  "addr", "add", v6 ? "fd00::2/64" : "10.1.1.2/24",
-                                            "dev", "far"};
-        near.insert(near.end(), flags.begin(), flags.end());
-        far.insert(far.end(), flags.begin(), flags.end());
-        runToEnd(near);
-        inFar(far);
-        if (!v6) {
+        if (GetParam()) {
+            runToEnd({"ip", "addr", "add", "fd00::1/64", "dev", "near", "nodad"});
+            inFar({"ip", "addr", "add", "fd00::2/64", "dev", "far", "nodad"});
+        } else {
+            runToEnd({"ip", "addr", "add", "10.1.1.1/24", "dev", "near"});
+            inFar({"ip", "addr", "add", "10.1.1.2/24", "dev", "far"});
             runToEnd({"ip", "-6", "addr", "flush", "dev", "near"});
         }
     }

@@ -16,7 +16,6 @@ using State = Responder::State;
 constexpr Link kLink{1, false};
 
 struct Sent {
-    int host;  ///< Which host; the test itself is host 0.
     milliseconds at;
     std::optional<udp::endpoint> to;
     dns::Message message;
@@ -71,8 +70,6 @@ public:
     /// Everything sent since the last call.
     std::vector<Sent> taken() { return std::exchange(m_log, {}); }
 
-    Responder::Time now() const { return m_now; }
-
 private:
     void deliver() {
         for (bool any = true; any;) {
@@ -83,8 +80,7 @@ private:
                     const int sender = static_cast<int>(i) + 1;
                     auto message = dns::parse(out.bytes.data(), out.bytes.size());
                     ASSERT_TRUE(message);
-                    m_log.push_back({sender,
-                                     std::chrono::duration_cast<milliseconds>(m_now - m_start),
+                    m_log.push_back({std::chrono::duration_cast<milliseconds>(m_now - m_start),
                                      out.to, std::move(*message)});
                     if (!out.to) {
                         for (auto& host : m_hosts) {
@@ -121,6 +117,29 @@ const dns::Record* find(const std::vector<dns::Record>& records, std::uint16_t t
 
 const dns::Name kType = dns::nameFromText("_ndi._tcp.local");
 
+/// Host "a" alone on the cable, its name established.
+struct Established : testing::Test {
+    Established() {
+        cable.run(milliseconds(5000));
+        EXPECT_EQ(one.state(), State::Established);
+        cable.taken();
+    }
+    Cable cable;
+    Responder& one = cable.add("A (x)", 5961, "a");
+};
+
+/// Runs one that has no cable; gives what it sent.
+std::vector<Responder::Outgoing> runAlone(Responder& one, Responder::Time& now, milliseconds span) {
+    std::vector<Responder::Outgoing> sent;
+    for (const auto end = now + span; now < end; now += milliseconds(10)) {
+        one.advance(now);
+        for (auto& out : one.takeOutgoing()) {
+            sent.push_back(std::move(out));
+        }
+    }
+    return sent;
+}
+
 TEST(Responder, ProbesThenAnnouncesTwice) {
     Cable cable;
     auto& one = cable.add("A (x)", 5961, "a");
@@ -153,11 +172,7 @@ TEST(Responder, ProbesThenAnnouncesTwice) {
     EXPECT_EQ(one.nextDue(), Responder::Time::max());
 }
 
-TEST(Responder, AnswersQuestions) {
-    Cable cable;
-    cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
-    cable.taken();
+TEST_F(Established, AnswersQuestions) {
     const struct {
         const char* what;
         dns::Name name;
@@ -197,12 +212,7 @@ TEST(Responder, AnswersQuestions) {
     EXPECT_LE(sent.size(), 3U);
 }
 
-TEST(Responder, AnswersByUnicastWhereAsked) {
-    Cable cable;
-    cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
-    cable.taken();
-
+TEST_F(Established, AnswersByUnicastWhereAsked) {
     cable.send(ask(kType, dns::kTypePtr, true));
     auto sent = cable.taken();
     ASSERT_EQ(sent.size(), 1U);
@@ -229,26 +239,18 @@ TEST(Responder, AnswersByUnicastWhereAsked) {
     EXPECT_LE(sent[0].message.answers.at(0).ttl, 10U);
 }
 
-TEST(Responder, LeavesOutWhatTheAskerKnows) {
-    Cable cable;
-    cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
-    cable.taken();
+TEST_F(Established, LeavesOutWhatTheAskerKnows) {
     dns::Record known;
     known.name = kType;
     known.type = dns::kTypePtr;
     known.data = instanceName("A (x)");
-    const struct {
-        std::uint32_t ttl;
-        std::size_t answers;
-    } cases[] = {{4500, 0}, {2250, 0}, {2000, 1}};
-    for (const auto& each : cases) {
+    for (const auto& [ttl, answers] : {std::pair{4500U, 0U}, {2250U, 0U}, {2000U, 1U}}) {
         auto query = ask(kType, dns::kTypePtr);
-        known.ttl = each.ttl;
+        known.ttl = ttl;
         query.answers = {known};
         cable.send(query);
         cable.run(milliseconds(1500));
-        EXPECT_EQ(cable.taken().size(), each.answers) << each.ttl;
+        EXPECT_EQ(cable.taken().size(), answers) << ttl;
     }
     // What it knows comes in a second message.
     auto query = ask(kType, dns::kTypePtr);
@@ -282,20 +284,13 @@ TEST(Responder, FindsTheNameTaken) {
 }
 
 TEST(Responder, OneOfTwoThatStartTogetherWins) {
-    for (const bool sameText : {false, true}) {
-        Cable cable;
-        auto& first = cable.add("A (x)", 5961, "a");
-        auto& second = cable.add(sameText ? "A (x)" : "B (x)", 5962, "b");
-        cable.run(milliseconds(3000));
-        if (sameText) {
-            // The greater record wins: port 5962.
-            EXPECT_EQ(first.state(), State::NameTaken);
-            EXPECT_EQ(second.state(), State::Established);
-        } else {
-            EXPECT_EQ(first.state(), State::Established);
-            EXPECT_EQ(second.state(), State::Established);
-        }
-    }
+    Cable cable;
+    auto& first = cable.add("A (x)", 5961, "a");
+    auto& second = cable.add("A (x)", 5962, "b");
+    cable.run(milliseconds(3000));
+    // The greater record wins: port 5962.
+    EXPECT_EQ(first.state(), State::NameTaken);
+    EXPECT_EQ(second.state(), State::Established);
 }
 
 /// Their records differ in nothing but the address, until one of them changes its host name.
@@ -315,16 +310,11 @@ TEST(Responder, TwoMachinesOfOneNameShareNoSource) {
     }
 }
 
-TEST(Responder, AsksAgainWhenTheNameIsContestedLater) {
-    Cable cable;
-    auto& one = cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
+TEST_F(Established, AsksAgainWhenTheNameIsContestedLater) {
     dns::Message rival;
     rival.response = true;
-    dns::Srv srv;
-    srv.port = 6000;
-    srv.target = dns::nameFromText("other.local");
-    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120, srv}};
+    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
+                      dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
 
     // Not from the mDNS port, or from another network: nobody on this link said that.
     cable.send(rival, 40000);
@@ -345,10 +335,7 @@ TEST(Responder, AsksAgainWhenTheNameIsContestedLater) {
     EXPECT_EQ(one.state(), State::NameTaken);
 }
 
-TEST(Responder, GivesWayWithTheHostNameToAnotherMachineOnly) {
-    Cable cable;
-    auto& one = cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
+TEST_F(Established, GivesWayWithTheHostNameToAnotherMachineOnly) {
     dns::Message owner;
     owner.response = true;
     owner.answers = {{dns::nameFromText("a.local"), dns::kTypeA, dns::kClassIn, true, 120,
@@ -372,11 +359,7 @@ TEST(Responder, GivesWayWithTheHostNameToAnotherMachineOnly) {
         "a-2.local");
 }
 
-TEST(Responder, SaysGoodbyeForTheServiceOnly) {
-    Cable cable;
-    auto& one = cable.add("A (x)", 5961, "a");
-    cable.run(milliseconds(5000));
-    cable.taken();
+TEST_F(Established, SaysGoodbyeForTheServiceOnly) {
     cable.goodbye(one);
     const auto sent = cable.taken();
     ASSERT_EQ(sent.size(), 1U);
@@ -398,22 +381,12 @@ TEST(Responder, FollowsTheInterfaces) {
     auto now = Responder::Time(std::chrono::hours(1));
     Responder one({"A (x)", "_ndi._tcp", 5961, "a"}, 1);
     EXPECT_EQ(one.state(), State::NoLink);
-    const auto run = [&](milliseconds span) {
-        std::vector<Responder::Outgoing> sent;
-        for (const auto end = now + span; now < end; now += milliseconds(10)) {
-            one.advance(now);
-            for (auto& out : one.takeOutgoing()) {
-                sent.push_back(std::move(out));
-            }
-        }
-        return sent;
-    };
     one.setLinks({eth0}, {kLink}, now);
-    EXPECT_EQ(run(milliseconds(3000)).size(), 5U);
+    EXPECT_EQ(runAlone(one, now, milliseconds(3000)).size(), 5U);
     // A new interface is probed and announced on, with its own address; the other one rests.
     one.setLinks({eth0, eth1}, {kLink, second}, now);
     EXPECT_EQ(one.state(), State::Probing);
-    auto sent = run(milliseconds(3000));
+    auto sent = runAlone(one, now, milliseconds(3000));
     ASSERT_EQ(sent.size(), 5U);
     for (const auto& out : sent) {
         EXPECT_EQ(out.link, second);
@@ -422,7 +395,7 @@ TEST(Responder, FollowsTheInterfaces) {
     eth1.addresses[0].address = asio::ip::make_address("192.168.1.2");
     one.setLinks({eth0, eth1}, {kLink, second}, now);
     EXPECT_EQ(one.state(), State::Established);
-    sent = run(milliseconds(3000));
+    sent = runAlone(one, now, milliseconds(3000));
     ASSERT_EQ(sent.size(), 2U);
     const auto announced = dns::parse(sent[0].bytes.data(), sent[0].bytes.size());
     EXPECT_EQ(std::get<dns::Ipv4>(find(announced->answers, dns::kTypeA)->data),
@@ -443,19 +416,11 @@ TEST(Responder, PublishesUsefulAddresses) {
     EXPECT_FALSE(isOnLink(both, asio::ip::make_address("10.0.0.1")));
     for (const bool onlyLinkLocal : {false, true}) {
         NetInterface on = both;
-        if (onlyLinkLocal) {
-            on.addresses.pop_back();
-        }
+        on.addresses.resize(onlyLinkLocal ? 1 : 2);
         auto now = Responder::Time(std::chrono::hours(1));
         Responder one({"A (x)", "_ndi._tcp", 5961, "a"}, 1);
         one.setLinks({on}, {{1, true}}, now);
-        std::vector<Responder::Outgoing> sent;
-        for (int i = 0; i < 200; ++i, now += milliseconds(10)) {
-            one.advance(now);
-            for (auto& out : one.takeOutgoing()) {
-                sent.push_back(std::move(out));
-            }
-        }
+        const auto sent = runAlone(one, now, milliseconds(2000));
         const auto announced = dns::parse(sent.back().bytes.data(), sent.back().bytes.size());
         const auto& answers = announced->answers;
         ASSERT_EQ(std::count_if(answers.begin(), answers.end(),

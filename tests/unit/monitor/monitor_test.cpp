@@ -2,6 +2,7 @@
 
 #include <array>
 #include <filesystem>
+#include <fstream>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -190,24 +191,21 @@ FramePtr plain(int width, int height, std::array<int, 3> yuv) {
 
 /// The pixel in the middle of a PNG, by libav's own decoder.
 std::array<int, 3> middlePixel(const std::string& file) {
-    std::array<int, 3> pixel{-1, -1, -1};
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(in), {});
     const CodecContextPtr context(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_PNG)));
-    EXPECT_EQ(avcodec_open2(context.get(), nullptr, nullptr), 0);
     const PacketPtr packet(av_packet_alloc());
     const FramePtr frame(av_frame_alloc());
-    EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(std::filesystem::file_size(file))), 0);
-    std::FILE* in = std::fopen(file.c_str(), "rb");
-    EXPECT_EQ(std::fread(packet->data, 1, static_cast<std::size_t>(packet->size), in),
-              static_cast<std::size_t>(packet->size));
-    std::fclose(in);
-    if (avcodec_send_packet(context.get(), packet.get()) == 0 &&
-        avcodec_receive_frame(context.get(), frame.get()) == 0) {
-        EXPECT_EQ(frame->format, AV_PIX_FMT_RGB24);
-        const auto* at =
-            frame->data[0] + frame->height / 2 * frame->linesize[0] + frame->width / 2 * 3;
-        pixel = {at[0], at[1], at[2]};
+    EXPECT_EQ(avcodec_open2(context.get(), nullptr, nullptr), 0);
+    EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
+    std::copy(bytes.begin(), bytes.end(), packet->data);
+    if (avcodec_send_packet(context.get(), packet.get()) != 0 ||
+        avcodec_receive_frame(context.get(), frame.get()) != 0 ||
+        frame->format != AV_PIX_FMT_RGB24) {
+        return {-1, -1, -1};
     }
-    return pixel;
+    const auto* at = frame->data[0] + frame->height / 2 * frame->linesize[0] + frame->width / 2 * 3;
+    return {at[0], at[1], at[2]};
 }
 
 TEST(Png, HasTheRightColours) {

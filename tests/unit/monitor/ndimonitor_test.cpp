@@ -54,23 +54,18 @@ private:
     std::thread m_thread;
 };
 
-struct Run {
-    int code = -1;
-    std::string output;
-};
-
 std::string outputFile() {
     return testing::TempDir() + "ndimonitor-output-" + std::to_string(::getpid());
 }
 
-Run monitor(std::vector<std::string> arguments) {
+/// Runs the program to its end, expects that code, gives what it wrote.
+std::string monitor(int code, std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), TARSIN_MONITOR);
     tests::Process process(arguments, outputFile());
-    Run run;
-    run.code = process.waitFor(std::chrono::seconds(40)).value_or(-1);
-    run.output = process.output();
+    EXPECT_EQ(process.waitFor(std::chrono::seconds(40)), code) << process.output();
+    const std::string output = process.output();
     std::filesystem::remove(outputFile());
-    return run;
+    return output;
 }
 
 const std::string kMachine = ndi::wire::machineName();
@@ -80,72 +75,63 @@ TEST(NdiMonitor, FindsAndReceives) {
     const Source second("second \xC3\xA4");
     const std::string png = testing::TempDir() + "ndimonitor-test.png";
 
-    auto run = monitor({"--list", "--wait", "2"});
-    EXPECT_EQ(run.code, 0);
-    EXPECT_THAT(run.output, HasSubstr(kMachine + " (first)\t127.0.0.1:59"));
-    EXPECT_THAT(run.output, HasSubstr(kMachine + " (second \xC3\xA4)\t127.0.0.1:59"));
+    auto says = monitor(0, {"--list", "--wait", "2"});
+    EXPECT_THAT(says, HasSubstr(kMachine + " (first)\t127.0.0.1:59"));
+    EXPECT_THAT(says, HasSubstr(kMachine + " (second \xC3\xA4)\t127.0.0.1:59"));
 
-    run = monitor({"FIRST", "--frames", "40", "--stats", "--save", png, "--tally", "program"});
-    EXPECT_EQ(run.code, 0) << run.output;
-    EXPECT_THAT(run.output, HasSubstr("320x240, 50.00 frames a second, SHQ2"));
-    EXPECT_THAT(run.output, HasSubstr("40 frames in"));
-    EXPECT_THAT(run.output, HasSubstr("0 damaged"));
-    EXPECT_THAT(run.output, HasSubstr("Latency against the timestamp: least"));
-    EXPECT_THAT(run.output, HasSubstr("Tally of all receivers: on program"));
+    says = monitor(0, {"FIRST", "--frames", "40", "--stats", "--save", png, "--tally", "program"});
+    for (const char* const part :
+         {"320x240, 50.00 frames a second, SHQ2", "40 frames in", "0 damaged",
+          "Latency against the timestamp: least", "Tally of all receivers: on program"}) {
+        EXPECT_THAT(says, HasSubstr(part));
+    }
     EXPECT_GT(std::filesystem::file_size(png), 100U);
     std::filesystem::remove(png);
 
-    run = monitor({kMachine + " (second \xC3\xA4)", "--seconds", "1", "--json", "--no-decode",
-                   "--save", png});
-    EXPECT_EQ(run.code, 0) << run.output;
-    EXPECT_THAT(run.output, HasSubstr("\"end\":\"complete\""));
-    EXPECT_THAT(run.output, HasSubstr("\"saved\":\""));
+    says = monitor(0, {kMachine + " (second \xC3\xA4)", "--seconds", "1", "--json", "--no-decode",
+                       "--save", png});
+    EXPECT_THAT(says, HasSubstr("\"end\":\"complete\""));
+    EXPECT_THAT(says, HasSubstr("\"saved\":\""));
     EXPECT_TRUE(std::filesystem::remove(png));
 
-    run = monitor({"--all", "--frames", "5", "--wait", "2", "--json", "--save", png});
-    EXPECT_EQ(run.code, 0) << run.output;
-    EXPECT_THAT(run.output, HasSubstr("(first)\",\"address\":\"127.0.0.1"));
-    EXPECT_THAT(run.output, HasSubstr("(second \xC3\xA4)\",\"address\":\"127.0.0.1"));
+    says = monitor(0, {"--all", "--frames", "5", "--wait", "2", "--json", "--save", png});
+    EXPECT_THAT(says, HasSubstr("(first)\",\"address\":\"127.0.0.1"));
+    EXPECT_THAT(says, HasSubstr("(second \xC3\xA4)\",\"address\":\"127.0.0.1"));
     EXPECT_TRUE(std::filesystem::remove(testing::TempDir() + "ndimonitor-test-1.png"));
     EXPECT_TRUE(std::filesystem::remove(testing::TempDir() + "ndimonitor-test-2.png"));
 
-    run = monitor({"first", "--frames", "1", "--save", "/no/such/folder/x.png"});
-    EXPECT_EQ(run.code, 4);
-    EXPECT_THAT(run.output, HasSubstr("/no/such/folder/x.png"));
+    says = monitor(4, {"first", "--frames", "1", "--save", "/no/such/folder/x.png"});
+    EXPECT_THAT(says, HasSubstr("/no/such/folder/x.png"));
 }
 
 TEST(NdiMonitor, SaysWhenNothingComes) {
-    auto run = monitor({"nobody", "--wait", "1"});
-    EXPECT_EQ(run.code, 1);
-    EXPECT_THAT(run.output, HasSubstr("No source \"nobody\" was found within 1 s."));
-    run = monitor({"--list", "--wait", "1"});
-    EXPECT_EQ(run.code, 1);
-    run = monitor({"--address", "127.0.0.1:1"});
-    EXPECT_EQ(run.code, 1);
-    EXPECT_THAT(run.output, HasSubstr("connecting to 127.0.0.1:1 failed: Connection refused"));
-    run = monitor({"--nonsense"});
-    EXPECT_EQ(run.code, 2);
-    EXPECT_EQ(monitor({"--help"}).code, 0);
-    EXPECT_THAT(monitor({"--version"}).output, HasSubstr("ndimonitor 1."));
+    EXPECT_THAT(monitor(1, {"nobody", "--wait", "1"}),
+                HasSubstr("No source \"nobody\" was found within 1 s."));
+    monitor(1, {"--list", "--wait", "1"});
+    EXPECT_THAT(monitor(1, {"--address", "127.0.0.1:1"}),
+                HasSubstr("connecting to 127.0.0.1:1 failed: Connection refused"));
+    monitor(2, {"--nonsense"});
+    monitor(0, {"--help"});
+    EXPECT_THAT(monitor(0, {"--version"}), HasSubstr("ndimonitor 1."));
 }
 
 TEST(NdiMonitor, EndsWithTheSourceAndWithCtrlC) {
-    auto source = std::make_unique<Source>("first");
-    tests::Process receiving({TARSIN_MONITOR, "first"}, outputFile());
-    const auto connected = [&] { return receiving.output().find("320x240") != std::string::npos; };
-    ASSERT_TRUE(tests::eventually(connected, std::chrono::seconds(10)));
-    source.reset();
-    EXPECT_EQ(receiving.waitFor(std::chrono::seconds(5)), 3);
-    EXPECT_THAT(receiving.output(), HasSubstr("closed the connection"));
-
-    const Source again("again");
-    tests::Process interrupted({TARSIN_MONITOR, "again"}, outputFile());
-    ASSERT_TRUE(
-        tests::eventually([&] { return interrupted.output().find("320x240") != std::string::npos; },
-                          std::chrono::seconds(10)));
-    interrupted.signal(SIGINT);
-    EXPECT_EQ(interrupted.waitFor(std::chrono::seconds(5)), 0);
-    EXPECT_THAT(interrupted.output(), HasSubstr("0 damaged"));
+    for (const bool interrupted : {false, true}) {
+        auto source = std::make_unique<Source>("first");
+        tests::Process receiving({TARSIN_MONITOR, "first"}, outputFile());
+        ASSERT_TRUE(tests::eventually(
+            [&] { return receiving.output().find("320x240") != std::string::npos; },
+            std::chrono::seconds(10)));
+        if (interrupted) {
+            receiving.signal(SIGINT);
+            EXPECT_EQ(receiving.waitFor(std::chrono::seconds(5)), 0);
+            EXPECT_THAT(receiving.output(), HasSubstr("0 damaged"));
+        } else {
+            source.reset();
+            EXPECT_EQ(receiving.waitFor(std::chrono::seconds(5)), 3);
+            EXPECT_THAT(receiving.output(), HasSubstr("closed the connection"));
+        }
+    }
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -95,6 +97,17 @@ private:
     int m_height;
     int m_stride;
     std::vector<std::uint8_t> m_pixels;
+};
+
+/// A receiver that asked for pictures, and is known to have asked.
+struct Viewer : TestReceiver {
+    explicit Viewer(const Source& source, const std::string& name = "TESTER (viewer)",
+                    int receiveBuffer = 0, bool low = false)
+        : TestReceiver(source.port(), receiveBuffer) {
+        sayHello(low, name);
+        readTexts(3, std::chrono::seconds(2));
+        std::this_thread::sleep_for(Milliseconds(100));
+    }
 };
 
 /// Luma PSNR of a received picture against what was sent; 0 when it can't be decoded.

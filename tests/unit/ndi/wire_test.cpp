@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ndi/wire/message.h"
@@ -43,20 +44,12 @@ TEST(Scrambling, KnownAnswer) {
     EXPECT_EQ(bytes, fromHex("95062997cf5d793bc5cb4829180f15b267e61e8d926501245bd137c04acadd55"
                              "aa0a0c32ce4e06f5fbd05e9512d758c32cee257c6dba04e671ac63de2a342419"
                              "ab63912081b2b17e849b076b19ae27afbc"));
-    unscramble(bytes.data(), bytes.size(), 81);
-    EXPECT_EQ(bytes, plain);
-}
-
-TEST(Scrambling, EveryLengthComesBack) {
-    for (std::size_t size = 0; size < 40; ++size) {
-        Bytes plain(size);
-        for (std::size_t i = 0; i < size; ++i) {
-            plain[i] = static_cast<std::uint8_t>(i * 37 + size);
-        }
-        Bytes bytes = plain;
-        scramble(bytes.data(), size, 0xFFFFFFF0U);
-        unscramble(bytes.data(), size, 0xFFFFFFF0U);
-        EXPECT_EQ(bytes, plain);
+    for (std::size_t size = 0; size <= plain.size(); ++size) {  // Every length of the last word.
+        Bytes cut(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(size));
+        const Bytes before = cut;
+        scramble(cut.data(), size, 0xFFFFFFF0U);
+        unscramble(cut.data(), size, 0xFFFFFFF0U);
+        EXPECT_EQ(cut, before);
     }
 }
 
@@ -74,44 +67,42 @@ TEST(MessageReader, MessagesComeOutWhateverThePieces) {
     const Bytes picture(3000, 0xA5);
     MessageHead head;
     writeVideoHead(info, static_cast<std::uint32_t>(picture.size()), head);
-
     Bytes stream = makeTextMessage("<first/>");
     stream.insert(stream.end(), head.bytes.begin(),
                   head.bytes.begin() + static_cast<std::ptrdiff_t>(head.size));
     stream.insert(stream.end(), picture.begin(), picture.end());
-    const Bytes last = makeTextMessage(std::string(5000, ' ') + "<last/>");
+    Bytes last = makeTextMessage(std::string(5000, ' ') + "<last/>");
+    stream.insert(stream.end(), last.begin(), last.end());
+    last[0] = 3;  // A later version is handed out unread.
     stream.insert(stream.end(), last.begin(), last.end());
 
     for (const std::size_t piece : {1, 2, 3, 7, 64, 1000, 100000}) {
         MessageReader reader(Limits{});
-        std::vector<std::string> texts;
-        int pictures = 0;
+        std::string order;
         for (std::size_t at = 0; at < stream.size(); at += piece) {
             reader.append(stream.data() + at, std::min(piece, stream.size() - at));
             Message message;
             while (reader.next(message) == MessageReader::Result::Ready) {
-                ASSERT_TRUE(message.readable);
-                if (message.header.kind == static_cast<std::uint16_t>(Kind::Text)) {
-                    texts.push_back(std::get<UnknownText>(parseText(message.data)).element);
-                    continue;
+                if (!message.readable) {
+                    order += "version " + std::to_string(message.header.version);
+                } else if (message.header.kind == static_cast<std::uint16_t>(Kind::Text)) {
+                    order += std::get<UnknownText>(parseText(message.data)).element + ", ";
+                } else {
+                    const auto read = parseVideoInfo(message.info);
+                    ASSERT_TRUE(read);
+                    EXPECT_EQ(std::tie(read->fourCC, read->width, read->height, read->rateNumerator,
+                                       read->rateDenominator, read->aspect, read->timecode,
+                                       read->timestamp, read->metadata),
+                              std::tie(info.fourCC, info.width, info.height, info.rateNumerator,
+                                       info.rateDenominator, info.aspect, info.timecode,
+                                       info.timestamp, info.metadata));
+                    EXPECT_EQ(Bytes(message.data.data, message.data.data + message.data.size),
+                              picture);
+                    order += "picture, ";
                 }
-                const auto read = parseVideoInfo(message.info);
-                ASSERT_TRUE(read);
-                EXPECT_EQ(read->width, 1920U);
-                EXPECT_EQ(read->height, 1080U);
-                EXPECT_EQ(read->rateNumerator, 30000U);
-                EXPECT_EQ(read->rateDenominator, 1001U);
-                EXPECT_FLOAT_EQ(read->aspect, info.aspect);
-                EXPECT_EQ(read->timecode, -7);
-                EXPECT_EQ(read->timestamp, info.timestamp);
-                EXPECT_EQ(read->metadata, info.metadata);
-                EXPECT_TRUE(std::equal(picture.begin(), picture.end(), message.data.data,
-                                       message.data.data + message.data.size));
-                ++pictures;
             }
         }
-        EXPECT_EQ(pictures, 1) << piece;
-        EXPECT_EQ(texts, (std::vector<std::string>{"first", "last"})) << piece;
+        EXPECT_EQ(order, "first, picture, last, version 3") << piece;
     }
 }
 
@@ -143,17 +134,6 @@ TEST(MessageReader, RefusesWhatIsNoMessage) {
     }
 }
 
-TEST(MessageReader, LaterVersionsAreHandedOutUnread) {
-    Bytes bytes = makeTextMessage("<a/>");
-    bytes[0] = 3;
-    MessageReader reader(Limits{});
-    reader.append(bytes.data(), bytes.size());
-    Message message;
-    ASSERT_EQ(reader.next(message), MessageReader::Result::Ready);
-    EXPECT_FALSE(message.readable);
-    EXPECT_EQ(message.header.version, 3);
-}
-
 TEST(VideoInfo, ShortAndWrongOnes) {
     MessageHead head;
     VideoInfo info;
@@ -176,23 +156,22 @@ TEST(VideoInfo, ShortAndWrongOnes) {
 TEST(TextMessage, ReadsWhatReceiversSay) {
     const auto version = std::get<VersionText>(
         parse(R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)"));
-    EXPECT_EQ(version.text, 3);
     EXPECT_EQ(version.video, 5);
     EXPECT_EQ(version.sdk, "5.5.3");
-
     const auto streams = std::get<EnabledStreamsText>(parse(
         R"(<ndi_enabled_streams unknown="1" text="true" audio="false" video="true" shq_short_dc="true"/>)"));
-    EXPECT_TRUE(streams.video);
-    EXPECT_FALSE(streams.audio);
-
+    EXPECT_TRUE(streams.video && !streams.audio);
     EXPECT_TRUE(std::get<QualityText>(parse(R"(<ndi_video quality="low"/>)")).low);
-    EXPECT_FALSE(std::get<QualityText>(parse(R"(<ndi_video quality="high"/>)")).low);
-    EXPECT_FALSE(std::get<QualityText>(parse(R"(<ndi_video/>)")).low);
+    EXPECT_FALSE(std::get<QualityText>(parse("<ndi_video/>")).low);
     const auto tally =
         std::get<TallyText>(parse(R"(<ndi_tally on_preview="true" on_program="false"/>)"));
-    EXPECT_TRUE(tally.onPreview);
-    EXPECT_FALSE(tally.onProgram);
+    EXPECT_TRUE(tally.onPreview && !tally.onProgram);
     EXPECT_EQ(std::get<UnknownText>(parse("<ndi_ptz/>")).element, "ndi_ptz");
+    // And they read what we say.
+    EXPECT_EQ(composeText(TallyEchoText{true, false}),
+              R"(<ndi_tally_echo on_program="true" on_preview="false"/>)");
+    const std::string odd = "\"<A> & 'B' \xc3\xa4";
+    EXPECT_EQ(std::get<IdentifyText>(parse(composeText(IdentifyText{odd}))).name, odd);
 }
 
 TEST(TextMessage, NamesArePlainAndShortHoweverTheyCome) {
@@ -221,30 +200,11 @@ TEST(TextMessage, HostileXmlIsHarmless) {
     }
 }
 
-TEST(TextMessage, WhatWeWriteIsReadBack) {
-    EXPECT_EQ(composeText(TallyEchoText{true, false}),
-              R"(<ndi_tally_echo on_program="true" on_preview="false"/>)");
-    const std::string odd = "\"<A> & 'B' \xc3\xa4";
-    EXPECT_EQ(std::get<IdentifyText>(parse(composeText(IdentifyText{odd}))).name, odd);
-    const auto version = std::get<VersionText>(parse(composeText(VersionText{})));
-    EXPECT_EQ(version.text, 2);
-    EXPECT_EQ(version.video, 3);
-    EXPECT_EQ(version.audio, 2);
-    EXPECT_TRUE(std::get<QualityText>(parse(composeText(QualityText{true}))).low);
-    EXPECT_TRUE(
-        std::get<EnabledStreamsText>(parse(composeText(EnabledStreamsText{true, false, true})))
-            .video);
-    EXPECT_TRUE(std::get<TallyText>(parse(composeText(TallyText{false, true}))).onPreview);
-}
-
 TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
-    const std::string umlauts = [] {
-        std::string text;
-        for (int i = 0; i < 60; ++i) {
-            text += "\xc3\xa4";
-        }
-        return text;
-    }();
+    std::string umlauts;
+    for (int i = 0; i < 60; ++i) {
+        umlauts += "\xc3\xa4";
+    }
     struct Case {
         std::string machine, source, expected;
     };
@@ -257,9 +217,7 @@ TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
         {"HOST1", umlauts, "HOST1 (" + umlauts.substr(0, 54) + ")"},
         {std::string(63, 'M'), umlauts, std::string(40, 'M') + " (" + umlauts.substr(0, 20) + ")"},
         {std::string(63, 'M'), "x", std::string(59, 'M') + " (x)"},
-        {"HOST", "tab\tand\x7f\xff\xed\xa0\x80",
-         "HOST (tab and ???"
-         "?)"},
+        {"HOST", "tab\tand\x7f\xff\xed\xa0\x80", "HOST (tab and ??\?\?)"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(instanceName(c.machine, c.source), c.expected);
@@ -271,7 +229,6 @@ TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
         EXPECT_EQ(cutUtf8(face + face, size), face);
     }
     EXPECT_EQ(machineName().find_first_of("abcdefghijklmnopqrstuvwxyz."), std::string::npos);
-    EXPECT_FALSE(machineName().empty());
 }
 
 }  // namespace

@@ -30,26 +30,21 @@ void fill(Picture& picture, int left, int top, int right, int bottom, ByteAt byt
 
 void fillRandomly(Picture& picture, int left, int top, int right, int bottom,
                   std::mt19937& random) {
+    const int kind = uniform(random, 0, 3);
     const int colour[4] = {uniform(random, 0, 255), uniform(random, 0, 255),
                            uniform(random, 0, 255), uniform(random, 0, 255)};
-    switch (uniform(random, 0, 3)) {
-        case 0:  // flat
-            fill(picture, left, top, right, bottom,
-                 [&](int, int channel) { return colour[channel]; });
-            break;
-        case 1:  // ramp
-            fill(picture, left, top, right, bottom,
-                 [&](int x, int channel) { return colour[channel] + x - left; });
-            break;
-        case 2:  // stripes, like text
-            fill(picture, left, top, right, bottom, [&](int x, int channel) {
-                return (x / 3 + colour[3]) % 2 == 0 ? colour[channel] : 240;
-            });
-            break;
-        default:  // noise
-            fill(picture, left, top, right, bottom,
-                 [&](int, int channel) { return colour[channel] / 2 + uniform(random, 0, 60); });
-    }
+    fill(picture, left, top, right, bottom, [&](int x, int channel) {
+        switch (kind) {
+            case 0:
+                return colour[channel];  // flat
+            case 1:
+                return colour[channel] + x - left;  // ramp
+            case 2:
+                return (x / 3 + colour[3]) % 2 == 0 ? colour[channel] : 240;  // stripes, like text
+            default:
+                return colour[channel] / 2 + uniform(random, 0, 60);  // noise
+        }
+    });
 }
 
 }  // namespace
@@ -89,28 +84,17 @@ int Picture::damagedGuards() const {
 }
 
 void paint(Picture& picture, Content content, std::mt19937& random) {
-    const auto whole = [&](auto byteAt) {
-        fill(picture, 0, 0, picture.width, picture.height, byteAt);
-    };
-    switch (content) {
-        case Content::Flat: {
-            const int colour = uniform(random, 0, 255);
-            whole([&](int, int channel) { return colour ^ (channel * 40); });
-            break;
-        }
-        case Content::Noise:
-            whole([&](int, int) { return uniform(random, 0, 255); });
-            break;
-        case Content::BlackWhite:
-            whole([&](int, int) { return uniform(random, 0, 1) * 255; });
-            break;
-        case Content::Mixed:
-            for (int i = 0; i < 8; ++i) {
-                const int left = uniform(random, 0, picture.width - 1);
-                const int top = uniform(random, 0, picture.height - 1);
-                fillRandomly(picture, i == 0 ? 0 : left, i == 0 ? 0 : top, picture.width,
-                             picture.height, random);
-            }
+    const int colour = uniform(random, 0, 255);
+    fill(picture, 0, 0, picture.width, picture.height, [&](int, int channel) {
+        return content == Content::Flat         ? colour ^ (channel * 40)
+               : content == Content::BlackWhite ? uniform(random, 0, 1) * 255
+                                                : uniform(random, 0, 255);
+    });
+    for (int i = 0; content == Content::Mixed && i < 8; ++i) {
+        const int left = uniform(random, 0, picture.width - 1);
+        const int top = uniform(random, 0, picture.height - 1);
+        fillRandomly(picture, i == 0 ? 0 : left, i == 0 ? 0 : top, picture.width, picture.height,
+                     random);
     }
 }
 
@@ -127,13 +111,7 @@ support::ChangedRows damage(Picture& picture, std::mt19937& random) {
     }
     support::ChangedRows changed{uniform(random, 0, 3) != 0, {}};
     for (int y = 0; changed.known && y < picture.height; ++y) {
-        if (!touched[static_cast<std::size_t>(y)]) {
-            continue;
-        }
-        if (!changed.spans.empty() &&
-            changed.spans.back().first + changed.spans.back().count == y) {
-            ++changed.spans.back().count;
-        } else {
+        if (touched[static_cast<std::size_t>(y)]) {
             changed.spans.push_back({y, 1});
         }
     }

@@ -13,27 +13,27 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-/// The exact mean of the area of `channel` that output (x, y) covers.
+/// The mean of `channel` over the area that output (x, y) covers: row by row, exactly.
 double exactMean(Picture& picture, int channel, int x, int y, int width, int height) {
     const double left = static_cast<double>(x) * picture.width / width;
     const double right = static_cast<double>(x + 1) * picture.width / width;
     const double top = static_cast<double>(y) * picture.height / height;
     const double bottom = static_cast<double>(y + 1) * picture.height / height;
     double sum = 0;
-    for (int line = static_cast<int>(top); line < std::min<double>(picture.height, bottom);
-         ++line) {
-        for (int column = static_cast<int>(left); column < std::min<double>(picture.width, right);
+    for (int line = static_cast<int>(top); line < bottom && line < picture.height; ++line) {
+        for (int column = static_cast<int>(left); column < right && column < picture.width;
              ++column) {
-            const double area = (std::min(column + 1.0, right) - std::max(1.0 * column, left)) *
-                                (std::min(line + 1.0, bottom) - std::max(1.0 * line, top));
-            sum += area * picture.at(column, line)[channel];
+            sum += (std::min(column + 1.0, right) - std::max(1.0 * column, left)) *
+                   (std::min(line + 1.0, bottom) - std::max(1.0 * line, top)) *
+                   picture.at(column, line)[channel];
         }
     }
     return sum / ((right - left) * (bottom - top));
 }
 
 Planes decoded(const ndi::EncodedPicturePtr& packet) {
-    return decodeStrictly(packet->data, packet->size, packet->width, packet->height);
+    checkStrictly(packet->data, packet->size, packet->width, packet->height);
+    return decodeWithLibav(packet->data, packet->size, packet->width, packet->height);
 }
 
 TEST(Preview, IsTheAreaAverage) {

@@ -1,17 +1,17 @@
-#include "unit/speedhq/allocations.h"
+#include "support/allocations.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace {
-
-std::atomic<int> allocations{0};
-
+std::atomic<int> everywhere{0};
+thread_local int here = 0;
 }  // namespace
 
 void* operator new(std::size_t size) {
-    ++allocations;
+    ++everywhere;
+    ++here;
     if (void* const memory = std::malloc(size)) {
         return memory;
     }
@@ -24,10 +24,9 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
-namespace testing_support {
-
-int allocationsSoFar() {
-    return allocations.load();
+int testsupport::allocations() {
+    return everywhere;
 }
-
-}  // namespace testing_support
+int testsupport::allocationsHere() {
+    return here;
+}
