@@ -17,34 +17,38 @@ public:
         int x, y, w, h;
     };
 
-    explicit Desk(std::vector<Screen> screens) : m_screens(std::move(screens)) {}
+    explicit Desk(const std::vector<Screen>& screens) {
+        m_adaptors.emplace_back();
+        for (const Screen& screen : screens) {
+            const std::string name = "OUT-" + std::to_string(m_screens.count);
+            struScreenItem& item = m_screens.screens[m_screens.count++];
+            item.x = static_cast<std::int16_t>(screen.x);
+            item.y = static_cast<std::int16_t>(screen.y);
+            item.width = static_cast<std::uint16_t>(screen.w);
+            item.height = static_cast<std::uint16_t>(screen.h);
+            m_adaptors.front().outputs.push_back(
+                {screen.x, screen.y, screen.x + screen.w, screen.y + screen.h, name});
+        }
+    }
 
-    /// What senders and source were told, in order: "dx init 0 0 1920 1080 30 OUT-0".
-    std::vector<std::string> told;
     bool dxFails = false;
     bool sourceFails = false;
     int senders = 0;  ///< Alive.
 
-    /// Returns what was told since the last call.
-    std::vector<std::string> heard() { return std::exchange(told, {}); }
+    /// What senders and source were told since the last call, in order:
+    /// "dx init 0 0 1920 1080 30 OUT-0, dx start".
+    std::string heard() { return std::exchange(m_told, {}); }
 
     Collaborators collaborators() {
         Collaborators all;
-        all.screens = [this] { return screensMsg(); };
-        all.adaptors = [this] { return adaptors(); };
-        all.outputDeviceName = [](const auto& adaptors, const struScreenItem& screen) {
-            for (const auto& output : adaptors.front().outputs) {
-                if (output.left == screen.x && output.top == screen.y) {
-                    return output.deviceName;
-                }
-            }
-            return std::string();
-        };
+        all.screens = [this] { return m_screens; };
+        all.adaptors = [this] { return m_adaptors; };
+        all.outputDeviceName = findOutputDeviceName;
         all.createSource = [this](const std::string& name, NDIlib_send_instance_t& instance) {
-            told.push_back("source " + name);
-            instance = sourceFails ? nullptr : reinterpret_cast<NDIlib_send_instance_t>(&m_source);
+            tell("source " + name);
+            instance = sourceFails ? nullptr : reinterpret_cast<NDIlib_send_instance_t>(this);
         };
-        all.destroySource = [this](NDIlib_send_instance_t) { told.push_back("source gone"); };
+        all.destroySource = [this](NDIlib_send_instance_t) { tell("source gone"); };
         all.makeDxSender = [this](const std::string& name, NDIlib_send_instance_t) {
             return std::make_unique<Sender>(*this, true, name);
         };
@@ -68,11 +72,11 @@ private:
         bool initParmeter(int x, int y, int w, int h, int framerate,
                           std::string outputName) override {
             EXPECT_FALSE(m_opened) << "parameters need a reset first";
-            std::string line = "init";
+            std::string line = "init ";
             for (int number : {x, y, w, h, framerate}) {
-                line += " " + std::to_string(number);
+                line += std::to_string(number) + " ";
             }
-            tell(line + " " + outputName);
+            tell(line + outputName);
             m_opened = w >= 1 && h >= 1 && !(m_dx && m_desk.dxFails);
             return m_opened;
         }
@@ -87,36 +91,15 @@ private:
         void setAuxName(std::string name) override { tell("aux " + name); }
 
     private:
-        void tell(const std::string& line) {
-            m_desk.told.push_back((m_dx ? "dx " : "grab ") + line);
-        }
+        void tell(const std::string& line) { m_desk.tell((m_dx ? "dx " : "grab ") + line); }
         Desk& m_desk;
         bool m_dx;
         bool m_opened = false;
     };
 
-    [[nodiscard]] struScreensMsg screensMsg() const {
-        struScreensMsg all;
-        for (const Screen& screen : m_screens) {
-            struScreenItem& item = all.screens[all.count++];
-            item.x = static_cast<std::int16_t>(screen.x);
-            item.y = static_cast<std::int16_t>(screen.y);
-            item.width = static_cast<std::uint16_t>(screen.w);
-            item.height = static_cast<std::uint16_t>(screen.h);
-        }
-        return all;
-    }
+    void tell(const std::string& line) { m_told += (m_told.empty() ? "" : ", ") + line; }
 
-    [[nodiscard]] std::list<DeviceAdaptorInfo> adaptors() const {
-        DeviceAdaptorInfo adaptor;
-        for (std::size_t i = 0; i < m_screens.size(); ++i) {
-            const Screen& screen = m_screens[i];
-            adaptor.outputs.push_back({screen.x, screen.y, screen.x + screen.w, screen.y + screen.h,
-                                       "OUT-" + std::to_string(i)});
-        }
-        return {adaptor};
-    }
-
-    std::vector<Screen> m_screens;
-    int m_source = 0;
+    struScreensMsg m_screens;
+    std::list<DeviceAdaptorInfo> m_adaptors;
+    std::string m_told;
 };

@@ -13,37 +13,37 @@ public:
 
     void act() {
         QWidget* widget = somewhere();
-        switch (below(6)) {
-            case 0:
-            case 1:
-                QTest::mouseClick(widget, Qt::LeftButton, {}, inside(widget));
-                break;
-            case 2:
-                drag(widget);
-                break;
-            case 3:
-                m_operator.language->setCurrentIndex(below(5));
-                break;
-            default:
-                press(widget);
-                break;
+        const int kind = below(6);
+        if (kind < 2) {
+            QTest::mouseClick(widget, Qt::LeftButton, {}, inside(widget));
+        } else if (kind == 2) {
+            drag(widget);
+        } else if (kind == 3) {
+            m_operator.language->setCurrentIndex(below(5));
+        } else {
+            press(widget);
         }
-        recover();
+        // What the monkey closed or put away is opened again.
+        if (m_operator.window->isHidden() || m_operator.window->isMinimized()) {
+            m_operator.window->showNormal();
+        }
+        m_operator.window->move(200, 200);
+        QApplication::processEvents();
     }
 
 private:
     int below(int end) { return static_cast<int>(m_random() % static_cast<unsigned>(end)); }
 
     QWidget* somewhere() {
-        QList<QWidget*> all = m_operator.window->findChildren<QWidget*>();
+        QWidget* window = m_operator.window.get();
         if (m_operator.overlay->isVisible() && below(2) == 0) {
-            all = m_operator.overlay->findChildren<QWidget*>();
-            all.append(m_operator.overlay);
+            window = m_operator.overlay;
         }
         if (QWidget* popup = QApplication::activePopupWidget()) {
-            all = popup->findChildren<QWidget*>();
-            all.append(popup);
+            window = popup;
         }
+        QList<QWidget*> all = window->findChildren<QWidget*>();
+        all.append(window);
         return all.at(below(all.size()));
     }
 
@@ -52,8 +52,7 @@ private:
     }
 
     void drag(QWidget* widget) {
-        const QPoint from = inside(widget);
-        QTest::mousePress(widget, Qt::LeftButton, {}, from);
+        QTest::mousePress(widget, Qt::LeftButton, {}, inside(widget));
         for (int step = 0; step < 3; ++step) {
             const QPoint to = inside(widget);
             QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton,
@@ -74,37 +73,26 @@ private:
         }
     }
 
-    /// Opens again what the monkey closed or put away.
-    void recover() {
-        if (m_operator.window->isHidden() || m_operator.window->isMinimized()) {
-            m_operator.window->showNormal();
-        }
-        m_operator.window->move(200, 200);
-        QApplication::processEvents();
-    }
-
     Operator& m_operator;
     std::mt19937 m_random;
 };
 
 int setting(const char* name, int otherwise) {
-    bool given = false;
-    const int value = qEnvironmentVariableIntValue(name, &given);
-    return given ? value : otherwise;
+    return qEnvironmentVariableIsSet(name) ? qEnvironmentVariableIntValue(name) : otherwise;
 }
 
 TEST(MonkeyTest, BreaksNothing) {
-    const auto seed = static_cast<unsigned>(setting("TARSIN_MONKEY_SEED", 1));
-    const int seconds = setting("TARSIN_MONKEY_SECONDS", 10);
+    const int seed = setting("TARSIN_MONKEY_SEED", 1);
+    const int end = setting("TARSIN_MONKEY_SECONDS", 10) * 1000;
     SCOPED_TRACE("TARSIN_MONKEY_SEED=" + std::to_string(seed));
     QTemporaryDir folder;
     Desk desk({{0, 0, 1280, 720}, {1280, 0, 1024, 768}});
     QElapsedTimer timer;
     timer.start();
-    for (unsigned round = 0; timer.elapsed() < seconds * 1000; ++round) {
+    for (int round = 0; timer.elapsed() < end; ++round) {
         Operator op(desk, folder.filePath("settings.ini"));
-        Monkey monkey(op, seed + round);
-        for (int i = 0; i < 300 && timer.elapsed() < seconds * 1000; ++i) {
+        Monkey monkey(op, static_cast<unsigned>(seed + round));
+        for (int i = 0; i < 300 && timer.elapsed() < end; ++i) {
             desk.heard();
             desk.dxFails = i % 50 > 40;
             monkey.act();

@@ -1,7 +1,7 @@
 #pragma once
 // The window's controls as an operator finds them, and what he does with them.
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <QComboBox>
 #include <QGroupBox>
@@ -24,8 +24,18 @@ inline QString beside(const QString& file) {
     return QCoreApplication::applicationDirPath() + "/" + file;
 }
 
-inline void speak(const QString& languageFile) {
-    StringToTranslate::instance().setTranslateStringMap(loadLanguageFile(beside(languageFile)));
+inline void speakEnglish() {
+    const QString file = beside("LanguageEN_Tools.xml");
+    StringToTranslate::instance().setTranslateStringMap(loadLanguageFile(file));
+}
+
+inline QPushButton* buttonOf(const QWidget& window, const QString& caption) {
+    for (QPushButton* found : window.findChildren<QPushButton*>()) {
+        if (found->text() == caption) {
+            return found;
+        }
+    }
+    return nullptr;
 }
 
 /// A window on a desk, speaking English, and its parts.
@@ -33,27 +43,24 @@ class Operator {
 public:
     explicit Operator(Desk& desk, const QString& iniPath) {
         g_roiShown = false;
-        speak("LanguageEN_Tools.xml");
+        speakEnglish();
         window = std::make_unique<NDISenderUI>(iniPath.toLocal8Bit().toStdString(), nullptr,
                                                desk.collaborators());
         for (QWidget* widget : QApplication::topLevelWidgets()) {
-            if (auto* found = qobject_cast<CaptureROI*>(widget)) {
-                overlay = found;
-            }
+            auto* found = qobject_cast<CaptureROI*>(widget);
+            overlay = found != nullptr ? found : overlay;
         }
         title = window->findChild<TitleBar*>("dialogTitle");
         language = window->findChild<QComboBox*>("ComboxTrans");
         name = window->findChild<QLineEdit*>("nameLndt");
         rate = window->findChild<QSpinBox*>("m_pFrateSpinBox");
-        const auto boxes = group()->findChildren<QSpinBox*>();
-        x = boxes.at(0);
-        y = boxes.at(1);
-        w = boxes.at(2);
-        h = boxes.at(3);
-        start = button("Start");
-        reset = button("Reset");
-        select = button("Select region");
-        show = button("Show region");
+        group = window->findChild<QGroupBox*>();
+        region = group->findChildren<QSpinBox*>();
+        start = buttonOf(*window, "Start");
+        reset = buttonOf(*window, "Reset");
+        select = buttonOf(*window, "Select region");
+        show = buttonOf(*window, "Show region");
+        close = window->findChild<QPushButton*>("ButtonClose");
         for (QComboBox* box : window->findChildren<QComboBox*>()) {
             screen = box == language ? screen : box;
         }
@@ -61,21 +68,10 @@ public:
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
     }
 
-    [[nodiscard]] QGroupBox* group() const { return window->findChild<QGroupBox*>(); }
-
-    [[nodiscard]] QPushButton* button(const QString& caption) const {
-        for (QPushButton* found : window->findChildren<QPushButton*>()) {
-            if (found->text() == caption) {
-                return found;
-            }
-        }
-        return nullptr;
-    }
-
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
 
-    /// Types over what a field holds and ends with Return. The field keeps the focus; losing it
-    /// later ends the edit once more.
+    /// Types over what a field holds and ends with Return. Losing the focus later would end the
+    /// edit once more; that is kept from the window.
     static void type(QWidget* field, const QString& text) {
         field->setFocus();
         QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
@@ -84,6 +80,8 @@ public:
             QApplication::sendEvent(field, &press);
         }
         QTest::keyClick(field, Qt::Key_Return);
+        const QSignalBlocker blocker(field);
+        field->clearFocus();
     }
 
     static void choose(QComboBox* box, int index) {
@@ -96,17 +94,11 @@ public:
 
     std::unique_ptr<NDISenderUI> window;
     CaptureROI* overlay = nullptr;
-    TitleBar* title = nullptr;
-    QComboBox* language = nullptr;
-    QComboBox* screen = nullptr;
-    QLineEdit* name = nullptr;
-    QSpinBox* rate = nullptr;
-    QSpinBox* x = nullptr;
-    QSpinBox* y = nullptr;
-    QSpinBox* w = nullptr;
-    QSpinBox* h = nullptr;
-    QPushButton* start = nullptr;
-    QPushButton* reset = nullptr;
-    QPushButton* select = nullptr;
-    QPushButton* show = nullptr;
+    TitleBar* title;
+    QComboBox *language, *screen = nullptr;
+    QLineEdit* name;
+    QSpinBox* rate;
+    QGroupBox* group;
+    QList<QSpinBox*> region;  ///< x, y, w, h.
+    QPushButton *start, *reset, *select, *show, *close;
 };

@@ -1,7 +1,5 @@
 // The window's layout, its embedded resources, its languages, and the validator.
 
-#include <gmock/gmock.h>
-
 #include <QDomDocument>
 #include <QFile>
 #include <QImage>
@@ -12,67 +10,51 @@
 
 namespace {
 
-const char* const kFiles[] = {"LanguageCN_Tools.xml", "LanguageEN_Tools.xml",
-                              "Language_zh_TW_Tools.xml", "Language_KR_Tools.xml",
-                              "Language_RUS_Tools.xml"};
+const QStringList kFiles{"LanguageCN_Tools.xml", "LanguageEN_Tools.xml", "Language_zh_TW_Tools.xml",
+                         "Language_KR_Tools.xml", "Language_RUS_Tools.xml"};
 
 class Window : public testing::Test {
 protected:
-    Window()
-        : m_desk({{0, 0, 15360, 8640}, {15360, 0, 1280, 1024}}),
-          op(m_desk, m_folder.filePath("settings.ini")) {}
+    void say(int language) const { Operator::choose(op.language, language); }
+
     QTemporaryDir m_folder;
-    Desk m_desk;
-    Operator op;
+    Desk m_desk{{{0, 0, 15360, 8640}, {15360, 0, 1280, 1024}}};
+    Operator op{m_desk, m_folder.filePath("settings.ini")};
 };
 
 TEST_F(Window, Layout) {
     EXPECT_EQ(op.window->size(), QSize(638, 260));
     EXPECT_EQ(op.window->minimumSize(), op.window->maximumSize());
-    EXPECT_TRUE(op.window->windowFlags() & Qt::FramelessWindowHint);
     EXPECT_EQ(op.window->windowTitle(), "NDI Screen Sender");
-    EXPECT_EQ(op.title->height(), 44);
-    EXPECT_EQ(op.title->mapTo(op.window.get(), QPoint()), QPoint(0, 0));
+    EXPECT_EQ(op.title->geometry(), QRect(0, 0, 638, 44));
     EXPECT_EQ(op.name->size(), QSize(220, 26));
     EXPECT_EQ(op.screen->size(), QSize(220, 26));
     EXPECT_EQ(op.rate->size(), QSize(64, 26));
-    EXPECT_EQ(op.language->width(), 190);
-    for (const char* label : {"nameLabel", "m_pScreenLabel", "m_pFrameRateLabel"}) {
-        EXPECT_EQ(op.window->findChild<QLabel*>(label)->width(), 60) << label;
-    }
-    for (const QSpinBox* box : {op.x, op.y, op.w, op.h}) {
-        EXPECT_EQ(box->width(), 100);
-    }
-    EXPECT_TRUE(op.window->findChild<QLabel*>("TitleLabel")->isVisible());
-
+    EXPECT_EQ(op.region[3]->width(), 100);
     // Nothing is cut by its parent, and no two controls overlap.
-    const QList<QWidget*> controls{op.name, op.screen, op.rate, op.start, op.reset, op.select,
-                                   op.show, op.x,      op.y,    op.w,     op.h};
+    const QList<QWidget*> controls{op.name,      op.screen,    op.rate,     op.start,
+                                   op.reset,     op.select,    op.show,     op.region[0],
+                                   op.region[1], op.region[2], op.region[3]};
+    QRegion taken;
     for (const QWidget* one : controls) {
         EXPECT_EQ(one->visibleRegion().boundingRect(), one->rect());
-        for (const QWidget* other : controls) {
-            const QRect a(one->mapTo(op.window.get(), QPoint()), one->size());
-            const QRect b(other->mapTo(op.window.get(), QPoint()), other->size());
-            EXPECT_TRUE(one == other || !a.intersects(b));
-        }
+        const QRect place(one->mapTo(op.window.get(), QPoint()), one->size());
+        EXPECT_FALSE(taken.intersects(place)) << one->objectName().toStdString();
+        taken += place;
     }
 }
 
 TEST_F(Window, Resources) {
-    const struct {
-        const char* name;
-        int side;
-    } kImages[] = {{"down_arrow", 200},       {"down_arrow_disable", 200}, {"up_arrow", 200},
-                   {"up_arrow_disable", 200}, {"win_min_normal", 24},      {"win_min_hover", 24},
-                   {"win_min_pressed", 24},   {"win_close_noraml", 14},    {"win_close_hover", 24},
-                   {"win_close_pressed", 24}};
-    for (const auto& image : kImages) {
-        const QString path = QString(":/img/Resources/image/%1.png").arg(image.name);
-        EXPECT_EQ(QImage(path).size(), QSize(image.side, image.side)) << image.name;
+    const QMap<QString, int> sides{{"down_arrow", 200},     {"down_arrow_disable", 200},
+                                   {"up_arrow", 200},       {"up_arrow_disable", 200},
+                                   {"win_min_normal", 24},  {"win_min_hover", 24},
+                                   {"win_min_pressed", 24}, {"win_close_noraml", 14},
+                                   {"win_close_hover", 24}, {"win_close_pressed", 24}};
+    for (const QString& name : sides.keys()) {
+        const QString path = QString(":/img/Resources/image/%1.png").arg(name);
+        EXPECT_EQ(QImage(path).size(), QSize(sides[name], sides[name])) << name.toStdString();
         EXPECT_EQ(QResource(path).compressionAlgorithm(), QResource::NoCompression);
     }
-    EXPECT_FALSE(QFile::exists(":/img/Resources/image/win_close_normal.png"));
-
     QFile sheet(":/qss/Resources/qss/ndiSender.qss");
     ASSERT_TRUE(sheet.open(QIODevice::ReadOnly));
     const QByteArray text = sheet.readAll();
@@ -82,80 +64,75 @@ TEST_F(Window, Resources) {
     EXPECT_EQ(op.window->styleSheet().toUtf8(), text);
 }
 
-QSet<QString> keysOf(const QString& file) {
-    const QStringList keys = loadLanguageFile(beside(file)).keys();
-    return {keys.begin(), keys.end()};
-}
-
 TEST(Languages, EveryFileHasTheSameKeysAndAllThatTheProgramAsksFor) {
-    const QSet<QString> wanted{
-        "zhChineseStr", "zhEnglishStr",   "zhChineseTWStr", "zhKoreanStr",      "zhRussianStr",
-        "zhMinAct",     "zhReductionAct", "zhMaxAct",       "zhCloseAct",       "zhOkStr",
-        "zhCancalStr",  "zhSenderStr",    "zhNameStr",      "zhResetEffectStr", "zhScreenStr",
-        "zhFPSStr",     "zhFPSRangeStr",  "zhSentROIStr",   "zhSelectROIStr",   "zhShowROIStr",
-        "zhHideROIStr", "zhStartStr",     "zhPauseStr",     "zhContinueStr",    "zhResetStr"};
-    for (const char* file : kFiles) {
-        EXPECT_EQ(keysOf(file), wanted) << file;
-        for (const QString& text : loadLanguageFile(beside(file))) {
-            EXPECT_EQ(text, text.trimmed());
-            EXPECT_FALSE(text.isEmpty());
-        }
+    QStringList wanted =
+        QString(
+            "zhCancalStr zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
+            "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "
+            "zhOkStr zhPauseStr zhReductionAct zhResetEffectStr zhResetStr zhRussianStr "
+            "zhScreenStr zhSelectROIStr zhSenderStr zhSentROIStr zhShowROIStr zhStartStr")
+            .split(' ');
+    for (const QString& file : kFiles) {
         QFile xml(beside(file));
         ASSERT_TRUE(xml.open(QIODevice::ReadOnly));
         QDomDocument document;
         ASSERT_TRUE(document.setContent(&xml));
-        int entries = 0;
-        for (QDomElement entry = document.documentElement().firstChildElement(); !entry.isNull();
+        QStringList keys;
+        for (auto entry = document.documentElement().firstChildElement(); !entry.isNull();
              entry = entry.nextSiblingElement()) {
-            ++entries;
+            keys += entry.tagName();
+            EXPECT_EQ(entry.text(), entry.text().trimmed());
+            EXPECT_FALSE(entry.text().isEmpty());
         }
-        EXPECT_EQ(entries, wanted.size()) << file << " has a key twice";
+        keys.sort();
+        EXPECT_EQ(keys, wanted) << file.toStdString();
+        EXPECT_EQ(loadLanguageFile(beside(file)).keys(), wanted);
     }
 }
 
 /// Measured with the fonts that are really used.
 TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
-    const auto fits = [](const QWidget* widget, const QString& text, int room, const char* file) {
-        const int width = widget->fontMetrics().horizontalAdvance(text);
-        EXPECT_LE(width, room) << file << ": " << text.toStdString();
-    };
     op.overlay->findChild<QWidget*>()->resize(100, 40);
     for (int i = 0; i < 5; ++i) {
+        const auto fits = [i](const QWidget* widget, const QString& text, int room) {
+            const int width = widget->fontMetrics().horizontalAdvance(text);
+            EXPECT_LE(width, room) << kFiles[i].toStdString() << ": " << text.toStdString();
+        };
         op.title->slotTransIndexChanged(i);
         op.overlay->findChild<QWidget*>()->layout()->activate();
-        const auto text = [](const char* key) { return StringToTranslate::instance().find(key); };
         for (const QLabel* label : op.window->findChildren<QLabel*>()) {
-            fits(label, label->text(), label->contentsRect().width(), kFiles[i]);
+            fits(label, label->text(), label->contentsRect().width());
         }
-        // Two pixels of air beside the border.
-        const auto inside = [](const QPushButton* button) { return button->width() - 6; };
-        for (const char* key : {"zhStartStr", "zhPauseStr", "zhContinueStr"}) {
-            fits(op.start, text(key), inside(op.start), kFiles[i]);
+        const std::pair<QPushButton*, const char*> captions[] = {
+            {op.start, "zhStartStr"},      {op.start, "zhPauseStr"},  {op.start, "zhContinueStr"},
+            {op.reset, "zhResetStr"},      {op.show, "zhShowROIStr"}, {op.show, "zhHideROIStr"},
+            {op.select, "zhSelectROIStr"},
+        };
+        for (const auto& [button, key] : captions) {  // Two pixels of air beside the border.
+            fits(button, StringToTranslate::instance().find(key), button->width() - 6);
         }
-        fits(op.reset, text("zhResetStr"), inside(op.reset), kFiles[i]);
-        fits(op.select, text("zhSelectROIStr"), inside(op.select), kFiles[i]);
-        fits(op.show, text("zhShowROIStr"), inside(op.show), kFiles[i]);
-        fits(op.show, text("zhHideROIStr"), inside(op.show), kFiles[i]);
-        fits(op.group(), op.group()->title(), op.group()->width(), kFiles[i]);
-        fits(op.screen, op.screen->itemText(0), op.screen->width() - 30, kFiles[i]);
-        fits(op.language, op.language->itemText(i), op.language->width() - 30, kFiles[i]);
+        fits(op.group, op.group->title(), op.group->width());
+        fits(op.screen, op.screen->itemText(0), op.screen->width() - 30);
+        fits(op.language, op.language->itemText(i), op.language->width() - 30);
         for (const QPushButton* button : op.overlay->findChildren<QPushButton*>()) {
-            fits(button, button->text(), button->width() - 3, kFiles[i]);
+            fits(button, button->text(), button->width() - 3);
         }
     }
 }
 
 TEST_F(Window, LanguageSwitchesInEveryState) {
-    const auto say = [this](int language) { Operator::choose(op.language, language); };
+    const std::pair<const QWidget*, const char*> kRussian[] = {
+        {op.start, "Пуск"},
+        {op.show, "Показать рамку"},
+        {op.overlay->findChildren<QPushButton*>().at(1), "Отмена"}};
     say(4);
-    EXPECT_EQ(op.start->text(), QString::fromUtf8("Пуск"));
-    EXPECT_EQ(op.show->text(), QString::fromUtf8("Показать рамку"));
+    for (const auto& [button, caption] : kRussian) {
+        EXPECT_EQ(button->property("text"), QString::fromUtf8(caption));
+    }
     EXPECT_EQ(op.screen->itemText(1), QString::fromUtf8("Экран:1(1280x1024)"));
     EXPECT_EQ(op.screen->currentIndex(), 0);
     EXPECT_EQ(op.language->itemText(3), QString::fromUtf8("한국어"));
-    EXPECT_EQ(op.window->findChild<QPushButton*>("ButtonClose")->toolTip(),
-              QString::fromUtf8("Закрыть"));
-    EXPECT_EQ(op.overlay->findChildren<QPushButton*>().at(1)->text(), QString::fromUtf8("Отмена"));
+    EXPECT_EQ(op.close->toolTip(), QString::fromUtf8("Закрыть"));
     Operator::click(op.start);
     say(1);
     EXPECT_EQ(op.start->text(), "Pause");
@@ -170,45 +147,40 @@ TEST_F(Window, LanguageSwitchesInEveryState) {
     EXPECT_EQ(op.start->text(), "Continue") << "a reset window is paused";
 
     // Once the frame was toggled, a switch shows the opposite of what the toggle showed.
-    Operator::click(op.show);
-    EXPECT_EQ(op.show->text(), "Hide region");
-    say(0);
-    say(1);
-    EXPECT_EQ(op.show->text(), "Show region");
-    Operator::click(op.show);
-    EXPECT_EQ(op.show->text(), "Show region");
-    say(2);
-    say(1);
-    EXPECT_EQ(op.show->text(), "Hide region");
+    const std::pair<const char*, const char*> kToggles[] = {{"Hide region", "Show region"},
+                                                            {"Show region", "Hide region"}};
+    for (const auto& [toggled, switched] : kToggles) {
+        Operator::click(op.show);
+        EXPECT_EQ(op.show->text(), toggled);
+        say(0);
+        say(1);
+        EXPECT_EQ(op.show->text(), switched);
+    }
 }
 
 TEST_F(Window, MissingLanguageFileShowsKeysUntilAnotherIsChosen) {
     ASSERT_TRUE(QFile::rename(beside(kFiles[3]), beside("away.xml")));
-    Operator::choose(op.language, 3);
+    say(3);
     EXPECT_EQ(op.start->text(), "zhStartStr");
     ASSERT_TRUE(QFile::rename(beside("away.xml"), beside(kFiles[3])));
-    Operator::choose(op.language, 1);
+    say(1);
     EXPECT_EQ(op.start->text(), "Start");
 }
 
 TEST(NdiIntValidator, TakesPlainDecimalsOnly) {
-    const NdiIntValidator validator(0, 100, nullptr);
-    const struct {
-        const char* text;
-        QValidator::State state;
-    } kCases[] = {{"42", QValidator::Acceptable},    {"042", QValidator::Invalid},
-                  {"007", QValidator::Invalid},      {"+5", QValidator::Invalid},
-                  {" 5", QValidator::Invalid},       {"abc", QValidator::Invalid},
-                  {"", QValidator::Intermediate},    {"-", QValidator::Invalid},
-                  {"101", QValidator::Intermediate}, {"0", QValidator::Acceptable},
-                  {"1000", QValidator::Invalid}};
-    for (const auto& c : kCases) {
-        QString text = c.text;
+    const NdiIntValidator validator(5, 100, nullptr);
+    const QMap<QString, QValidator::State> kCases{
+        {"42", QValidator::Acceptable}, {"042", QValidator::Invalid},
+        {"+5", QValidator::Invalid},    {" 5", QValidator::Invalid},
+        {"abc", QValidator::Invalid},   {"", QValidator::Intermediate},
+        {"-", QValidator::Invalid},     {"101", QValidator::Intermediate},
+        {"5", QValidator::Acceptable},  {"1000", QValidator::Invalid}};
+    for (QString text : kCases.keys()) {
         int position = 0;
-        EXPECT_EQ(validator.validate(text, position), c.state) << c.text;
+        EXPECT_EQ(validator.validate(text, position), kCases[text]) << text.toStdString();
     }
     QString anything = "abc";
-    NdiIntValidator(5, 60, nullptr).fixup(anything);
+    validator.fixup(anything);
     EXPECT_EQ(anything, "5");
 }
 

@@ -23,27 +23,29 @@ public:
 
     /// One read. A row outside the rows that are told to have changed must be as it was.
     bool read() {
-        m_before = pixels;
+        const auto before = pixels;
         if (!capturer.ReadScreenData(area.x, area.y, area.width, area.height, pixels.data())) {
-            EXPECT_EQ(pixels, m_before) << "a read without news wrote to the buffer";
+            EXPECT_EQ(pixels, before) << "a read without news wrote to the buffer";
             return false;
         }
         ++reads;
         const auto& changed = capturer.ChangedRows();
-        if (changed.known) {
-            ++partialReads;
-            checkUnchangedRows(changed.spans);
+        partialReads += changed.known ? 1 : 0;
+        auto spans = changed.spans;
+        spans.push_back({area.height, 0});
+        int row = 0;
+        for (std::size_t i = 0; changed.known && i < spans.size(); ++i) {
+            EXPECT_GE(spans[i].first, row) << "spans overlap or descend";
+            for (; row < spans[i].first; ++row) {
+                const auto from = pixels.begin() + std::ptrdiff_t(rowBytes()) * row;
+                EXPECT_TRUE(std::equal(from, from + std::ptrdiff_t(rowBytes()),
+                                       before.begin() + (from - pixels.begin())))
+                    << "row " << row << " changed untold";
+            }
+            row += spans[i].count;
+            EXPECT_LE(row, area.height);
         }
         return true;
-    }
-
-    /// Reads until there has been no news for a while.
-    void settle() {
-        for (int quiet = 0; quiet < 30; ++quiet) {
-            if (read()) {
-                quiet = 0;
-            }
-        }
     }
 
     /// Reads until there is news; false after `attempts` reads.
@@ -56,36 +58,23 @@ public:
         return false;
     }
 
+    /// Reads until there has been no news for a while.
+    void settle() {
+        while (news(30)) {
+        }
+    }
+
     [[nodiscard]] std::size_t rowBytes() const { return static_cast<std::size_t>(area.width) * 4; }
+    [[nodiscard]] std::vector<std::uint8_t> at(int x, int y) const {
+        const auto* p = &pixels[rowBytes() * static_cast<std::size_t>(y) + std::size_t(x) * 4];
+        return {p, p + 4};
+    }
 
     X11CaptureScreen capturer;
     Area area;
     std::vector<std::uint8_t> pixels;
     int reads = 0;
     int partialReads = 0;
-
-private:
-    void checkUnchangedRows(const std::vector<support::RowSpan>& spans) const {
-        int row = 0;
-        const auto compareUpTo = [this, &row](int end) {
-            const auto from =
-                static_cast<std::ptrdiff_t>(static_cast<std::size_t>(row) * rowBytes());
-            const auto to = static_cast<std::ptrdiff_t>(static_cast<std::size_t>(end) * rowBytes());
-            EXPECT_TRUE(
-                std::equal(pixels.begin() + from, pixels.begin() + to, m_before.begin() + from))
-                << "rows " << row << " to " << end << " changed untold";
-        };
-        for (const auto& span : spans) {
-            ASSERT_GE(span.first, row) << "spans overlap or descend";
-            ASSERT_GT(span.count, 0);
-            ASSERT_LE(span.first + span.count, area.height);
-            compareUpTo(span.first);
-            row = span.first + span.count;
-        }
-        compareUpTo(area.height);
-    }
-
-    std::vector<std::uint8_t> m_before;
 };
 
 }  // namespace tests

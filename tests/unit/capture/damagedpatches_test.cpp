@@ -7,14 +7,11 @@ namespace {
 using capture::x11::Patch;
 
 TEST(DamagedPatches, CoverWhatWasDrawnInsideTheArea) {
-    const Patch area = {100, 100, 200, 200};
-    struct Case {
+    const struct {
         const char* what;
         std::vector<xcb_rectangle_t> drawn;
         std::vector<Patch> expected;
-    };
-    const Case cases[] = {
-        {"nothing", {}, {}},
+    } kCases[] = {
         {"outside on every side",
          {{0, 0, 400, 100}, {0, 150, 100, 10}, {300, 150, 9, 9}, {0, 300, 400, 9}},
          {}},
@@ -28,9 +25,9 @@ TEST(DamagedPatches, CoverWhatWasDrawnInsideTheArea) {
          {{120, 110, 5, 10}, {150, 110, 5, 100}, {110, 205, 1, 1}},
          {{110, 110, 45, 100}}},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : kCases) {
         std::vector<Patch> patches = {{1, 2, 3, 4}};
-        capture::x11::coverDamage(c.drawn, area, patches);
+        capture::x11::coverDamage(c.drawn, {100, 100, 200, 200}, patches);
         EXPECT_EQ(patches, c.expected) << c.what;
     }
 }

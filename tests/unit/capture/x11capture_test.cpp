@@ -35,14 +35,7 @@ TEST(X11Capture, ShowsTheSecondMonitorsLowerRightQuarterPixelByPixel) {
     ASSERT_TRUE(run.capturer.InitCapture(L"right"));
     ASSERT_TRUE(run.read());
     EXPECT_FALSE(run.capturer.ChangedRows().known);
-    for (int y = 0; y < 240; ++y) {
-        for (int x = 0; x < 320; ++x) {
-            const auto* pixel = &run.pixels[static_cast<std::size_t>(y * 320 + x) * 4];
-            const auto seen = static_cast<std::uint32_t>(pixel[2] << 16 | pixel[1] << 8 | pixel[0]);
-            ASSERT_EQ(seen, noise(640 + 320 + x, 240 + y)) << x << "," << y;
-            ASSERT_EQ(pixel[3], 255);
-        }
-    }
+    EXPECT_EQ(run.pixels, painter.screen({640 + 320, 240, 320, 240}));
 }
 
 TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
@@ -62,16 +55,19 @@ TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
     // Marks show which pixels the next read fetches.
     run.pixels[0] ^= 0xFF;
     run.pixels[run.rowBytes() * 150] ^= 0xFF;
-    const auto marked = run.pixels;
+    auto expected = run.pixels;
+    for (int y = 80; y < 92; ++y) {
+        for (int x = 20; x < 30; ++x) {
+            const std::uint8_t green[] = {0, 0xFF, 0, 0xFF};
+            std::copy_n(green, 4, expected.begin() + (y * 300 + x) * 4);
+        }
+    }
     painter.fill(painter.root(), {120, 180, 10, 12}, 0x00FF00);
     ASSERT_TRUE(run.news());
-    ASSERT_TRUE(run.capturer.ChangedRows().known);
+    EXPECT_EQ(run.pixels, expected);
     ASSERT_EQ(run.capturer.ChangedRows().spans.size(), 1U);
     EXPECT_EQ(run.capturer.ChangedRows().spans[0].first, 80);
     EXPECT_EQ(run.capturer.ChangedRows().spans[0].count, 12);
-    EXPECT_EQ(run.pixels[0], marked[0]);
-    EXPECT_EQ(run.pixels[run.rowBytes() * 150], marked[run.rowBytes() * 150]);
-    EXPECT_EQ(run.pixels[run.rowBytes() * 80 + 20 * 4 + 1], 0xFF);
 
     // Another buffer, or another rectangle, has everything to learn.
     std::vector<std::uint8_t> other(run.pixels.size());
@@ -99,8 +95,8 @@ TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
     painter.fill(painter.root(), {3, 3, 5, 5}, 0xFFFFFF);
     ASSERT_TRUE(run.news());
     EXPECT_FALSE(run.capturer.ChangedRows().known) << "packed rows are not the picture's rows";
-    expected = painter.screen({0, 0, 80, 40});
-    expected.resize(run.pixels.size(), 0x5A);
+    const auto drawn = painter.screen({0, 0, 80, 40});
+    std::copy(drawn.begin(), drawn.end(), expected.begin());
     EXPECT_EQ(run.pixels, expected);
 
     run.area = {640, 0, 100, 50};
@@ -112,15 +108,13 @@ TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
 /// hands, some not.
 class Motion {
 public:
-    Motion(Painter& painter, int width, int height)
-        : m_painter(painter), m_width(width), m_height(height) {}
+    explicit Motion(Painter& painter) : m_painter(painter) {}
 
     void step() {
         const auto kind = pick(10);
         if (m_windows.size() < 3 || (kind == 0 && m_windows.size() < 8)) {
-            m_windows.push_back(
-                m_painter.open({pick(m_width), pick(m_height), 40 + pick(300), 40 + pick(200)},
-                               colour(), pick(2) == 0));
+            m_windows.push_back(m_painter.open(
+                {pick(800), pick(600), 40 + pick(300), 40 + pick(200)}, colour(), pick(2) == 0));
             if (pick(6) == 0) {
                 m_painter.setFullScreen(m_windows.back());
             }
@@ -132,7 +126,7 @@ public:
             m_painter.close(window);
             m_windows.erase(m_windows.begin() + static_cast<std::ptrdiff_t>(index));
         } else if (kind < 5) {
-            m_painter.move(window, pick(m_width) - 50, pick(m_height) - 50);
+            m_painter.move(window, pick(800) - 50, pick(600) - 50);
         } else if (kind < 8) {
             m_painter.scroll(window, {0, 0, 340, 240}, pick(21) - 10);
         } else {
@@ -145,23 +139,21 @@ private:
     std::uint32_t colour() { return static_cast<std::uint32_t>(pick(0x1000000)); }
 
     Painter& m_painter;
-    int m_width;
-    int m_height;
     std::mt19937 m_random{20240229};
     std::vector<xcb_window_t> m_windows;
 };
 
-/// Reads until nothing is drawn any more, and gives what was on the screen before and after the
-/// last reads: the window manager may draw long after the windows were moved.
-std::vector<std::uint8_t> settleOnStillScreen(Painter& painter, CaptureRun& run) {
+/// Whether what is read ends up as what is on the screen. The window manager may draw long after
+/// the windows were moved.
+bool settlesOnTheScreen(Painter& painter, CaptureRun& run) {
     std::vector<std::uint8_t> before;
-    std::vector<std::uint8_t> after = painter.screen(run.area);
+    auto after = painter.screen(run.area);
     do {
         before = std::move(after);
         run.settle();
         after = painter.screen(run.area);
     } while (before != after);
-    return after;
+    return run.pixels == after;
 }
 
 TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
@@ -170,7 +162,7 @@ TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
     tests::sleepFor(std::chrono::milliseconds(500));
     ASSERT_TRUE(manager->running()) << manager->output();
     Painter painter(display.name());
-    Motion motion(painter, 800, 600);
+    Motion motion(painter);
     CaptureRun whole(display.name(), {0, 0, 800, 600});
     CaptureRun region(display.name(), {150, 100, 401, 333});
     ASSERT_TRUE(whole.capturer.InitCapture(L"screen"));
@@ -186,10 +178,8 @@ TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
             whole.read();
             region.read();
         }
-        const auto screen = settleOnStillScreen(painter, whole);
-        ASSERT_TRUE(whole.pixels == screen) << "after pause " << pauses;
-        const auto part = settleOnStillScreen(painter, region);
-        ASSERT_TRUE(region.pixels == part) << "after pause " << pauses;
+        ASSERT_TRUE(settlesOnTheScreen(painter, whole)) << "after pause " << pauses;
+        ASSERT_TRUE(settlesOnTheScreen(painter, region)) << "after pause " << pauses;
         ++pauses;
     }
     EXPECT_GT(pauses, 2);

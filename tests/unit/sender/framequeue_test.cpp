@@ -15,22 +15,10 @@ sender::FramePtr numbered(std::int64_t number) {
     return frame;
 }
 
-TEST(FrameQueue, ClosedItDropsWhatIsPushedAndKeepsWhatIsInside) {
-    FrameQueue queue(4);
-    queue.push(numbered(1));
-    EXPECT_EQ(queue.pop(), nullptr) << "a new queue is closed";
-    queue.open();
-    queue.push(numbered(2));
-    queue.push(numbered(3));
-    queue.close();
-    queue.push(numbered(4));
-    EXPECT_EQ(queue.pop()->pts, 2);
-    EXPECT_EQ(queue.pop()->pts, 3);
-    EXPECT_EQ(queue.pop(), nullptr);
-}
-
 TEST(FrameQueue, FullItHoldsTheProducerUpUntilItIsClosed) {
     FrameQueue queue(4);
+    queue.push(numbered(1));
+    EXPECT_EQ(queue.pop(), nullptr) << "a new queue is closed, and drops what is pushed";
     queue.open();
     std::atomic<int> pushed{0};
     auto producer = std::async(std::launch::async, [&] {
@@ -47,7 +35,7 @@ TEST(FrameQueue, FullItHoldsTheProducerUpUntilItIsClosed) {
     queue.close();
     ASSERT_EQ(producer.wait_for(10s), std::future_status::ready);
     for (int i = 1; i < 5; ++i) {
-        EXPECT_EQ(queue.pop()->pts, i);
+        EXPECT_EQ(queue.pop()->pts, i) << "what is inside is kept";
     }
     EXPECT_EQ(queue.pop(), nullptr) << "the frame that waited is freed";
 }
@@ -64,8 +52,8 @@ TEST(FrameQueue, ClearedItHoldsTheConsumerUpUntilItIsClosed) {
     EXPECT_TRUE(consumer.get());
 }
 
-TEST(FrameQueue, EveryFrameComesThroughInOrder) {
-    // One frame at a time, there and back, so that both sides wait for nearly each of them.
+/// One frame at a time, there and back, so that both sides wait for nearly each of them.
+TEST(FrameQueue, WakesWhoeverWaitsForEveryFrame) {
     FrameQueue there(4);
     FrameQueue back(4);
     there.open();
@@ -79,15 +67,6 @@ TEST(FrameQueue, EveryFrameComesThroughInOrder) {
     for (int i = 0; i < kFrames; ++i) {
         there.push(numbered(i));
         ASSERT_EQ(back.pop()->pts, i);
-    }
-    // And in bulk, with the producer running into the bound.
-    auto producer = std::async(std::launch::async, [&] {
-        for (int i = 0; i < kFrames; ++i) {
-            there.push(numbered(i));
-        }
-    });
-    for (int i = 0; i < kFrames; ++i) {
-        ASSERT_EQ(there.pop()->pts, i);
     }
 }
 

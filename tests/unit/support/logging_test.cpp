@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <QFileInfo>
-#include <thread>
+#include <future>
 #include <vector>
 
 #include "support/log.h"
@@ -12,7 +12,6 @@
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 
 namespace {
 
@@ -52,28 +51,20 @@ TEST(Log, LineHasPatternAndPlaceAndKeepsBraces) {
 }
 
 TEST(Log, LevelsArePaddedAndQtMessagesComeAsTheyAre) {
-    const struct {
-        QtMsgType type;
-        const char* level;
-    } kCases[] = {{QtDebugMsg, "DEBUG"},
-                  {QtInfoMsg, "INFO "},
-                  {QtWarningMsg, "WARN "},
-                  {QtCriticalMsg, "ERROR"},
-                  {QtFatalMsg, "FATAL"}};
-    for (const auto& c : kCases) {
-        const DataHome home;
-        const auto written =
-            logged(home, [&] { qtMessageHandler(c.type, {}, QString::fromUtf8("grün {} %1 {:")); });
-        EXPECT_THAT(written.file,
-                    HasSubstr(std::string("[") + c.level + "] [TarsinNDI] grün {} %1 {:\n"));
-        EXPECT_THAT(written.file, Not(HasSubstr("//")));
-    }
-}
-
-TEST(Log, QtWarningsReachTheLogger) {
     const DataHome home;
-    const auto written = logged(home, [] { qWarning("from somewhere in Qt"); });
-    EXPECT_THAT(written.file, HasSubstr("[WARN ] [TarsinNDI] from somewhere in Qt\n"));
+    const auto written = logged(home, [] {
+        const QString text = QString::fromUtf8("grün {} %1 {:");
+        for (const QtMsgType type :
+             {QtDebugMsg, QtInfoMsg, QtWarningMsg, QtCriticalMsg, QtFatalMsg}) {
+            qtMessageHandler(type, {}, text);
+        }
+        qWarning("%s", qPrintable(text));
+    });
+    std::string expected;
+    for (const char* level : {"DEBUG", "INFO ", "WARN ", "ERROR", "FATAL", "WARN "}) {
+        expected += std::string(".*\\[") + level + "\\] \\[TarsinNDI\\] grün \\{\\} %1 \\{:\n";
+    }
+    EXPECT_THAT(written.file, MatchesRegex(expected));
 }
 
 TEST(Log, FilesRotateAt100KiBAndAreAtMostFifty) {
@@ -108,22 +99,19 @@ TEST(Log, FailureIsToldOnStandardOutputAndTheConsoleStillServes) {
 TEST(Log, ConcurrentLinesStayWhole) {
     const DataHome home;
     const auto written = logged(home, [] {
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t) {
-            threads.emplace_back([t] {
+        std::vector<std::future<void>> threads;
+        for (const char letter : {'a', 'b', 'c', 'd'}) {
+            threads.push_back(std::async(std::launch::async, [letter] {
                 for (int i = 0; i < 100; ++i) {
-                    HV_DEBUG("thread {} says {}", t, std::string(100, static_cast<char>('a' + t)));
+                    HV_DEBUG("says {}", std::string(100, letter));
                 }
-            });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
+            }));
         }
     });
     const auto lines = QByteArray::fromStdString(written.file).trimmed().split('\n');
     ASSERT_EQ(lines.size(), 2 * 4 * 100);
     for (int i = 0; i < lines.size(); i += 2) {
-        EXPECT_THAT(lines[i].toStdString(), ContainsRegex("thread [0-3] says (a+|b+|c+|d+) $"));
+        EXPECT_THAT(lines[i].toStdString(), ContainsRegex("\\] says (a+|b+|c+|d+) $"));
     }
 }
 

@@ -11,33 +11,24 @@
 
 namespace {
 
-TEST(Folders, AreTheSameWhateverTheApplicationIsCalled) {
-    const struct {
-        const char* application;
-        const char* organisation;
-    } kCases[] = {{"", ""}, {"tool", ""}, {"", "maker"}, {"tool", "maker"}};
-    for (const auto& c : kCases) {
-        const DataHome home;
-        QCoreApplication::setApplicationName(c.application);
-        QCoreApplication::setOrganizationName(c.organisation);
-        initIniPath();
-        const QString log = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
-        QCoreApplication::setApplicationName("");
-        QCoreApplication::setOrganizationName("");
-
-        EXPECT_EQ(g_iniPath, home.path("Halvark/TarsinNDI/TarsinNDI.ini").toStdString());
-        EXPECT_EQ(log, home.path("Halvark/TarsinNDI/log/TarsinNDI"));
-        EXPECT_TRUE(QFileInfo(home.path("Halvark/TarsinNDI/log")).isDir());
-    }
-}
-
-TEST(Folders, MayHaveNonAsciiNamesAndMissingParents) {
+TEST(Folders, AreTheSameWhateverTheApplicationIsCalledAndMayHaveAnyName) {
     const DataHome home;
-    DataHome::moveTo(home.path(QString::fromUtf8("größe/画面")));
-    initIniPath();
-    EXPECT_TRUE(QFileInfo(home.path(QString::fromUtf8("größe/画面/Halvark/TarsinNDI"))).isDir());
-    EXPECT_EQ(QString::fromLocal8Bit(g_iniPath.c_str()),
-              home.path(QString::fromUtf8("größe/画面/Halvark/TarsinNDI/TarsinNDI.ini")));
+    for (const char* const application : {"", "tool"}) {
+        for (const QString& parent : {QString(), QString::fromUtf8("größe/画面/")}) {
+            DataHome::moveTo(home.path(parent));
+            QCoreApplication::setApplicationName(application);
+            QCoreApplication::setOrganizationName(application);
+            initIniPath();
+            const QString log = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
+            QCoreApplication::setApplicationName("");
+            QCoreApplication::setOrganizationName("");
+
+            const QString folder = home.path(parent + "Halvark/TarsinNDI");
+            EXPECT_EQ(QString::fromLocal8Bit(g_iniPath.c_str()), folder + "/TarsinNDI.ini");
+            EXPECT_EQ(log, folder + "/log/TarsinNDI");
+            EXPECT_TRUE(QFileInfo(folder + "/log").isDir());
+        }
+    }
 }
 
 TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {

@@ -1,10 +1,9 @@
-#include "unit/sender/recordingndi.h"
+#include "support/recordingndi.h"
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <thread>
+#include <utility>
 
 namespace recording {
 namespace {
@@ -13,14 +12,16 @@ std::mutex g_mutex;
 std::condition_variable g_sent;
 int g_count = 0;
 Sent g_last;
-std::atomic<int> g_sendMilliseconds{0};
+std::function<void(const Sent&)> g_whileSending;
+thread_local support::ChangedRows t_hint;
 
 }  // namespace
 
-void clear() {
+void begin(std::function<void(const Sent&)> whileSending) {
     const std::lock_guard lock(g_mutex);
     g_count = 0;
     g_last = {};
+    g_whileSending = std::move(whileSending);
 }
 
 int count() {
@@ -35,16 +36,8 @@ Sent last() {
 
 bool waitFor(const std::function<bool(const Sent&, int count)>& isWanted) {
     std::unique_lock lock(g_mutex);
-    int seen = g_count;
-    return g_sent.wait_for(lock, std::chrono::seconds(10), [&] {
-        const bool isNew = g_count > seen;
-        seen = g_count;
-        return isNew && isWanted(g_last, g_count);
-    });
-}
-
-void setSendTime(int milliseconds) {
-    g_sendMilliseconds = milliseconds;
+    return g_sent.wait_for(lock, std::chrono::seconds(10),
+                           [&] { return g_count > 0 && isWanted(g_last, g_count); });
 }
 
 }  // namespace recording
@@ -59,15 +52,24 @@ NDIlib_send_instance_t NDIlib_send_create(const NDIlib_send_create_t* /*settings
 
 void NDIlib_send_destroy(NDIlib_send_instance_t /*instance*/) {}
 
+void ndi::hintChangedRows(NDIlib_send_instance_t /*instance*/,
+                          const support::ChangedRows& changed) {
+    recording::t_hint = changed;
+}
+
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t instance,
                                const NDIlib_video_frame_v2_t* frame) {
     using namespace recording;
     const auto size = static_cast<std::size_t>(frame->xres * frame->yres * 4);
+    const Sent sent{
+        instance, *frame, {frame->p_data, frame->p_data + size}, std::exchange(t_hint, {})};
     {
         const std::lock_guard lock(g_mutex);
         ++g_count;
-        g_last = {instance, *frame, {frame->p_data, frame->p_data + size}};
+        g_last = sent;
     }
     g_sent.notify_all();
-    std::this_thread::sleep_for(std::chrono::milliseconds(g_sendMilliseconds));
+    if (g_whileSending) {
+        g_whileSending(sent);
+    }
 }

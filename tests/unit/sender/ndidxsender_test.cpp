@@ -1,0 +1,213 @@
+// The sender with a capturer and a clock that the test holds in its hand.
+
+#include "sender/ndidxsender.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+
+#include "support/logcapture.h"
+#include "support/recordingndi.h"
+
+namespace {
+
+/// What the capturer is asked, and what it answers.
+struct Script {
+    bool initResult = true;
+    bool over = false;  ///< There are no more pictures.
+    std::vector<std::wstring> deviceNames;
+    std::vector<std::vector<int>> rectangles;
+    std::function<bool(unsigned char*)> read = [](unsigned char*) { return true; };
+};
+
+class FakeCapturer : public ScreenCapturer {
+public:
+    explicit FakeCapturer(Script& script) : m_script(script) {}
+
+    bool InitCapture(const wchar_t* deviceName) override {
+        m_script.deviceNames.emplace_back(deviceName);
+        return m_script.initResult;
+    }
+    bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override {
+        m_script.rectangles.push_back({x, y, width, height});
+        m_changed.known = true;
+        m_changed.spans = {{static_cast<int>(m_script.rectangles.size()), 1}};
+        return !m_script.over && m_script.read(dest);
+    }
+    void ReleaseAll() override {}
+    [[nodiscard]] const support::ChangedRows& ChangedRows() const override { return m_changed; }
+
+private:
+    Script& m_script;
+    support::ChangedRows m_changed;
+};
+
+/// A sender whose time only passes when somebody sleeps or the test says so.
+class DxSender : public ::testing::Test {
+protected:
+    void SetUp() override {
+        recording::begin([this](const recording::Sent& sent) {
+            nowUs += sendUs;
+            pictures.push_back(sent);
+            happened("send ");
+        });
+    }
+
+    void happened(const std::string& what) {
+        std::unique_lock lock(mutex);
+        if (left > 0) {
+            events += what;
+            --left;
+            changed.notify_all();
+        }
+        // From here on time stands still for the sender until it is paused.
+        changed.wait(lock, [this] { return left > 0 || released; });
+    }
+
+    /// Has the sender run until `count` things (sleeps or pictures) have happened.
+    std::string run(int count) {
+        events.clear();
+        left = count;
+        released = false;
+        sender.start();
+        {
+            std::unique_lock lock(mutex);
+            EXPECT_TRUE(
+                changed.wait_for(lock, std::chrono::seconds(20), [this] { return left == 0; }));
+            released = true;
+            script.over = true;
+        }
+        changed.notify_all();
+        sender.pause();
+        script.over = false;
+        return events;
+    }
+
+    static inline const auto kInstance = reinterpret_cast<NDIlib_send_instance_t>(0x1234);
+    Script script;
+    std::int64_t nowUs = 10'000'000;
+    std::int64_t sendUs = 0;
+    std::vector<recording::Sent> pictures;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::string events;
+    int left = 0;
+    bool released = true;
+    NdiDxSender sender{
+        "name", kInstance, std::make_unique<FakeCapturer>(script),
+        NdiDxSender::Timing{[this] { return nowUs / 1000; }, [this] { return nowUs; },
+                            [this](std::int64_t duration) {
+                                nowUs += duration * 1000;
+                                happened("sleep" + std::to_string(duration) + " ");
+                            }}};
+};
+
+TEST_F(DxSender, KeepsThePaceOfEveryRate) {
+    const struct {
+        int rate, sendUs, readsToAPicture, count;
+        const char* events;
+    } kCases[] = {
+        {30, 0, 1, 6, "send send sleep33 send send sleep33 "},
+        {30, 10'000, 1, 5, "send send sleep23 send send "},  // The send counts, too.
+        {0, 0, 1, 4, "send send send send "},
+        {-5, 0, 1, 4, "send send send send "},
+        {1000, 0, 1, 4, "send send sleep1 send "},
+        {1001, 0, 1, 4, "send send send send "},
+        {1, 0, 1, 4, "send send sleep1000 send "},
+        {0, 0, 3, 6, "sleep2 sleep2 send sleep2 sleep2 send "},
+    };
+    for (const auto& c : kCases) {
+        int reads = 0;
+        script.read = [&](unsigned char*) { return ++reads % c.readsToAPicture == 0; };
+        sendUs = c.sendUs;
+        ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, c.rate, "out"));
+        EXPECT_EQ(run(c.count), c.events) << c.rate;
+    }
+}
+
+TEST_F(DxSender, SendsWhatWasReadWithItsChangedRows) {
+    sender.start();
+    sender.stop();
+    EXPECT_TRUE(script.rectangles.empty()) << "not opened yet";
+    script.read = [](unsigned char* dest) {
+        dest[5] = 77;
+        return true;
+    };
+    ASSERT_TRUE(sender.initParmeter(-3, 5, 4, 2, 0, "out"));
+    run(3);
+    EXPECT_EQ(script.rectangles[0], (std::vector<int>{-3, 5, 4, 2}));
+    const auto& frame = pictures[0].frame;
+    EXPECT_EQ(pictures[0].instance, kInstance);
+    EXPECT_EQ(frame.xres, 4);
+    EXPECT_EQ(frame.yres, 2);
+    EXPECT_EQ(frame.FourCC, NDIlib_FourCC_type_BGRA);
+    EXPECT_EQ(frame.frame_rate_N, 30000);
+    EXPECT_EQ(frame.frame_rate_D, 1001);
+    EXPECT_EQ(frame.frame_format_type, NDIlib_frame_format_type_progressive);
+    EXPECT_EQ(frame.timecode, NDIlib_send_timecode_synthesize);
+    EXPECT_EQ(frame.line_stride_in_bytes, 0);
+    EXPECT_EQ(pictures[0].pixels[5], 77);
+    EXPECT_EQ(pictures[0].pixels[7], 255) << "opaque where nothing was read";
+    EXPECT_FALSE(pictures[0].hint.known) << "nobody knows what was sent before";
+    ASSERT_TRUE(pictures[1].hint.known);
+    EXPECT_EQ(pictures[1].hint.spans.at(0).first, 2);
+    EXPECT_EQ(pictures[2].hint.spans.at(0).first, 3);
+
+    const auto before = pictures.size();
+    run(2);
+    EXPECT_FALSE(pictures[before].hint.known) << "a new run";
+    EXPECT_TRUE(pictures[before + 1].hint.known);
+}
+
+TEST_F(DxSender, LogsRatesAndDurations) {
+    sendUs = 20'000;
+    tests::LogCapture log;
+    ASSERT_TRUE(sender.initParmeter(1, 2, 4, 2, 0, "out"));
+    run(520);
+    EXPECT_EQ(log.count("[info] initParmeter x 1 y 2 w 4 h 2 framerate 0 outputName out \n"
+                        " //ndidxsender:initParmeter()#"),
+              1);
+    EXPECT_EQ(log.count("[info] sendFrameThread begin"), 1);
+    // A second ends with the first picture that begins more than 1,000,000 us after it.
+    const std::string rate = "[debug] frame Rate is 51, frameRateFrequencyMax is 5, ";
+    EXPECT_EQ(log.count(rate + "frameRateCount is 256"), 1) << log.text();
+    EXPECT_EQ(log.count(rate + "frameRateCount is 255"), 1) << log.text();
+    EXPECT_EQ(log.count("timeconsuming is 20000, logMax is 100, timeconsumingSum is 2000000"), 5);
+}
+
+TEST_F(DxSender, RefusesBadParametersAndKeepsTheLastGoodOnes) {
+    const struct {
+        int w, h;
+        std::string name;
+        bool accepted;
+        std::size_t asked;  ///< Length of the name the capturer is asked for; 999: not asked.
+    } kCases[] = {
+        {0, 5, "out", false, 999},
+        {5, 0, "out", false, 999},
+        {-1, -1, "out", false, 999},
+        {4, 2, std::string(199, 'n'), true, 199},
+        {4, 2, std::string(200, 'n'), true, 0},
+        {4, 2, "", true, 0},
+        {4, 2, "\xFF\xFE", true, 2},
+        {40000, 40000, "out", false, 3},
+    };
+    for (const auto& c : kCases) {
+        script.deviceNames.assign(1, std::wstring(999, L' '));
+        EXPECT_EQ(sender.initParmeter(1, 1, c.w, c.h, 0, c.name), c.accepted) << c.name;
+        EXPECT_EQ(script.deviceNames.back().size(), c.asked);
+    }
+    script.initResult = false;
+    EXPECT_FALSE(sender.initParmeter(9, 9, 9, 9, 0, "out"));
+    run(1);
+    EXPECT_EQ(pictures[0].frame.xres, 4);
+    EXPECT_EQ(script.rectangles[0], (std::vector<int>{1, 1, 4, 2}));
+
+    sender.reset();
+    script.initResult = true;
+    ASSERT_TRUE(sender.initParmeter(2, 2, 6, 3, 0, "out"));
+    run(1);
+    EXPECT_EQ(pictures.back().frame.xres, 6);
+    EXPECT_EQ(script.rectangles.back(), (std::vector<int>{2, 2, 6, 3}));
+}
+
+}  // namespace
