@@ -73,14 +73,10 @@ void Painter::move(xcb_window_t window, int x, int y) {
     sync();
 }
 
-void Painter::setForeground(std::uint32_t pixel) {
-    xcb_change_gc(m_connection.get(), m_context, XCB_GC_FOREGROUND, &pixel);
-}
-
 void Painter::fill(xcb_window_t window, const Area& area, std::uint32_t pixel) {
     const xcb_rectangle_t rectangle = {place(area.x), place(area.y), length(area.width),
                                        length(area.height)};
-    setForeground(pixel);
+    xcb_change_gc(m_connection.get(), m_context, XCB_GC_FOREGROUND, &pixel);
     xcb_poly_fill_rectangle(m_connection.get(), window, m_context, 1, &rectangle);
     sync();
 }

@@ -48,7 +48,6 @@ private:
     };
 
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
-    void setForeground(std::uint32_t pixel);
     void sync();
 
     std::unique_ptr<xcb_connection_t, Disconnect> m_connection;

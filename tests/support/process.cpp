@@ -79,46 +79,14 @@ std::string Process::output() const {
     return readFile(m_outputFile);
 }
 
-std::string Process::statusField(const std::string& name) const {
+long Process::residentKiB() const {
     std::istringstream status(readFile("/proc/" + std::to_string(m_pid) + "/status"));
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind(name + ":", 0) == 0) {
-            return line.substr(name.size() + 1);
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::atol(line.substr(6).c_str());
         }
     }
-    return "0";
-}
-
-long Process::residentKiB() const {
-    return std::atol(statusField("VmRSS").c_str());
-}
-
-int Process::threads() const {
-    return std::atoi(statusField("Threads").c_str());
-}
-
-double Process::cpuSeconds() const {
-    const std::string stat = readFile("/proc/" + std::to_string(m_pid) + "/stat");
-    // Fields 14 and 15; the name in brackets before them may contain blanks.
-    std::istringstream fields(stat.substr(stat.rfind(')') + 2));
-    std::string skipped;
-    for (int field = 3; field < 14; ++field) {
-        fields >> skipped;
-    }
-    long user = 0;
-    long system = 0;
-    fields >> user >> system;
-    return static_cast<double>(user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
-
-int Process::openFiles() const {
-    int count = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(m_pid) + "/fd")) {
-        ++count;
-    }
-    return count;
+    return 0;
 }
 
 std::string runToEnd(const std::vector<std::string>& command, std::chrono::milliseconds limit) {

@@ -33,14 +33,8 @@ public:
     [[nodiscard]] std::string output() const;
 
     [[nodiscard]] long residentKiB() const;
-    /// User and system time consumed so far.
-    [[nodiscard]] double cpuSeconds() const;
-    [[nodiscard]] int threads() const;
-    [[nodiscard]] int openFiles() const;
 
 private:
-    [[nodiscard]] std::string statusField(const std::string& name) const;
-
     pid_t m_pid = -1;
     std::optional<int> m_exitCode;
     std::string m_outputFile;

@@ -23,7 +23,6 @@ public:
 
     /// As in the variable DISPLAY.
     [[nodiscard]] const std::string& name() const { return m_name; }
-    [[nodiscard]] pid_t pid() const { return m_server->pid(); }
 
     /// Kills the server without a warning.
     void kill();
