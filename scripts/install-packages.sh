@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages of packages.list that are missing.
-# usage: install-packages.sh KIND...     kinds: build run test
+# usage: install-packages.sh KIND...     kinds: build run test windows
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 

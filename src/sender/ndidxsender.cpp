@@ -3,10 +3,13 @@
 #include <chrono>
 #include <limits>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "capture/devicename.h"
 #include "ndi/ndilibrary.h"
+#include "sender/senderstatistics.h"
+#include "sender/videoframe.h"
 #include "support/clock.h"
 #include "support/log.h"
 
@@ -19,53 +22,6 @@ constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 const auto kProgramStart = std::chrono::steady_clock::now();
 
 }  // namespace
-
-/// What the log says about the pace: a rate every 5 seconds, a duration every 100 sends.
-class NdiDxSender::Statistics {
-public:
-    void countFrame(const Timing& timing) {
-        ++m_frameCount;
-        if (m_secondStart == 0) {
-            m_secondStart = timing.clockUs();
-        }
-        if (timing.clockUs() - m_secondStart > 1000000) {
-            m_secondStart = timing.clockUs();
-            m_frameRateSum += m_frameCount;
-            m_frameCount = 0;
-            ++m_secondsCounted;
-        }
-        if (m_secondsCounted == kSeconds) {
-            HV_LOG(1, kCaller,
-                   "frame Rate is {}, frameRateFrequencyMax is {}, frameRateCount is {}",
-                   m_frameRateSum / kSeconds, kSeconds, m_frameRateSum);
-            m_frameRateSum = 0;
-            m_secondsCounted = 0;
-        }
-    }
-
-    void countSend(std::int64_t durationUs) {
-        m_sendTimeSum += durationUs;
-        ++m_sendCount;
-        if (m_sendCount == kSends) {
-            HV_LOG(1, kCaller, "timeconsuming is {}, logMax is {}, timeconsumingSum is {}",
-                   m_sendTimeSum / kSends, kSends, m_sendTimeSum);
-            m_sendCount = 0;
-            m_sendTimeSum = 0;
-        }
-    }
-
-private:
-    static constexpr char kCaller[] = "sendFrameThread";
-    static constexpr int kSeconds = 5;
-    static constexpr int kSends = 100;
-
-    int m_frameCount = 0;
-    std::int64_t m_secondStart = 0;
-    int m_frameRateSum = 0;
-    int m_secondsCounted = 0;
-    std::int64_t m_sendTimeSum = 0;
-    int m_sendCount = 0;
-};
 
 NdiDxSender::Timing NdiDxSender::Timing::real() {
     using namespace std::chrono;
@@ -82,13 +38,8 @@ NdiDxSender::NdiDxSender(const std::string& name, NDIlib_send_instance_t sendIns
     : m_name(name),
       m_pSendInstance(sendInstance),
       m_timing(std::move(timing)),
-      m_capturer(std::move(capturer)) {
-    m_videoFrame.FourCC = NDIlib_FourCC_type_UYVY;
-    m_videoFrame.frame_rate_N = 30000;
-    m_videoFrame.frame_rate_D = 1001;
-    m_videoFrame.frame_format_type = NDIlib_frame_format_type_progressive;
-    m_videoFrame.timecode = NDIlib_send_timecode_synthesize;
-}
+      m_videoFrame(sender::initialVideoFrame()),
+      m_capturer(std::move(capturer)) {}
 
 NdiDxSender::~NdiDxSender() {
     NdiDxSender::stop();
@@ -175,7 +126,8 @@ void NdiDxSender::setAuxName(std::string name) {
 void NdiDxSender::sendFrameThread() {
     const std::int64_t interval = m_sendFrameRate > 0 ? 1000 / m_sendFrameRate : 0;
     HV_INFO("sendFrameThread begin");
-    Statistics statistics;
+    sender::LoopRate rate;
+    sender::FrameTimes times;
     std::int64_t lastTick = 0;
     bool sentBefore = false;
     while (m_bRun) {
@@ -183,10 +135,17 @@ void NdiDxSender::sendFrameThread() {
             m_timing.sleep(kNoPictureSleepMs);
             continue;
         }
-        statistics.countFrame(m_timing);
+        if (const std::optional<int> sum = rate.pass(m_timing.clockUs())) {
+            HV_DEBUG("frame Rate is {}, frameRateFrequencyMax is {}, frameRateCount is {}",
+                     *sum / rate.kSeconds, rate.kSeconds, *sum);
+        }
         const auto sendStart = m_timing.clockUs();
         sendFrame(sentBefore);
-        statistics.countSend(m_timing.clockUs() - sendStart);
+        const auto took = static_cast<std::uint64_t>(m_timing.clockUs() - sendStart);
+        if (const std::optional<std::uint64_t> sum = times.add(took)) {
+            HV_DEBUG("timeconsuming is {}, logMax is {}, timeconsumingSum is {}",
+                     *sum / times.kFrames, times.kFrames, *sum);
+        }
         sentBefore = true;
 
         // The tick is taken before the sleep, so the sleep counts as time spent on the next

@@ -54,7 +54,6 @@ private:
         int framerate = 25;
         std::string outputName;
     };
-    class Statistics;
 
     [[nodiscard]] bool initCapture(const std::string& outputName);
     [[nodiscard]] bool allocateFrame(int w, int h);
@@ -66,7 +65,7 @@ private:
     std::string m_auxName;
     const NDIlib_send_instance_t m_pSendInstance;
     const Timing m_timing;
-    NDIlib_video_frame_v2_t m_videoFrame = {};
+    NDIlib_video_frame_v2_t m_videoFrame;
     SenderParameters m_parameters;
     int m_sendFrameRate = 0;
     bool m_bOpened = false;

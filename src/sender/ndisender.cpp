@@ -12,6 +12,7 @@ extern "C" {
 
 #include "capture/grabdevice/grabdevice.h"
 #include "sender/senderstatistics.h"
+#include "sender/videoframe.h"
 #include "support/clock.h"
 #include "support/log.h"
 
@@ -26,21 +27,11 @@ std::string errorText(int error) {
     return text.data();
 }
 
-NDIlib_video_frame_v2_t initialVideoFrame() {
-    NDIlib_video_frame_v2_t frame{};
-    frame.FourCC = NDIlib_FourCC_type_UYVY;
-    frame.frame_rate_N = 30000;
-    frame.frame_rate_D = 1001;
-    frame.frame_format_type = NDIlib_frame_format_type_progressive;
-    frame.timecode = NDIlib_send_timecode_synthesize;
-    return frame;
-}
-
 }  // namespace
 
 NDISender::NDISender(const std::string& name, NDIlib_send_instance_t instance)
     : m_pSendInstance(instance),
-      m_videoFrame(initialVideoFrame()),
+      m_videoFrame(sender::initialVideoFrame()),
       m_pVsFrame(std::make_unique<VsFrame>()),
       m_name(name),
       m_queue(kQueueCapacity) {}

@@ -1,12 +1,12 @@
 #pragma once
-// What the FFmpeg path measures of itself. Each class belongs to one thread.
+// What the senders measure of themselves. Each object belongs to one thread.
 
 #include <cstdint>
 #include <optional>
 
 namespace sender {
 
-/// Counts the passes of the capture loop, second by second.
+/// Counts the passes of a capture loop, second by second.
 class LoopRate {
 public:
     static constexpr int kSeconds = 5;

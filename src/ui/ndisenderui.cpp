@@ -20,11 +20,6 @@ constexpr int kInfo = 2;  ///< spdlog's level number.
 /// The name under which the log knows the sender's start.
 constexpr char kStartName[] = "ndiSenderInitParmeter";
 
-void bound(QSpinBox* box, int least, int most) {
-    box->setRange(least, most);
-    box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
-}
-
 }  // namespace
 
 NDISenderUI::~NDISenderUI() {
@@ -151,6 +146,11 @@ void NDISenderUI::setROI(int x, int y, int w, int h) {
     if (m_pCaptureROI) {
         m_pCaptureROI->setSelection(m_roi.x, m_roi.y, m_roi.w, m_roi.h);
     }
+}
+
+void NDISenderUI::bound(QSpinBox* box, int least, int most) {
+    box->setRange(least, most);
+    box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
 }
 
 void NDISenderUI::updateROIRanges() {

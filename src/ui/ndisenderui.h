@@ -94,6 +94,8 @@ private:
     void initNDI();
     void createSender();
     void setROI(int x, int y, int w, int h);
+    /// Range and tool tip of a spin box.
+    static void bound(QSpinBox* box, int least, int most);
     void updateROIRanges();
     void finishROIEdit();
     void applyIfSending();

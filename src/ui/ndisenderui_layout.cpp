@@ -47,11 +47,6 @@ QLabel* makeLabel(const QString& text, int width) {
     return label;
 }
 
-void bound(QSpinBox* box, int least, int most) {
-    box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
-    box->setRange(least, most);
-}
-
 template <typename... Items>
 QHBoxLayout* row(Items*... items) {
     auto* layout = new QHBoxLayout;

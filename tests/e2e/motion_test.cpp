@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <QRegularExpression>
+#include <thread>
 
 #include "programrun.h"
 #include "support/testreceiver.h"
@@ -103,6 +104,27 @@ TEST_F(MovingPicture, PauseAndContinueTakeEffectAtOnce) {
         }
     }
     ADD_FAILURE() << "it does not move on";
+}
+
+TEST_F(MovingPicture, OperatingTheWindowCostsNoPicture) {
+    m_program.click(control::kStart);
+    testsupport::TestReceiver receiver(kPort);
+    receiver.sayHello();
+    (void)receiver.pictures(2s);
+    const std::size_t undisturbed = receiver.pictures(4s).size();
+
+    std::vector<testsupport::ReceivedPicture> meanwhile;
+    std::thread reader([&] { meanwhile = receiver.pictures(4s); });
+    for (int i = 0; i < 3; ++i) {
+        m_program.click(control::kLanguage);
+        tests::runToEnd({"xdotool", "key", "Down", "Return"});
+        m_program.moveBy({60, 40});
+        m_program.moveBy({-60, -40});
+    }
+    reader.join();
+    EXPECT_GE(meanwhile.size() + 3, undisturbed) << "3 of 120: what two clocks may differ by";
+    RecordProperty("undisturbed", static_cast<int>(undisturbed));
+    RecordProperty("meanwhile", static_cast<int>(meanwhile.size()));
 }
 
 }  // namespace

@@ -59,6 +59,15 @@ void ProgramRun::click(QPoint where) const {
                      std::to_string(where.y()), "click", "1"});
 }
 
+void ProgramRun::moveBy(QPoint distance) const {
+    const QPoint half = distance / 2;
+    tests::runToEnd({"xdotool", "mousemove", "--window", m_window,
+                     std::to_string(control::kTitle.x()), std::to_string(control::kTitle.y()),
+                     "mousedown", "1", "mousemove_relative", "--", std::to_string(half.x()),
+                     std::to_string(half.y()), "mousemove_relative", "--", std::to_string(half.x()),
+                     std::to_string(half.y()), "mouseup", "1"});
+}
+
 QString ProgramRun::log() const {
     QFile file(m_folder.filePath("data/Halvark/TarsinNDI/log/TarsinNDI"));
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();

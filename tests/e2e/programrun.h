@@ -19,6 +19,8 @@ namespace control {
 inline constexpr QPoint kStart{190, 204};
 inline constexpr QPoint kReset{266, 204};
 inline constexpr QPoint kClose{619, 22};
+inline constexpr QPoint kTitle{250, 22};
+inline constexpr QPoint kLanguage{476, 24};
 inline constexpr QPoint kName{200, 97};
 inline constexpr QPoint kSelectRegion{410, 95};
 inline constexpr QPoint kShowRegion{545, 95};
@@ -37,6 +39,9 @@ public:
 
     /// A left click on a control, as a hand would.
     void click(QPoint where) const;
+
+    /// Moves the window by its title bar.
+    void moveBy(QPoint distance) const;
 
     [[nodiscard]] tests::Process& process() { return *m_process; }
 

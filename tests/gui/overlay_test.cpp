@@ -195,7 +195,7 @@ TEST_F(Overlay, DesktopStaysVisible) {
         press(300, 180);
         moveTo(600, 360);
         EXPECT_TRUE(QTest::qWaitFor([&] { return near(onScreen(420, 240), desktop); }));
-        EXPECT_TRUE(near(onScreen(900, 540), veiled));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return near(onScreen(900, 540), veiled); }));
         release(600, 360);
         EXPECT_TRUE(QTest::qWaitFor([&] { return near(onScreen(900, 540), desktop); }));
         overlay->slotConfirm();
@@ -205,7 +205,7 @@ TEST_F(Overlay, DesktopStaysVisible) {
         EXPECT_TRUE(QTest::qWaitFor([&] { return onScreen(300, 240).red() > 130; }));
         EXPECT_TRUE(QTest::qWaitFor([&] { return near(onScreen(420, 240), inside); }))
             << onScreen(420, 240).name().toStdString();
-        EXPECT_TRUE(near(onScreen(900, 540), desktop));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return near(onScreen(900, 540), desktop); }));
         EXPECT_EQ(overlay->mask().contains(inQt(420, 240)), composed);
         EXPECT_FALSE(overlay->mask().contains(inQt(900, 540))) << "the desktop can be clicked";
     }

@@ -31,6 +31,10 @@ public:
         for (int i = 0; i < 5; ++i) {
             m_operator->language->setCurrentIndex(i);
             picture(QString("window-%1-idle").arg(names[i]));
+        }
+        // From here on the window is never idle again: a reset leaves it paused.
+        for (int i = 0; i < 5; ++i) {
+            m_operator->language->setCurrentIndex(i);
             Operator::click(m_operator->start);
             picture(QString("window-%1-sending").arg(names[i]));
             Operator::click(m_operator->start);

@@ -46,6 +46,7 @@ Context makeContext(const AVCodec* codec, int width, int height) {
     context->pix_fmt = AV_PIX_FMT_YUV422P;
     context->time_base = {1, 60};
     context->thread_count = 1;
+    context->qmin = 1;  // else quality 98 would become 96
     return context;
 }
 

@@ -13,6 +13,7 @@ enum class PixelFormat {
     Bgra,  ///< 4 bytes a pixel: blue, green, red, alpha. Alpha is ignored: pictures are opaque.
     Bgrx,  ///< As Bgra, the fourth byte without meaning.
     Uyvy,  ///< 2 bytes a pixel: Cb, Y0, Cr, Y1; limited range, matrix as the encoder would choose.
+           ///< A row of odd width ends with a whole group, whose Y1 means nothing.
 };
 
 /// Somebody else's pixels, valid for one call.
@@ -61,7 +62,8 @@ public:
     /// the picture of the previous keep() or encode().
     virtual void keep(const PictureView& picture, const support::ChangedRows& changed) = 0;
 
-    /// keep(), then the packets of the wanted streams.
+    /// keep(), then the packets of the wanted streams. A picture that did not change gives the very
+    /// packet it gave before.
     [[nodiscard]] virtual EncodedStreams encode(const PictureView& picture,
                                                 const support::ChangedRows& changed,
                                                 Streams wanted) = 0;

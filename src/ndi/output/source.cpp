@@ -143,6 +143,9 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const Pictur
     m_lastSend = m_lastPublish = steady_clock::now();
     m_fedHunger = hunger;
     noteQuality(streams, true);
+    if (repeatDue() < m_repeaterWakes) {
+        m_repeatWake.notify_all();  // the first picture after a while; not with each one
+    }
 }
 
 /// What changed since the picture that the encoder took last.
@@ -221,7 +224,8 @@ void Source::repeatLoop() {
         const TimePoint now = steady_clock::now();
         const TimePoint due = repeatDue();
         if (due > now) {
-            m_repeatWake.wait_until(lock, std::min(due, now + kLongWait));
+            m_repeaterWakes = std::min(due, now + kLongWait);
+            m_repeatWake.wait_until(lock, m_repeaterWakes);
             continue;
         }
         lock.unlock();

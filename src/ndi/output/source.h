@@ -131,6 +131,7 @@ private:
     std::uint64_t m_fedHunger = 0;
     TimePoint m_lastSend;
     TimePoint m_lastPublish;
+    TimePoint m_repeaterWakes = TimePoint::max();  ///< By itself.
     std::thread m_repeater;
 };
 

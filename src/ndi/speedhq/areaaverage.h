@@ -46,4 +46,7 @@ struct Channel {
 void averageColumns(const std::uint16_t* sums, const AreaWeights& columns, Channel channel,
                     std::uint8_t* line);
 
+/// The same for all four channels of 4-byte pixels at once.
+void averagePixels(const std::uint16_t* sums, const AreaWeights& columns, std::uint8_t* line);
+
 }  // namespace speedhq

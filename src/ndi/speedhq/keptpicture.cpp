@@ -28,7 +28,8 @@ bool KeptPicture::shapeLike(const ndi::PictureView& picture) {
     m_blockBytes = uyvy ? 32 : 64;
     m_lineBytes = uyvy ? (m_width + 1) / 2 * 4 : m_width * 4;
     m_stride = static_cast<std::ptrdiff_t>(m_columns) * m_blockBytes;
-    m_pixels.reset(new std::uint8_t[static_cast<std::size_t>(m_stride * m_rows * 16)]);
+    m_pixels.reset(
+        new CacheLine[static_cast<std::size_t>(m_stride * m_rows * 16) / sizeof(CacheLine)]);
     return true;
 }
 

@@ -37,13 +37,17 @@ public:
     [[nodiscard]] int rows() const { return m_rows; }
 
     /// The picture with its last column and last line repeated up to whole macroblocks.
-    [[nodiscard]] const std::uint8_t* line(int y) const { return m_pixels.get() + y * m_stride; }
+    [[nodiscard]] const std::uint8_t* line(int y) const {
+        return reinterpret_cast<const std::uint8_t*>(m_pixels.get()) + y * m_stride;
+    }
     [[nodiscard]] std::ptrdiff_t stride() const { return m_stride; }
     /// Bytes of one macroblock's line.
     [[nodiscard]] int blockBytes() const { return m_blockBytes; }
 
 private:
-    [[nodiscard]] std::uint8_t* line(int y) { return m_pixels.get() + y * m_stride; }
+    [[nodiscard]] std::uint8_t* line(int y) {
+        return reinterpret_cast<std::uint8_t*>(m_pixels.get()) + y * m_stride;
+    }
     void copyColumns(const ndi::PictureView& picture, int row, int first, int last, int column,
                      int count);
     void repeatLastColumn(std::uint8_t* line) const;
@@ -57,7 +61,11 @@ private:
     int m_blockBytes = 0;
     int m_lineBytes = 0;  ///< Of the source, without the filling.
     std::ptrdiff_t m_stride = 0;
-    std::unique_ptr<std::uint8_t[]> m_pixels;
+    /// Blocks of a line begin at multiples of 64 bytes, as wide loads like it.
+    struct alignas(64) CacheLine {
+        std::uint8_t bytes[64];
+    };
+    std::unique_ptr<CacheLine[]> m_pixels;
 };
 
 }  // namespace speedhq

@@ -79,6 +79,10 @@ void RowCoder::recode(const RowSettings& settings, const KeptPicture& picture, i
 void RowCoder::finish(BitWriter& writer, CodedRow& coded) {
     finishBits(writer);
     coded.store(m_room.get());
+    clearFlags();
+}
+
+void RowCoder::clearFlags() {
     std::fill(m_flags.begin(), m_flags.end(), std::uint8_t{0});
 }
 

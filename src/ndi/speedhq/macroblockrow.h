@@ -19,7 +19,7 @@ class CodedRow {
 public:
     /// Where a macroblock ends, and what it leaves to the next one.
     struct End {
-        std::uint32_t bit;
+        std::uint32_t bit = 0;
         DcPredictors dc;
     };
 
@@ -54,6 +54,7 @@ public:
 
     /// The flags for the row this thread is at; all 0 between rows.
     [[nodiscard]] std::uint8_t* flags() { return m_flags.data(); }
+    void clearFlags();
 
     /// Codes the whole row. Clears the flags.
     void code(const RowSettings& settings, const KeptPicture& picture, int row, CodedRow& coded);

@@ -31,12 +31,12 @@ struct OpenWriter {
     }
 };
 
-/// The usual block: every level has its place in the code table. A block begins with fewer than 8
-/// bits pending; two codes of 24 bits and the end of the block then fit without a look.
+/// The usual block, not all 0: every level has its place in the code table. With fewer than 8 bits
+/// pending, two codes of 24 bits and the end of the block fit without a look.
 inline void writeLevels(OpenWriter& out, const Code* acCodes, const std::int8_t* levels,
                         std::uint64_t nonZero) {
     const Code* fromPrevious = acCodes + 128 - 256;
-    while (nonZero != 0) {
+    for (;;) {
         const auto first = static_cast<unsigned>(__builtin_ctzll(nonZero));
         nonZero &= nonZero - 1;
         out.put(fromPrevious[static_cast<int>(256 * first) + levels[first]]);
@@ -49,6 +49,9 @@ inline void writeLevels(OpenWriter& out, const Code* acCodes, const std::int8_t*
         out.put(fromPrevious[static_cast<int>(256 * second) + levels[second]]);
         fromPrevious = acCodes + 128 - 256 - 256 * static_cast<int>(second);
         out.flush();
+        if (nonZero == 0) {
+            break;
+        }
     }
 }
 
@@ -78,6 +81,11 @@ void writeMacroblock(const MacroblockLevels& levels, const CodeTables& codes,
         const Code* const dcCodes = (block < 4 ? &codes.lumaDc[0] : &codes.chromaDc[0]);
         out.put(dcCodes[kMaxDcDifference + *previous[block] - levels.dc[block]]);
         *previous[block] = levels.dc[block];
+        if (levels.nonZero[block] == 0) {
+            out.put(kEndOfBlock);
+            out.flush();
+            continue;
+        }
         out.flush();
         if ((levels.wide >> block & 1U) == 0) {
             writeLevels(out, &codes.ac[0], levels.scanned[block], levels.nonZero[block]);

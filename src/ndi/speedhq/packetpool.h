@@ -17,7 +17,7 @@ struct Packet {
     std::unique_ptr<std::uint8_t[]> room;
     std::size_t roomSize = 0;
     /// Where the shared pointer keeps its counters.
-    alignas(std::max_align_t) unsigned char counters[128];
+    alignas(std::max_align_t) unsigned char counters[128] = {};
 };
 
 /// Packets may be let go by any thread, also after the pool's end.

@@ -24,21 +24,34 @@ PictureCoder::PictureCoder(RowPool& pool, const Kernels& kernels, std::size_t ma
 void PictureCoder::keep(const ndi::PictureView& picture, const support::ChangedRows& changed) {
     adoptShape(picture);
     noteChangedLines(changed);
+    forgetCoded();
     runRows([&](int row, int) {
         RowState& state = m_states[static_cast<std::size_t>(row)];
         if (state.untaken || state.first < state.last) {
             takeRow(state, row, picture);
         }
-        state.coded = 0;
     });
 }
 
 ndi::EncodedPicturePtr PictureCoder::encode(const ndi::PictureView& picture,
                                             const support::ChangedRows& changed, int quality) {
     adoptShape(picture);
-    setQuality(quality);
+    if (quality == m_quantiser.quality || !upToDate()) {
+        setQuality(quality);
+        noteChangedLines(changed);
+        return codeRows(&picture);
+    }
+    // A picture that did not change does not take on the new quality, so that has to be known
+    // first.
     noteChangedLines(changed);
-    return codeRows(&picture);
+    forgetCoded();
+    runRows([&](int row, int thread) {
+        RowCoder& coder = m_coders[static_cast<std::size_t>(thread)];
+        RowState& state = m_states[static_cast<std::size_t>(row)];
+        state.stale = updateRow(state, row, coder, picture) > 0;
+        coder.clearFlags();
+    });
+    return upToDate() ? m_packet : encodeKept(quality);
 }
 
 ndi::EncodedPicturePtr PictureCoder::encodeKept(int quality) {
@@ -88,6 +101,12 @@ void PictureCoder::adoptShape(const ndi::PictureView& picture) {
     }
     m_states.assign(rows, {});
     m_visits.reserve(rows);
+}
+
+void PictureCoder::forgetCoded() {
+    for (RowState& state : m_states) {
+        state.coded = 0;
+    }
 }
 
 /// Fills in the lines to look at, and lists the rows that have such lines or are stale.
@@ -143,6 +162,13 @@ void PictureCoder::takeRow(RowState& state, int row, const ndi::PictureView& pic
     state.changed = true;
 }
 
+int PictureCoder::updateRow(RowState& state, int row, RowCoder& coder,
+                            const ndi::PictureView& picture) {
+    const int changed = m_kept.updateRow(picture, row, state.first, state.last, coder.flags());
+    state.changed = state.changed || changed > 0;
+    return changed;
+}
+
 void PictureCoder::codeRow(RowState& state, int row, int thread, const ndi::PictureView* picture) {
     RowCoder& coder = m_coders[static_cast<std::size_t>(thread)];
     CodedRow& coded = m_rows[static_cast<std::size_t>(row)];
@@ -150,8 +176,7 @@ void PictureCoder::codeRow(RowState& state, int row, int thread, const ndi::Pict
     if (picture != nullptr && state.untaken) {
         takeRow(state, row, *picture);
     } else if (picture != nullptr) {
-        changed = m_kept.updateRow(*picture, row, state.first, state.last, coder.flags());
-        state.changed = state.changed || changed > 0;
+        changed = updateRow(state, row, coder, *picture);
     }
 
     const RowSettings settings{m_kernels, colourMatrixFor(m_kept.width(), m_kept.height()),
@@ -167,9 +192,7 @@ void PictureCoder::codeRow(RowState& state, int row, int thread, const ndi::Pict
 }
 
 ndi::EncodedPicturePtr PictureCoder::codeRows(const ndi::PictureView* picture) {
-    for (RowState& state : m_states) {
-        state.coded = 0;
-    }
+    forgetCoded();
     runRows([&](int row, int thread) {
         codeRow(m_states[static_cast<std::size_t>(row)], row, thread, picture);
     });

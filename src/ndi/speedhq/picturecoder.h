@@ -14,7 +14,7 @@
 
 namespace speedhq {
 
-/// The packet of a picture is a function of its pixels and the quality alone: neither the history
+/// The packet of a picture is a function of its pixels and its quality alone: neither the history
 /// nor the kernels nor the number of threads show in it. One caller at a time.
 class PictureCoder {
 public:
@@ -25,8 +25,8 @@ public:
     void keep(const ndi::PictureView& picture, const support::ChangedRows& changed);
 
     /// Takes the picture over and codes what changed, or all of it when the quality is another one.
-    /// The same packet as before when nothing changed. Null when the picture does not fit into a
-    /// packet at this quality; it is kept then all the same.
+    /// The same packet as before when nothing changed, whatever its quality. Null when the picture
+    /// does not fit into a packet at this quality; it is kept then all the same.
     [[nodiscard]] ndi::EncodedPicturePtr encode(const ndi::PictureView& picture,
                                                 const support::ChangedRows& changed, int quality);
 
@@ -59,8 +59,10 @@ private:
     void adoptShape(const ndi::PictureView& picture);
     void noteChangedLines(const support::ChangedRows& changed);
     void setQuality(int quality);
+    void forgetCoded();
     void runRows(const RowPool::Work& work);
     void takeRow(RowState& state, int row, const ndi::PictureView& picture);
+    int updateRow(RowState& state, int row, RowCoder& coder, const ndi::PictureView& picture);
     void codeRow(RowState& state, int row, int thread, const ndi::PictureView* picture);
     [[nodiscard]] ndi::EncodedPicturePtr codeRows(const ndi::PictureView* picture);
 

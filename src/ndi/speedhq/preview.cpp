@@ -90,9 +90,7 @@ void Preview::scaleLine(const KeptPicture& source, int line, std::vector<std::ui
         averageColumns(sums.data(), *m_chromaColumns, {0, 4}, target);
         averageColumns(sums.data(), *m_chromaColumns, {2, 4}, target);
     } else {
-        for (int channel = 0; channel < 3; ++channel) {
-            averageColumns(sums.data(), *m_columns, {channel, 4}, target);
-        }
+        averagePixels(sums.data(), *m_columns, target);
     }
 }
 

@@ -65,7 +65,7 @@ double previewBudget(int width, int height, double picturesPerSecond) {
 
 void RateControl::sent(std::size_t bytes, double coded) {
     const auto size = static_cast<double>(bytes);
-    m_credit = std::min(m_credit + m_budget - size, kMostCredit * m_budget);
+    m_credit = std::clamp(m_credit + m_budget - size, -m_budget, kMostCredit * m_budget);
     m_refused = 100;
     m_sinceRaise = std::min(m_sinceRaise + 1, kLongestWait);
 

@@ -12,7 +12,13 @@ void Stream::keep(const ndi::PictureView& picture, const support::ChangedRows& c
 ndi::EncodedPicturePtr Stream::encode(const ndi::PictureView& picture,
                                       const support::ChangedRows& changed) {
     setBudget(picture);
-    return account(m_coder.encode(picture, changed, m_rate.quality()));
+    ndi::EncodedPicturePtr packet = account(m_coder.encode(picture, changed, m_rate.quality()));
+    if (m_coder.codedShare() > 0) {
+        m_resting = 0;
+    } else if (++m_resting % kRestBeforeRefining == 0) {
+        packet = encodeKept();
+    }
+    return packet;
 }
 
 ndi::EncodedPicturePtr Stream::encodeKept() {

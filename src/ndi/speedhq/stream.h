@@ -17,7 +17,8 @@ public:
 
     void keep(const ndi::PictureView& picture, const support::ChangedRows& changed);
 
-    /// Null only when the picture fits into no packet at any quality.
+    /// A picture that comes again and again unchanged, from a sender that does not look, gets
+    /// better as one that rests. Null only when the picture fits into no packet at any quality.
     [[nodiscard]] ndi::EncodedPicturePtr encode(const ndi::PictureView& picture,
                                                 const support::ChangedRows& changed);
 
@@ -28,12 +29,15 @@ public:
     [[nodiscard]] PictureCoder& coder() { return m_coder; }
 
 private:
+    static constexpr int kRestBeforeRefining = 6;  ///< Unchanged pictures before each step.
+
     void setBudget(const ndi::PictureView& picture);
     [[nodiscard]] ndi::EncodedPicturePtr account(ndi::EncodedPicturePtr packet);
 
     PictureCoder m_coder;
     const Budget m_budget;
     RateControl m_rate;
+    int m_resting = 0;  ///< Unchanged pictures in a row.
 };
 
 }  // namespace speedhq

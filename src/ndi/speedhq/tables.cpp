@@ -191,7 +191,7 @@ Code dcCode(const std::string_view (&sizeCodes)[sizes], int difference) {
 }
 
 CodeTables build() {
-    CodeTables tables;
+    CodeTables tables{};
     for (int i = 0; i <= 2 * kMaxDcDifference; ++i) {
         const auto index = static_cast<std::size_t>(i);
         tables.lumaDc[index] = dcCode(kLumaDcSizes, i - kMaxDcDifference);

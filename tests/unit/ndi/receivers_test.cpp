@@ -23,8 +23,8 @@ using testsupport::LogFile;
 /// Sends a picture and its successors at 100 a second until it is destroyed.
 class Stream {
 public:
-    explicit Stream(Source& source, int width = 320, int height = 192)
-        : m_thread([this, &source, width, height] {
+    explicit Stream(Source& source, int width = 320, int height = 192, Milliseconds pause = 10ms)
+        : m_thread([this, &source, width, height, pause] {
               std::vector<Picture> pictures;
               for (int step = 0; step < 8; ++step) {
                   pictures.emplace_back(width, height, step);
@@ -35,7 +35,7 @@ public:
                   const auto took = steady_clock::now() - before;
                   m_longest = std::max<std::int64_t>(m_longest, took.count());
                   ++m_sent;
-                  std::this_thread::sleep_for(10ms);
+                  std::this_thread::sleep_for(pause);
               }
           }) {}
     ~Stream() { stop(); }
@@ -90,11 +90,11 @@ TEST(Receivers, AreGreetedAndGetNothingButTextBeforeTheyAsk) {
 
 TEST(Receivers, SeeWhatWasSentAtEverySize) {
     struct Case {
-        int width, height, announcedWidth, announcedHeight;
+        int width, height, announcedWidth;
     };
-    const Case cases[] = {{640, 360, 640, 360}, {1, 1, 16, 64},         {9, 9, 16, 64},
-                          {17, 48, 32, 64},     {1366, 768, 1376, 768}, {1000, 49, 1008, 64},
-                          {33, 1080, 48, 1080}, {8192, 2, 8192, 64},    {1080, 605, 1088, 605}};
+    const Case cases[] = {{640, 360, 640}, {1, 1, 16},        {9, 9, 16},
+                          {17, 48, 32},    {1366, 768, 1376}, {1000, 49, 1008},
+                          {33, 1080, 48},  {8192, 2, 8192},   {1080, 605, 1088}};
     const auto source = openSource();
     TestReceiver receiver(source->port());
     receiver.sayHello();
@@ -104,23 +104,22 @@ TEST(Receivers, SeeWhatWasSentAtEverySize) {
         Picture picture(c.width, c.height, 1, 12);
         picture.sendTo(*source);
         std::optional<testsupport::ReceivedPicture> received;
-        do {  // repetitions of the picture before
+        do {  // repetitions of the picture before, then better and better ones of this
             received = receiver.nextPicture(2s);
         } while (received &&
                  (received->info.width != static_cast<std::uint32_t>(c.announcedWidth) ||
-                  received->info.height != static_cast<std::uint32_t>(c.announcedHeight)));
+                  received->info.height != static_cast<std::uint32_t>(c.height) ||
+                  received->packet[0] < 98));
         ASSERT_TRUE(received) << c.width << "x" << c.height;
         EXPECT_GT(lumaPsnr(*received, picture), 38) << c.width << "x" << c.height;
         EXPECT_EQ(received->info.rateNumerator, 30000U);
         EXPECT_EQ(received->info.rateDenominator, 1001U);
         EXPECT_EQ(received->info.frameFormat, 1U);
-        EXPECT_FLOAT_EQ(received->info.aspect, static_cast<float>(c.announcedWidth) /
-                                                   static_cast<float>(c.announcedHeight));
+        EXPECT_FLOAT_EQ(received->info.aspect,
+                        static_cast<float>(c.announcedWidth) / static_cast<float>(c.height));
         const std::int64_t now = Timekeeper().wallClock();
         EXPECT_NEAR(static_cast<double>(received->info.timestamp), static_cast<double>(now), 5e7);
         EXPECT_NEAR(static_cast<double>(received->info.timecode), static_cast<double>(now), 5e7);
-        const int quality = received->packet[0];
-        EXPECT_TRUE(quality >= 38 && quality <= 98 && quality % 2 == 0) << quality;
     }
 }
 
@@ -285,7 +284,8 @@ TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
     good.sayHello(false, "GOOD (viewer)");
     good.readTexts(3, 2s);
     std::this_thread::sleep_for(50ms);
-    Stream stream(*source);
+    // At a pace that the watcher keeps up with on a busy machine.
+    Stream stream(*source, 640, 384, 33ms);
     std::thread watcher;
     std::atomic<bool> done{false};
     std::atomic<int> watched{0};

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "ndi/libav/libavencoder.h"
 #include "ndi/ndilib.h"
 #include "ndi/output/source.h"
 #include "support/testreceiver.h"
@@ -26,7 +25,7 @@ inline AnnounceOutcome announceNowhere(const std::string& /*instance*/, std::uin
 inline SourceParts testParts() {
     SourceParts parts;
     parts.announce = announceNowhere;
-    parts.encoder = createLibavEncoder();
+    parts.encoder = createPictureEncoder();
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;
     return parts;

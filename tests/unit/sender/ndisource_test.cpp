@@ -110,9 +110,9 @@ TEST(Media, ComeUpWithoutHardwareAndLeaveSignalsAlone) {
 
 TEST(Media, ADriverAskedForInTheEnvironmentMustExist) {
     SDL_ClearHints();
-    setenv("SDL_AUDIODRIVER", "none such", 1);
+    SDL_setenv("SDL_AUDIODRIVER", "none such", 1);
     const auto failure = NdiSourceCalls::real().initializeMedia();
-    unsetenv("SDL_AUDIODRIVER");
+    SDL_setenv("SDL_AUDIODRIVER", "", 1);  // As good as unset to SDL.
     ASSERT_TRUE(failure);
     EXPECT_THAT(*failure, testing::HasSubstr("none such"));
 }

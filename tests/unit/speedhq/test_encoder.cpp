@@ -2,44 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
+#include <cmath>
 #include <thread>
 
 #include "ndi/speedhq/encoder.h"
+#include "unit/speedhq/allocations.h"
 #include "unit/speedhq/pictures.h"
 #include "unit/speedhq/strictdecoder.h"
-
-namespace {
-
-std::atomic<int> allocations{0};
-
-}  // namespace
-
-// Counts what the whole program allocates, so that a test can see an encoder allocate nothing.
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -142,10 +111,10 @@ TEST(Encoder, AllocatesNothingOnceItRuns) {
     ndi::EncodedStreams onTheirWay[2];
     int before = 0;
     for (int i = 0; i < 60; ++i) {
-        before = i == 40 ? allocations.load() : before;
+        before = i == 40 ? allocationsSoFar() : before;
         onTheirWay[i % 2] = encoder.encode(pictures[i % 2].view(), unknown, {true, true});
     }
-    EXPECT_EQ(allocations.load(), before);
+    EXPECT_EQ(allocationsSoFar(), before);
 }
 
 TEST(Encoder, PacketsOutliveItAndAreLetGoElsewhere) {

@@ -166,6 +166,37 @@ TEST_P(Kernel, Comparison) {
     }
 }
 
+/// The colour rule itself: within rounding of the real matrix, and greys without colour.
+TEST(Colour, IsTheMatrixOfThePicturesSize) {
+    struct Case {
+        int width, height;
+        double red, blue;
+    };
+    for (const Case& c : {Case{720, 576, 0.299, 0.114}, Case{721, 576, 0.2126, 0.0722},
+                          Case{720, 577, 0.2126, 0.0722}, Case{3840, 2160, 0.2126, 0.0722}}) {
+        MacroblockSamples samples;
+        std::uint8_t pixels[16 * 64] = {};
+        for (int colour = 0; colour < 17 * 17 * 17; ++colour) {
+            const int rgb[3] = {colour / 289 * 255 / 16, colour / 17 % 17 * 255 / 16,
+                                colour % 17 * 255 / 16};
+            for (int channel = 0; channel < 3; ++channel) {
+                pixels[2 - channel] = pixels[6 - channel] = static_cast<std::uint8_t>(rgb[channel]);
+            }
+            kReferenceKernels.convertBgra(pixels, 64, colourMatrixFor(c.width, c.height), samples);
+            const double grey = c.red * rgb[0] + (1 - c.red - c.blue) * rgb[1] + c.blue * rgb[2];
+            ASSERT_NEAR(samples.luma[0][0][0], 16 - 128 + 219 * grey / 255, 0.51);
+            ASSERT_NEAR(samples.chroma[0][0][0], 224 * (rgb[2] - grey) / (2 * (1 - c.blue)) / 255,
+                        0.52);
+            ASSERT_NEAR(samples.chroma[0][1][0], 224 * (rgb[0] - grey) / (2 * (1 - c.red)) / 255,
+                        0.52);
+            if (rgb[0] == rgb[1] && rgb[1] == rgb[2]) {
+                ASSERT_EQ(samples.chroma[0][0][0], 0);
+                ASSERT_EQ(samples.chroma[0][1][0], 0);
+            }
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Levels, Kernel,
                          testing::Values(KernelLevel::Sse41, KernelLevel::Avx2,
                                          KernelLevel::Avx512),

@@ -1,6 +1,5 @@
 #include "ndi/loader/sharedlibrary.h"
 
-#define NOMINMAX
 #include <windows.h>
 
 #include <fmt/format.h>

@@ -1,0 +1,10 @@
+# From the screen to a receiver, and the whole program's cost: see whole-program.sh.
+if(TARGET test_display)
+    add_executable(bench_latency bench_latency.cpp)
+    target_include_directories(bench_latency PRIVATE ${CMAKE_SOURCE_DIR}/src
+                                                     ${CMAKE_SOURCE_DIR}/tests)
+    target_link_libraries(bench_latency PRIVATE tarsin_warnings sender test_display test_receiver)
+endif()
+add_executable(sceneplayer sceneplayer.cpp scenes.cpp)
+target_include_directories(sceneplayer PRIVATE ${CMAKE_SOURCE_DIR}/src)
+target_link_libraries(sceneplayer PRIVATE tarsin_warnings Qt5::Widgets)

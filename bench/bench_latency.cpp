@@ -1,0 +1,92 @@
+// How long a change on the screen takes to arrive, complete, at a receiver on this machine: the
+// real capturer, sender, encoder and wire. Run it in a private network:
+//
+//     scripts/private-network.sh build/release/bench/bench_latency
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+#include <vector>
+
+#include "ndi/ndilib.h"
+#include "sender/ndidxsender.h"
+#include "support/painter.h"
+#include "support/testreceiver.h"
+#include "support/virtualdisplay.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr int kSamples = 200;
+constexpr int kRate = 30;
+constexpr std::uint16_t kFirstPort = 5961;
+constexpr tests::Area kPatch{640, 480, 64, 64};
+
+/// Whether the patch is bright in a received picture.
+bool showsWhite(const testsupport::ReceivedPicture& received) {
+    const auto picture = testsupport::decode(received);
+    const int middle =
+        (kPatch.y + kPatch.height / 2) * picture->width + kPatch.x + kPatch.width / 2;
+    return picture->luma[static_cast<std::size_t>(middle)] > 128;
+}
+
+double millisecondsSince(steady_clock::time_point start, steady_clock::time_point end) {
+    return std::chrono::duration<double, std::milli>(end - start).count();
+}
+
+/// The time from just before the patch is drawn to the last byte of the picture that shows it;
+/// negative when it never arrives.
+double measureOne(tests::Painter& painter, xcb_window_t window, testsupport::TestReceiver& receiver,
+                  bool white) {
+    const auto drawn = steady_clock::now();
+    painter.fill(window, {0, 0, kPatch.width, kPatch.height}, white ? 0xFFFFFF : 0);
+    while (const auto picture = receiver.nextPicture(std::chrono::seconds(2))) {
+        if (showsWhite(*picture) == white) {
+            return millisecondsSince(drawn, picture->arrival);
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+int main() {
+    const auto display = tests::VirtualDisplay::xvfb("1920x1080x24");
+    const tests::DisplayVariable variable(display.name());
+    tests::Painter painter(display.name());
+    const xcb_window_t window = painter.open(kPatch, 0);
+
+    if (!NDIlib_initialize()) {
+        return 1;
+    }
+    const NDIlib_send_create_t settings{"Latency", nullptr, true, true};
+    const NDIlib_send_instance_t instance = NDIlib_send_create(&settings);
+    std::vector<double> times;
+    {
+        NdiDxSender sender("Latency", instance);
+        if (instance == nullptr || !sender.initParmeter(0, 0, 1920, 1080, kRate, "screen")) {
+            return 1;
+        }
+        sender.start();
+        testsupport::TestReceiver receiver(kFirstPort);
+        receiver.sayHello();
+
+        std::mt19937 random(1);
+        std::uniform_int_distribution<int> pause(50, 250);
+        for (int i = 0; i < kSamples; ++i) {
+            // The receiver reads meanwhile: a repeated picture is not to be taken for the answer.
+            (void)receiver.pictures(std::chrono::milliseconds(pause(random)));
+            times.push_back(measureOne(painter, window, receiver, i % 2 == 0));
+        }
+    }
+    NDIlib_send_destroy(instance);
+
+    std::sort(times.begin(), times.end());
+    std::printf(
+        "%d changes at %d pictures a second: least %.1f ms, median %.1f ms, "
+        "99th percentile %.1f ms, most %.1f ms\n",
+        kSamples, kRate, times.front(), times[kSamples / 2], times[kSamples * 99 / 100],
+        times.back());
+    return times.front() < 0 ? 1 : 0;
+}

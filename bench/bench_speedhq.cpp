@@ -1,0 +1,176 @@
+// What a picture costs: ours against libswscale and libavcodec, by scene, kernels and threads.
+// bench/ratios.sh makes a table of it.
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ndi/speedhq/picturecoder.h"
+#include "ndi/speedhq/preview.h"
+#include "scenes.h"
+#include "support/libavspeedhq.h"
+
+namespace {
+
+using bench::Desktop;
+using bench::Scene;
+using benchmark::State;
+
+constexpr int kQuality = 80;
+
+const char* nameOf(Scene scene) {
+    constexpr const char* kNames[] = {"full", "caret", "scrolling", "nothing"};
+    return kNames[static_cast<int>(scene)];
+}
+
+/// libswscale and libavcodec pay for every pixel, whatever the scene.
+void libav(State& state, Scene scene, int width, int height) {
+    Desktop desktop(width, height);
+    testing_support::LibavEncoder encoder(width, height, kQuality);
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        desktop.advance(scene);
+        const ndi::PictureView view = desktop.view();
+        state.ResumeTiming();
+        bytes = encoder.encodeBgra(view.pixels, view.stride).size;
+    }
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width, int height,
+          int threads, bool hint) {
+    if (kernels == nullptr) {
+        state.SkipWithError("not on this processor");
+        return;
+    }
+    Desktop desktop(width, height);
+    speedhq::RowPool pool(threads);
+    speedhq::PictureCoder coder(pool, *kernels);
+    (void)coder.encode(desktop.view(), {}, kQuality);
+    const support::ChangedRows unknown;
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        desktop.advance(scene);
+        const ndi::PictureView view = desktop.view();
+        state.ResumeTiming();
+        bytes = coder.encode(view, hint ? desktop.changed() : unknown, kQuality)->size;
+    }
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+/// The preview alone: the large picture's changes are there already.
+void preview(State& state, Scene scene) {
+    Desktop desktop(1920, 1080);
+    speedhq::RowPool pool(1);
+    speedhq::PictureCoder full(pool, speedhq::bestKernels());
+    speedhq::Preview small(pool, speedhq::bestKernels());
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        desktop.advance(scene);
+        full.keep(desktop.view(), desktop.changed());
+        state.ResumeTiming();
+        bytes = small.encode(full, desktop.view())->size;
+    }
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+/// One kernel function over the macroblocks of a picture; time per macroblock.
+template <typename Call>
+void perMacroblock(State& state, Call call) {
+    const Desktop desktop(1920, 1080);
+    const ndi::PictureView view = desktop.view();
+    const int columns = view.width / 16;
+    const int rows = view.height / 16;
+    int at = 0;
+    for (auto _ : state) {
+        call(view.pixels + at / columns * 16 * view.stride + at % columns * 64, view.stride);
+        at = (at + 1) % (columns * rows);
+    }
+}
+
+void registerKernels(const speedhq::Kernels* kernels) {
+    using namespace speedhq;
+    if (kernels == nullptr) {
+        return;
+    }
+    const std::string name = std::string("kernel/") + kernels->name;
+    const auto add = [&](const char* what, auto body) {
+        benchmark::RegisterBenchmark((name + "/" + what).c_str(), body);
+    };
+    add("convert", [kernels](State& state) {
+        auto samples = std::make_unique<MacroblockSamples>();
+        perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            benchmark::DoNotOptimize(samples.get());
+        });
+    });
+    add("convert+transform", [kernels](State& state) {
+        auto samples = std::make_unique<MacroblockSamples>();
+        auto levels = std::make_unique<MacroblockLevels>();
+        const Quantiser quantiser = makeQuantiser(kQuality);
+        perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            kernels->transform(*samples, quantiser, *levels);
+            benchmark::DoNotOptimize(levels.get());
+        });
+    });
+    add("convert+transform+write", [kernels](State& state) {
+        auto samples = std::make_unique<MacroblockSamples>();
+        auto levels = std::make_unique<MacroblockLevels>();
+        const Quantiser quantiser = makeQuantiser(kQuality);
+        std::vector<std::uint8_t> room(kMaxMacroblockBytes + kBitSlack);
+        DcPredictors predictors;
+        perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            kernels->transform(*samples, quantiser, *levels);
+            BitWriter writer(room.data());
+            kernels->write(*levels, codeTables(), predictors, writer);
+            benchmark::DoNotOptimize(room.data());
+        });
+    });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    using speedhq::KernelLevel;
+    constexpr Scene kScenes[] = {Scene::FullMotion, Scene::Caret, Scene::Scrolling, Scene::Nothing};
+    for (const KernelLevel level :
+         {KernelLevel::Reference, KernelLevel::Sse41, KernelLevel::Avx2, KernelLevel::Avx512}) {
+        const speedhq::Kernels* const kernels = speedhq::kernelsOf(level);
+        registerKernels(kernels);
+        if (kernels != nullptr) {
+            benchmark::RegisterBenchmark(
+                (std::string("1080p/full/1 thread/") + kernels->name).c_str(), ours, kernels,
+                Scene::FullMotion, 1920, 1080, 1, true);
+        }
+    }
+    const speedhq::Kernels* const best = &speedhq::bestKernels();
+    benchmark::RegisterBenchmark("1080p/full/libav", libav, Scene::FullMotion, 1920, 1080);
+    for (const Scene scene : kScenes) {
+        const std::string name = std::string("1080p/") + nameOf(scene);
+        benchmark::RegisterBenchmark((name + "/ours").c_str(), ours, best, scene, 1920, 1080, 1,
+                                     true);
+        benchmark::RegisterBenchmark((name + "/ours without a hint").c_str(), ours, best, scene,
+                                     1920, 1080, 1, false);
+        benchmark::RegisterBenchmark((name + "/preview").c_str(), preview, scene);
+    }
+    for (const int threads : {1, 2}) {
+        for (const auto& [width, height, size] :
+             {std::tuple{1920, 1080, "1080p"}, {3840, 2160, "2160p"}}) {
+            benchmark::RegisterBenchmark(
+                (std::string(size) + "/full/threads:" + std::to_string(threads)).c_str(), ours,
+                best, Scene::FullMotion, width, height, threads, true)
+                ->UseRealTime();
+        }
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}

@@ -1,0 +1,66 @@
+// Size and quality against libavcodec's encoder: the same samples, the same qualities, and what
+// other roundings would give. Prints a table.
+
+#include <algorithm>
+#include <cstdio>
+
+#include "ndi/speedhq/picturecoder.h"
+#include "scenes.h"
+#include "support/libavspeedhq.h"
+#include "unit/speedhq/pictures.h"
+
+namespace {
+
+using namespace testing_support;
+
+/// The desktop as libavcodec's encoder takes it, and the same samples as UYVY for ours.
+void prepare(Planes& planes, Picture& packed) {
+    const bench::Desktop desktop(packed.width, packed.height);
+    const ndi::PictureView view = desktop.view();
+    Picture pixels(ndi::PixelFormat::Bgra, packed.width, packed.height);
+    for (int y = 0; y < packed.height; ++y) {
+        std::copy_n(view.pixels + y * view.stride, pixels.lineBytes, pixels.at(0, y));
+    }
+    planes = expectedPlanes(pixels);
+    std::size_t luma = 0;
+    std::size_t chroma = 0;
+    for (int y = 0; y < packed.height; ++y) {
+        for (int x = 0; x < packed.width; x += 2, ++chroma) {
+            std::uint8_t* const group = packed.at(x, y);
+            group[0] = planes.cb[chroma];
+            group[1] = planes.y[luma++];
+            group[2] = planes.cr[chroma];
+            group[3] = planes.y[luma++];
+        }
+    }
+}
+
+}  // namespace
+
+int main() {
+    constexpr int kWidth = 1920;
+    constexpr int kHeight = 1080;
+    Planes planes;
+    Picture packed(ndi::PixelFormat::Uyvy, kWidth, kHeight);
+    prepare(planes, packed);
+    std::printf("quality  libavcodec: bytes  PSNR Y  rounding  ours: bytes           PSNR Y\n");
+    for (const int quality : {98, 96, 92, 88, 80, 60, 38}) {
+        LibavEncoder libav(kWidth, kHeight, quality);
+        const LibavEncoder::Packet theirs = libav.encode(planes);
+        const double theirPsnr =
+            psnr(decodeWithLibav(theirs.data, theirs.size, kWidth, kHeight).y, planes.y);
+        for (const double rounding : {0.33, speedhq::kRounding, 0.42, 0.5}) {
+            speedhq::RowPool pool(1);
+            speedhq::PictureCoder coder(pool, speedhq::bestKernels(), speedhq::kMaxSliceBytes,
+                                        rounding);
+            const auto ours = coder.encode(packed.view(), {}, quality);
+            const Planes decoded = decodeWithLibav(ours->data, ours->size, kWidth, kHeight);
+            const double ourPsnr = psnr(decoded.y, planes.y);
+            const double more =
+                100.0 * static_cast<double>(ours->size) / static_cast<double>(theirs.size) - 100;
+            std::printf("%7d %18zu %7.2f %9.3f %12zu (%+5.2f %%) %7.2f (%+.2f)\n", quality,
+                        theirs.size, theirPsnr, rounding, ours->size, more, ourPsnr,
+                        ourPsnr - theirPsnr);
+        }
+    }
+}

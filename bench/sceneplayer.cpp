@@ -1,0 +1,76 @@
+// Plays one of the benchmark's scenes on the screen, 30 pictures a second.
+// usage: sceneplayer full|caret|scroll|nothing
+
+#include <QApplication>
+#include <QImage>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QTimer>
+#include <QWidget>
+#include <cstdio>
+#include <map>
+
+#include "scenes.h"
+
+namespace {
+
+constexpr int kRate = 30;
+
+class Player : public QWidget {
+public:
+    Player(const QSize& size, bench::Scene scene)
+        : m_desktop(size.width(), size.height()), m_scene(scene) {
+        setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
+        setAttribute(Qt::WA_OpaquePaintEvent);
+        setWindowFlag(Qt::FramelessWindowHint);
+        setGeometry(QRect(QPoint(0, 0), size));
+        m_timer.setTimerType(Qt::PreciseTimer);
+        connect(&m_timer, &QTimer::timeout, this, [this] { step(); });
+        m_timer.start(1000 / kRate);
+    }
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        const ndi::PictureView view = m_desktop.view();
+        const QImage picture(view.pixels, view.width, view.height, static_cast<int>(view.stride),
+                             QImage::Format_RGB32);
+        QPainter painter(this);
+        for (const QRect& part : event->region()) {
+            painter.drawImage(part.topLeft(), picture, part);
+        }
+    }
+
+private:
+    void step() {
+        m_desktop.advance(m_scene);
+        for (const support::RowSpan& rows : m_desktop.changed().spans) {
+            update(0, rows.first, width(), rows.count);
+        }
+        if (!m_desktop.changed().known) {
+            update();
+        }
+    }
+
+    bench::Desktop m_desktop;
+    const bench::Scene m_scene;
+    QTimer m_timer;
+};
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    const std::map<QString, bench::Scene> scenes = {{"full", bench::Scene::FullMotion},
+                                                    {"caret", bench::Scene::Caret},
+                                                    {"scroll", bench::Scene::Scrolling},
+                                                    {"nothing", bench::Scene::Nothing}};
+    const QApplication application(argc, argv);
+    const auto scene = scenes.find(QApplication::arguments().value(1));
+    if (scene == scenes.end()) {
+        std::fputs("usage: sceneplayer full|caret|scroll|nothing\n", stderr);
+        return 2;
+    }
+    Player player(QApplication::primaryScreen()->size(), scene->second);
+    player.show();
+    return QApplication::exec();
+}

@@ -1,0 +1,103 @@
+#pragma once
+// Desktop duplication, relayed through two APIs: the duplicated picture is a Direct3D 11 texture,
+// is copied on the GPU into a shared texture, from there by Direct3D 12 into a buffer that the CPU
+// reads, and from there, cut to the rectangle, to the caller.
+
+#include <wrl/client.h>
+
+#include <cstdint>
+
+#include "capture/dxgi/dxgioperations.h"
+#include "capture/screencapturer.h"
+
+class DXGICaptureScreen final : public ScreenCapturer {
+public:
+    /// `operations` outlives the capturer.
+    explicit DXGICaptureScreen(DxgiOperations& operations = DxgiOperations::real());
+    ~DXGICaptureScreen() override;
+    DXGICaptureScreen(const DXGICaptureScreen&) = delete;
+    DXGICaptureScreen& operator=(const DXGICaptureScreen&) = delete;
+
+    bool InitCapture(const wchar_t* deviceName) override;
+
+    /// Waits without limit for the two GPU copies, and not at all for a new picture. After an
+    /// error, a lost desktop included, the duplication is dropped; the next call makes a new one.
+    /// The first picture's size is kept until InitCapture().
+    bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
+
+    /// The factory stays.
+    void ReleaseAll() override;
+
+    /// Never known here.
+    [[nodiscard]] const support::ChangedRows& ChangedRows() const override { return m_changedRows; }
+
+private:
+    template <typename T>
+    using ComPtr = Microsoft::WRL::ComPtr<T>;
+
+    // The steps of InitCapture().
+    struct FoundOutput {
+        ComPtr<IDXGIAdapter1> adapter;
+        ComPtr<IDXGIOutput> output;  ///< Null: no hardware adapter has such an output.
+    };
+    [[nodiscard]] bool createFactory();
+    [[nodiscard]] FoundOutput findOutput(const wchar_t* deviceName);
+    [[nodiscard]] bool createD3D11Device(const ComPtr<IDXGIAdapter1>& adapter);
+    [[nodiscard]] bool openOutput(const ComPtr<IDXGIOutput>& output);
+    [[nodiscard]] bool createD3D12Device();
+    [[nodiscard]] bool createCommandList();
+    [[nodiscard]] bool createFences();
+    [[nodiscard]] bool createEvent(HANDLE& event);
+    void closeEvent(HANDLE& event);
+
+    // The steps of ReadScreenData().
+    [[nodiscard]] bool createDuplication();
+    void dropDuplication();
+    [[nodiscard]] bool createSharedTexture(ID3D11Texture2D& frame);
+    [[nodiscard]] bool copyToSharedTexture(ID3D11Texture2D& frame);
+    [[nodiscard]] bool createReadback();
+    [[nodiscard]] bool copyToReadback();
+    void copyRectangle(int x, int y, int width, int height, unsigned char* dest) const;
+
+    /// Lets `signal` signal the fence at its completed value plus one, and waits until it is there.
+    /// False: the fence can't be signalled or waited for, so the copy before it can't be trusted.
+    template <typename Fence, typename Signal>
+    [[nodiscard]] bool waitForFence(Fence& fence, HANDLE event, Signal signal);
+
+    DxgiOperations& m_operations;
+    bool m_initialized = false;
+
+    ComPtr<IDXGIFactory5> m_factory;
+    ComPtr<IDXGIAdapter1> m_adapter;
+    ComPtr<IDXGIOutput1> m_output;
+    ComPtr<IDXGIOutputDuplication> m_duplication;
+    std::uint32_t m_outputWidth = 0;  ///< Of the output's rectangle on the desktop, pixels.
+    std::uint32_t m_outputHeight = 0;
+
+    ComPtr<ID3D11Device5> m_d3d11Device;
+    ComPtr<ID3D11DeviceContext4> m_d3d11Context;
+    ComPtr<ID3D11Fence> m_d3d11Fence;
+    HANDLE m_d3d11Event = nullptr;
+
+    ComPtr<ID3D12Device> m_d3d12Device;
+    ComPtr<ID3D12CommandQueue> m_commandQueue;
+    ComPtr<ID3D12CommandAllocator> m_commandAllocator;
+    ComPtr<ID3D12GraphicsCommandList> m_commandList;
+    ComPtr<ID3D12Fence> m_d3d12Fence;
+    HANDLE m_d3d12Event = nullptr;
+
+    // One texture as both APIs see it; made on the first frame.
+    ComPtr<ID3D11Texture2D> m_d3d11Texture;
+    HANDLE m_sharedHandle = nullptr;  ///< Belongs to the texture; not to be closed.
+    ComPtr<ID3D12Resource> m_d3d12Texture;
+
+    // The buffer the CPU reads; made on the first frame and mapped while it lives.
+    ComPtr<ID3D12Resource> m_readback;
+    D3D12_PLACED_SUBRESOURCE_FOOTPRINT m_footprint = {};
+    UINT m_rowCount = 0;
+    UINT64 m_rowSize = 0;
+    UINT64 m_totalSize = 0;  ///< Bytes.
+    const std::uint8_t* m_mapped = nullptr;
+
+    support::ChangedRows m_changedRows;
+};

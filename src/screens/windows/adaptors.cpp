@@ -1,0 +1,87 @@
+#include "screens/windows/adaptors.h"
+
+#include <wrl/client.h>
+
+#include "screens/enumeration.h"
+#include "support/log.h"
+
+namespace screens {
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+// A driver that never says where its outputs end must not keep the window from opening.
+constexpr UINT kMaxOutputs = 256;
+
+std::string utf8(const wchar_t* wide) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1) {
+        return {};
+    }
+    std::string text(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), size, nullptr, nullptr);
+    text.pop_back();  // The terminating zero.
+    return text;
+}
+
+OutputDescInfo outputInfo(IDXGIOutput& output) {
+    DXGI_OUTPUT_DESC description = {};
+    output.GetDesc(&description);
+    const RECT& desktop = description.DesktopCoordinates;
+    OutputDescInfo info;
+    info.left = desktop.left;
+    info.top = desktop.top;
+    info.right = desktop.right;
+    info.bottom = desktop.bottom;
+    info.deviceName = utf8(description.DeviceName);
+    return info;
+}
+
+DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
+    DXGI_ADAPTER_DESC description = {};
+    adapter.GetDesc(&description);
+    DeviceAdaptorInfo info;
+    info.deviceId = description.DeviceId;
+    info.adaptorName = utf8(description.Description);
+    info.luidLowPart = static_cast<std::uint32_t>(description.AdapterLuid.LowPart);
+    info.luidHighPart = static_cast<std::int32_t>(description.AdapterLuid.HighPart);
+
+    for (UINT index = 0; index < kMaxOutputs; ++index) {
+        ComPtr<IDXGIOutput> output;
+        if (adapter.EnumOutputs(index, output.GetAddressOf()) == DXGI_ERROR_NOT_FOUND) {
+            break;
+        }
+        // Any other answer without an output is passed over.
+        if (output) {
+            info.outputs.push_back(outputInfo(*output.Get()));
+        }
+    }
+    return info;
+}
+
+}  // namespace
+
+std::list<DeviceAdaptorInfo> adaptorsOf(IDXGIFactory1& factory) {
+    std::list<DeviceAdaptorInfo> adaptors;
+    for (UINT index = 0;; ++index) {
+        ComPtr<IDXGIAdapter> adapter;
+        if (factory.EnumAdapters(index, adapter.GetAddressOf()) == DXGI_ERROR_NOT_FOUND ||
+            !adapter) {
+            return adaptors;
+        }
+        adaptors.push_back(adaptorInfo(*adapter.Get()));
+    }
+}
+
+std::list<DeviceAdaptorInfo> platformAdaptors() {
+    ComPtr<IDXGIFactory1> factory;
+    const HRESULT result = CreateDXGIFactory1(IID_PPV_ARGS(factory.GetAddressOf()));
+    if (FAILED(result)) {
+        HV_WARN("the graphics adapters can't be listed: CreateDXGIFactory1 gives {:#010x}",
+                static_cast<std::uint32_t>(result));
+        return {};
+    }
+    return adaptorsOf(*factory.Get());
+}
+
+}  // namespace screens

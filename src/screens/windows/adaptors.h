@@ -1,0 +1,14 @@
+#pragma once
+
+#include <dxgi.h>
+
+#include <list>
+
+#include "screens/adaptorinfo.h"
+
+namespace screens {
+
+/// The adapters that `factory` knows, in its order.
+[[nodiscard]] std::list<DeviceAdaptorInfo> adaptorsOf(IDXGIFactory1& factory);
+
+}  // namespace screens

@@ -1,0 +1,94 @@
+#pragma once
+// A machine with graphics adapters, outputs and both Direct3D APIs, made of fake COM objects. It
+// writes down every call, fails those it is told to fail, counts references, and moves real bytes
+// from its desktop to the readback buffer, but not before somebody waits for its fences.
+
+#include <windows.h>
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+class FakeGraphics;
+
+/// One COM object: its first member is where a caller finds the methods.
+struct FakeObject {
+    const void* methods = nullptr;
+    FakeGraphics* machine = nullptr;
+    std::string name;
+    int references = 1;
+    std::size_t adapter = 0;  ///< Of an adapter or an output: its index.
+    std::size_t output = 0;
+};
+
+class FakeGraphics {
+public:
+    struct Output {
+        std::wstring name;
+        RECT desktop = {};
+    };
+    struct Adapter {
+        UINT flags = 0;
+        std::vector<Output> outputs;
+        std::wstring description = {};
+        UINT deviceId = 0;
+        LUID luid = {};
+    };
+
+    // What the machine is like; a test sets it.
+    std::vector<Adapter> adapters;
+    int frameWidth = 0;
+    int frameHeight = 0;
+    int frameNumber = 0;          ///< In each pixel's third byte.
+    bool slow = true;             ///< A fence is reached when it is waited for, not at once.
+    std::uint64_t completed = 0;  ///< The value that new fences have already reached.
+    DWORD lastError = 0;
+    std::function<void()> copyFrame;  ///< In place of the desktop's way into the shared texture.
+    std::map<std::string, HRESULT> failing;  ///< By name without arguments.
+
+    /// In the order of the calls: "object.Method(arguments that matter)". "~object" when the last
+    /// reference goes.
+    std::vector<std::string> calls;
+    std::vector<std::string> mistakes;  ///< Uses of objects that were gone.
+
+    /// The pixel of the desktop: blue is x, green is y, red is the frame's number.
+    [[nodiscard]] std::uint32_t pixel(int x, int y) const;
+    /// Names of the objects that somebody still holds.
+    [[nodiscard]] std::vector<std::string> held() const;
+
+    // The platform's functions.
+    HRESULT createFactory(UINT flags, void** factory);
+    HRESULT createDevice11(void* adapter, int driverType, UINT flags, UINT levels, void** device,
+                           void** context);
+    HRESULT createDevice12(void* adapter, int minimumLevel, void** device);
+    HANDLE createEvent(bool manualReset, bool initialState);
+    void wait(HANDLE event, DWORD milliseconds);
+    void closeEvent(HANDLE event);
+    void sleep(DWORD milliseconds);
+
+    // For the objects.
+    HRESULT call(const std::string& name, const std::string& arguments = {});
+    void* make(const void* methods, const std::string& name);
+    void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
+    void signal(std::uint64_t& fence, std::uint64_t value);
+    std::uint64_t fence11 = 0;
+    std::uint64_t fence12 = 0;
+    int textureWidth = 0;
+    int textureHeight = 0;
+    std::vector<std::uint32_t> texture;
+    std::vector<std::uint8_t> readback;
+    void takePicture();
+
+private:
+    void finishWork();
+
+    std::deque<FakeObject> m_objects;  ///< Never shrinks: a late call finds its object.
+    std::vector<std::function<void()>> m_work;
+    std::uintptr_t m_events = 0;
+};
+
+/// Makes the real Direct3D 12 device answer OpenSharedHandle() with `resource`.
+void replaceOpenSharedHandle(void* device12, void* resource12);
