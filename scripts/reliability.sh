@@ -24,7 +24,7 @@ done
 build() {
     cmake --preset "$1" -DTARSIN_TESTS=ON >/dev/null
     cmake --build --preset "$1" --target reliability_discovery_test reliability_hostile_test \
-        reliability_network_test reliability_soak_test
+        reliability_network_test reliability_soak_test reliability_logfiles_test
 }
 # The sender and the receivers go before what else this machine does, where that is allowed: on a
 # network each of them had a machine of its own.
@@ -34,10 +34,12 @@ run() { # PRESET TEST
     "${first[@]}" scripts/private-network.sh "build/$1/tests/reliability_$2_test"
 }
 
+export TSAN_OPTIONS=suppressions=$PWD/tests/support/tsan-suppressions.txt
 scripts/install-packages.sh build test
 failed=()
 build "$preset"
 for test in hostile network discovery; do run "$preset" $test || failed+=("$test"); done
+"build/$preset/tests/reliability_logfiles_test" || failed+=(logfiles)
 if [ -n "$soak" ]; then
     RELIABILITY_SOAK_MINUTES=$soak run "$preset" soak || failed+=(soak)
 fi
