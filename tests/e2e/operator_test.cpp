@@ -53,13 +53,53 @@ TEST_F(Operator, DrawsARegionOnTheDesktop) {
         << "reset gives the whole screen";
 }
 
+TEST_F(Operator, ChoosesTheSecondScreenAndTypesARegion) {
+    // Two monitors side by side on the one screen, until the end of this test.
+    tests::runToEnd({"xrandr", "--setmonitor", "left", "640/160x720/190+0+0", "screen"});
+    tests::runToEnd({"xrandr", "--setmonitor", "right", "640/160x720/190+640+0", "none"});
+    {
+        ProgramRun program;
+        program.click(control::kScreen);
+        tests::runToEnd({"xdotool", "key", "Down", "Return"});
+        program.click(control::kStart);
+        const QImage screen = receive(program, "E2E");
+        ASSERT_EQ(screen.size(), QSize(640, 720));
+        EXPECT_GE(tests::lumaPsnr(screen, grabScreen().copy(640, 0, 640, 720)), 38.0);
+
+        program.type(control::kX, "704");
+        program.type(control::kY, "500");
+        program.type(control::kWidth, "320");
+        program.type(control::kHeight, "200");
+        const QImage region = receive(program, "E2E");
+        ASSERT_EQ(region.size(), QSize(320, 200));
+        EXPECT_GE(tests::lumaPsnr(region, grabScreen().copy(704, 500, 320, 200)), 38.0);
+    }
+    tests::runToEnd({"xrandr", "--delmonitor", "right"});
+    tests::runToEnd({"xrandr", "--delmonitor", "left"});
+}
+
+TEST_F(Operator, DragsTheFrameOfTheRegion) {
+    ProgramRun program;
+    program.click(control::kStart);
+    program.type(control::kX, "64");
+    program.type(control::kY, "500");
+    program.type(control::kWidth, "320");
+    program.type(control::kHeight, "128");
+    program.click(control::kShowRegion);
+    tests::sleepFor(500ms);
+    drag({66, 560}, {98, 592});  // by the strip that stands around the region
+    tests::sleepFor(500ms);
+    program.click(control::kShowRegion);
+    tests::sleepFor(500ms);
+    const QImage received = receive(program, "E2E");
+    ASSERT_EQ(received.size(), QSize(320, 128));
+    EXPECT_GE(tests::lumaPsnr(received, grabScreen().copy(96, 532, 320, 128)), 38.0);
+}
+
 TEST_F(Operator, RenamesTheSource) {
     ProgramRun program;
     program.click(control::kStart);
-    program.click(control::kName);
-    tests::runToEnd({"xdotool", "key", "ctrl+a"});
-    tests::runToEnd({"xdotool", "type", "Studio B"});
-    tests::runToEnd({"xdotool", "key", "Tab"});
+    program.type(control::kName, "Studio B");
     EXPECT_NE(list(program).find("(E2E)"), std::string::npos) << "the name waits for the reset";
     program.click(control::kReset);
     const std::string sources = list(program);

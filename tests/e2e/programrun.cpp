@@ -59,6 +59,13 @@ void ProgramRun::click(QPoint where) const {
                      std::to_string(where.y()), "click", "1"});
 }
 
+void ProgramRun::type(QPoint field, const std::string& text) const {
+    click(field);
+    tests::runToEnd({"xdotool", "key", "ctrl+a"});
+    tests::runToEnd({"xdotool", "type", text});
+    tests::runToEnd({"xdotool", "key", "Return"});
+}
+
 void ProgramRun::moveBy(QPoint distance) const {
     const QPoint half = distance / 2;
     tests::runToEnd({"xdotool", "mousemove", "--window", m_window,

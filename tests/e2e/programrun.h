@@ -22,6 +22,11 @@ inline constexpr QPoint kClose{619, 22};
 inline constexpr QPoint kTitle{250, 22};
 inline constexpr QPoint kLanguage{476, 24};
 inline constexpr QPoint kName{200, 97};
+inline constexpr QPoint kScreen{195, 150};
+inline constexpr QPoint kX{410, 164};
+inline constexpr QPoint kY{540, 164};
+inline constexpr QPoint kWidth{410, 203};
+inline constexpr QPoint kHeight{540, 203};
 inline constexpr QPoint kSelectRegion{410, 95};
 inline constexpr QPoint kShowRegion{545, 95};
 }  // namespace control
@@ -39,6 +44,9 @@ public:
 
     /// A left click on a control, as a hand would.
     void click(QPoint where) const;
+
+    /// Replaces what a field holds.
+    void type(QPoint field, const std::string& text) const;
 
     /// Moves the window by its title bar.
     void moveBy(QPoint distance) const;

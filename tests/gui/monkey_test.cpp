@@ -83,7 +83,7 @@ int setting(const char* name, int otherwise) {
 
 TEST(MonkeyTest, BreaksNothing) {
     const int seed = setting("TARSIN_MONKEY_SEED", 1);
-    const int end = setting("TARSIN_MONKEY_SECONDS", 10) * 1000;
+    const int end = setting("TARSIN_MONKEY_SECONDS", 60) * 1000;
     SCOPED_TRACE("TARSIN_MONKEY_SEED=" + std::to_string(seed));
     QTemporaryDir folder;
     Desk desk({{0, 0, 1280, 720}, {1280, 0, 1024, 768}});
