@@ -54,6 +54,11 @@ ProgramRun::ProgramRun(const Settings& settings) {
     m_window = windowOf(m_process->pid());
 }
 
+ProgramRun::~ProgramRun() {
+    m_process.reset();
+    tests::sleepFor(std::chrono::seconds(1));
+}
+
 void ProgramRun::click(QPoint where) const {
     tests::runToEnd({"xdotool", "mousemove", "--window", m_window, std::to_string(where.x()),
                      std::to_string(where.y()), "click", "1"});

@@ -42,6 +42,10 @@ public:
     /// Starts the program and waits for its window. Settings and logs are in a folder of this run.
     explicit ProgramRun(const Settings& settings = {});
 
+    /// Kills the program and gives the mDNS daemon time to forget its source, so that the next run
+    /// finds the name free.
+    ~ProgramRun();
+
     /// A left click on a control, as a hand would.
     void click(QPoint where) const;
 
