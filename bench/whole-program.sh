@@ -14,11 +14,7 @@ if [ "${1:-}" != --inside ]; then
 fi
 seconds=$2
 
-folder=$(mktemp -d)
-started=()
-stop() { for pid in "$@"; do kill "$pid" 2>/dev/null || true; wait "$pid" 2>/dev/null || true; done; }
-cleanup() { stop "${started[@]}"; rm -rf "$folder"; }
-trap cleanup EXIT
+. "$here/../scripts/started.sh"
 
 # Milliseconds of processor time that a process has used.
 used() { awk -v tick="$(getconf CLK_TCK)" '{ sub(/.*\) /, ""); print ($12 + $13) * 1000 / tick }' "/proc/$1/stat"; }

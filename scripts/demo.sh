@@ -13,14 +13,7 @@ build=$2
 picture=$3
 source_name=Demo
 
-folder=$(mktemp -d)
-started=()
-cleanup() {
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null || true; done
-    for pid in "${started[@]}"; do wait "$pid" 2>/dev/null || true; done
-    rm -rf "$folder"
-}
-trap cleanup EXIT
+. "$here/started.sh"
 
 export XDG_DATA_HOME=$folder/data XDG_RUNTIME_DIR=$folder
 mkdir -p "$XDG_DATA_HOME/Halvark/TarsinNDI"

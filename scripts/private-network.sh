@@ -22,14 +22,7 @@ ip link set lo up
 ip link set lo multicast on
 ip route add 224.0.0.0/4 dev lo
 
-folder=$(mktemp -d)
-started=()
-cleanup() {
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null || true; done
-    for pid in "${started[@]}"; do wait "$pid" 2>/dev/null || true; done
-    rm -rf "$folder"
-}
-trap cleanup EXIT
+. "$(dirname "$0")/started.sh"
 
 if [ "$avahi" = no ]; then
     # A bus that nobody listens on, so that the machine's own Avahi is out of reach.

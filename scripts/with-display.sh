@@ -16,14 +16,7 @@ while :; do
 done
 [[ $size == *x*x* ]] || size=${size}x24
 
-folder=$(mktemp -d)
-started=()
-cleanup() {
-    for pid in "${started[@]}"; do kill "$pid" 2>/dev/null || true; done
-    for pid in "${started[@]}"; do wait "$pid" 2>/dev/null || true; done
-    rm -rf "$folder"
-}
-trap cleanup EXIT
+. "$(dirname "$0")/started.sh"
 
 mkfifo "$folder/number"
 Xvfb -displayfd 3 -screen 0 "$size" -noreset -nolisten tcp 3>"$folder/number" \
