@@ -58,8 +58,9 @@ void Receiver::close(const std::string& reason) {
     m_closed = true;
     asio::error_code ignored;
     m_socket.close(ignored);
-    for (const OutgoingPicture* picture : {&m_picture, &m_nextPicture}) {
-        m_lostUnfinished += picture->picture != nullptr && !picture->repeat ? 1 : 0;
+    m_lostUnfinished += m_picture.picture != nullptr && !m_picture.repeat ? 1 : 0;
+    for (const OutgoingPicture& picture : m_waiting) {
+        m_lostUnfinished += picture.repeat ? 0 : 1;
     }
     m_stream = StreamChoice::None;
     m_hungry = false;
@@ -200,7 +201,7 @@ void Receiver::chooseStream() {
         return;
     }
     m_stream = choice;
-    m_nextPicture.picture = nullptr;
+    m_waiting.clear();
     m_hungry = choice != StreamChoice::None;
     unsigned suppressed = 0;
     if (m_chatter.allows(suppressed)) {
@@ -219,7 +220,7 @@ void Receiver::offer(const OutgoingPicture& picture) {
         return;
     }
     m_hungry = false;
-    m_lostSlow += m_nextPicture.replaceBy(picture) ? 1 : 0;
+    m_lostSlow += m_waiting.push(picture) ? 1 : 0;
     writeNext();
 }
 
@@ -236,9 +237,8 @@ void Receiver::writeNext() {
         m_text.swap(m_nextText);
         m_nextText.clear();
         m_unwritten = {asio::buffer(m_text), asio::const_buffer()};
-    } else if (m_nextPicture.picture != nullptr) {
-        m_picture = m_nextPicture;
-        m_nextPicture.picture = nullptr;
+    } else if (!m_waiting.empty()) {
+        m_picture = m_waiting.pop();
         const auto head = m_picture.head.view();
         m_unwritten = {asio::const_buffer(head.data, head.size),
                        asio::const_buffer(m_picture.picture->data, m_picture.picture->size)};

@@ -46,7 +46,7 @@ protected:
 };
 
 /// A state machine around one connection: it greets, reads texts, and writes pictures. One picture
-/// is on its way and at most one waits, the newest; what waits for a receiver is bounded by that.
+/// is on its way and the newest two wait at most; what waits for a receiver is bounded by that.
 /// Everything happens on the I/O thread; nothing blocks. Lives in a shared_ptr, which its pending
 /// operations share.
 class Receiver : public std::enable_shared_from_this<Receiver> {
@@ -59,7 +59,7 @@ public:
     /// Sends `greeting` and begins to read.
     void start(std::vector<std::uint8_t> greeting);
 
-    /// Sends this picture next, instead of one that still waits.
+    /// Sends this picture after the one that may still wait, and instead of an older one.
     void offer(const OutgoingPicture& picture);
 
     /// Sends a text, instead of one that still waits.
@@ -128,7 +128,7 @@ private:
     // Writing.
     std::vector<std::uint8_t> m_nextText;
     std::vector<std::uint8_t> m_text;  ///< On its way.
-    OutgoingPicture m_nextPicture;
+    WaitingPictures m_waiting;
     OutgoingPicture m_picture;  ///< On its way.
     std::array<asio::const_buffer, 2> m_unwritten;
     TimePoint m_progress;  ///< When the last bytes were taken.

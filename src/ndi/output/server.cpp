@@ -278,24 +278,19 @@ Streams Server::wanted() const {
     return {m_wantFull > 0, m_wantPreview > 0};
 }
 
-void Server::publish(const OutgoingPicture& full, const OutgoingPicture& preview,
-                     Audience audience) {
+void Server::publish(const OutgoingPicture& full, const OutgoingPicture& preview) {
     {
         const std::lock_guard lock(m_mailMutex);
-        post(m_full, full, audience);
-        post(m_preview, preview, audience);
+        post(m_full, full);
+        post(m_preview, preview);
     }
     wake();
 }
 
-void Server::post(Mailbox& mailbox, const OutgoingPicture& picture, Audience audience) {
-    if (picture.picture == nullptr) {
-        return;
+void Server::post(Mailbox& mailbox, const OutgoingPicture& picture) {
+    if (picture.picture != nullptr) {
+        mailbox.late += mailbox.pictures.push(picture) ? 1 : 0;
     }
-    const bool forEverybody =
-        mailbox.picture.picture != nullptr && mailbox.audience == Audience::Everybody;
-    mailbox.late += mailbox.picture.replaceBy(picture) ? 1 : 0;
-    mailbox.audience = forEverybody ? Audience::Everybody : audience;
 }
 
 void Server::wake() {
@@ -308,27 +303,26 @@ void Server::deliver() {
     m_wakePending = false;
     {
         const std::lock_guard lock(m_mailMutex);
-        m_takenFull = m_full;
-        m_takenPreview = m_preview;
-        m_full.picture.picture = m_preview.picture.picture = nullptr;
-        m_full.late = m_preview.late = 0;
+        std::swap(m_full, m_takenFull);
+        std::swap(m_preview, m_takenPreview);
     }
     deliver(m_takenFull, StreamChoice::Full);
     deliver(m_takenPreview, StreamChoice::Preview);
-    m_takenFull.picture.picture = m_takenPreview.picture.picture = nullptr;
 }
 
-void Server::deliver(const Mailbox& mailbox, StreamChoice stream) {
-    if (mailbox.picture.picture == nullptr) {
-        return;
-    }
-    for (const auto& receiver : m_receivers) {
-        if (receiver->wants() == stream &&
-            (mailbox.audience == Audience::Everybody || receiver->hungry())) {
-            receiver->countLate(mailbox.late);
-            receiver->offer(mailbox.picture);
+/// Leaves the mailbox empty.
+void Server::deliver(Mailbox& mailbox, StreamChoice stream) {
+    for (const OutgoingPicture& picture : mailbox.pictures) {
+        for (const auto& receiver : m_receivers) {
+            if (receiver->wants() == stream &&
+                (picture.audience == Audience::Everybody || receiver->hungry())) {
+                receiver->countLate(mailbox.late);
+                receiver->offer(picture);
+            }
         }
+        mailbox.late = 0;
     }
+    mailbox.pictures.clear();
 }
 
 }  // namespace ndi

@@ -31,11 +31,6 @@ struct ServerLimits {
     ReceiverLimits receiver;
 };
 
-enum class Audience {
-    Everybody,  ///< Whoever wants the stream.
-    Hungry,     ///< Who wants it and has not been offered a picture since.
-};
-
 /// A TCP server with one I/O thread. publish(), wanted() and hunger() may be called from any thread
 /// between listen() and stop(); they never wait for the network.
 class Server : private ReceiverHost {
@@ -63,14 +58,13 @@ public:
     [[nodiscard]] std::uint64_t hunger() const { return m_hunger; }
 
     /// Leaves pictures with the receivers; a stream without a picture is left alone.
-    void publish(const OutgoingPicture& full, const OutgoingPicture& preview, Audience audience);
+    void publish(const OutgoingPicture& full, const OutgoingPicture& preview);
 
 private:
     /// One stream's place between the sending thread and the I/O thread.
     struct Mailbox {
-        OutgoingPicture picture;
-        Audience audience = Audience::Hungry;
-        std::uint64_t late = 0;  ///< Pictures that were replaced here.
+        WaitingPictures pictures;
+        std::uint64_t late = 0;  ///< Pictures that were lost here.
     };
     struct Wake;
 
@@ -95,10 +89,10 @@ private:
     [[nodiscard]] std::vector<std::uint8_t> greeting() const;
     void tick();
 
-    static void post(Mailbox& mailbox, const OutgoingPicture& picture, Audience audience);
+    static void post(Mailbox& mailbox, const OutgoingPicture& picture);
     void wake();
     void deliver();
-    void deliver(const Mailbox& mailbox, StreamChoice stream);
+    void deliver(Mailbox& mailbox, StreamChoice stream);
     [[nodiscard]] std::size_t joinedCount() const;
 
     const std::string m_instance;

@@ -174,10 +174,10 @@ void Source::describe(const NDIlib_video_frame_v2_t& frame) {
 }
 
 void Source::publish(const EncodedStreams& streams, bool repeat, Audience audience) {
-    m_server.publish(wrap(streams.full, repeat), wrap(streams.preview, repeat), audience);
+    m_server.publish(wrap(streams.full, repeat, audience), wrap(streams.preview, repeat, audience));
 }
 
-OutgoingPicture Source::wrap(const EncodedPicturePtr& picture, bool repeat) {
+OutgoingPicture Source::wrap(const EncodedPicturePtr& picture, bool repeat, Audience audience) {
     OutgoingPicture outgoing;
     if (picture == nullptr) {
         return outgoing;
@@ -191,6 +191,7 @@ OutgoingPicture Source::wrap(const EncodedPicturePtr& picture, bool repeat) {
     wire::writeVideoHead(m_info, static_cast<std::uint32_t>(picture->size), outgoing.head);
     outgoing.picture = picture;
     outgoing.repeat = repeat;
+    outgoing.audience = audience;
     return outgoing;
 }
 

@@ -87,7 +87,8 @@ private:
     [[nodiscard]] const support::ChangedRows& takeHint(const PictureView& picture);
     void describe(const NDIlib_video_frame_v2_t& frame);
     void publish(const EncodedStreams& streams, bool repeat, Audience audience);
-    [[nodiscard]] OutgoingPicture wrap(const EncodedPicturePtr& picture, bool repeat);
+    [[nodiscard]] OutgoingPicture wrap(const EncodedPicturePtr& picture, bool repeat,
+                                       Audience audience);
     void waitForSlot(const NDIlib_video_frame_v2_t& frame);
 
     void repeatLoop();
