@@ -25,6 +25,8 @@ void stopCallback() {
 
 }  // namespace
 
+// An exception that nobody catches ends the program at once, which is the best it can do.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char* argv[]) {
     initLogger();
     initIniPath();

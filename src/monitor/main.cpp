@@ -207,6 +207,8 @@ int receiveTask(const Options& options) {
 
 }  // namespace
 
+// An exception that nobody catches ends the program at once, which is the best it can do.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     const auto parsed = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (const auto* error = std::get_if<UsageError>(&parsed)) {

@@ -71,7 +71,7 @@ std::vector<Candidate> candidates(const Environment& variable) {
         const std::string folder = variable(name);
         for (const auto& file : vendorLibraryNames()) {
             if (!folder.empty()) {
-                result.push_back({folder + "/" + file, true});
+                result.push_back({fmt::format("{}/{}", folder, file), true});
             }
         }
     }
@@ -99,7 +99,7 @@ std::unique_ptr<SendLibrary> loadVendorLibrary(const Environment& environment, s
             fault = candidate.path + ": " + fault;
         }
         if (found || candidate.promised) {
-            reason += (reason.empty() ? "" : "; ") + fault;
+            reason.append(reason.empty() ? "" : "; ").append(fault);
         }
     }
     return nullptr;

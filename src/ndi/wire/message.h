@@ -52,7 +52,7 @@ void writeHeader(const Header& header, std::uint8_t* bytes);
 
 /// Header and scrambled info of a message; its data follows on its own.
 struct MessageHead {
-    std::array<std::uint8_t, kHeaderSize + kMaxInfoSize> bytes;
+    std::array<std::uint8_t, kHeaderSize + kMaxInfoSize> bytes{};
     std::size_t size = 0;
 
     [[nodiscard]] ByteView view() const { return {bytes.data(), size}; }
