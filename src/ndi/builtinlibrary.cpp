@@ -43,6 +43,8 @@ public:
         const std::lock_guard lock(m_mutex);
         const std::uintptr_t number = ++m_lastNumber;
         m_sources.emplace(number, source);
+        // Nobody looks behind it, and a destroyed one's number never comes again.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         return reinterpret_cast<NDIlib_send_instance_t>(number);
     }
 
