@@ -96,7 +96,7 @@ std::unique_ptr<SendLibrary> loadVendorLibrary(const Environment& environment, s
             if (auto vendor = VendorLibrary::open(std::move(file), path, fault)) {
                 return vendor;
             }
-            fault = candidate.path + ": " + fault;
+            fault = fmt::format("{}: {}", candidate.path, fault);
         }
         if (found || candidate.promised) {
             reason.append(reason.empty() ? "" : "; ").append(fault);
