@@ -2,9 +2,9 @@
 # Everything that shows how the built-in NDI output behaves under load, faults and hostile input, in
 # networks of its own. docs/RELIABILITY.md says what is looked at.
 # usage: reliability.sh [--long] [--soak MINUTES] [--sanitizers] [--preset PRESET]
-#   --long         the long forms: about 20 minutes, on a machine that does nothing else
+#   --long         the long forms: about 10 minutes, with sanitizers half an hour more
 #   --soak         then a soak of that many minutes (2 or more)
-#   --sanitizers   then the short forms again, built with AddressSanitizer and with ThreadSanitizer
+#   --sanitizers   then all but the soak again, with AddressSanitizer and with ThreadSanitizer
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=release
@@ -44,7 +44,6 @@ if [ -n "$soak" ]; then
     RELIABILITY_SOAK_MINUTES=$soak run "$preset" soak || failed+=(soak)
 fi
 if [ $sanitizers = yes ]; then
-    unset RELIABILITY_LONG
     for sanitizer in asan tsan; do
         build $sanitizer
         for test in hostile network discovery; do
