@@ -23,16 +23,6 @@ struct CallTimes {
     [[nodiscard]] std::string describe() const;
 };
 
-/// What this process holds of the machine.
-struct Footprint {
-    long residentKiB = 0;
-    long threads = 0;
-    long files = 0;
-
-    [[nodiscard]] static Footprint now();
-    [[nodiscard]] std::string describe() const;
-};
-
 class Sender {
 public:
     /// A picture of `width` x `height` in which a textured field of half its sides moves. The
@@ -54,12 +44,8 @@ public:
     void stop();
 
 private:
-    void loop();
+    void loop(int width, int height, std::chrono::nanoseconds interval);
 
-    const int m_width;
-    const int m_height;
-    const std::chrono::nanoseconds m_interval;
-    std::vector<std::vector<std::uint8_t>> m_pictures;
     NDIlib_send_instance_t m_instance = nullptr;
     std::atomic<bool> m_stop{false};
     std::atomic<std::uint64_t> m_sent{0};

@@ -8,21 +8,15 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
 
+#include "support/footprint.h"
+
 namespace tests {
 namespace {
-
-std::string readFile(const std::string& path) {
-    const std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 std::string newFile() {
     static std::atomic<int> number{0};
@@ -86,7 +80,9 @@ std::optional<int> Process::waitFor(std::chrono::milliseconds limit) {
 }
 
 std::string Process::output() const {
-    return readFile(m_outputFile);
+    std::ostringstream text;
+    text << std::ifstream(m_outputFile).rdbuf();
+    return text.str();
 }
 
 bool Process::says(const std::string& text) const {
@@ -94,13 +90,7 @@ bool Process::says(const std::string& text) const {
 }
 
 long Process::residentKiB() const {
-    std::istringstream status(readFile("/proc/" + std::to_string(m_pid) + "/status"));
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::atol(line.substr(6).c_str());
-        }
-    }
-    return 0;
+    return Footprint::of(m_pid).residentKiB;
 }
 
 std::string runToEnd(const std::vector<std::string>& command, std::chrono::milliseconds limit) {
