@@ -31,10 +31,6 @@ Bytes fromHex(const std::string& hex) {
     return bytes;
 }
 
-void append(Bytes& bytes, const Bytes& more) {
-    bytes.insert(bytes.end(), more.begin(), more.end());
-}
-
 TEST(Message, TextIsKnownBytes) {
     EXPECT_EQ(makeTextMessage(
                   R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)"),
@@ -77,38 +73,6 @@ TEST(Message, VideoHeadIsKnownBytes) {
                       "000000000100000000000000"       // progressive
                       "00000000f9ffffffffffffff"       // timecode
                       "08070605040302013c6d2f3e00"));  // timestamp, metadata
-}
-
-TEST(MessageReader, MessagesComeOutWhateverThePieces) {
-    MessageHead head;
-    writeVideoHead(someInfo(), 3000, head);
-    Bytes stream = makeTextMessage("<first/>");
-    append(stream, Bytes(head.bytes.begin(), head.bytes.begin() + 73));
-    append(stream, Bytes(3000, 0xA5));
-    Bytes last = makeTextMessage(std::string(5000, ' ') + "<last/>");
-    append(stream, last);
-    last[0] = 3;  // A later version is handed out unread.
-    append(stream, last);
-    for (const std::size_t piece : {1, 64, 100'000}) {
-        MessageReader reader(Limits{});
-        std::string order;
-        for (std::size_t at = 0; at < stream.size(); at += piece) {
-            reader.append(stream.data() + at, std::min(piece, stream.size() - at));
-            Message message;
-            while (reader.next(message) == MessageReader::Result::Ready) {
-                if (!message.readable) {
-                    order += "version " + std::to_string(message.header.version);
-                } else if (const auto info = parseVideoInfo(message.info)) {
-                    EXPECT_EQ(std::tuple(info->width, info->timecode, info->metadata),
-                              std::tuple(1920U, -7, "<m/>"));
-                    order += std::to_string(message.data.size) + " bytes, ";
-                } else {
-                    order += std::get<UnknownText>(parseText(message.data)).element + ", ";
-                }
-            }
-        }
-        EXPECT_EQ(order, "first, 3000 bytes, last, version 3") << piece;
-    }
 }
 
 TEST(MessageReader, RefusesWhatIsNoMessage) {
