@@ -1,17 +1,11 @@
 // Stands in for libFuzzer where the compiler has none: runs every seed, then mutations of them, in
-// the same order each time. The input at hand is always in the file PROGRAM.input, so it is there
-// after a crash.
+// the same order each time, so that what crashes crashes again under a debugger.
 //
-// usage: fuzz_NAME SECONDS CORPUS-FOLDER          fuzz_NAME FILE...  (each file once)
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
+// usage: fuzz_NAME SECONDS CORPUS-FOLDER
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -26,127 +20,88 @@ namespace {
 
 using Input = std::vector<std::uint8_t>;
 
-constexpr std::size_t kMaxInput = 1 << 16;
-
-Input readFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return Input(std::istreambuf_iterator<char>(file), {});
+std::vector<Input> readFolder(const char* folder) {
+    std::vector<std::filesystem::path> files(std::filesystem::directory_iterator(folder), {});
+    std::sort(files.begin(), files.end());
+    std::vector<Input> inputs;
+    for (const auto& path : files) {
+        std::ifstream file(path, std::ios::binary);
+        inputs.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    return inputs;
 }
-
-/// A file that always holds the input at hand: a mapping, so that it outlives a crash at no cost.
-class Witness {
-public:
-    explicit Witness(const std::string& path)
-        : m_file(::open(path.c_str(), O_RDWR | O_CREAT, 0644)) {
-        if (m_file >= 0 && ::ftruncate(m_file, sizeof(std::size_t) + kMaxInput) == 0) {
-            void* const memory = ::mmap(nullptr, sizeof(std::size_t) + kMaxInput,
-                                        PROT_READ | PROT_WRITE, MAP_SHARED, m_file, 0);
-            m_bytes = memory != MAP_FAILED ? static_cast<std::uint8_t*>(memory) : nullptr;
-        }
-    }
-    void run(const Input& input) {
-        if (m_bytes != nullptr && input.size() <= kMaxInput) {
-            const std::size_t size = input.size();
-            std::memcpy(m_bytes, &size, sizeof(size));
-            std::copy(input.begin(), input.end(), m_bytes + sizeof(size));
-        }
-        LLVMFuzzerTestOneInput(input.data(), input.size());
-    }
-
-private:
-    int m_file;
-    std::uint8_t* m_bytes = nullptr;
-};
 
 class Mutator {
 public:
-    explicit Mutator(std::vector<Input> seeds) : m_seeds(std::move(seeds)) {}
+    explicit Mutator(const std::vector<Input>& seeds) : m_seeds(seeds) {}
 
     Input next() {
-        Input input = m_seeds[below(m_seeds.size())];
+        Input input = any();
         for (std::size_t count = 1 + below(6); count > 0; --count) {
             mutate(input);
         }
-        input.resize(std::min(input.size(), kMaxInput));
+        input.resize(std::min<std::size_t>(input.size(), 1 << 16));
         return input;
     }
 
 private:
-    std::size_t below(std::size_t limit) { return limit == 0 ? 0 : m_random() % limit; }
+    std::size_t below(std::size_t limit) { return m_random() % limit; }
+    const Input& any() { return m_seeds[below(m_seeds.size())]; }
 
     void mutate(Input& input) {
-        const auto noise = static_cast<std::uint8_t>(m_random());
         if (input.empty()) {
-            input.push_back(noise);
-            return;
+            input.push_back(0);
         }
-        const std::size_t at = below(input.size());
-        const auto here = input.begin() + static_cast<std::ptrdiff_t>(at);
-        const auto there =
-            here + static_cast<std::ptrdiff_t>(std::min(input.size() - at, 1 + below(32)));
-        const Input piece(here, there);
-        const Input& other = m_seeds[below(m_seeds.size())];
-        switch (below(7)) {
+        const auto at = input.begin() + static_cast<std::ptrdiff_t>(below(input.size()));
+        const auto end =
+            at + std::min(input.end() - at, static_cast<std::ptrdiff_t>(1 + below(32)));
+        const Input piece(at, end);
+        switch (below(6)) {
             case 0:
-                *here ^= static_cast<std::uint8_t>(1U << below(8));
+                *at ^= static_cast<std::uint8_t>(1U << below(8));
                 break;
             case 1:
-                *here = noise;
+                *at = static_cast<std::uint8_t>(m_random());
                 break;
             case 2:
-                std::fill(here, there, below(2) == 0 ? std::uint8_t{0} : std::uint8_t{0xFF});
+                std::fill(at, end, static_cast<std::uint8_t>(below(2) * 255));
                 break;
             case 3:
-                input.erase(here, there);
+                input.erase(at, end);
                 break;
             case 4:
-                input.insert(input.begin() + static_cast<std::ptrdiff_t>(below(input.size())),
-                             piece.begin(), piece.end());
-                break;
-            case 5:
-                input.insert(here, noise);
+                input.insert(at, piece.begin(), piece.end());
                 break;
             default:
-                input.erase(here, input.end());
-                input.insert(input.end(),
-                             other.begin() + static_cast<std::ptrdiff_t>(below(other.size())),
-                             other.end());
+                const Input& other = any();
+                input.erase(at, input.end());
+                input.insert(input.end(), other.begin(), other.end());
         }
     }
 
     std::mt19937_64 m_random{1};
-    std::vector<Input> m_seeds;
+    const std::vector<Input>& m_seeds;
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string program = std::filesystem::path(argv[0]).filename();
-    Witness witness(program + ".input");
-    if (argc < 3 || std::filesystem::is_regular_file(argv[1])) {
-        for (int i = 1; i < argc; ++i) {
-            witness.run(readFile(argv[i]));
-        }
-        return argc > 1 ? 0 : 2;
-    }
-    std::vector<std::filesystem::path> files(std::filesystem::directory_iterator(argv[2]), {});
-    std::sort(files.begin(), files.end());
-    std::vector<Input> seeds;
-    for (const auto& file : files) {
-        seeds.push_back(readFile(file));
-        witness.run(seeds.back());
-    }
-    if (seeds.empty()) {
-        std::cerr << program << ": no seeds in " << argv[2] << "\n";
+    const std::vector<Input> seeds = readFolder(argc == 3 ? argv[2] : ".");
+    if (argc != 3 || seeds.empty()) {
+        std::cerr << argv[0] << ": no seeds\n";
         return 2;
+    }
+    for (const Input& seed : seeds) {
+        LLVMFuzzerTestOneInput(seed.data(), seed.size());
     }
     using std::chrono::steady_clock;
     const auto end = steady_clock::now() + std::chrono::seconds(std::stoi(argv[1]));
-    Mutator mutator(std::move(seeds));
+    Mutator mutator(seeds);
     long long runs = 0;
-    for (; runs % 256 != 0 || steady_clock::now() < end; ++runs) {
-        witness.run(mutator.next());
+    for (; steady_clock::now() < end; ++runs) {
+        const Input input = mutator.next();
+        LLVMFuzzerTestOneInput(input.data(), input.size());
     }
-    std::cout << program << ": " << runs << " inputs\n";
+    std::cout << argv[0] << ": " << runs << " inputs\n";
     return 0;
 }

@@ -1,11 +1,18 @@
 // Language files as anybody may edit them.
+#include <QTemporaryFile>
+#include <cstdint>
 #include <cstdlib>
 
-#include "folder.h"
 #include "support/translation.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    auto table = loadLanguageFile(fileWith("language.xml", data, size));
+    QTemporaryFile file;
+    if (!file.open()) {
+        return 0;
+    }
+    file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
+    file.flush();
+    auto table = loadLanguageFile(file.fileName());
     for (const QString& key : table.keys()) {
         if (key.isEmpty()) {
             std::abort();

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <sstream>
 
 namespace reliability {
 
@@ -16,28 +16,11 @@ Command operator+(Command command, const Command& words) {
     return command;
 }
 
-Program::~Program() {
-    std::filesystem::remove(m_file);
-}
-
-bool Program::says(const std::string& text) const {
-    return eventually([&] { return output().find(text) != std::string::npos; },
-                      std::chrono::seconds(10));
-}
-
-std::string Program::newFile() {
-    static int number = 0;
-    return testing::TempDir() + "reliability-" + std::to_string(::getpid()) + "-" +
-           std::to_string(++number);
-}
-
 Host::Host() {
-    EXPECT_TRUE(eventually(
-        [this] {
-            return std::filesystem::read_symlink("/proc/" + pid() + "/ns/net") !=
-                   std::filesystem::read_symlink("/proc/self/ns/net");
-        },
-        std::chrono::seconds(5)));
+    EXPECT_TRUE(eventually([this] {
+        return std::filesystem::read_symlink("/proc/" + pid() + "/ns/net") !=
+               std::filesystem::read_symlink("/proc/self/ns/net");
+    }));
     run({"ip", "link", "set", "lo", "up"});
 }
 
@@ -47,44 +30,6 @@ Command Host::exec(const Command& command) const {
 
 void Host::run(const Command& command) const {
     runToEnd(exec(command));
-}
-
-namespace {
-
-Command crowdCommand(const std::string& address, const Command& roles) {
-    return Command{"nice", "-n", "-20", RELIABILITY_CROWD, address, "5961", "7200"} + roles;
-}
-
-}  // namespace
-
-CrowdProgram::CrowdProgram(const std::string& address, const Command& roles)
-    : m_program(crowdCommand(address, roles)) {}
-
-CrowdProgram::CrowdProgram(const Host& host, const std::string& address, const Command& roles)
-    : m_program(host.exec(crowdCommand(address, roles))) {}
-
-std::vector<ViewerReport> CrowdProgram::soFar() {
-    return reportAt(SIGUSR1);
-}
-
-std::vector<ViewerReport> CrowdProgram::end() {
-    auto reports = reportAt(SIGTERM);
-    EXPECT_EQ(m_program.waitFor(std::chrono::seconds(20)).value_or(-1), 0) << m_program.output();
-    return reports;
-}
-
-std::vector<ViewerReport> CrowdProgram::reportAt(int signal) {
-    const std::size_t before = m_program.output().size();
-    m_program.signal(signal);
-    std::string report;
-    EXPECT_TRUE(eventually(
-        [&] {
-            report = m_program.output().substr(before);
-            return report.find("\n.\n") != std::string::npos;
-        },
-        std::chrono::seconds(20)))
-        << report;
-    return readReports(report);
 }
 
 Wire::Wire() {
@@ -104,11 +49,72 @@ void Wire::plug(const Host& host, int number) {
     const std::string port = "port" + std::to_string(number);
     runToEnd(
         {"ip", "link", "add", port, "type", "veth", "peer", "name", "eth0", "netns", host.pid()});
+    // An address of its own would be announced, too.
+    runToEnd({"ip", "link", "set", port, "addrgenmode", "none"});
     runToEnd({"ip", "link", "set", port, "master", "wire", "up"});
     host.run({"ip", "addr", "add", "10.7.0." + std::to_string(number) + "/24", "dev", "eth0"});
     host.run(
         {"ip", "addr", "add", "fd07::" + std::to_string(number) + "/64", "dev", "eth0", "nodad"});
     host.run({"ip", "link", "set", "eth0", "up"});
+}
+
+Report sumOf(const Reports& reports, const std::string& role) {
+    Report sum;
+    for (const Report& one : reports) {
+        if (one.role == role) {
+            sum.pictures += one.pictures;
+            sum.lost += one.lost;
+            sum.connections += one.connections;
+            sum.dropped += one.dropped;
+            sum.sentBytes += one.sentBytes;
+        }
+    }
+    return sum;
+}
+
+namespace {
+
+Command crowdCommand(const std::string& address, const Command& words) {
+    return Command{"nice", "-n", "-20", RELIABILITY_CROWD, address, "5961"} + words;
+}
+
+}  // namespace
+
+Crowd::Crowd(const std::string& address, const Command& words)
+    : m_program(crowdCommand(address, words)) {
+    EXPECT_TRUE(m_program.says("ready"));
+}
+
+Crowd::Crowd(const Host& host, const std::string& address, const Command& words)
+    : m_program(host.exec(crowdCommand(address, words))) {
+    EXPECT_TRUE(m_program.says("ready"));
+}
+
+Reports Crowd::soFar() {
+    return reportAt(SIGUSR1);
+}
+
+Reports Crowd::end() {
+    auto reports = reportAt(SIGTERM);
+    EXPECT_EQ(m_program.waitFor(std::chrono::seconds(20)).value_or(-1), 0) << m_program.output();
+    return reports;
+}
+
+Reports Crowd::reportAt(int signal) {
+    const std::size_t before = m_program.output().size();
+    m_program.signal(signal);
+    std::string text;
+    EXPECT_TRUE(eventually([&] {
+        text = m_program.output().substr(before);
+        return text.find("\n.\n") != std::string::npos;
+    })) << text;
+    Reports reports;
+    std::istringstream words(text);
+    for (Report one; words >> one.role >> one.pictures >> one.lost >> one.connections >>
+                     one.dropped >> one.sentBytes;) {
+        reports.push_back(one);
+    }
+    return reports;
 }
 
 }  // namespace reliability

@@ -1,11 +1,10 @@
 #pragma once
 // Other machines: network namespaces, each held by a process that sleeps, with cables to a bridge.
 
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "reliability/crowd.h"
 #include "support/process.h"
 
 namespace reliability {
@@ -14,25 +13,6 @@ using Command = std::vector<std::string>;
 
 /// `command` with `words` behind it.
 [[nodiscard]] Command operator+(Command command, const Command& words);
-
-/// A program of ours whose output is kept in a file until the end.
-class Program : public tests::Process {
-public:
-    explicit Program(const Command& command) : Program(command, newFile()) {}
-    ~Program();
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    /// Waits up to ten seconds for that text in its output.
-    [[nodiscard]] bool says(const std::string& text) const;
-
-private:
-    Program(const Command& command, const std::string& file)
-        : Process(command, file), m_file(file) {}
-    [[nodiscard]] static std::string newFile();
-
-    const std::string m_file;
-};
 
 /// A machine of its own. `exec` of something is a command that runs it there.
 class Host {
@@ -44,26 +24,7 @@ public:
     [[nodiscard]] std::string pid() const { return std::to_string(m_holder.pid()); }
 
 private:
-    Program m_holder{{"unshare", "--net", "sleep", "7200"}};
-};
-
-/// Receivers in a process of their own. They stand for other machines: what else runs on this one
-/// must not hold them up.
-class CrowdProgram {
-public:
-    /// `roles` as in "watch:3". They connect to the first port.
-    CrowdProgram(const std::string& address, const Command& roles);
-    CrowdProgram(const Host& host, const std::string& address, const Command& roles);
-
-    /// What the receivers got so far.
-    [[nodiscard]] std::vector<ViewerReport> soFar();
-    /// Ends it; what the receivers got.
-    [[nodiscard]] std::vector<ViewerReport> end();
-
-private:
-    [[nodiscard]] std::vector<ViewerReport> reportAt(int signal);
-
-    Program m_program;
+    tests::Process m_holder{{"unshare", "--net", "sleep", "7200"}};
 };
 
 /// The bridge "wire" of this namespace; it has 10.7.0.1 and fd07::1. Loopback carries no multicast
@@ -78,6 +39,38 @@ public:
     /// Connects a host by its interface "eth0", as 10.7.0.`number` and fd07::`number`. This side
     /// of the cable is "port<number>".
     void plug(const Host& host, int number);
+};
+
+/// What one or several receivers got and did.
+struct Report {
+    std::string role;
+    std::uint64_t pictures = 0;  ///< New ones, repetitions left out.
+    std::uint64_t lost = 0;      ///< Missing between the first and the last one of a connection.
+    std::uint64_t connections = 0;
+    std::uint64_t dropped = 0;  ///< Connections that failed, or that the source closed.
+    std::uint64_t sentBytes = 0;
+};
+using Reports = std::vector<Report>;
+
+/// Those of one role added up.
+[[nodiscard]] Report sumOf(const Reports& reports, const std::string& role);
+
+/// Receivers in a process of their own: what else runs in this one must not hold them up.
+class Crowd {
+public:
+    /// `words` as in crowd.cpp. They connect to the first port of `address`.
+    Crowd(const std::string& address, const Command& words);
+    Crowd(const Host& host, const std::string& address, const Command& words);
+
+    /// What they got so far.
+    [[nodiscard]] Reports soFar();
+    /// Ends them.
+    [[nodiscard]] Reports end();
+
+private:
+    [[nodiscard]] Reports reportAt(int signal);
+
+    tests::Process m_program;
 };
 
 }  // namespace reliability

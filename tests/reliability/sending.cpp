@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 namespace reliability {
@@ -23,29 +22,19 @@ double waitedForProcessor() {
     return waited / 1e6;
 }
 
-long entriesOf(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder),
-                         std::filesystem::directory_iterator());
-}
-
+/// A texture; that of the field in the middle has moved in each step.
 std::vector<std::uint8_t> paint(int width, int height, int step) {
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) *
-                                     static_cast<std::size_t>(height) * 4);
+    std::vector<std::uint8_t> pixels;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const bool field =
-                x >= width / 4 && x < width * 3 / 4 && y >= height / 4 && y < height * 3 / 4;
+                std::abs(2 * x - width) < width / 2 && std::abs(2 * y - height) < height / 2;
             const int u = field ? x + step * 7 : x;
             const int v = field ? y + step * 3 : y;
             const int texture = (u * u / 64 + v * 5) % 61 + (u * 3 + v * v / 32) % 37;
-            auto* const pixel =
-                &pixels[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                         static_cast<std::size_t>(x)) *
-                        4];
-            pixel[0] = static_cast<std::uint8_t>(60 + texture);
-            pixel[1] = static_cast<std::uint8_t>(field ? 90 + texture : 90 + x * 60 / width);
-            pixel[2] = static_cast<std::uint8_t>(40 + v % 128);
-            pixel[3] = 255;
+            for (const int channel : {60 + texture, 90 + texture, 40 + v % 128, 255}) {
+                pixels.push_back(static_cast<std::uint8_t>(channel));
+            }
         }
     }
     return pixels;
@@ -72,38 +61,15 @@ std::string CallTimes::describe() const {
                        milliseconds.size(), percentile(0.5), percentile(0.99), percentile(1));
 }
 
-Footprint Footprint::now() {
-    Footprint footprint;
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            footprint.residentKiB = std::atol(line.c_str() + 6);
-        }
-    }
-    footprint.threads = entriesOf("/proc/self/task");
-    footprint.files = entriesOf("/proc/self/fd");
-    return footprint;
-}
-
-std::string Footprint::describe() const {
-    return fmt::format("{:.1f} MiB resident, {} threads, {} descriptors",
-                       static_cast<double>(residentKiB) / 1024, threads, files);
-}
-
-Sender::Sender(const std::string& name, int width, int height, double picturesPerSecond)
-    : m_width(width),
-      m_height(height),
-      m_interval(static_cast<std::int64_t>(1e9 / picturesPerSecond)) {
-    for (int step = 0; step < kSteps; ++step) {
-        m_pictures.push_back(paint(width, height, step));
-    }
+Sender::Sender(const std::string& name, int width, int height, double picturesPerSecond) {
     // Paced here, so that a call takes as long as it works or is kept waiting.
     const NDIlib_send_create_t settings{name.c_str(), nullptr, false, false};
     if (NDIlib_initialize()) {
         m_instance = NDIlib_send_create(&settings);
     }
     if (m_instance != nullptr) {
-        m_thread = std::thread([this] { loop(); });
+        const std::chrono::nanoseconds interval(static_cast<std::int64_t>(1e9 / picturesPerSecond));
+        m_thread = std::thread([=] { loop(width, height, interval); });
     }
 }
 
@@ -128,18 +94,22 @@ CallTimes Sender::takeCallTimes() {
     return taken;
 }
 
-void Sender::loop() {
+void Sender::loop(int width, int height, std::chrono::nanoseconds interval) {
+    std::vector<std::vector<std::uint8_t>> pictures;
+    for (int step = 0; step < kSteps; ++step) {
+        pictures.push_back(paint(width, height, step));
+    }
     NDIlib_video_frame_v2_t frame{};
-    frame.xres = m_width;
-    frame.yres = m_height;
+    frame.xres = width;
+    frame.yres = height;
     frame.FourCC = NDIlib_FourCC_type_BGRA;
-    frame.frame_rate_N = static_cast<int>(1'000'000'000'000 / m_interval.count());
+    frame.frame_rate_N = static_cast<int>(1'000'000'000'000 / interval.count());
     frame.frame_rate_D = 1000;
     frame.frame_format_type = NDIlib_frame_format_type_progressive;
     auto due = steady_clock::now();
     while (!m_stop) {
         const std::uint64_t number = m_sent + 1;
-        frame.p_data = m_pictures[number % kSteps].data();
+        frame.p_data = pictures[number % kSteps].data();
         frame.timecode = static_cast<std::int64_t>(number);
         const double waitedBefore = waitedForProcessor();
         const auto before = steady_clock::now();
@@ -152,7 +122,7 @@ void Sender::loop() {
         }
         m_sent = number;
         // Slots that were missed are left out: a burst would lose pictures of its own.
-        due = std::max(due + m_interval, steady_clock::now());
+        due = std::max(due + interval, steady_clock::now());
         std::this_thread::sleep_until(due);
     }
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ndi/ndilib.h"
+#include "support/footprint.h"
 
 namespace reliability {
 
@@ -20,16 +21,6 @@ struct CallTimes {
 
     void add(const CallTimes& more);
     [[nodiscard]] double percentile(double share) const;
-    [[nodiscard]] std::string describe() const;
-};
-
-/// What this process holds of the machine.
-struct Footprint {
-    long residentKiB = 0;
-    long threads = 0;
-    long files = 0;
-
-    [[nodiscard]] static Footprint now();
     [[nodiscard]] std::string describe() const;
 };
 
@@ -54,12 +45,8 @@ public:
     void stop();
 
 private:
-    void loop();
+    void loop(int width, int height, std::chrono::nanoseconds interval);
 
-    const int m_width;
-    const int m_height;
-    const std::chrono::nanoseconds m_interval;
-    std::vector<std::vector<std::uint8_t>> m_pictures;
     NDIlib_send_instance_t m_instance = nullptr;
     std::atomic<bool> m_stop{false};
     std::atomic<std::uint64_t> m_sent{0};
@@ -67,6 +54,13 @@ private:
     CallTimes m_times;
     std::thread m_thread;
 };
+
+/// How many pictures of 30 a second this machine itself costs every receiver at most, by having no
+/// processor to spare: one for each half of a picture's time.
+[[nodiscard]] inline std::uint64_t picturesMissedWaiting(const tests::Footprint& before,
+                                                         const tests::Footprint& after) {
+    return static_cast<std::uint64_t>((after.waitedMilliseconds - before.waitedMilliseconds) / 16);
+}
 
 /// The long forms are asked for by RELIABILITY_LONG=1.
 [[nodiscard]] bool longForm();

@@ -10,24 +10,26 @@
 
 #include "reliability/hosts.h"
 #include "reliability/sending.h"
+#include "support/footprint.h"
 
 namespace reliability {
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
+using tests::Footprint;
 using tests::runToEnd;
 using tests::sleepFor;
 
 /// The least of what is held in a few seconds: connections come and go.
 Footprint restingFootprint() {
-    Footprint least = Footprint::now();
+    Footprint least = Footprint::of();
     for (int i = 0; i < 50; ++i) {
         sleepFor(200ms);
-        const Footprint now = Footprint::now();
-        least.residentKiB = std::min(least.residentKiB, now.residentKiB);
-        least.threads = std::min(least.threads, now.threads);
-        least.files = std::min(least.files, now.files);
+        const Footprint here = Footprint::of();
+        least.residentKiB = std::min(least.residentKiB, here.residentKiB);
+        least.threads = std::min(least.threads, here.threads);
+        least.files = std::min(least.files, here.files);
     }
     return least;
 }
@@ -45,10 +47,9 @@ TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
     wire.plug(second, 3);
     Sender sender("Soak", 1920, 1080, kSanitized ? 5 : 30);
     ASSERT_NE(sender.instance(), nullptr);
-    CrowdProgram good(first, "10.7.0.1", {"watch:2", "low:1"});
-    CrowdProgram others(
-        second, "fd07::1",
-        {"watch:1", "stop:1", "return:1", "fickle:1", "pause:1000", "churn:2", "noise:1"});
+    Crowd good(first, "10.7.0.1", {"watch:2", "low:1"});
+    Crowd others(second, "fd07::1",
+                 {"watch:1", "stop:1", "return:1", "fickle:1", "pause:1000", "churn:2", "noise:1"});
     sleepFor(50s);
     const Footprint before = restingFootprint();
     fmt::print("after the first minute: {}\n", before.describe());
@@ -68,14 +69,14 @@ TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
                    sender.takeCallTimes().describe());
         std::fflush(stdout);
     }
-    const ViewerReport watching = sumOf(good.soFar(), Role::Watch);
-    const ViewerReport low = sumOf(good.end(), Role::Low);
+    const Report watching = sumOf(good.soFar(), "watch");
+    const Report low = sumOf(good.end(), "low");
     const auto reports = others.end();
     fmt::print("{} sent; two good receivers: {} taken, {} lost; preview: {} taken, {} lost\n",
                sender.sent(), watching.pictures, watching.lost, low.pictures, low.lost);
-    for (const ViewerReport& one : reports) {
-        fmt::print("  {}: {} pictures, {} connections, {} of them closed or failed\n",
-                   nameOf(one.role), one.pictures, one.connections, one.dropped);
+    for (const Report& one : reports) {
+        fmt::print("  {}: {} pictures, {} connections, {} of them closed or failed\n", one.role,
+                   one.pictures, one.connections, one.dropped);
         EXPECT_GT(one.connections, 0U);
     }
     EXPECT_EQ(watching.connections, 2U);

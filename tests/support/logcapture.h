@@ -1,21 +1,22 @@
 #pragma once
 // The lines that a piece of code logs.
 
-#include <spdlog/sinks/ostream_sink.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include <algorithm>
 #include <memory>
-#include <sstream>
+#include <mutex>
 #include <string>
 
+#include "support/eventually.h"
 #include "support/hv/spdlogapplication.h"
 
 namespace tests {
 
-/// Collects what is logged during its life. Read it only while no other thread logs.
+/// Collects what any thread logs during its life. Make it and let it go while no other thread logs.
 class LogCapture {
 public:
-    LogCapture() : m_sink(std::make_shared<spdlog::sinks::ostream_sink_mt>(m_stream)) {
+    LogCapture() {
         m_sink->set_pattern("[%l] %v");
         HV::SpdlogApplication::instance().logger()->sinks().push_back(m_sink);
     }
@@ -26,7 +27,7 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    [[nodiscard]] std::string text() const { return m_stream.str(); }
+    [[nodiscard]] std::string text() const { return m_sink->text(); }
 
     /// How often `part` was logged.
     [[nodiscard]] int count(const std::string& part) const {
@@ -38,9 +39,31 @@ public:
         return found;
     }
 
+    /// Waits for a line with that part.
+    [[nodiscard]] bool says(const std::string& part) const {
+        return eventually([&] { return count(part) > 0; });
+    }
+
 private:
-    std::ostringstream m_stream;
-    std::shared_ptr<spdlog::sinks::ostream_sink_mt> m_sink;
+    class Sink : public spdlog::sinks::base_sink<std::mutex> {
+    public:
+        [[nodiscard]] std::string text() {
+            const std::lock_guard lock(mutex_);
+            return m_text;
+        }
+
+    private:
+        void sink_it_(const spdlog::details::log_msg& message) override {
+            spdlog::memory_buf_t line;
+            formatter_->format(message, line);
+            m_text.append(line.data(), line.size());
+        }
+        void flush_() override {}
+
+        std::string m_text;
+    };
+
+    const std::shared_ptr<Sink> m_sink = std::make_shared<Sink>();
 };
 
 }  // namespace tests

@@ -7,27 +7,28 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <system_error>
-#include <thread>
+
+#include "support/footprint.h"
 
 namespace tests {
 namespace {
 
-std::string readFile(const std::string& path) {
-    const std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+std::string newFile() {
+    static std::atomic<int> number{0};
+    const std::string name =
+        "tarsin-test-" + std::to_string(::getpid()) + "-" + std::to_string(++number);
+    return (std::filesystem::temp_directory_path() / name).string();
 }
 
 }  // namespace
 
 Process::Process(const std::vector<std::string>& command, const std::string& outputFile)
-    : m_outputFile(outputFile) {
+    : m_ownsOutput(outputFile.empty()), m_outputFile(m_ownsOutput ? newFile() : outputFile) {
     std::vector<char*> arguments;
     for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -37,7 +38,7 @@ Process::Process(const std::vector<std::string>& command, const std::string& out
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputFile.c_str(),
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_outputFile.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     const int error =
@@ -51,7 +52,10 @@ Process::Process(const std::vector<std::string>& command, const std::string& out
 Process::~Process() {
     if (running()) {
         signal(SIGKILL);
-        waitFor(std::chrono::seconds(5));
+        waitFor(std::chrono::seconds(20));
+    }
+    if (m_ownsOutput) {
+        std::filesystem::remove(m_outputFile);
     }
 }
 
@@ -76,33 +80,25 @@ std::optional<int> Process::waitFor(std::chrono::milliseconds limit) {
 }
 
 std::string Process::output() const {
-    return readFile(m_outputFile);
+    std::ostringstream text;
+    text << std::ifstream(m_outputFile).rdbuf();
+    return text.str();
+}
+
+bool Process::says(const std::string& text) const {
+    return eventually([&] { return output().find(text) != std::string::npos; });
 }
 
 long Process::residentKiB() const {
-    std::istringstream status(readFile("/proc/" + std::to_string(m_pid) + "/status"));
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::atol(line.substr(6).c_str());
-        }
-    }
-    return 0;
+    return Footprint::of(m_pid).residentKiB;
 }
 
 std::string runToEnd(const std::vector<std::string>& command, std::chrono::milliseconds limit) {
-    const std::string file =
-        (std::filesystem::temp_directory_path() / ("tarsin-test-" + std::to_string(::getpid())))
-            .string();
-    Process process(command, file);
+    Process process(command);
     const auto code = process.waitFor(limit);
     const std::string output = process.output();
-    std::filesystem::remove(file);
     EXPECT_EQ(code.value_or(-1), 0) << command[0] << ": " << output;
     return output;
-}
-
-void sleepFor(std::chrono::milliseconds time) {
-    std::this_thread::sleep_for(time);
 }
 
 }  // namespace tests

@@ -8,13 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "support/eventually.h"
+
 namespace tests {
 
 class Process {
 public:
-    /// Starts `command` (found through PATH). Standard output and error go to `outputFile`.
-    /// Throws std::system_error when it can't be started.
-    Process(const std::vector<std::string>& command, const std::string& outputFile);
+    /// Starts `command` (found through PATH). Standard output and error go to `outputFile`; without
+    /// one, to a file that goes with this object. Throws std::system_error when it can't be
+    /// started.
+    explicit Process(const std::vector<std::string>& command, const std::string& outputFile = {});
 
     /// Kills the program if it still runs.
     ~Process();
@@ -32,32 +35,21 @@ public:
     /// What the program wrote so far.
     [[nodiscard]] std::string output() const;
 
+    /// Waits for `text` in the output.
+    [[nodiscard]] bool says(const std::string& text) const;
+
     [[nodiscard]] long residentKiB() const;
 
 private:
     pid_t m_pid = -1;
     std::optional<int> m_exitCode;
-    std::string m_outputFile;
+    const bool m_ownsOutput;
+    const std::string m_outputFile;
 };
 
 /// Runs `command` to its end and gives what it wrote. Fails the running test when it does not end
 /// with 0 within `limit`.
 std::string runToEnd(const std::vector<std::string>& command,
                      std::chrono::milliseconds limit = std::chrono::seconds(20));
-
-void sleepFor(std::chrono::milliseconds time);
-
-/// Asks `condition` every few milliseconds until it holds; false when `limit` passes first.
-template <typename Condition>
-[[nodiscard]] bool eventually(Condition condition, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        sleepFor(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 }  // namespace tests

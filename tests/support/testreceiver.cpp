@@ -91,47 +91,36 @@ bool TestReceiver::readMore(TimePoint until) {
     return true;
 }
 
-bool TestReceiver::takeMessage(ReceivedPicture& picture, bool& any) {
+std::optional<ReceivedPicture> TestReceiver::takePicture() {
     wire::Message message;
-    any = m_reader.next(message) == wire::MessageReader::Result::Ready;
-    if (!any || !message.readable) {
-        return false;
+    while (m_reader.next(message) == wire::MessageReader::Result::Ready) {
+        if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
+            m_texts.push_back(wire::parseText(message.data));
+        } else if (const auto info = wire::parseVideoInfo(message.info)) {
+            const auto* const data = message.data.data;
+            return ReceivedPicture{*info, {data, data + message.data.size}, steady_clock::now()};
+        }
     }
-    if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
-        m_texts.push_back(wire::parseText(message.data));
-        return false;
-    }
-    const auto info = wire::parseVideoInfo(message.info);
-    if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Video) || !info) {
-        return false;
-    }
-    picture.info = *info;
-    picture.packet.assign(message.data.data, message.data.data + message.data.size);
-    picture.arrival = steady_clock::now();
-    return true;
+    return std::nullopt;
 }
 
 std::optional<ReceivedPicture> TestReceiver::nextPicture(Milliseconds timeout) {
     const auto until = steady_clock::now() + timeout;
-    ReceivedPicture picture;
-    do {
-        for (bool any = true; any;) {
-            if (takeMessage(picture, any)) {
-                return picture;
-            }
-        }
-    } while (readMore(until));
-    return std::nullopt;
+    auto picture = takePicture();
+    while (!picture && readMore(until)) {
+        picture = takePicture();
+    }
+    return picture;
 }
 
-void TestReceiver::readTexts(std::size_t count, Milliseconds timeout) {
+const std::vector<wire::TextMessage>& TestReceiver::readTexts(std::size_t count,
+                                                              Milliseconds timeout) {
     const auto until = steady_clock::now() + timeout;
-    ReceivedPicture ignored;
     do {
-        for (bool any = true; any;) {
-            (void)takeMessage(ignored, any);
+        while (takePicture()) {
         }
     } while (m_texts.size() < count && readMore(until));
+    return m_texts;
 }
 
 std::vector<ReceivedPicture> TestReceiver::pictures(Milliseconds duration) {
@@ -147,7 +136,7 @@ std::vector<ReceivedPicture> TestReceiver::pictures(Milliseconds duration) {
     }
 }
 
-bool TestReceiver::closedWithin(Milliseconds timeout) {
+bool TestReceiver::isClosed(Milliseconds timeout) {
     const auto until = steady_clock::now() + timeout;
     while (readMore(until)) {
     }

@@ -15,6 +15,9 @@ namespace testsupport {
 
 using Milliseconds = std::chrono::milliseconds;
 
+/// For what comes at once, on a machine that may be busy with something else.
+constexpr Milliseconds kPatience{20'000};
+
 struct ReceivedPicture {
     ndi::wire::VideoInfo info;
     std::vector<std::uint8_t> packet;
@@ -53,16 +56,14 @@ public:
     bool sendBytes(const void* bytes, std::size_t size);
 
     /// The next picture; texts on the way there are kept in texts().
-    [[nodiscard]] std::optional<ReceivedPicture> nextPicture(Milliseconds timeout);
-    /// Reads for that long, or until `count` texts are there, or the connection is gone.
-    void readTexts(std::size_t count, Milliseconds timeout);
+    [[nodiscard]] std::optional<ReceivedPicture> nextPicture(Milliseconds timeout = kPatience);
+    /// Reads until `count` texts are there, or time is up, or the connection is gone.
+    const std::vector<ndi::wire::TextMessage>& readTexts(std::size_t count,
+                                                         Milliseconds timeout = kPatience);
     /// Reads pictures for that long.
     [[nodiscard]] std::vector<ReceivedPicture> pictures(Milliseconds duration);
     /// Reads until the other side closes; false: it does not.
-    [[nodiscard]] bool closedWithin(Milliseconds timeout);
-
-    [[nodiscard]] const std::vector<ndi::wire::TextMessage>& texts() const { return m_texts; }
-    [[nodiscard]] int socket() const { return m_socket; }
+    [[nodiscard]] bool isClosed(Milliseconds timeout = kPatience);
 
     /// Ends the connection with a reset, in the middle of whatever is on its way.
     void vanish();
@@ -72,8 +73,8 @@ private:
 
     /// False: time is up, or the connection is gone (m_closed).
     [[nodiscard]] bool readMore(TimePoint until);
-    /// True: a picture; texts are put aside.
-    [[nodiscard]] bool takeMessage(ReceivedPicture& picture, bool& any);
+    /// The next picture of what was read; texts before it are put aside.
+    [[nodiscard]] std::optional<ReceivedPicture> takePicture();
 
     int m_socket = -1;
     bool m_closed = false;

@@ -1,5 +1,6 @@
 #pragma once
-// The network interfaces that multicast DNS can use. Implemented once per platform.
+// The network interfaces that multicast DNS can use. Implemented once per platform, but for what
+// both have in common.
 
 #include <asio/ip/address.hpp>
 #include <asio/ip/udp.hpp>
@@ -31,6 +32,10 @@ struct NetInterface {
 /// none or the system can't be asked, which is logged. One system call or two: well below a
 /// millisecond. Any thread.
 [[nodiscard]] std::vector<NetInterface> multicastInterfaces();
+
+/// The address in what the system calls a socket address; it must be one of IPv4 or IPv6, in full
+/// length. For the platforms' parts.
+[[nodiscard]] asio::ip::address toAddress(const asio::ip::udp::endpoint::data_type& address);
 
 /// Platform options of a socket about to be bound to the mDNS port: share the port with other
 /// programs, and receive only from the groups that this very socket joined.

@@ -1,21 +1,24 @@
 // Publishing through an Avahi daemon that comes, goes and is killed, and through the embedded
 // responder meanwhile.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <asio/io_context.hpp>
+#include <csignal>
 
 #include "ndi/discovery/dns.h"
 #include "ndi/discovery/embeddedpublisher.h"
 #include "ndi/discovery/multicastsockets.h"
 #include "ndi/output/discovery.h"
-#include "programs.h"
+#include "support/avahidaemon.h"
 
 namespace {
 
-using namespace testing_programs;
+using namespace std::chrono_literals;
 using ndi::AnnounceResult;
 using ndi::announceService;
-using testing::HasSubstr;
+using std::chrono::steady_clock;
+using tests::AvahiDaemon;
+using tests::eventually;
 
 const bool kOwnBus = setenv("DBUS_SYSTEM_BUS_ADDRESS", AvahiDaemon::kAddress, 1) == 0;
 
@@ -42,15 +45,15 @@ std::string hostOf(const std::string& instance) {
             sockets.sendToGroup(link, dns::write(query));
         }
     }
-    const auto end = std::chrono::steady_clock::now() + milliseconds(400);
-    while (host.empty() && std::chrono::steady_clock::now() < end) {
-        context.run_for(milliseconds(50));
+    const auto end = steady_clock::now() + 400ms;
+    while (host.empty() && steady_clock::now() < end) {
+        context.run_for(50ms);
     }
     return host;
 }
 
-bool servedBy(const std::string& host, milliseconds limit = milliseconds(10000)) {
-    return eventually([&] { return hostOf("HOST (first)") == host; }, limit);
+bool servedBy(const std::string& host) {
+    return eventually([&] { return hostOf("HOST (first)") == host; });
 }
 
 const std::string kEmbedded = ndi::mdns::localHostLabel() + ".local";
@@ -70,29 +73,26 @@ TEST(AvahiPublishing, OutlivesTheDaemon) {
     }
     for (const int signal : {SIGTERM, SIGKILL}) {
         daemon.end(signal);
-        EXPECT_TRUE(servedBy(kEmbedded, milliseconds(6000)));
+        EXPECT_TRUE(servedBy(kEmbedded));
         daemon.start();
         EXPECT_TRUE(servedBy(kDaemon));
-        EXPECT_THAT(AvahiDaemon::browse(), HasSubstr("testhost.local;127.0.0.1;5961;"));
+        EXPECT_TRUE(AvahiDaemon::finds("testhost.local;127.0.0.1;5961;"));
     }
     source.announcement.reset();
-    EXPECT_TRUE(eventually([] { return AvahiDaemon::browse().find("first") == std::string::npos; },
-                           milliseconds(2500)));
+    EXPECT_TRUE(
+        eventually([] { return AvahiDaemon::browse().find("first") == std::string::npos; }));
 }
 
 TEST(AvahiPublishing, StartsWithoutABusAndTakesTheDaemonWhenItComes) {
     std::filesystem::remove("/run/test-bus");
-    const auto start = std::chrono::steady_clock::now();
     auto source = announceService("HOST (first)", 5961);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(2000));
     ASSERT_EQ(source.result, AnnounceResult::Established) << source.reason;
     EXPECT_TRUE(servedBy(kEmbedded));
     {
         const AvahiDaemon daemon;
-        EXPECT_TRUE(servedBy(kDaemon, milliseconds(12000)));
+        EXPECT_TRUE(servedBy(kDaemon));
     }
-    // The bus is gone with it.
-    EXPECT_TRUE(servedBy(kEmbedded, milliseconds(12000)));
+    EXPECT_TRUE(servedBy(kEmbedded)) << "the bus is gone with the daemon";
     source.announcement.reset();
     EXPECT_EQ(hostOf("HOST (first)"), "");
 }

@@ -128,18 +128,6 @@ struct Established : testing::Test {
     Responder& one = cable.add("A (x)", 5961, "a");
 };
 
-/// Runs one that has no cable; gives what it sent.
-std::vector<Responder::Outgoing> runAlone(Responder& one, Responder::Time& now, milliseconds span) {
-    std::vector<Responder::Outgoing> sent;
-    for (const auto end = now + span; now < end; now += milliseconds(10)) {
-        one.advance(now);
-        for (auto& out : one.takeOutgoing()) {
-            sent.push_back(std::move(out));
-        }
-    }
-    return sent;
-}
-
 TEST(Responder, ProbesThenAnnouncesTwice) {
     Cable cable;
     auto& one = cable.add("A (x)", 5961, "a");
@@ -357,78 +345,6 @@ TEST_F(Established, GivesWayWithTheHostNameToAnotherMachineOnly) {
         dns::nameToText(
             std::get<dns::Srv>(find(sent.back().message.answers, dns::kTypeSrv)->data).target),
         "a-2.local");
-}
-
-TEST_F(Established, SaysGoodbyeForTheServiceOnly) {
-    cable.goodbye(one);
-    const auto sent = cable.taken();
-    ASSERT_EQ(sent.size(), 1U);
-    EXPECT_EQ(sent[0].message.answers.size(), 3U);
-    for (const auto& record : sent[0].message.answers) {
-        EXPECT_EQ(record.ttl, 0U);
-        EXPECT_NE(record.type, dns::kTypeA);
-    }
-    // Nothing was announced: nothing is taken back.
-    auto& two = cable.add("B (x)", 5961, "b");
-    cable.goodbye(two);
-    EXPECT_TRUE(cable.taken().empty());
-}
-
-TEST(Responder, FollowsTheInterfaces) {
-    const NetInterface eth0{1, "eth0", {{Cable::address(1), 24}}};
-    NetInterface eth1{2, "eth1", {{asio::ip::make_address("192.168.1.1"), 24}}};
-    const Link second{2, false};
-    auto now = Responder::Time(std::chrono::hours(1));
-    Responder one({"A (x)", "_ndi._tcp", 5961, "a"}, 1);
-    EXPECT_EQ(one.state(), State::NoLink);
-    one.setLinks({eth0}, {kLink}, now);
-    EXPECT_EQ(runAlone(one, now, milliseconds(3000)).size(), 5U);
-    // A new interface is probed and announced on, with its own address; the other one rests.
-    one.setLinks({eth0, eth1}, {kLink, second}, now);
-    EXPECT_EQ(one.state(), State::Probing);
-    auto sent = runAlone(one, now, milliseconds(3000));
-    ASSERT_EQ(sent.size(), 5U);
-    for (const auto& out : sent) {
-        EXPECT_EQ(out.link, second);
-    }
-    // A new address is announced, without probing.
-    eth1.addresses[0].address = asio::ip::make_address("192.168.1.2");
-    one.setLinks({eth0, eth1}, {kLink, second}, now);
-    EXPECT_EQ(one.state(), State::Established);
-    sent = runAlone(one, now, milliseconds(3000));
-    ASSERT_EQ(sent.size(), 2U);
-    const auto announced = dns::parse(sent[0].bytes.data(), sent[0].bytes.size());
-    EXPECT_EQ(std::get<dns::Ipv4>(find(announced->answers, dns::kTypeA)->data),
-              (dns::Ipv4{192, 168, 1, 2}));
-    one.setLinks({}, {}, now);
-    EXPECT_EQ(one.state(), State::NoLink);
-    EXPECT_EQ(one.nextDue(), Responder::Time::max());
-}
-
-TEST(Responder, PublishesUsefulAddresses) {
-    const NetInterface both{
-        1,
-        "eth0",
-        {{asio::ip::make_address("fe80::1%1"), 64}, {asio::ip::make_address("2001:db8::1"), 64}}};
-    EXPECT_TRUE(isOnLink(both, asio::ip::make_address("2001:db8::77")));
-    EXPECT_TRUE(isOnLink(both, asio::ip::make_address("fe80::9%1")));
-    EXPECT_FALSE(isOnLink(both, asio::ip::make_address("2001:db8:1::1")));
-    EXPECT_FALSE(isOnLink(both, asio::ip::make_address("10.0.0.1")));
-    for (const bool onlyLinkLocal : {false, true}) {
-        NetInterface on = both;
-        on.addresses.resize(onlyLinkLocal ? 1 : 2);
-        auto now = Responder::Time(std::chrono::hours(1));
-        Responder one({"A (x)", "_ndi._tcp", 5961, "a"}, 1);
-        one.setLinks({on}, {{1, true}}, now);
-        const auto sent = runAlone(one, now, milliseconds(2000));
-        const auto announced = dns::parse(sent.back().bytes.data(), sent.back().bytes.size());
-        const auto& answers = announced->answers;
-        ASSERT_EQ(std::count_if(answers.begin(), answers.end(),
-                                [](const auto& each) { return each.type == dns::kTypeAaaa; }),
-                  1);
-        EXPECT_EQ(std::get<dns::Ipv6>(find(answers, dns::kTypeAaaa)->data)[0],
-                  onlyLinkLocal ? 0xFE : 0x20);
-    }
 }
 
 }  // namespace

@@ -1,9 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <array>
-#include <filesystem>
-#include <fstream>
-
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
@@ -11,7 +7,6 @@ extern "C" {
 #include "monitor/browser.h"
 #include "monitor/decoder.h"
 #include "monitor/options.h"
-#include "monitor/png.h"
 #include "monitor/report.h"
 #include "monitor/statistics.h"
 
@@ -19,29 +14,6 @@ namespace monitor {
 namespace {
 
 using testing::HasSubstr;
-
-TEST(Options, AreRead) {
-    const auto parsed = parseOptions({"PC (a)", "--frames", "10", "--seconds", "2.5", "--save",
-                                      "x.png", "--quality", "low", "--tally", "program", "--stats",
-                                      "--json", "--no-decode", "--wait", "1"});
-    const auto* options = std::get_if<Options>(&parsed);
-    ASSERT_TRUE(options) << std::get<UsageError>(parsed).message;
-    EXPECT_EQ(options->name, "PC (a)");
-    EXPECT_EQ(options->frames, 10U);
-    EXPECT_EQ(options->seconds, 2.5);
-    EXPECT_EQ(options->waitSeconds, 1);
-    EXPECT_EQ(options->saveFile, "x.png");
-    EXPECT_EQ(options->tally, Options::Tally::Program);
-    EXPECT_TRUE(options->lowQuality && options->stats && options->json && !options->decode);
-
-    const auto v6 = parseOptions({"--address", "[fe80::1%eth0]:5961"});
-    ASSERT_TRUE(std::holds_alternative<Options>(v6));
-    EXPECT_EQ(std::get<Options>(v6).host, "fe80::1%eth0");
-    EXPECT_EQ(std::get<Options>(v6).port, 5961);
-    EXPECT_EQ(std::get<Options>(parseOptions({"--", "-x"})).name, "-x");
-    EXPECT_EQ(std::get<Options>(parseOptions({"--list"})).task, Options::Task::List);
-    EXPECT_EQ(std::get<Options>(parseOptions({"--help"})).task, Options::Task::Help);
-}
 
 TEST(Options, SayWhatIsWrong) {
     const struct {
@@ -51,22 +23,15 @@ TEST(Options, SayWhatIsWrong) {
         {{}, "name a source"},
         {{"a", "b"}, "two names"},
         {{""}, "empty"},
-        {{"a", "--all"}, "exclude"},
         {{"--all", "--address", "h:1"}, "exclude"},
         {{"--list", "a"}, "--list"},
         {{"a", "--frames"}, "needs a value"},
-        {{"a", "--frames", "0"}, "\"0\""},
         {{"a", "--frames", "-1"}, "\"-1\""},
         {{"a", "--frames", "1x"}, "\"1x\""},
-        {{"a", "--seconds", "0"}, "seconds"},
         {{"a", "--seconds", "nan"}, "nan"},
-        {{"a", "--seconds", "1e99"}, "1e99"},
-        {{"a", "--wait", "soon"}, "soon"},
         {{"a", "--quality", "best"}, "high or low"},
         {{"a", "--tally", "yes"}, "yes"},
-        {{"--address", "host"}, "HOST:PORT"},
         {{"--address", ":1"}, "HOST:PORT"},
-        {{"--address", "host:0"}, "HOST:PORT"},
         {{"--address", "host:65536"}, "HOST:PORT"},
         {{"--address", "fe80::1:5961"}, "[IPV6]:PORT"},
         {{"a", "--fast"}, "--fast"},
@@ -77,6 +42,10 @@ TEST(Options, SayWhatIsWrong) {
         ASSERT_TRUE(error) << each.says;
         EXPECT_THAT(error->message, HasSubstr(each.says));
     }
+    const auto v6 = std::get<Options>(parseOptions({"--address", "[fe80::1%eth0]:5961"}));
+    EXPECT_EQ(v6.host, "fe80::1%eth0");
+    EXPECT_EQ(v6.port, 5961);
+    EXPECT_EQ(std::get<Options>(parseOptions({"--", "-x"})).name, "-x");
 }
 
 TEST(Matching, PrefersTheExactName) {
@@ -173,65 +142,6 @@ TEST(Report, QuotesForJson) {
     EXPECT_EQ(listJson({source, {"b", {}}}),
               "[{\"name\":\"PC (a)\",\"addresses\":[\"10.0.0.1:5961\",\"[::1]:5961\","
               "\"[fe80::1]:5961\"]},{\"name\":\"b\",\"addresses\":[]}]\n");
-}
-
-/// One colour, as a decoder delivers it.
-FramePtr plain(int width, int height, std::array<int, 3> yuv) {
-    FramePtr frame(av_frame_alloc());
-    frame->width = width;
-    frame->height = height;
-    frame->format = AV_PIX_FMT_YUV422P;
-    EXPECT_EQ(av_frame_get_buffer(frame.get(), 0), 0);
-    for (int plane = 0; plane < 3; ++plane) {
-        std::fill_n(frame->data[plane], frame->linesize[plane] * height,
-                    static_cast<std::uint8_t>(yuv[static_cast<std::size_t>(plane)]));
-    }
-    return frame;
-}
-
-/// The pixel in the middle of a PNG, by libav's own decoder.
-std::array<int, 3> middlePixel(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    const std::string bytes(std::istreambuf_iterator<char>(in), {});
-    const CodecContextPtr context(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_PNG)));
-    const PacketPtr packet(av_packet_alloc());
-    const FramePtr frame(av_frame_alloc());
-    EXPECT_EQ(avcodec_open2(context.get(), nullptr, nullptr), 0);
-    EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
-    std::copy(bytes.begin(), bytes.end(), packet->data);
-    if (avcodec_send_packet(context.get(), packet.get()) != 0 ||
-        avcodec_receive_frame(context.get(), frame.get()) != 0 ||
-        frame->format != AV_PIX_FMT_RGB24) {
-        return {-1, -1, -1};
-    }
-    const auto* at = frame->data[0] + frame->height / 2 * frame->linesize[0] + frame->width / 2 * 3;
-    return {at[0], at[1], at[2]};
-}
-
-TEST(Png, HasTheRightColours) {
-    // Y, Cb, Cr of pure colours in limited range, computed from each standard's luma weights.
-    const struct {
-        int width, height;
-        std::array<int, 3> yuv;
-        std::array<int, 3> rgb;
-    } cases[] = {
-        {1280, 720, {235, 128, 128}, {255, 255, 255}}, {1280, 720, {16, 128, 128}, {0, 0, 0}},
-        {1280, 720, {63, 102, 240}, {255, 0, 0}},      {1280, 720, {173, 42, 26}, {0, 255, 0}},
-        {1280, 720, {32, 240, 118}, {0, 0, 255}},      {720, 576, {81, 90, 240}, {255, 0, 0}},
-        {720, 576, {145, 54, 34}, {0, 255, 0}},        {64, 64, {41, 240, 110}, {0, 0, 255}},
-        {720, 577, {63, 102, 240}, {255, 0, 0}},       {736, 576, {63, 102, 240}, {255, 0, 0}},
-    };
-    const auto file = testing::TempDir() + "monitor-colours.png";
-    for (const auto& each : cases) {
-        EXPECT_EQ(savePng(*plain(each.width, each.height, each.yuv), file), "");
-        const auto pixel = middlePixel(file);
-        for (std::size_t i = 0; i < 3; ++i) {
-            EXPECT_NEAR(pixel[i], each.rgb[i], 2) << each.width << "x" << each.height << " " << i;
-        }
-    }
-    std::filesystem::remove(file);
-    EXPECT_THAT(savePng(*plain(16, 16, {16, 128, 128}), "/no/such/folder/x.png"),
-                HasSubstr("/no/such/folder/x.png failed: No such file"));
 }
 
 TEST(Decoder, RefusesWhatIsNoPicture) {

@@ -1,60 +1,63 @@
 #pragma once
 // A source on loopback, announced nowhere, and pictures to send through it.
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "ndi/ndilib.h"
 #include "ndi/output/source.h"
+#include "support/logcapture.h"
 #include "support/testreceiver.h"
 
 namespace ndi {
 
-using testsupport::Milliseconds;
+using tests::LogCapture;
 using testsupport::TestReceiver;
-
-struct NoAnnouncement : Announcement {};
-
-inline AnnounceOutcome announceNowhere(const std::string& /*instance*/, std::uint16_t /*port*/) {
-    return {AnnounceResult::Established, std::make_unique<NoAnnouncement>(), ""};
-}
 
 inline SourceParts testParts() {
     SourceParts parts;
-    parts.announce = announceNowhere;
-    parts.encoder = createPictureEncoder();
+    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/) {
+        return AnnounceOutcome{AnnounceResult::Established, std::make_unique<Announcement>(), ""};
+    };
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;
     return parts;
 }
 
-inline std::unique_ptr<Source> openSource(SourceParts parts = testParts(), bool clocked = false) {
-    return Source::open({"Test", clocked}, std::move(parts));
+inline std::unique_ptr<Source> openSource(SourceParts parts = testParts()) {
+    return Source::open({"Test", false}, std::move(parts));
 }
 
-/// A grey picture with a gradient and a box at `step`; grey, so that its luma is the same whatever
-/// the matrix.
+/// A grey picture with a gradient; grey, so that its luma is the same whatever the matrix. It
+/// becomes another picture, with a timecode of its own, each time it is sent.
 class Picture {
 public:
-    Picture(int width, int height, int step = 0, int bytesBehindRow = 0)
-        : m_width(width), m_height(height), m_stride(width * 4 + bytesBehindRow) {
-        m_pixels.resize(static_cast<std::size_t>(m_stride) * static_cast<std::size_t>(height));
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                std::uint8_t* const pixel =
-                    &m_pixels[static_cast<std::size_t>(y * m_stride + x * 4)];
-                pixel[0] = pixel[1] = pixel[2] = static_cast<std::uint8_t>(grey(x, y, step));
+    Picture(int width, int height, int bytesBehindRow = 0)
+        : m_width(width),
+          m_height(height),
+          m_stride(width * 4 + bytesBehindRow),
+          m_pixels(static_cast<std::size_t>(m_stride * height)) {}
+
+    /// The next one. Valid until the one after it.
+    [[nodiscard]] NDIlib_video_frame_v2_t frame() {
+        static std::atomic<std::int64_t> number{0};
+        m_timecode = ++number;
+        for (int y = 0; y < m_height; ++y) {
+            for (int x = 0; x < m_width; ++x) {
+                std::uint8_t* const pixel = &m_pixels[at(x, y)];
+                pixel[0] = pixel[1] = pixel[2] = static_cast<std::uint8_t>(
+                    30 + x * 120 / m_width + y * 60 / m_height + m_timecode % 4 * 10);
                 pixel[3] = static_cast<std::uint8_t>(x);  // without meaning
             }
         }
-    }
-
-    [[nodiscard]] NDIlib_video_frame_v2_t frame() {
         NDIlib_video_frame_v2_t frame{};
         frame.xres = m_width;
         frame.yres = m_height;
@@ -62,59 +65,74 @@ public:
         frame.frame_rate_N = 30000;
         frame.frame_rate_D = 1001;
         frame.frame_format_type = NDIlib_frame_format_type_progressive;
-        frame.timecode = NDIlib_send_timecode_synthesize;
+        frame.timecode = m_timecode;
         frame.p_data = m_pixels.data();
         frame.line_stride_in_bytes = m_stride;
         return frame;
     }
 
     void sendTo(Source& source) {
-        const auto given = frame();
-        source.send(&given);
+        const auto next = frame();
+        source.send(&next);
     }
 
-    /// What a decoder of the picture should see, edges repeated to the coded size.
-    [[nodiscard]] std::vector<std::uint8_t> luma(int codedWidth, int codedHeight) const {
-        std::vector<std::uint8_t> plane;
-        for (int y = 0; y < codedHeight; ++y) {
-            for (int x = 0; x < codedWidth; ++x) {
-                const auto at = static_cast<std::size_t>(std::min(y, m_height - 1) * m_stride +
-                                                         std::min(x, m_width - 1) * 4);
-                plane.push_back(
-                    static_cast<std::uint8_t>(std::lround(16 + m_pixels[at] * 219 / 255.0)));
+    static constexpr std::int64_t kMost = 1'000'000;  ///< Of our own timecodes.
+    [[nodiscard]] std::int64_t timecode() const { return m_timecode; }
+
+    /// Luma PSNR of what was received against it; 0 when it can't be decoded.
+    [[nodiscard]] double psnrOf(const testsupport::ReceivedPicture& received) const {
+        const auto decoded = testsupport::decode(received);
+        if (!decoded) {
+            return 0;
+        }
+        std::vector<std::uint8_t> plane;  // edges repeated to the coded size
+        for (int y = 0; y < decoded->height; ++y) {
+            for (int x = 0; x < decoded->width; ++x) {
+                const auto grey = m_pixels[at(std::min(x, m_width - 1), std::min(y, m_height - 1))];
+                plane.push_back(static_cast<std::uint8_t>(std::lround(16 + grey * 219 / 255.0)));
             }
         }
-        return plane;
+        return testsupport::psnr(decoded->luma, plane);
     }
 
 private:
-    [[nodiscard]] int grey(int x, int y, int step) const {
-        const bool box = x >= step * 8 && x < step * 8 + 24 && y >= 8 && y < 32;
-        return box ? 250 : 40 + (x * 120 / m_width) + (y * 60 / m_height);
+    [[nodiscard]] std::size_t at(int x, int y) const {
+        return static_cast<std::size_t>(y * m_stride + x * 4);
     }
 
     int m_width;
     int m_height;
     int m_stride;
+    std::int64_t m_timecode = 0;
     std::vector<std::uint8_t> m_pixels;
 };
 
-/// A receiver that asked for pictures, and is known to have asked.
+/// A receiver that has asked for pictures. Where one was sent before, it has got it.
 struct Viewer : TestReceiver {
     explicit Viewer(const Source& source, const std::string& name = "TESTER (viewer)",
-                    int receiveBuffer = 0, bool low = false)
+                    bool low = false, int receiveBuffer = 0)
         : TestReceiver(source.port(), receiveBuffer) {
         sayHello(low, name);
-        readTexts(3, std::chrono::seconds(2));
-        std::this_thread::sleep_for(Milliseconds(100));
+        EXPECT_TRUE(nextPicture());
+    }
+
+    /// Waits for the picture of that timecode, behind others and repetitions of them. One that was
+    /// synthesized is any that is not our own.
+    testsupport::ReceivedPicture pictureOf(std::int64_t timecode) {
+        while (auto received = nextPicture()) {
+            const bool synthesized = received->info.timecode > Picture::kMost;
+            if (synthesized ? timecode == NDIlib_send_timecode_synthesize
+                            : timecode == received->info.timecode) {
+                return std::move(*received);
+            }
+        }
+        ADD_FAILURE() << "no picture " << timecode;
+        return {};
+    }
+
+    [[nodiscard]] bool sees(const Picture& picture) {
+        return pictureOf(picture.timecode()).info.timecode == picture.timecode();
     }
 };
-
-/// Luma PSNR of a received picture against what was sent; 0 when it can't be decoded.
-inline double lumaPsnr(const testsupport::ReceivedPicture& received, const Picture& sent) {
-    const auto decoded = testsupport::decode(received);
-    return decoded ? testsupport::psnr(decoded->luma, sent.luma(decoded->width, decoded->height))
-                   : 0;
-}
 
 }  // namespace ndi

@@ -11,13 +11,13 @@
 #include "ndi/loader/sharedlibrary.h"
 #include "ndi/ndilibrary.h"
 #include "ndi/sendlibrary.h"
-#include "support/logfile.h"
+#include "support/logcapture.h"
 
 namespace ndi {
 namespace {
 
 namespace fs = std::filesystem;
-using testsupport::LogFile;
+using tests::LogCapture;
 
 /// Folders in which stand-ins lie under the runtime's names.
 class Vendor : public testing::Test {
@@ -25,20 +25,20 @@ protected:
     void SetUp() override { fs::create_directories(m_root); }
     void TearDown() override { fs::remove_all(m_root); }
 
-    std::string folder(const std::string& name) { return (m_root / name).string(); }
-
     void install(const std::string& standin, const std::string& name, const std::string& version) {
         fs::create_directories(m_root / name);
         fs::copy_file(fs::path(STANDIN_FOLDER) / (standin + ".so"),
                       m_root / name / ("libndi.so." + version));
     }
 
-    /// The tag of the runtime that was taken, 0 for none.
-    std::uintptr_t load(const std::map<std::string, std::string>& variables) {
+    /// The tag of the runtime that was taken, 0 for none. `folders` by the variable's last letter.
+    std::uintptr_t load(const std::map<std::string, std::string>& folders) {
         m_library = loadVendorLibrary(
-            [&](const char* name) {
-                const auto found = variables.find(name);
-                return found != variables.end() ? found->second : std::string();
+            [&](const std::string& name) {
+                const auto found = folders.find(name.substr(name.size() - 1));
+                return name.rfind("NDI_RUNTIME_DIR_V", 0) == 0 && found != folders.end()
+                           ? (m_root / found->second).string()
+                           : std::string();
             },
             m_path, m_reason);
         const NDIlib_send_create_t settings{"x", nullptr, true, false};
@@ -58,17 +58,20 @@ TEST_F(Vendor, PlacesAreTriedInOrder) {
     install("five", "v6", "5");
     install("five", "v5", "5");
     install("four", "v4", "4");
-    const auto v6 = folder("v6");
-    const auto v5 = folder("v5");
-    const auto v4 = folder("v4");
-    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", v6}, {"NDI_RUNTIME_DIR_V5", v5}}), 6U);
-    EXPECT_EQ(fs::path(m_path), m_root / "v6/libndi.so.6");
-    // An older runtime in the newest folder.
-    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", v5}, {"NDI_RUNTIME_DIR_V5", v6}}), 5U);
-    EXPECT_EQ(fs::path(m_path), m_root / "v5/libndi.so.5");
-    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V4", v4}, {"NDI_RUNTIME_DIR_V5", v5}}), 5U);
-    EXPECT_EQ(fs::path(m_path), m_root / "v5/libndi.so.5");
-    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", "/nowhere"}, {"NDI_RUNTIME_DIR_V4", v4}}), 4U);
+    const struct {
+        std::map<std::string, std::string> folders;  // by the version of the variable
+        std::uintptr_t tag;
+        const char* path;
+    } cases[] = {
+        {{{"6", "v6"}, {"5", "v5"}}, 6, "v6/libndi.so.6"},
+        {{{"6", "v5"}, {"5", "v6"}}, 5, "v5/libndi.so.5"},  // an older one in the newest folder
+        {{{"4", "v4"}, {"5", "v5"}}, 5, "v5/libndi.so.5"},
+        {{{"6", "nowhere"}, {"4", "v4"}}, 4, "v4/libndi.so.4"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(load(c.folders), c.tag) << c.path;
+        EXPECT_EQ(fs::path(m_path), m_root / c.path);
+    }
     EXPECT_EQ(load({}), 0U);
     EXPECT_EQ(m_reason, "") << "none installed is no fault";
 }
@@ -81,16 +84,16 @@ TEST_F(Vendor, FaultyOnesAreNamedAndPassedOver) {
          {std::pair{"a", "libndi.so.6: its NDIlib_initialize() says"},
           {"b", "libndi.so.6: it does not export NDIlib_send_send_video_v2"},
           {"c", "No such file"}}) {
-        EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder(where)}}), 0U);
+        EXPECT_EQ(load({{"6", where}}), 0U);
         EXPECT_NE(m_reason.find(why), std::string::npos) << m_reason;
     }
     install("five", "b", "5");
-    EXPECT_EQ(load({{"NDI_RUNTIME_DIR_V6", folder("b")}}), 5U);
+    EXPECT_EQ(load({{"6", "b"}}), 5U);
 }
 
 /// Run by ctest with the runtime installed by variable, and along the loader's path.
 TEST(Dispatch, DISABLED_ToTheVendor) {
-    const LogFile log;
+    const LogCapture log;
     EXPECT_TRUE(NDIlib_initialize());
     EXPECT_TRUE(NDIlib_initialize());
     EXPECT_EQ(log.count("NDI: the vendor's runtime serves: "), 1);
@@ -114,7 +117,7 @@ TEST(Dispatch, DISABLED_ToTheVendor) {
 
 /// Run by ctest with a runtime that can't be initialised.
 TEST(Dispatch, DISABLED_ToTheBuiltInOutput) {
-    const LogFile log;
+    const LogCapture log;
     EXPECT_EQ(NDIlib_send_create(nullptr), nullptr);
     EXPECT_TRUE(log.says("NDIlib_send_create was called before NDIlib_initialize()"));
     EXPECT_TRUE(NDIlib_initialize());

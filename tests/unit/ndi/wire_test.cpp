@@ -31,88 +31,56 @@ Bytes fromHex(const std::string& hex) {
     return bytes;
 }
 
-TEST(Scrambling, KnownAnswer) {
-    const std::string text =
-        R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)";
-    Bytes plain(8, 0);
-    plain.insert(plain.end(), text.begin(), text.end());
-    plain.push_back(0);
-    ASSERT_EQ(plain.size(), 81U);
-
-    Bytes bytes = plain;
-    scramble(bytes.data(), bytes.size(), 81);
-    EXPECT_EQ(bytes, fromHex("95062997cf5d793bc5cb4829180f15b267e61e8d926501245bd137c04acadd55"
-                             "aa0a0c32ce4e06f5fbd05e9512d758c32cee257c6dba04e671ac63de2a342419"
-                             "ab63912081b2b17e849b076b19ae27afbc"));
+TEST(Message, TextIsKnownBytes) {
+    EXPECT_EQ(makeTextMessage(
+                  R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)"),
+              fromHex("018002000800000049000000"
+                      "95062997cf5d793bc5cb4829180f15b267e61e8d926501245bd137c04acadd55"
+                      "aa0a0c32ce4e06f5fbd05e9512d758c32cee257c6dba04e671ac63de2a342419"
+                      "ab63912081b2b17e849b076b19ae27afbc"));
+    Bytes plain(81);
     for (std::size_t size = 0; size <= plain.size(); ++size) {  // Every length of the last word.
         Bytes cut(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(size));
-        const Bytes before = cut;
         scramble(cut.data(), size, 0xFFFFFFF0U);
         unscramble(cut.data(), size, 0xFFFFFFF0U);
-        EXPECT_EQ(cut, before);
+        EXPECT_EQ(cut, Bytes(size));
     }
 }
 
-TEST(MessageReader, MessagesComeOutWhateverThePieces) {
+VideoInfo someInfo() {
     VideoInfo info;
     info.fourCC = 0x32514853;
     info.width = 1920;
     info.height = 1080;
     info.rateNumerator = 30000;
     info.rateDenominator = 1001;
-    info.aspect = 1920.0F / 1080;
+    info.aspect = 1.5F;
     info.timecode = -7;
-    info.timestamp = 1'700'000'000'0000000;
-    info.metadata = "<mark number=\"1\"/>";
-    const Bytes picture(3000, 0xA5);
-    MessageHead head;
-    writeVideoHead(info, static_cast<std::uint32_t>(picture.size()), head);
-    Bytes stream = makeTextMessage("<first/>");
-    stream.insert(stream.end(), head.bytes.begin(),
-                  head.bytes.begin() + static_cast<std::ptrdiff_t>(head.size));
-    stream.insert(stream.end(), picture.begin(), picture.end());
-    Bytes last = makeTextMessage(std::string(5000, ' ') + "<last/>");
-    stream.insert(stream.end(), last.begin(), last.end());
-    last[0] = 3;  // A later version is handed out unread.
-    stream.insert(stream.end(), last.begin(), last.end());
+    info.timestamp = 0x0102030405060708;
+    info.metadata = "<m/>";
+    return info;
+}
 
-    for (const std::size_t piece : {1, 2, 3, 7, 64, 1000, 100000}) {
-        MessageReader reader(Limits{});
-        std::string order;
-        for (std::size_t at = 0; at < stream.size(); at += piece) {
-            reader.append(stream.data() + at, std::min(piece, stream.size() - at));
-            Message message;
-            while (reader.next(message) == MessageReader::Result::Ready) {
-                if (!message.readable) {
-                    order += "version " + std::to_string(message.header.version);
-                } else if (message.header.kind == static_cast<std::uint16_t>(Kind::Text)) {
-                    order += std::get<UnknownText>(parseText(message.data)).element + ", ";
-                } else {
-                    const auto read = parseVideoInfo(message.info);
-                    ASSERT_TRUE(read);
-                    EXPECT_EQ(std::tie(read->fourCC, read->width, read->height, read->rateNumerator,
-                                       read->rateDenominator, read->aspect, read->timecode,
-                                       read->timestamp, read->metadata),
-                              std::tie(info.fourCC, info.width, info.height, info.rateNumerator,
-                                       info.rateDenominator, info.aspect, info.timecode,
-                                       info.timestamp, info.metadata));
-                    EXPECT_EQ(Bytes(message.data.data, message.data.data + message.data.size),
-                              picture);
-                    order += "picture, ";
-                }
-            }
-        }
-        EXPECT_EQ(order, "first, picture, last, version 3") << piece;
-    }
+TEST(Message, VideoHeadIsKnownBytes) {
+    MessageHead head;
+    writeVideoHead(someInfo(), 3000, head);
+    ASSERT_EQ(head.size, kHeaderSize + 61);
+    unscramble(head.bytes.data() + kHeaderSize, 61, 3061);
+    EXPECT_EQ(Bytes(head.bytes.begin(), head.bytes.begin() + 73),
+              fromHex("038000003d000000b80b0000"       // version 3, video, 61 and 3000 bytes
+                      "534851328007000038040000"       // fourCC, size
+                      "30750000e90300000000c03f"       // rate, aspect
+                      "000000000100000000000000"       // progressive
+                      "00000000f9ffffffffffffff"       // timecode
+                      "08070605040302013c6d2f3e00"));  // timestamp, metadata
 }
 
 TEST(MessageReader, RefusesWhatIsNoMessage) {
-    struct Case {
+    const struct {
         const char* what;
         const char* header;
         MessageReader::Result result;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no mark", "010002000800000010000000", MessageReader::Result::Garbage},
         {"4 GiB of text", "0180020008000000ffffffff", MessageReader::Result::Garbage},
         {"4 GiB of info", "01800200ffffffff10000000", MessageReader::Result::Garbage},
@@ -156,8 +124,7 @@ TEST(VideoInfo, ShortAndWrongOnes) {
 TEST(TextMessage, ReadsWhatReceiversSay) {
     const auto version = std::get<VersionText>(
         parse(R"(<ndi_version text="3" video="5" audio="4" sdk="5.5.3" platform="LINUX"/>)"));
-    EXPECT_EQ(version.video, 5);
-    EXPECT_EQ(version.sdk, "5.5.3");
+    EXPECT_EQ(std::tie(version.video, version.sdk), std::tuple(5, "5.5.3"));
     const auto streams = std::get<EnabledStreamsText>(parse(
         R"(<ndi_enabled_streams unknown="1" text="true" audio="false" video="true" shq_short_dc="true"/>)"));
     EXPECT_TRUE(streams.video && !streams.audio);
@@ -166,12 +133,8 @@ TEST(TextMessage, ReadsWhatReceiversSay) {
     const auto tally =
         std::get<TallyText>(parse(R"(<ndi_tally on_preview="true" on_program="false"/>)"));
     EXPECT_TRUE(tally.onPreview && !tally.onProgram);
-    EXPECT_EQ(std::get<UnknownText>(parse("<ndi_ptz/>")).element, "ndi_ptz");
-    // And they read what we say.
     EXPECT_EQ(composeText(TallyEchoText{true, false}),
               R"(<ndi_tally_echo on_program="true" on_preview="false"/>)");
-    const std::string odd = "\"<A> & 'B' \xc3\xa4";
-    EXPECT_EQ(std::get<IdentifyText>(parse(composeText(IdentifyText{odd}))).name, odd);
 }
 
 TEST(TextMessage, NamesArePlainAndShortHoweverTheyCome) {
@@ -193,11 +156,10 @@ TEST(TextMessage, HostileXmlIsHarmless) {
     for (int i = 0; i < 5000; ++i) {
         deep += "<a>";
     }
-    EXPECT_TRUE(std::holds_alternative<MalformedText>(parse(deep)));
-    EXPECT_TRUE(std::holds_alternative<UnknownText>(parse(std::string(100'000, '<'))));
-    for (const char* const xml : {"", "<", "no xml", "<a", "<a b=>", "<a></b>"}) {
-        EXPECT_TRUE(std::holds_alternative<MalformedText>(parse(xml))) << xml;
+    for (const std::string& xml : {deep, std::string(), std::string("<a b=>")}) {
+        EXPECT_TRUE(std::holds_alternative<MalformedText>(parse(xml))) << xml.substr(0, 10);
     }
+    EXPECT_TRUE(std::holds_alternative<UnknownText>(parse(std::string(100'000, '<'))));
 }
 
 TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
@@ -205,10 +167,9 @@ TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
     for (int i = 0; i < 60; ++i) {
         umlauts += "\xc3\xa4";
     }
-    struct Case {
+    const struct {
         std::string machine, source, expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"HOST", "Screen 1", "HOST (Screen 1)"},
         {"HOST", "", "HOST ()"},
         // 63 - "HOST (" - ")" leaves 56 bytes, 28 characters of two bytes.

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <system_error>
 
@@ -15,19 +14,6 @@
 
 namespace ndi::mdns {
 namespace {
-
-asio::ip::address toAddress(const sockaddr& socketAddress) {
-    if (socketAddress.sa_family == AF_INET) {
-        sockaddr_in v4{};
-        std::memcpy(&v4, &socketAddress, sizeof v4);
-        return asio::ip::address_v4(ntohl(v4.sin_addr.s_addr));
-    }
-    sockaddr_in6 v6{};
-    std::memcpy(&v6, &socketAddress, sizeof v6);
-    asio::ip::address_v6::bytes_type bytes;
-    std::memcpy(bytes.data(), &v6.sin6_addr, bytes.size());
-    return asio::ip::address_v6(bytes, v6.sin6_scope_id);
-}
 
 unsigned bitsSet(const asio::ip::address& mask) {
     const auto count = [](const auto& bytes) {

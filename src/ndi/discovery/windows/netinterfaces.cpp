@@ -5,26 +5,11 @@
 #include <iphlpapi.h>
 // clang-format on
 
-#include <cstring>
-
 #include "ndi/discovery/netinterfaces.h"
 #include "support/log.h"
 
 namespace ndi::mdns {
 namespace {
-
-asio::ip::address toAddress(const sockaddr& socketAddress) {
-    if (socketAddress.sa_family == AF_INET) {
-        sockaddr_in v4{};
-        std::memcpy(&v4, &socketAddress, sizeof v4);
-        return asio::ip::address_v4(ntohl(v4.sin_addr.s_addr));
-    }
-    sockaddr_in6 v6{};
-    std::memcpy(&v6, &socketAddress, sizeof v6);
-    asio::ip::address_v6::bytes_type bytes;
-    std::memcpy(bytes.data(), &v6.sin6_addr, bytes.size());
-    return asio::ip::address_v6(bytes, v6.sin6_scope_id);
-}
 
 std::string toUtf8(const wchar_t* text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);

@@ -1,0 +1,27 @@
+#pragma once
+// Waiting for a condition instead of for a time.
+
+#include <chrono>
+#include <thread>
+
+namespace tests {
+
+inline void sleepFor(std::chrono::milliseconds time) {
+    std::this_thread::sleep_for(time);
+}
+
+/// Asks `condition` every few milliseconds until it holds; false when `limit` passes first.
+template <typename Condition>
+[[nodiscard]] bool eventually(Condition condition,
+                              std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        sleepFor(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+}  // namespace tests
