@@ -72,7 +72,7 @@ Phase watch(Sender& sender, GoodReceivers& good, std::chrono::seconds time) {
     Phase phase{sender.takeCallTimes(), sumOf(good.soFar(), "watch"), 0};
     phase.good.pictures -= before.pictures;
     phase.good.lost -= before.lost;
-    phase.excused = longForm() ? 0 : 5 * picturesMissedWaiting(machineBefore, Footprint::of());
+    phase.excused = 5 * picturesMissedWaiting(machineBefore, Footprint::of());
     return phase;
 }
 

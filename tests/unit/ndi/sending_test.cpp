@@ -199,6 +199,36 @@ TEST(Sending, FramesThatMakeNoSenseAreIgnoredWithALine) {
     }
 }
 
+/// Numbers of pictures, negative ones are repeats; what waits afterwards, and how many were lost.
+TEST(WaitingPictures, TheNewestTwoInTheirOrderAndOneOfEach) {
+    const struct {
+        std::vector<int> pushed, waiting;
+        int lost;
+    } cases[] = {
+        {{1, 2}, {1, 2}, 0},   {{1, 2, 3, 4}, {3, 4}, 2},
+        {{1, -1}, {1}, 0},  // better bits of a new picture: still new
+        {{-1, -1, 2}, {2}, 0}, {{-1, 2, -2, 3}, {2, 3}, 0},
+    };
+    for (const auto& c : cases) {
+        WaitingPictures waiting;
+        int lost = 0;
+        for (const int number : c.pushed) {
+            auto packet = std::make_shared<EncodedPicture>();
+            packet->quality = std::abs(number);
+            lost += waiting.push({{}, packet, number < 0, Audience::Everybody}) ? 1 : 0;
+        }
+        EXPECT_EQ(lost, c.lost);
+        std::vector<int> left;
+        for (const OutgoingPicture& picture : waiting) {
+            left.push_back(picture.repeat ? -picture.picture->quality : picture.picture->quality);
+        }
+        EXPECT_EQ(left, c.waiting);
+        while (!waiting.empty()) {
+            EXPECT_NE(waiting.pop().picture, nullptr);
+        }
+    }
+}
+
 TEST(Source, SaysWhenThereIsNoPort) {
     const LogCapture log;
     const auto first = openSource();
@@ -349,7 +379,7 @@ TEST_F(BuiltIn, ManyLivesLeaveNothingBehind) {
     };
     live(3);
     const auto before = tests::Footprint::of();
-    live(300);
+    live(1000);
     EXPECT_TRUE(eventually([&] {
         const auto now = tests::Footprint::of();
         return now.files <= before.files && now.threads <= before.threads;
