@@ -21,9 +21,8 @@ TEST(BgraConverter, EveryPictureIsExactAndOpaqueAlthoughTheFormatChanges) {
         int bytes, blue, green, red;
         bool upwards;
     } kFormats[] = {{AV_PIX_FMT_BGR0, 4, 0, 1, 2, false},
-                    {AV_PIX_FMT_BGRA, 4, 0, 1, 2, true},
                     {AV_PIX_FMT_RGBA, 4, 2, 1, 0, false},
-                    {AV_PIX_FMT_BGR0, 4, 0, 1, 2, true},
+                    {AV_PIX_FMT_BGRA, 4, 0, 1, 2, true},
                     {AV_PIX_FMT_BGR24, 3, 0, 1, 2, false}};
     sender::BgraConverter converter;
     for (const auto& f : kFormats) {
@@ -48,17 +47,11 @@ TEST(BgraConverter, EveryPictureIsExactAndOpaqueAlthoughTheFormatChanges) {
     }
 }
 
-TEST(BgraConverter, AnotherSizeIsScaledAndAnUnreadableFormatRefused) {
-    const auto frame = frameOf(AV_PIX_FMT_BGR0, 64, 48);
-    std::fill_n(frame->data[0], 48 * frame->linesize[0], std::uint8_t{40});
-    std::vector<std::uint8_t> out(32 * 24 * 4);
-    sender::BgraConverter converter;
-    ASSERT_TRUE(converter.convert(*frame, 32, 24, out.data()));
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        ASSERT_EQ(out[i], i % 4 == 3 ? 255 : 40) << "byte " << i;
-    }
+TEST(BgraConverter, AnUnreadableFormatIsRefused) {
+    const auto frame = frameOf(AV_PIX_FMT_BGR0, 8, 8);
     frame->format = AV_PIX_FMT_VAAPI;
-    EXPECT_FALSE(converter.convert(*frame, 32, 24, out.data()));
+    std::vector<std::uint8_t> out(8 * 8 * 4);
+    EXPECT_FALSE(sender::BgraConverter().convert(*frame, 8, 8, out.data()));
 }
 
 }  // namespace
