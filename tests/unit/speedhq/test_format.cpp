@@ -1,5 +1,5 @@
-// The packets themselves: worked examples byte for byte, and every size and format against
-// libavcodec's decoder and a strict one of our own.
+// The packets themselves: a worked example byte for byte, and every size and format against
+// libavcodec.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include "ndi/speedhq/picturecoder.h"
 #include "support/libavspeedhq.h"
 #include "unit/speedhq/pictures.h"
-#include "unit/speedhq/strictdecoder.h"
 
 namespace {
 
@@ -32,42 +31,25 @@ std::vector<std::uint8_t> encodeOnce(const Picture& picture, int quality,
     return bytesOf(*packet);
 }
 
-/// A 16 by 16 picture of one macroblock, given by its samples.
-template <typename Luma, typename Blue, typename Red>
-Picture macroblock(Luma luma, Blue blue, Red red) {
-    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
-    for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 16; x += 2) {
-            std::uint8_t* const group = picture.at(x, y);
-            group[0] = static_cast<std::uint8_t>(blue(x / 2, y));
-            group[1] = static_cast<std::uint8_t>(luma(x, y));
-            group[2] = static_cast<std::uint8_t>(red(x / 2, y));
-            group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
-        }
-    }
-    return picture;
-}
-
-TEST(Format, WorkedExamples) {
-    const auto grey = [](int, int) { return 128; };
-    EXPECT_EQ(encodeOnce(macroblock(grey, grey, grey), 90),
-              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0A, 0x00, 0x00, 0xB1,
-                                         0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
-                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
-    EXPECT_EQ(encodeOnce(macroblock([](int, int) { return 16; }, grey, grey), 90),
-              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0C, 0x00, 0x00, 0xFF, 0x00,
-                                         0xB7, 0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
-                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
-
+/// One macroblock with flat blocks, edges, stripes and ramps.
+TEST(Format, WorkedExample) {
     const auto luma = [](int x, int y) {
         if (y < 8) {
             return x < 8 ? (x < 4 ? 64 : 192) : (y < 4 ? 200 : 56);
         }
         return x < 8 ? ((x + y) % 2 == 0 ? 16 : 235) : 100;
     };
-    const auto blue = [](int x, int y) { return y < 8 ? 100 : 90 + x; };
-    const auto red = [](int, int y) { return y < 8 ? 160 : y < 12 ? 150 : 170; };
-    EXPECT_EQ(encodeOnce(macroblock(luma, blue, red), 80, 0.5),
+    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 16; x += 2) {
+            std::uint8_t* const group = picture.at(x, y);
+            group[0] = static_cast<std::uint8_t>(y < 8 ? 100 : 90 + x / 2);
+            group[1] = static_cast<std::uint8_t>(luma(x, y));
+            group[2] = y < 8 ? 160 : y < 12 ? 150 : 170;
+            group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
+        }
+    }
+    EXPECT_EQ(encodeOnce(picture, 80, 0.5),
               (std::vector<std::uint8_t>{
                   0x50, 0x04, 0x00, 0x00, 0x3D, 0x00, 0x00, 0x01, 0x30, 0x82, 0x84, 0x01, 0x82,
                   0x48, 0xFF, 0x01, 0x60, 0xB2, 0x80, 0x81, 0x06, 0x82, 0x46, 0xFE, 0x81, 0x0A,
@@ -91,15 +73,13 @@ TEST(Format, EverySizeDecodes) {
                 Picture picture(format, width, height, 12);
                 paint(picture, quality == 98 ? Content::BlackWhite : Content::Mixed, random);
                 const auto packet = encodeOnce(picture, quality);
-                const int coded = (width + 15) / 16 * 16;
-                ASSERT_NO_THROW(checkStrictly(packet.data(), packet.size(), coded, height));
-                const Planes decoded = decodeWithLibav(packet.data(), packet.size(), coded, height);
-                if (quality == 98) {  // no step is wider than 10
-                    const Planes expected = expectedPlanes(picture);
-                    EXPECT_GT(psnr(decoded.y, expected.y), 38);
-                    EXPECT_GT(psnr(decoded.cb, expected.cb), 38);
-                    EXPECT_GT(psnr(decoded.cr, expected.cr), 38);
-                }
+                const Planes expected = expectedPlanes(picture);
+                const Planes decoded =
+                    decodeWithLibav(packet.data(), packet.size(), expected.width, height);
+                const double least = quality == 98 ? 38 : quality == 80 ? 24 : 18;
+                EXPECT_GT(psnr(decoded.y, expected.y), least);
+                EXPECT_GT(psnr(decoded.cb, expected.cb), least);
+                EXPECT_GT(psnr(decoded.cr, expected.cr), least);
             }
         }
     }
