@@ -39,6 +39,31 @@ TEST_F(Window, Layout) {
     }
 }
 
+TEST_F(Window, IsDraggedByItsTitleInStepsOfSixteenButNotFromTheEdges) {
+    QPoint place;
+    const auto mouse = [&](QEvent::Type type, QPoint at) {
+        const auto button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+        QMouseEvent event(type, at, at, place + at, button, Qt::LeftButton, {});
+        QApplication::sendEvent(op.title, &event);
+        return op.window->pos() - place;
+    };
+    const struct {
+        QPoint from, to, moved;
+    } kCases[] = {
+        {{50, 10}, {65, 25}, {0, 0}},    {{50, 10}, {66, 10}, {16, 0}},
+        {{50, 29}, {50, -10}, {0, -39}}, {{3, 3}, {3, 43}, {0, 40}},
+        {{2, 10}, {2, 50}, {0, 0}},      {{50, 2}, {50, 50}, {0, 0}},
+        {{635, 10}, {635, 50}, {0, 40}}, {{636, 10}, {636, 50}, {0, 0}},
+    };
+    for (const auto& c : kCases) {
+        place = op.window->pos();
+        mouse(QEvent::MouseButtonPress, c.from);
+        EXPECT_EQ(mouse(QEvent::MouseMove, c.to), c.moved) << c.from.x() << "," << c.from.y();
+        mouse(QEvent::MouseButtonRelease, c.to);
+        EXPECT_EQ(mouse(QEvent::MouseMove, c.to + QPoint(99, 99)), c.moved);
+    }
+}
+
 TEST_F(Window, EveryPictureOfItsSheetIsInside) {
     QString sheet = op.window->styleSheet();
     int pictures = 0;

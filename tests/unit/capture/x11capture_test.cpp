@@ -19,20 +19,6 @@ std::uint32_t noise(int x, int y) {
     return (mixed ^ mixed >> 13) & 0xFFFFFF;
 }
 
-TEST(X11Capture, ShowsTheSecondMonitorsLowerRightQuarterPixelByPixel) {
-    const auto display = VirtualDisplay::xvfb("1280x480x24");
-    display.run({"xrandr", "--setmonitor", "left", "640/160x480/120+0+0", "screen"});
-    display.run({"xrandr", "--setmonitor", "right", "640/160x480/120+640+0", "none"});
-    Painter painter(display.name());
-    painter.paint({0, 0, 1280, 480}, noise);
-
-    CaptureRun run(display.name(), {320, 240, 320, 240});
-    ASSERT_TRUE(run.capturer.InitCapture(L"right"));
-    ASSERT_TRUE(run.read());
-    EXPECT_FALSE(run.capturer.ChangedRows().known);
-    EXPECT_EQ(run.pixels, painter.screen({640 + 320, 240, 320, 240}));
-}
-
 TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
     const auto display = VirtualDisplay::xvfb("640x480x24");
     Painter painter(display.name());
@@ -84,14 +70,6 @@ TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
     ASSERT_TRUE(run.read());
     auto expected = painter.screen({0, 0, 80, 40});
     expected.resize(run.pixels.size(), 0x5A);
-    EXPECT_EQ(run.pixels, expected);
-
-    run.settle();
-    painter.fill(painter.root(), {3, 3, 5, 5}, 0xFFFFFF);
-    ASSERT_TRUE(run.news());
-    EXPECT_FALSE(run.capturer.ChangedRows().known) << "packed rows are not the picture's rows";
-    const auto drawn = painter.screen({0, 0, 80, 40});
-    std::copy(drawn.begin(), drawn.end(), expected.begin());
     EXPECT_EQ(run.pixels, expected);
 
     run.area = {640, 0, 100, 50};

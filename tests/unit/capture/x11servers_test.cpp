@@ -101,12 +101,12 @@ TEST(X11Servers, FollowAMonitorThatTheUserDeclares) {
     display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+0+0", "none"});
     Painter painter(display.name());
     painter.paint({0, 0, 640, 480}, [](int x, int y) { return std::uint32_t(x * 640 + y); });
-    CaptureRun run(display.name(), {0, 0, 320, 240});
+    CaptureRun run(display.name(), {20, 10, 300, 230});
     ASSERT_TRUE(run.capturer.InitCapture(L"part"));
-    EXPECT_TRUE(run.shows(painter, {0, 0, 320, 240}));
+    EXPECT_TRUE(run.shows(painter, {20, 10, 300, 230}));
     display.run({"xrandr", "--delmonitor", "part"});
     display.run({"xrandr", "--setmonitor", "part", "320/80x240/60+100+50", "none"});
-    EXPECT_TRUE(run.shows(painter, {100, 50, 320, 240}));
+    EXPECT_TRUE(run.shows(painter, {120, 60, 300, 230}));
 }
 
 TEST(X11Servers, BadInputIsRefusedWithOneLineAndTheNextTryMaySucceed) {

@@ -47,20 +47,6 @@ TEST(RateControl, HoldsTheBudgetWithoutSwinging) {
     }
 }
 
-TEST(RateControl, FollowsAHeavierSceneAtOnce) {
-    RateControl control = controlled();
-    for (int i = 0; i < 500; ++i) {
-        control.sent(sizeOf(250e3, control.quality(), 0.5), 1);
-    }
-    int pictures = 0;
-    const auto heavy = [&] { return sizeOf(500e3, control.quality(), 0.5); };
-    while (static_cast<double>(heavy()) > kBudget * 1.12 && pictures < 10) {
-        control.sent(heavy(), 1);
-        ++pictures;
-    }
-    EXPECT_LE(pictures, 3);
-}
-
 TEST(RateControl, CaretKeepsTheRefinement) {
     RateControl control = controlled();
     control.refined(98);
