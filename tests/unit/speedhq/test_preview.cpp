@@ -78,23 +78,6 @@ TEST(Preview, SmallPicturesKeepTheirSize) {
     }
 }
 
-TEST(Preview, UyvyIsScaledToo) {
-    Picture picture(ndi::PixelFormat::Uyvy, 1919, 1080);
-    for (int y = 0; y < 1080; ++y) {
-        for (int x = 0; x < 1919; x += 2) {
-            const std::uint8_t luma = x < 960 ? 60 : 200;
-            const std::uint8_t group[] = {90, luma, 160, luma};
-            std::copy_n(group, 4, picture.at(x, y));
-        }
-    }
-    const Planes small = decoded(Encoder(1).encode(picture.view(), {}, {false, true}).preview);
-    ASSERT_EQ(small.width * small.height, 640 * 360);
-    EXPECT_NEAR(small.y[100 * 640 + 100], 60, 3);
-    EXPECT_NEAR(small.y[100 * 640 + 500], 200, 3);
-    EXPECT_NEAR(small.cb[100 * 320 + 100], 90, 3);
-    EXPECT_NEAR(small.cr[100 * 320 + 100], 160, 3);
-}
-
 /// After any history the preview is that of the newest picture, and it is left alone while
 /// nothing changes or nobody wants it.
 TEST(Preview, FollowsTheKeptPicture) {
