@@ -13,40 +13,36 @@
 namespace e2e {
 namespace {
 
+/// The window that a program shows.
 std::string windowOf(pid_t pid) {
+    std::istringstream lines(tests::runToEnd(
+        {"xdotool", "search", "--sync", "--onlyvisible", "--pid", std::to_string(pid)},
+        std::chrono::seconds(60)));
     std::string found;
-    const bool shown = tests::eventually(
-        [&] {
-            const std::string file = "/tmp/e2e-window-" + std::to_string(pid);
-            tests::Process search(
-                {"xdotool", "search", "--onlyvisible", "--pid", std::to_string(pid)}, file);
-            search.waitFor(std::chrono::seconds(5));
-            std::istringstream lines(search.output());
-            QFile::remove(QString::fromStdString(file));
-            std::string line;
-            while (std::getline(lines, line)) {
-                if (line.find_first_not_of("0123456789") == std::string::npos) {
-                    found = line;
-                }
-            }
-            return !found.empty();
-        },
-        std::chrono::seconds(30));
-    EXPECT_TRUE(shown) << "the program shows no window";
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find_first_not_of("0123456789") == std::string::npos) {
+            found = line;
+        }
+    }
     return found;
+}
+
+bool like(const QImage& picture, QPoint place) {
+    return grabScreen().pixel(place) == picture.pixel(place);
 }
 
 }  // namespace
 
-ProgramRun::ProgramRun(const Settings& settings) {
+ProgramRun::ProgramRun(bool forceUseOldCapture) {
+    static int runs = 0;
+    m_name = "E2E-" + std::to_string(++runs);
     const QString home = m_folder.filePath("data");
     const QString folder = home + "/Halvark/TarsinNDI";
     QDir().mkpath(folder);
     {
         QSettings file(folder + "/TarsinNDI.ini", QSettings::IniFormat);
-        file.beginGroup("SystemSet");
-        file.setValue("name", settings.name);
-        file.setValue("forceUseOldCapture", settings.forceUseOldCapture ? "1" : "0");
+        file.setValue("SystemSet/name", QString::fromStdString(m_name));
+        file.setValue("SystemSet/forceUseOldCapture", forceUseOldCapture ? "1" : "0");
     }
     qputenv("XDG_DATA_HOME", home.toLocal8Bit());
     m_process = std::make_unique<tests::Process>(std::vector<std::string>{TARSIN_PROGRAM},
@@ -54,30 +50,16 @@ ProgramRun::ProgramRun(const Settings& settings) {
     m_window = windowOf(m_process->pid());
 }
 
-ProgramRun::~ProgramRun() {
-    m_process.reset();
-    tests::sleepFor(std::chrono::seconds(1));
-}
-
 void ProgramRun::click(QPoint where) const {
-    tests::runToEnd({"xdotool", "mousemove", "--window", m_window, std::to_string(where.x()),
-                     std::to_string(where.y()), "click", "1"});
+    xdotool({"mousemove", "--window", m_window, std::to_string(where.x()),
+             std::to_string(where.y()), "click", "1"});
 }
 
 void ProgramRun::type(QPoint field, const std::string& text) const {
     click(field);
-    tests::runToEnd({"xdotool", "key", "ctrl+a"});
-    tests::runToEnd({"xdotool", "type", text});
-    tests::runToEnd({"xdotool", "key", "Return"});
-}
-
-void ProgramRun::moveBy(QPoint distance) const {
-    const QPoint half = distance / 2;
-    tests::runToEnd({"xdotool", "mousemove", "--window", m_window,
-                     std::to_string(control::kTitle.x()), std::to_string(control::kTitle.y()),
-                     "mousedown", "1", "mousemove_relative", "--", std::to_string(half.x()),
-                     std::to_string(half.y()), "mousemove_relative", "--", std::to_string(half.x()),
-                     std::to_string(half.y()), "mouseup", "1"});
+    xdotool({"key", "ctrl+a"});
+    xdotool({"type", text});
+    xdotool({"key", "Return"});
 }
 
 QString ProgramRun::log() const {
@@ -106,17 +88,28 @@ std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& out
     return picture;
 }
 
+void xdotool(std::vector<std::string> words) {
+    words.insert(words.begin(), "xdotool");
+    tests::runToEnd(words);
+}
+
 void clickAt(QPoint where) {
-    tests::runToEnd({"xdotool", "mousemove", std::to_string(where.x()), std::to_string(where.y()),
-                     "click", "1"});
+    xdotool({"mousemove", std::to_string(where.x()), std::to_string(where.y()), "click", "1"});
 }
 
 void drag(QPoint from, QPoint to) {
     const QPoint middle = (from + to) / 2;
-    tests::runToEnd({"xdotool", "mousemove", std::to_string(from.x()), std::to_string(from.y()),
-                     "mousedown", "1", "mousemove", std::to_string(middle.x()),
-                     std::to_string(middle.y()), "mousemove", std::to_string(to.x()),
-                     std::to_string(to.y()), "mouseup", "1"});
+    xdotool({"mousemove", std::to_string(from.x()), std::to_string(from.y()), "mousedown", "1",
+             "mousemove", std::to_string(middle.x()), std::to_string(middle.y()), "mousemove",
+             std::to_string(to.x()), std::to_string(to.y()), "mouseup", "1"});
+}
+
+void waitUntilLike(const QImage& picture, QPoint place) {
+    EXPECT_TRUE(tests::eventually([&] { return like(picture, place); }, std::chrono::seconds(20)));
+}
+
+void waitUntilUnlike(const QImage& picture, QPoint place) {
+    EXPECT_TRUE(tests::eventually([&] { return !like(picture, place); }, std::chrono::seconds(20)));
 }
 
 QImage grabScreen() {

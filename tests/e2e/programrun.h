@@ -31,29 +31,20 @@ inline constexpr QPoint kSelectRegion{410, 95};
 inline constexpr QPoint kShowRegion{545, 95};
 }  // namespace control
 
-/// Settings written before the program starts.
-struct Settings {
-    QString name = QStringLiteral("E2E");
-    bool forceUseOldCapture = false;
-};
-
 class ProgramRun {
 public:
-    /// Starts the program and waits for its window. Settings and logs are in a folder of this run.
-    explicit ProgramRun(const Settings& settings = {});
+    /// Starts the program and waits for its window. Its source has a name that no run before had:
+    /// the mDNS daemon takes a moment to forget those. Settings and logs are in a folder of this
+    /// run.
+    explicit ProgramRun(bool forceUseOldCapture = false);
 
-    /// Kills the program and gives the mDNS daemon time to forget its source, so that the next run
-    /// finds the name free.
-    ~ProgramRun();
+    [[nodiscard]] const std::string& name() const { return m_name; }
 
     /// A left click on a control, as a hand would.
     void click(QPoint where) const;
 
     /// Replaces what a field holds.
     void type(QPoint field, const std::string& text) const;
-
-    /// Moves the window by its title bar.
-    void moveBy(QPoint distance) const;
 
     [[nodiscard]] tests::Process& process() { return *m_process; }
 
@@ -65,6 +56,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
+    std::string m_name;
     std::unique_ptr<tests::Process> m_process;
     std::string m_window;
 };
@@ -72,12 +64,19 @@ private:
 /// The test picture below the program's window. `rate` 0: it stands still.
 [[nodiscard]] std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& output);
 
+/// What xdotool does when told so.
+void xdotool(std::vector<std::string> words);
+
 /// A left click, and a drag with the left button, at places of the screen.
 void clickAt(QPoint where);
 void drag(QPoint from, QPoint to);
 
 /// What the screen shows now.
 [[nodiscard]] QImage grabScreen();
+
+/// Waits until the screen shows at `place` what `picture` has there, or something else.
+void waitUntilLike(const QImage& picture, QPoint place);
+void waitUntilUnlike(const QImage& picture, QPoint place);
 
 /// A receiver in a process of its own.
 [[nodiscard]] std::unique_ptr<tests::Process> startMonitor(

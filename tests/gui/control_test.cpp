@@ -17,7 +17,6 @@ namespace {
 constexpr char kJourneys[] = R"(
 === start, pause, continue, reset
 sit -> source N, dx new N
-caption -> Start
 start -> Pause: dx init 0 0 1920 1080 30 OUT-0, dx start
 start -> Continue: dx pause
 start -> Pause: dx start
@@ -37,8 +36,6 @@ start -> Pause: dx start
 start
 rate 24
 start -> Pause: dx reset, dx init 0 0 1920 1080 24 OUT-0, dx start
-rate 50
-x 20 -> dx reset, dx init 20 0 1900 1080 50 OUT-0, dx start
 
 === the name takes effect at reset
 sit
@@ -48,7 +45,6 @@ file name -> N
 name Студия 2 ->
 file name -> Студия 2
 reset -> dx pause, dx gone, source Студия 2, dx new Студия 2
-caption -> Start
 reset -> dx pause
 
 === an unchanged name leaves the file alone
@@ -66,8 +62,6 @@ screen 1 ->
 file screenIndex -> 1
 region -> 1920 0 1920 1080
 range x -> 1920..3840 (1920~3840)
-range y -> 0..1080 (0~1080)
-range w -> 9..1920 (9~1920)
 range h -> 9..1080 (9~1080)
 start -> Pause: dx init 0 0 1920 1080 30 OUT-1, dx start
 screen 0 -> dx reset, dx init 0 0 1920 1080 30 OUT-0, dx start
@@ -77,7 +71,6 @@ stored screenIndex 1
 sit
 start
 x 3000 -> dx reset, dx init 1080 0 840 1080 30 OUT-1, dx start
-region -> 3000 0 840 1080
 range w -> 9..840 (9~840)
 x 2000 -> dx reset, dx init 80 0 840 1080 30 OUT-1, dx start
 region -> 2000 0 840 1080
@@ -102,22 +95,15 @@ x 3840 -> dx reset, dx init 1920 0 0 1080 30 OUT-1, dx gone, grab new N, grab in
 region -> 3840 0 9 1080
 range w -> 9..9 (9~0)
 
-=== confirmed regions: inside, cut by the screen, below what the boxes hold
-sit
-confirm 10 20 300 200
-region -> 10 20 300 200
-confirm 1800 1000 500 500
-region -> 1800 1000 120 80
-confirm 1000 500 2 3
-region -> 1000 500 9 9
-
-=== confirmed regions: cut by the desktop, x shown in its range
+=== confirmed regions: inside, below what the boxes hold, cut by the desktop
 stored screenIndex 1
 sit
-confirm 3800 0 500 90
-region -> 3800 0 40 90
-confirm 100 0 200 100
-region -> 1920 0 200 100
+confirm 2000 20 300 200
+region -> 2000 20 300 200
+confirm 2500 500 2 3
+region -> 2500 500 9 9
+confirm 3800 1000 500 500
+region -> 3800 1000 40 80
 
 === a default path that fails falls back, and is tried again
 stored screenIndex 1
@@ -171,6 +157,23 @@ shown -> window overlay
 close ->
 shown ->
 leave -> dx gone, source gone
+
+=== stored numbers out of range are used as they are; only an edit replaces them
+stored screenIndex 2
+stored frameRate 120
+stored forceUseOldCapture -3
+sit
+start -> Pause: dx init 0 0 1920 1080 120 OUT-0, dx start
+file frameRate -> 120
+file forceUseOldCapture -> 0
+
+=== stored words count as 0
+stored screenIndex second
+stored frameRate fast
+stored forceUseOldCapture zero
+sit
+start -> Pause: dx init 0 0 1920 1080 0 OUT-0, dx start
+file forceUseOldCapture -> zero
 )";
 
 class Control : public testing::Test {
@@ -187,19 +190,12 @@ protected:
     void store(const QString& key, const QString& value) const {
         QSettings(iniPath(), QSettings::IniFormat).setValue("SystemSet/" + key, value);
     }
-    [[nodiscard]] QString stored(const QString& key) const {
-        return QSettings(iniPath(), QSettings::IniFormat).value("SystemSet/" + key).toString();
-    }
-    Operator& sit() {
-        m_operator.reset();
-        m_desk->heard();
-        m_operator = std::make_unique<Operator>(*m_desk, iniPath());
-        return *m_operator;
-    }
     /// The answer, if `word` is a question.
     [[nodiscard]] std::optional<QString> ask(const QString& word, const QString& about) const {
         if (word == "file") {
-            return stored(about);
+            return QSettings(iniPath(), QSettings::IniFormat)
+                .value("SystemSet/" + about)
+                .toString();
         }
         if (word == "caption") {
             return m_operator->start->text();
@@ -240,7 +236,7 @@ protected:
         } else if (word == "source") {
             m_desk->sourceFails = true;
         } else if (word == "sit") {
-            sit();
+            m_operator = std::make_unique<Operator>(*m_desk, iniPath());
         } else if (word == "leave") {
             m_operator.reset();
         } else if (word == "screen") {
@@ -293,46 +289,6 @@ TEST_F(Control, Journeys) {
                       line.section(" ->", 1).trimmed().toStdString());
         }
     }
-}
-
-TEST_F(Control, StoredSettings) {
-    const struct {
-        const char *index, *rate, *force;
-        int screenShown, rateShown;
-        const char* told;
-    } kCases[] = {
-        {"1", "25", "0", 1, 25, "dx init 0 0 1920 1080 25 OUT-1, dx start"},
-        {"2", "120", "-3", 0, 60, "dx init 0 0 1920 1080 120 OUT-0, dx start"},
-        {"-1", "0", "zero", 0, 5, "dx init 0 0 1920 1080 0 OUT-0, dx start"},
-        {"second", "fast", "", 0, 5, "dx init 0 0 1920 1080 0 OUT-0, dx start"},
-        {"0", "-5", "1", 0, 30, "grab init 0 0 1920 1080 30 OUT-0, grab start"},
-    };
-    begin();
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.told);
-        store("screenIndex", c.index);
-        store("frameRate", c.rate);
-        store("forceUseOldCapture", c.force);
-        Operator& op = sit();
-        EXPECT_EQ(op.screen->currentIndex(), c.screenShown);
-        EXPECT_EQ(op.rate->value(), c.rateShown);
-        m_desk->heard();
-        Operator::click(op.start);
-        EXPECT_EQ(m_desk->heard(), c.told);
-        EXPECT_EQ(stored("frameRate"), c.rate) << "only an edit replaces it";
-        EXPECT_EQ(stored("forceUseOldCapture"), c.force == std::string("-3") ? "0" : c.force);
-    }
-}
-
-TEST_F(Control, SettingsPathIsHandedOn) {
-    begin();
-    Operator& op = sit();
-    m_desk->heard();
-    const QString path = m_folder->filePath("other.ini");
-    op.window->setIniPath(path.toLocal8Bit().toStdString());
-    EXPECT_EQ(m_desk->heard(), "dx aux " + path.toStdString());
-    Operator::type(op.rate, "12");
-    EXPECT_EQ(QSettings(path, QSettings::IniFormat).value("SystemSet/frameRate"), "12");
 }
 
 }  // namespace

@@ -29,6 +29,18 @@ inline void speakEnglish() {
     StringToTranslate::instance().setTranslateStringMap(loadLanguageFile(file));
 }
 
+/// Generous: the machine may be a busy one.
+constexpr int kSoonMs = 20000;
+
+template <typename Condition>
+[[nodiscard]] bool soon(Condition condition) {
+    return QTest::qWaitFor(condition, kSoonMs);
+}
+
+inline void waitUntilShown(QWidget* window) {
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window, kSoonMs));
+}
+
 inline QPushButton* buttonOf(const QWidget& window, const QString& caption) {
     for (QPushButton* found : window.findChildren<QPushButton*>()) {
         if (found->text() == caption) {
@@ -65,7 +77,7 @@ public:
             screen = box == language ? screen : box;
         }
         window->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+        waitUntilShown(window.get());
     }
 
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }

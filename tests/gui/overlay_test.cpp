@@ -39,12 +39,12 @@ class Compositor {
 public:
     Compositor() {
         m_process.start("xcompmgr", QStringList());
-        EXPECT_TRUE(QTest::qWaitFor(ui::windowsCanBeTranslucent));
+        EXPECT_TRUE(soon(ui::windowsCanBeTranslucent));
     }
     ~Compositor() {
         m_process.kill();
         m_process.waitForFinished();
-        EXPECT_TRUE(QTest::qWaitFor([] { return !ui::windowsCanBeTranslucent(); }));
+        EXPECT_TRUE(soon([] { return !ui::windowsCanBeTranslucent(); }));
     }
 
 private:
@@ -65,13 +65,13 @@ protected:
     void showSelecting() const {
         overlay->show();
         overlay->beginSelection();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(overlay.get()));
+        waitUntilShown(overlay.get());
     }
     void showFrame(const QRect& region) const {
         overlay->setSelection(region.x(), region.y(), region.width(), region.height());
         overlay->show();
         overlay->setShowROI(true);
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(overlay.get()));
+        waitUntilShown(overlay.get());
     }
 
     /// What stands on the screen.
@@ -81,7 +81,7 @@ protected:
     }
     /// Waits until the screen has this colour there, nearly.
     static bool seen(QPoint place, const QColor& wanted) {
-        return QTest::qWaitFor([&] {
+        return soon([&] {
             const QColor is = at(place);
             return std::abs(is.red() - wanted.red()) < 4 &&
                    std::abs(is.green() - wanted.green()) < 4 &&
@@ -98,7 +98,6 @@ TEST_F(Overlay, DrawnRegionsAreConfirmedInDesktopPixels) {
         QPoint origin, from, to;
         QList<QVariant> region;
     } kCases[] = {
-        {{0, 0}, {300, 180}, {600, 360}, {300, 180, 300, 180}},
         {{600, 60}, {300, 180}, {606, 366}, {900, 240, 306, 186}},
         // Up and to the left: the size is positive, the corner stays where the mouse was pressed.
         {{600, 0}, {600, 360}, {300, 180}, {1200, 360, 300, 180}},
@@ -122,7 +121,7 @@ TEST_F(Overlay, DrawnRegionsAreConfirmedInDesktopPixels) {
     }
 }
 
-TEST_F(Overlay, CancelAndEscape) {
+TEST_F(Overlay, CancelAndEscapeConfirmNothing) {
     open({0, 0});
     QSignalSpy hidden(overlay.get(), SIGNAL(signalHideROI()));
     showSelecting();
@@ -130,10 +129,7 @@ TEST_F(Overlay, CancelAndEscape) {
     Operator::click(buttonOf(*overlay, "Cancel"));
     EXPECT_FALSE(overlay->isVisible());
     EXPECT_EQ(hidden.count(), 0);
-
     showSelecting();
-    QTest::keyClick(overlay->windowHandle(), Qt::Key_Return);
-    EXPECT_TRUE(overlay->isVisible());
     QTest::keyClick(overlay->windowHandle(), Qt::Key_Escape);
     EXPECT_FALSE(overlay->isVisible());
     EXPECT_EQ(hidden.count(), 1);
@@ -141,23 +137,14 @@ TEST_F(Overlay, CancelAndEscape) {
 }
 
 TEST_F(Overlay, FrameIsDraggedByAnAreaThatIsOffsetByTheScreensOrigin) {
-    const struct {
-        QPoint origin, outside, inside;
-    } kCases[] = {
-        {{0, 0}, {30, 30}, {450, 180}},
-        // Drawn at 180..480 of the overlay, grabbed at 300..600.
-        {{120, 0}, {240, 180}, {540, 180}},
-    };
-    for (const auto& c : kCases) {
-        open(c.origin);
-        showFrame({300, 120, 300, 180});
-        draw(*overlay, c.outside, c.outside + QPoint(30, 60));
-        EXPECT_EQ(confirmed->count(), 0);
-        draw(*overlay, c.inside, c.inside + QPoint(30, 12));
-        ASSERT_EQ(confirmed->count(), 1);
-        EXPECT_EQ(confirmed->first(), QList<QVariant>({330, 132, 300, 180}));
-        EXPECT_EQ(overlay->cursor().shape(), Qt::SizeAllCursor);
-    }
+    open({120, 0});
+    showFrame({300, 120, 300, 180});  // Drawn at 180..480 of the overlay, grabbed at 300..600.
+    draw(*overlay, {240, 180}, {270, 240});
+    EXPECT_EQ(confirmed->count(), 0);
+    draw(*overlay, {540, 180}, {570, 192});
+    ASSERT_EQ(confirmed->count(), 1);
+    EXPECT_EQ(confirmed->first(), QList<QVariant>({330, 132, 300, 180}));
+    EXPECT_EQ(overlay->cursor().shape(), Qt::SizeAllCursor);
 }
 
 /// Selecting shows the desktop under a white veil and clear inside the selection, with and without
@@ -174,7 +161,7 @@ TEST_F(Overlay, DesktopStaysVisible) {
         behind.setPalette(desktop);
         behind.setGeometry(0, 0, 1200, 600);
         behind.show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&behind));
+        waitUntilShown(&behind);
         ASSERT_TRUE(seen(inside, desktop));
 
         open({0, 0});
@@ -189,7 +176,7 @@ TEST_F(Overlay, DesktopStaysVisible) {
         overlay->slotConfirm();
 
         showFrame({300, 180, 300, 180});
-        EXPECT_TRUE(QTest::qWaitFor([] { return at({300, 240}).red() > 130; }));
+        EXPECT_TRUE(soon([] { return at({300, 240}).red() > 130; }));
         EXPECT_TRUE(seen(inside, composed ? QColor(57, 101, 185) : desktop));
         EXPECT_TRUE(seen(outside, desktop));
         EXPECT_EQ(overlay->mask().contains(inQt(inside)), composed);
@@ -197,44 +184,29 @@ TEST_F(Overlay, DesktopStaysVisible) {
     }
 }
 
-class OverlayOfTheWindow : public testing::Test {
-protected:
-    static QString property(const QStringList& what) {
-        QProcess xprop;
-        xprop.start("xprop", what);
-        xprop.waitForFinished();
-        return QString::fromUtf8(xprop.readAllStandardOutput()).trimmed();
-    }
-    QTemporaryDir m_folder;
-    Desk desk{{{0, 0, 1200, 600}, {1200, 0, 600, 600}}};
-    Operator op{desk, m_folder.filePath("settings.ini")};
-};
-
-TEST_F(OverlayOfTheWindow, DrawnRegionIsSent) {
-    Operator::choose(op.screen, 1);
-    EXPECT_EQ(op.overlay->pos(), inQt({1200, 0}));
-    Operator::click(op.start);
-    desk.heard();
-    Operator::click(op.select);
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(op.overlay));
-    draw(*op.overlay, {60, 120}, {360, 300});
-    Operator::click(buttonOf(*op.overlay, "OK"));
-    EXPECT_EQ(desk.heard(), "dx reset, dx init 60 120 300 180 30 OUT-1, dx start");
-    EXPECT_EQ(op.region[0]->value(), 1260);
-    EXPECT_EQ(op.region[3]->value(), 180);
+QString property(const QStringList& what) {
+    QProcess xprop;
+    xprop.start("xprop", what);
+    xprop.waitForFinished();
+    return QString::fromUtf8(xprop.readAllStandardOutput()).trimmed();
 }
 
-TEST_F(OverlayOfTheWindow, IsShownOutOfTheWindowManagersWayAndHidden) {
+TEST(OverlayOfTheWindow, IsShownOutOfTheWindowManagersWayAndHidden) {
+    const QTemporaryDir folder;
+    Desk desk{{{0, 0, 1200, 600}, {1200, 0, 600, 600}}};
+    const Operator op{desk, folder.filePath("settings.ini")};
+    Operator::choose(op.screen, 1);
+    EXPECT_EQ(op.overlay->pos(), inQt({1200, 0}));
     Operator::click(op.show);
     EXPECT_EQ(op.show->text(), "Hide region");
     EXPECT_TRUE(g_roiShown);
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(op.overlay));
+    waitUntilShown(op.overlay);
     const QString overlay = QString::number(op.overlay->winId());
-    EXPECT_TRUE(QTest::qWaitFor([&] {
+    EXPECT_TRUE(soon([&] {
         return property({"-id", overlay, "_NET_WM_STATE"}).contains("SKIP_TASKBAR");
     }));
     const QString window = QString("0x%1").arg(op.window->winId(), 0, 16);
-    EXPECT_TRUE(QTest::qWaitFor([&] {
+    EXPECT_TRUE(soon([&] {
         return property({"-root", "_NET_CLIENT_LIST_STACKING"}).endsWith(window);
     })) << "the window that hides the frame is not under it";
     Operator::click(op.show);
@@ -244,27 +216,16 @@ TEST_F(OverlayOfTheWindow, IsShownOutOfTheWindowManagersWayAndHidden) {
     Operator::click(op.select);
     QTest::keyClick(op.overlay, Qt::Key_Escape);
     EXPECT_EQ(op.show->text(), "Hide region") << "Escape flips the state";
-    EXPECT_TRUE(g_roiShown);
 }
 
 TEST(PhysicalPixels, AreConvertedFromTheScreensCorner) {
-    const struct {
-        QPoint origin;
-        qreal factor;
-        QPoint physical, qt;
-        QSize size, covering;
-    } kCases[] = {
-        {{0, 0}, 1.0, {17, 1079}, {17, 1079}, {1920, 1080}, {1920, 1080}},
-        {{1920, 100}, 2.0, {2120, 300}, {2020, 200}, {101, 99}, {51, 50}},
-        {{-1280, 0}, 1.5, {-1130, 300}, {-1180, 200}, {1280, 1024}, {854, 683}},
-    };
-    for (const auto& c : kCases) {
-        const ui::PhysicalPixels pixels(c.origin, c.factor);
-        EXPECT_EQ(pixels.toQt(c.physical), c.qt);
-        EXPECT_EQ(pixels.toQt(c.size), c.covering);
-        EXPECT_EQ(pixels.distanceToPhysical(QPointF(c.physical) / c.factor), c.physical);
-    }
-    EXPECT_EQ(ui::PhysicalPixels({}, 1.5).coveringRect({1, 2, 3, 3}), QRect(0, 1, 3, 3));
+    const ui::PhysicalPixels twofold({1920, 100}, 2);
+    EXPECT_EQ(twofold.toQt(QPoint(2120, 300)), QPoint(2020, 200));
+    EXPECT_EQ(twofold.toQt(QSize(101, 99)), QSize(51, 50));
+    const ui::PhysicalPixels left({-1280, 0}, 1.5);
+    EXPECT_EQ(left.toQt(QPoint(-1130, 300)), QPoint(-1180, 200));
+    EXPECT_EQ(left.distanceToPhysical(QPointF(20, 30)), QPoint(30, 45));
+    EXPECT_EQ(left.coveringRect({1, 2, 3, 3}), QRect(0, 1, 3, 3));
     EXPECT_EQ(ui::PhysicalPixels::at({-9000, 9000}).factor(), factor()) << "the nearest screen";
 }
 

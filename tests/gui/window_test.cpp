@@ -1,9 +1,8 @@
 // The window's layout, its embedded resources, its languages, and the validator.
 
-#include <QDomDocument>
 #include <QFile>
 #include <QImage>
-#include <QResource>
+#include <QRegularExpression>
 
 #include "operator.h"
 #include "ui/ndiintvalidator.h"
@@ -27,10 +26,6 @@ TEST_F(Window, Layout) {
     EXPECT_EQ(op.window->minimumSize(), op.window->maximumSize());
     EXPECT_EQ(op.window->windowTitle(), "NDI Screen Sender");
     EXPECT_EQ(op.title->geometry(), QRect(0, 0, 638, 44));
-    EXPECT_EQ(op.name->size(), QSize(220, 26));
-    EXPECT_EQ(op.screen->size(), QSize(220, 26));
-    EXPECT_EQ(op.rate->size(), QSize(64, 26));
-    EXPECT_EQ(op.region[3]->width(), 100);
     // Nothing is cut by its parent, and no two controls overlap.
     const QList<QWidget*> controls{op.name,      op.screen,    op.rate,     op.start,
                                    op.reset,     op.select,    op.show,     op.region[0],
@@ -44,28 +39,44 @@ TEST_F(Window, Layout) {
     }
 }
 
-TEST_F(Window, Resources) {
-    const QMap<QString, int> sides{{"down_arrow", 200},     {"down_arrow_disable", 200},
-                                   {"up_arrow", 200},       {"up_arrow_disable", 200},
-                                   {"win_min_normal", 24},  {"win_min_hover", 24},
-                                   {"win_min_pressed", 24}, {"win_close_noraml", 14},
-                                   {"win_close_hover", 24}, {"win_close_pressed", 24}};
-    for (const QString& name : sides.keys()) {
-        const QString path = QString(":/img/Resources/image/%1.png").arg(name);
-        EXPECT_EQ(QImage(path).size(), QSize(sides[name], sides[name])) << name.toStdString();
-        EXPECT_EQ(QResource(path).compressionAlgorithm(), QResource::NoCompression);
+TEST_F(Window, IsDraggedByItsTitleInStepsOfSixteenButNotFromTheEdges) {
+    QPoint place;
+    const auto mouse = [&](QEvent::Type type, QPoint at) {
+        const auto button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+        QMouseEvent event(type, at, at, place + at, button, Qt::LeftButton, {});
+        QApplication::sendEvent(op.title, &event);
+        return op.window->pos() - place;
+    };
+    const struct {
+        QPoint from, to, moved;
+    } kCases[] = {
+        {{50, 10}, {65, 25}, {0, 0}},    {{50, 10}, {66, 10}, {16, 0}},
+        {{50, 29}, {50, -10}, {0, -39}}, {{3, 3}, {3, 43}, {0, 40}},
+        {{2, 10}, {2, 50}, {0, 0}},      {{50, 2}, {50, 50}, {0, 0}},
+        {{635, 10}, {635, 50}, {0, 40}}, {{636, 10}, {636, 50}, {0, 0}},
+    };
+    for (const auto& c : kCases) {
+        place = op.window->pos();
+        mouse(QEvent::MouseButtonPress, c.from);
+        EXPECT_EQ(mouse(QEvent::MouseMove, c.to), c.moved) << c.from.x() << "," << c.from.y();
+        mouse(QEvent::MouseButtonRelease, c.to);
+        EXPECT_EQ(mouse(QEvent::MouseMove, c.to + QPoint(99, 99)), c.moved);
     }
-    QFile sheet(":/qss/Resources/qss/ndiSender.qss");
-    ASSERT_TRUE(sheet.open(QIODevice::ReadOnly));
-    const QByteArray text = sheet.readAll();
-    EXPECT_EQ(text.size(), 3432);
-    EXPECT_EQ(text.count('\n'), text.count("\r\n"));
-    EXPECT_EQ(QResource(sheet.fileName()).compressionAlgorithm(), QResource::ZlibCompression);
-    EXPECT_EQ(op.window->styleSheet().toUtf8(), text);
 }
 
-TEST(Languages, EveryFileHasTheSameKeysAndAllThatTheProgramAsksFor) {
-    QStringList wanted =
+TEST_F(Window, EveryPictureOfItsSheetIsInside) {
+    QString sheet = op.window->styleSheet();
+    int pictures = 0;
+    const QRegularExpression url("url\\(([^)]*)\\)");
+    for (auto found = url.globalMatch(sheet); found.hasNext(); ++pictures) {
+        const QString path = found.next().captured(1);
+        EXPECT_FALSE(QImage(path).isNull()) << path.toStdString();
+    }
+    EXPECT_GE(pictures, 8);
+}
+
+TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
+    const QStringList wanted =
         QString(
             "zhCancalStr zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
             "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "
@@ -73,20 +84,11 @@ TEST(Languages, EveryFileHasTheSameKeysAndAllThatTheProgramAsksFor) {
             "zhScreenStr zhSelectROIStr zhSenderStr zhSentROIStr zhShowROIStr zhStartStr")
             .split(' ');
     for (const QString& file : kFiles) {
-        QFile xml(beside(file));
-        ASSERT_TRUE(xml.open(QIODevice::ReadOnly));
-        QDomDocument document;
-        ASSERT_TRUE(document.setContent(&xml));
-        QStringList keys;
-        for (auto entry = document.documentElement().firstChildElement(); !entry.isNull();
-             entry = entry.nextSiblingElement()) {
-            keys += entry.tagName();
-            EXPECT_EQ(entry.text(), entry.text().trimmed());
-            EXPECT_FALSE(entry.text().isEmpty());
+        const QMap<QString, QString> texts = loadLanguageFile(beside(file));
+        EXPECT_EQ(texts.keys(), wanted) << file.toStdString();
+        for (const QString& text : texts) {
+            EXPECT_FALSE(text.isEmpty() || text != text.trimmed()) << file.toStdString();
         }
-        keys.sort();
-        EXPECT_EQ(keys, wanted) << file.toStdString();
-        EXPECT_EQ(loadLanguageFile(beside(file)).keys(), wanted);
     }
 }
 
@@ -121,67 +123,50 @@ TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
 }
 
 TEST_F(Window, LanguageSwitchesInEveryState) {
-    const std::pair<const QWidget*, const char*> kRussian[] = {
-        {op.start, "Пуск"},
-        {op.show, "Показать рамку"},
-        {op.overlay->findChildren<QPushButton*>().at(1), "Отмена"}};
     say(4);
-    for (const auto& [button, caption] : kRussian) {
-        EXPECT_EQ(button->property("text"), QString::fromUtf8(caption));
-    }
+    EXPECT_EQ(op.start->text(), QString::fromUtf8("Пуск"));
+    EXPECT_NE(buttonOf(*op.overlay, QString::fromUtf8("Отмена")), nullptr);
     EXPECT_EQ(op.screen->itemText(1), QString::fromUtf8("Экран:1(1280x1024)"));
-    EXPECT_EQ(op.screen->currentIndex(), 0);
-    EXPECT_EQ(op.language->itemText(3), QString::fromUtf8("한국어"));
     EXPECT_EQ(op.close->toolTip(), QString::fromUtf8("Закрыть"));
     Operator::click(op.start);
     say(1);
     EXPECT_EQ(op.start->text(), "Pause");
     EXPECT_EQ(op.name->toolTip(), "NDI source name; takes effect after a reset");
     EXPECT_EQ(op.rate->toolTip(), "Frame rate: 5 to 60 frames per second");
-    Operator::click(op.start);
-    say(2);
-    EXPECT_EQ(op.start->text(), QString::fromUtf8("繼續"));
     Operator::click(op.reset);
-    EXPECT_EQ(op.start->text(), QString::fromUtf8("開始"));
+    say(2);
+    EXPECT_EQ(op.start->text(), QString::fromUtf8("繼續")) << "a reset window is paused";
     say(1);
-    EXPECT_EQ(op.start->text(), "Continue") << "a reset window is paused";
 
     // Once the frame was toggled, a switch shows the opposite of what the toggle showed.
-    const std::pair<const char*, const char*> kToggles[] = {{"Hide region", "Show region"},
-                                                            {"Show region", "Hide region"}};
-    for (const auto& [toggled, switched] : kToggles) {
+    Operator::choose(op.screen, 1);  // A smaller one.
+    for (const bool shown : {true, false}) {
         Operator::click(op.show);
-        EXPECT_EQ(op.show->text(), toggled);
+        EXPECT_EQ(op.show->text(), shown ? "Hide region" : "Show region");
         say(0);
         say(1);
-        EXPECT_EQ(op.show->text(), switched);
+        EXPECT_EQ(op.show->text(), shown ? "Show region" : "Hide region");
     }
 }
 
-TEST_F(Window, MissingLanguageFileShowsKeysUntilAnotherIsChosen) {
+TEST_F(Window, MissingLanguageFileShowsKeys) {
     ASSERT_TRUE(QFile::rename(beside(kFiles[3]), beside("away.xml")));
     say(3);
     EXPECT_EQ(op.start->text(), "zhStartStr");
     ASSERT_TRUE(QFile::rename(beside("away.xml"), beside(kFiles[3])));
-    say(1);
-    EXPECT_EQ(op.start->text(), "Start");
 }
 
 TEST(NdiIntValidator, TakesPlainDecimalsOnly) {
     const NdiIntValidator validator(5, 100, nullptr);
-    const QMap<QString, QValidator::State> kCases{
+    const std::pair<QString, QValidator::State> kCases[] = {
         {"42", QValidator::Acceptable}, {"042", QValidator::Invalid},
         {"+5", QValidator::Invalid},    {" 5", QValidator::Invalid},
         {"abc", QValidator::Invalid},   {"", QValidator::Intermediate},
-        {"-", QValidator::Invalid},     {"101", QValidator::Intermediate},
-        {"5", QValidator::Acceptable},  {"1000", QValidator::Invalid}};
-    for (QString text : kCases.keys()) {
+        {"5", QValidator::Acceptable},  {"101", QValidator::Intermediate}};
+    for (auto [text, state] : kCases) {
         int position = 0;
-        EXPECT_EQ(validator.validate(text, position), kCases[text]) << text.toStdString();
+        EXPECT_EQ(validator.validate(text, position), state) << text.toStdString();
     }
-    QString anything = "abc";
-    validator.fixup(anything);
-    EXPECT_EQ(anything, "5");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "capture/x11/x11capturescreen.h"
 #include "support/painter.h"
+#include "support/process.h"
 
 namespace tests {
 
@@ -48,7 +49,7 @@ public:
         return true;
     }
 
-    /// Reads until there is news; false after `attempts` reads.
+    /// Reads until there is news; false after `attempts` reads, of a millisecond and more each.
     [[nodiscard]] bool news(int attempts = 2000) {
         while (attempts-- > 0) {
             if (read()) {
@@ -58,10 +59,20 @@ public:
         return false;
     }
 
-    /// Reads until there has been no news for a while.
+    /// Reads until there has been no news for a tenth of a second and more.
     void settle() {
-        while (news(30)) {
+        while (news(100)) {
         }
+    }
+
+    /// Reads until the buffer holds what the screen shows at `place`; false: not in ten seconds.
+    [[nodiscard]] bool shows(Painter& painter, const Area& place) {
+        return eventually(
+            [&] {
+                read();
+                return pixels == painter.screen(place);
+            },
+            std::chrono::seconds(10));
     }
 
     [[nodiscard]] std::size_t rowBytes() const { return static_cast<std::size_t>(area.width) * 4; }

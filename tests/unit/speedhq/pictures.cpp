@@ -7,9 +7,6 @@ namespace testing_support {
 
 namespace {
 
-constexpr std::uint8_t kGuard = 0xA5;
-constexpr std::size_t kGuardBytes = 64;
-
 int uniform(std::mt19937& random, int low, int high) {
     return std::uniform_int_distribution<int>(low, high)(random);
 }
@@ -56,45 +53,25 @@ Picture::Picture(ndi::PixelFormat pixelFormat, int pictureWidth, int pictureHeig
       lineBytes(pixelFormat == ndi::PixelFormat::Uyvy ? (pictureWidth + 1) / 2 * 4
                                                       : pictureWidth * 4),
       stride(lineBytes + gap),
-      bytes(2 * kGuardBytes + static_cast<std::size_t>(stride) * static_cast<std::size_t>(height),
-            kGuard) {
-    for (int y = 0; y < height; ++y) {
-        std::fill_n(at(0, y), lineBytes, std::uint8_t{128});
-    }
-}
+      bytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height), 128) {}
 
 ndi::PictureView Picture::view() const {
-    return {format, width, height, stride, bytes.data() + kGuardBytes, 60, 1};
+    return {format, width, height, stride, bytes.data(), 60, 1};
 }
 
 std::uint8_t* Picture::at(int x, int y) {
-    const int bytesBefore = format == ndi::PixelFormat::Uyvy ? x / 2 * 4 : x * 4;
-    return bytes.data() + kGuardBytes + y * stride + bytesBefore;
-}
-
-int Picture::damagedGuards() const {
-    int damaged = 0;
-    const auto size = static_cast<std::ptrdiff_t>(bytes.size());
-    for (std::ptrdiff_t i = 0; i < size; ++i) {
-        const std::ptrdiff_t inside = i - static_cast<std::ptrdiff_t>(kGuardBytes);
-        const bool guard = inside < 0 || inside >= stride * height || inside % stride >= lineBytes;
-        damaged += guard && bytes[static_cast<std::size_t>(i)] != kGuard;
-    }
-    return damaged;
+    return bytes.data() + y * stride + (format == ndi::PixelFormat::Uyvy ? x / 2 * 4 : x * 4);
 }
 
 void paint(Picture& picture, Content content, std::mt19937& random) {
-    const int colour = uniform(random, 0, 255);
-    fill(picture, 0, 0, picture.width, picture.height, [&](int, int channel) {
-        return content == Content::Flat         ? colour ^ (channel * 40)
-               : content == Content::BlackWhite ? uniform(random, 0, 1) * 255
-                                                : uniform(random, 0, 255);
+    fill(picture, 0, 0, picture.width, picture.height, [&](int, int) {
+        return content == Content::BlackWhite ? uniform(random, 0, 1) * 255
+                                              : uniform(random, 0, 255);
     });
     for (int i = 0; content == Content::Mixed && i < 8; ++i) {
-        const int left = uniform(random, 0, picture.width - 1);
-        const int top = uniform(random, 0, picture.height - 1);
-        fillRandomly(picture, i == 0 ? 0 : left, i == 0 ? 0 : top, picture.width, picture.height,
-                     random);
+        const int left = i == 0 ? 0 : uniform(random, 0, picture.width - 1);
+        const int top = i == 0 ? 0 : uniform(random, 0, picture.height - 1);
+        fillRandomly(picture, left, top, picture.width, picture.height, random);
     }
 }
 

