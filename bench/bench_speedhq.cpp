@@ -8,10 +8,10 @@
 #include <tuple>
 #include <vector>
 
+#include "libavencoder.h"
 #include "ndi/speedhq/picturecoder.h"
 #include "ndi/speedhq/preview.h"
 #include "scenes.h"
-#include "support/libavspeedhq.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ const char* nameOf(Scene scene) {
 /// libswscale and libavcodec pay for every pixel, whatever the scene.
 void libav(State& state, Scene scene, int width, int height) {
     Desktop desktop(width, height);
-    testing_support::LibavEncoder encoder(width, height, kQuality);
+    bench::LibavEncoder encoder(width, height, kQuality);
     std::size_t bytes = 0;
     for (auto _ : state) {
         state.PauseTiming();

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <string>
 
+#include "libavencoder.h"
 #include "ndi/speedhq/picturecoder.h"
 #include "scenes.h"
-#include "support/libavspeedhq.h"
 
 namespace bench {
 
@@ -22,8 +22,7 @@ __attribute__((noinline)) std::size_t measured(speedhq::PictureCoder& coder,
     return coder.encode(desktop.view(), desktop.changed(), kQuality)->size;
 }
 
-__attribute__((noinline)) std::size_t measured(testing_support::LibavEncoder& encoder,
-                                               const Desktop& desktop) {
+__attribute__((noinline)) std::size_t measured(LibavEncoder& encoder, const Desktop& desktop) {
     const ndi::PictureView view = desktop.view();
     return encoder.encodeBgra(view.pixels, view.stride).size;
 }
@@ -43,7 +42,7 @@ int main(int argc, char** argv) {
     bench::Desktop desktop(1920, 1080);
     speedhq::RowPool pool(1);
     speedhq::PictureCoder coder(pool, speedhq::bestKernels());
-    testing_support::LibavEncoder libav(1920, 1080, bench::kQuality);
+    bench::LibavEncoder libav(1920, 1080, bench::kQuality);
     (void)coder.encode(desktop.view(), {}, bench::kQuality);
     (void)libav.encodeBgra(desktop.view().pixels, desktop.view().stride);
     std::size_t bytes = 0;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "libavencoder.h"
 #include "ndi/speedhq/picturecoder.h"
 #include "scenes.h"
 #include "support/libavspeedhq.h"
@@ -45,8 +46,8 @@ int main() {
     prepare(planes, packed);
     std::printf("quality  libavcodec: bytes  PSNR Y  rounding  ours: bytes           PSNR Y\n");
     for (const int quality : {98, 96, 92, 88, 80, 60, 38}) {
-        LibavEncoder libav(kWidth, kHeight, quality);
-        const LibavEncoder::Packet theirs = libav.encode(planes);
+        bench::LibavEncoder libav(kWidth, kHeight, quality);
+        const bench::LibavEncoder::Packet theirs = libav.encode(planes);
         const double theirPsnr =
             psnr(decodeWithLibav(theirs.data, theirs.size, kWidth, kHeight).y, planes.y);
         for (const double rounding : {0.33, speedhq::kRounding, 0.42, 0.5}) {
