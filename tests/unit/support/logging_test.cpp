@@ -155,18 +155,19 @@ TEST_F(SharedLog, IsMovedOnWhileAnotherOneWritesToIt) {
 
 TEST_F(SharedLog, LosesNothingWhileAReaderKeepsItFromBeingMoved) {
     const auto sink = open(3);
-    const auto writeFiles = [&](int files) {
-        for (int i = 0; i < files * 19; ++i) {
+    const auto writeLines = [&](int lines) {
+        for (int i = 0; i < lines; ++i) {
             write(*sink);
         }
     };
-    writeFiles(2);
+    constexpr int kLinesPerFile = 19;
+    writeLines(3 * kLinesPerFile);
     {
         const std::ifstream reader(m_path);  // Windows moves no file that is open this way.
         ASSERT_TRUE(reader.is_open());
-        writeFiles(1);
+        writeLines(kLinesPerFile - 1);
     }
-    writeFiles(1);
+    writeLines(1);
     expectAllLines();
 }
 
