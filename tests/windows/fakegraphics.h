@@ -22,6 +22,7 @@ struct FakeObject {
     int references = 1;
     std::size_t adapter = 0;  ///< Of an adapter or an output: its index.
     std::size_t output = 0;
+    std::uint64_t reached = 0;  ///< Of a fence.
 };
 
 class FakeGraphics {
@@ -73,11 +74,10 @@ public:
     HRESULT call(const std::string& name, const std::string& arguments = {});
     void* make(const void* methods, const std::string& name);
     void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
-    void signal(std::uint64_t& fence, std::uint64_t value);
-    std::uint64_t fence11 = 0;
-    std::uint64_t fence12 = 0;
-    int textureWidth = 0;
-    int textureHeight = 0;
+    void signal(FakeObject& fence, std::uint64_t value);
+    void setTexture(UINT width, UINT height);
+    UINT textureWidth = 0;
+    UINT textureHeight = 0;
     std::vector<std::uint32_t> texture;
     std::vector<std::uint8_t> readback;
     void takePicture();
