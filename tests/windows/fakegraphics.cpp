@@ -4,9 +4,6 @@
 #define INITGUID  // The import libraries lack some interface identifiers.
 #include "windows/fakegraphics.h"
 
-#include <d3d11_4.h>
-#include <d3d12.h>
-#include <dxgi1_5.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -57,6 +54,38 @@ HRESULT give(FakeGraphics& machine, HRESULT result, Interface** target, const vo
     *target = static_cast<Interface*>(made);
     return result;
 }
+
+/// A method that makes an object.
+template <typename Interface, typename... Arguments>
+HRESULT makes(void* self, Interface** target, const void* methods, const std::string& name,
+              const char* method, fmt::format_string<Arguments...> format,
+              Arguments&&... arguments) {
+    return give(machine(self), called(self, method, format, std::forward<Arguments>(arguments)...),
+                target, methods, name);
+}
+
+/// A method that gives the object at an index of a list.
+template <typename Interface>
+HRESULT enumerates(void* self, const char* method, std::size_t index, std::size_t count,
+                   Interface** target, const void* methods, const std::string& name) {
+    HRESULT result = called(self, method, "{}", index);
+    if (SUCCEEDED(result) && index >= count) {
+        result = DXGI_ERROR_NOT_FOUND;
+    }
+    return give(machine(self), result, target, methods, name);
+}
+
+const auto setName = [](auto* self, auto* name) {
+    return called(self, "SetName", "{}", std::string(name, name + std::wcslen(name)));
+};
+
+const auto signal = [](auto* self, auto* fence, auto value) {
+    const HRESULT result = called(self, "Signal", "{}, {}", nameOf(fence), value);
+    if (SUCCEEDED(result)) {
+        machine(self).signal(object(fence), value);
+    }
+    return result;
+};
 
 // --- The methods --------------------------------------------------------------------------------
 // Each interface's table is filled with functions of which the table itself says the types.
@@ -126,23 +155,21 @@ const auto resource12 = table<ID3D12ResourceVtbl>([](auto& methods) {
 
 const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
     methods.AcquireNextFrame = [](auto* self, auto timeout, auto*, auto** resource) {
-        return give(machine(self), called(self, "AcquireNextFrame", "{}", timeout), resource,
-                    &resource11, "resource");
+        return makes(self, resource, &resource11, "resource", "AcquireNextFrame", "{}", timeout);
     };
     methods.ReleaseFrame = [](auto* self) { return called(self, "ReleaseFrame"); };
 });
 
 const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
-        const FakeObject& output = object(self);
-        const auto& is = output.machine->adapters[output.adapter].outputs[output.output];
+        const auto& is = machine(self).adapters[object(self).adapter].outputs[object(self).output];
         is.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
         description->DesktopCoordinates = is.desktop;
         return called(self, "GetDesc");
     };
     methods.DuplicateOutput = [](auto* self, auto* device, auto** result) {
-        return give(machine(self), called(self, "DuplicateOutput", "{}", nameOf(device)), result,
-                    &duplication, "duplication");
+        return makes(self, result, &duplication, "duplication", "DuplicateOutput", "{}",
+                     nameOf(device));
     };
 });
 
@@ -160,43 +187,30 @@ const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
         return called(self, "GetDesc");
     };
     methods.EnumOutputs = [](auto* self, auto index, auto** output) {
-        const FakeObject& adapter = object(self);
-        FakeGraphics& all = *adapter.machine;
-        HRESULT result = called(self, "EnumOutputs", "{}", index);
-        if (SUCCEEDED(result) && index >= all.adapters[adapter.adapter].outputs.size()) {
-            result = DXGI_ERROR_NOT_FOUND;
-        }
-        result =
-            give(all, result, output, &output1, fmt::format("output{}{}", adapter.adapter, index));
-        if (SUCCEEDED(result)) {
-            object(*output).adapter = adapter.adapter;
+        const std::size_t adapter = object(self).adapter;
+        const HRESULT result =
+            enumerates(self, "EnumOutputs", index, machine(self).adapters[adapter].outputs.size(),
+                       output, &output1, fmt::format("output{}{}", adapter, index));
+        if (*output != nullptr) {
+            object(*output).adapter = adapter;
             object(*output).output = index;
         }
         return result;
     };
 });
 
-template <typename Interface>
-HRESULT giveAdapter(void* factory, UINT index, Interface** adapter) {
-    FakeGraphics& all = machine(factory);
-    HRESULT result = called(factory, "EnumAdapters1", "{}", index);
-    if (SUCCEEDED(result) && index >= all.adapters.size()) {
-        result = DXGI_ERROR_NOT_FOUND;
-    }
-    result = give(all, result, adapter, &adapter1, fmt::format("adapter{}", index));
-    if (SUCCEEDED(result)) {
+const auto enumAdapters = [](auto* self, auto index, auto** adapter) {
+    const HRESULT result = enumerates(self, "EnumAdapters1", index, machine(self).adapters.size(),
+                                      adapter, &adapter1, fmt::format("adapter{}", index));
+    if (*adapter != nullptr) {
         object(*adapter).adapter = index;
     }
     return result;
-}
+};
 
 const auto factory5 = table<IDXGIFactory5Vtbl>([](auto& methods) {
-    methods.EnumAdapters1 = [](auto* self, auto index, auto** adapter) {
-        return giveAdapter(self, index, adapter);
-    };
-    methods.EnumAdapters = [](auto* self, auto index, auto** adapter) {
-        return giveAdapter(self, index, adapter);
-    };
+    methods.EnumAdapters1 = enumAdapters;
+    methods.EnumAdapters = enumAdapters;
 });
 
 template <typename Methods>
@@ -208,54 +222,39 @@ const auto fence = table<Methods>([](auto& methods) {
     };
 });
 
-template <typename Methods, typename Fence>
-HRESULT giveFence(void* device, std::uint64_t initial, int flags, Fence** result) {
+template <typename Methods>
+const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
+    const auto name = "fence" + object(self).name.substr(6);
     const HRESULT made =
-        give(machine(device), called(device, "CreateFence", "{}, flags {}", initial, flags), result,
-             &fence<Methods>, "fence" + object(device).name.substr(6));
-    if (SUCCEEDED(made)) {
-        object(*result).reached = machine(device).completed;
+        makes(self, result, &fence<Methods>, name, "CreateFence", "{}, flags {}", initial, +flags);
+    if (*result != nullptr) {
+        object(*result).reached = machine(self).completed;
     }
     return made;
-}
-
-HRESULT signal(void* self, void* fence, std::uint64_t value) {
-    const HRESULT result = called(self, "Signal", "{}, {}", nameOf(fence), value);
-    if (SUCCEEDED(result)) {
-        machine(self).signal(object(fence), value);
-    }
-    return result;
-}
+};
 
 const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
     methods.CopyResource = [](auto* self, auto* destination, auto* source) {
         called(self, "CopyResource", "{}, {}", nameOf(destination), nameOf(source));
-        FakeGraphics& all = machine(self);
-        all.onGpu([&all] { all.copyFrame ? all.copyFrame() : all.takePicture(); });
+        machine(self).onGpu([&all = machine(self)] { all.copyFrame(); });
     };
     methods.Flush = [](auto* self) { called(self, "Flush"); };
-    methods.Signal = [](auto* self, auto* which, auto value) { return signal(self, which, value); };
+    methods.Signal = signal;
 });
 
 const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
     methods.CreateTexture2D = [](auto* self, auto* is, auto*, auto** texture) {
         machine(self).setTexture(is->Width, is->Height);
-        const HRESULT result = called(
-            self, "CreateTexture2D",
-            "{}x{} format {} mips {} array {} samples {}/{} bind {:#x} misc {:#x}", is->Width,
-            is->Height, static_cast<int>(is->Format), is->MipLevels, is->ArraySize,
-            is->SampleDesc.Count, is->SampleDesc.Quality, is->BindFlags, is->MiscFlags);
-        return give(machine(self), result, texture, &texture11, "texture11");
+        return makes(self, texture, &texture11, "texture11", "CreateTexture2D",
+                     "{}x{} format {} mips {} array {} samples {}/{} bind {:#x} misc {:#x}",
+                     is->Width, is->Height, +is->Format, is->MipLevels, is->ArraySize,
+                     is->SampleDesc.Count, is->SampleDesc.Quality, is->BindFlags, is->MiscFlags);
     };
-    methods.CreateFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
-        return giveFence<ID3D11FenceVtbl>(self, initial, flags, result);
-    };
+    methods.CreateFence = createFence<ID3D11FenceVtbl>;
 });
 
 const auto queue12 = table<ID3D12CommandQueueVtbl>([](auto& methods) {
-    methods.SetName = [](auto* self, auto* name) {
-        return called(self, "SetName", "{}", std::string(name, name + std::wcslen(name)));
-    };
+    methods.SetName = setName;
     methods.ExecuteCommandLists = [](auto* self, auto count, auto* lists) {
         called(self, "ExecuteCommandLists", "{}, {}", count, nameOf(lists[0]));
         machine(self).onGpu([&all = machine(self)] {
@@ -265,16 +264,14 @@ const auto queue12 = table<ID3D12CommandQueueVtbl>([](auto& methods) {
             }
         });
     };
-    methods.Signal = [](auto* self, auto* which, auto value) { return signal(self, which, value); };
+    methods.Signal = signal;
 });
 
 const auto allocator12 = table<ID3D12CommandAllocatorVtbl>(
     [](auto& methods) { methods.Reset = [](auto* self) { return called(self, "Reset"); }; });
 
 const auto list12 = table<ID3D12GraphicsCommandListVtbl>([](auto& methods) {
-    methods.SetName = [](auto* self, auto* name) {
-        return called(self, "SetName", "{}", std::string(name, name + std::wcslen(name)));
-    };
+    methods.SetName = setName;
     methods.CopyTextureRegion = [](auto* self, auto* to, auto x, auto y, auto z, auto* from,
                                    auto* box) {
         called(self, "CopyTextureRegion", "{} pitch {} at {} {} {}, {} {}{}", nameOf(to->pResource),
@@ -289,57 +286,42 @@ const auto list12 = table<ID3D12GraphicsCommandListVtbl>([](auto& methods) {
 
 const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
     methods.CreateCommandQueue = [](auto* self, auto* is, REFIID, void** queue) {
-        return give(machine(self),
-                    called(self, "CreateCommandQueue", "type {} priority {} flags {} node {}",
-                           static_cast<int>(is->Type), is->Priority, static_cast<int>(is->Flags),
-                           is->NodeMask),
-                    queue, &queue12, "queue");
+        return makes(self, queue, &queue12, "queue", "CreateCommandQueue",
+                     "type {} priority {} flags {} node {}", +is->Type, is->Priority, +is->Flags,
+                     is->NodeMask);
     };
     methods.CreateCommandAllocator = [](auto* self, auto type, REFIID, void** allocator) {
-        return give(machine(self),
-                    called(self, "CreateCommandAllocator", "type {}", static_cast<int>(type)),
-                    allocator, &allocator12, "allocator");
+        return makes(self, allocator, &allocator12, "allocator", "CreateCommandAllocator",
+                     "type {}", +type);
     };
     methods.CreateCommandList = [](auto* self, auto node, auto type, auto* allocator, auto* state,
                                    REFIID, void** list) {
-        return give(machine(self),
-                    called(self, "CreateCommandList", "node {} type {}, {}, {}", node,
-                           static_cast<int>(type), nameOf(allocator), nameOf(state)),
-                    list, &list12, "list");
+        return makes(self, list, &list12, "list", "CreateCommandList", "node {} type {}, {}, {}",
+                     node, +type, nameOf(allocator), nameOf(state));
     };
-    methods.CreateFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
-        return giveFence<ID3D12FenceVtbl>(self, initial, flags, result);
-    };
+    methods.CreateFence = createFence<ID3D12FenceVtbl>;
     methods.OpenSharedHandle = [](auto* self, auto handle, REFIID, void** resource) {
-        return give(machine(self), called(self, "OpenSharedHandle", "{}", handle), resource,
-                    &resource12, "texture12");
+        return makes(self, resource, &resource12, "texture12", "OpenSharedHandle", "{}", handle);
     };
     methods.GetCopyableFootprints = [](auto* self, auto* is, auto first, auto count, auto offset,
                                        auto* footprint, auto* rows, auto* rowSize, auto* total) {
         called(self, "GetCopyableFootprints", "{}x{} from {} count {} offset {}", is->Width,
                is->Height, first, count, offset);
-        const auto width = static_cast<UINT>(is->Width);
-        *footprint = {};
-        footprint->Footprint.Width = width;
-        footprint->Footprint.Height = is->Height;
-        footprint->Footprint.Depth = 1;
-        footprint->Footprint.RowPitch = rowPitch(width);
+        const UINT pitch = rowPitch(static_cast<UINT>(is->Width));
+        *footprint = {0, {is->Format, static_cast<UINT>(is->Width), is->Height, 1, pitch}};
         *rows = is->Height;
         *rowSize = is->Width * 4;
-        *total = UINT64{rowPitch(width)} * (is->Height - 1) + *rowSize;
+        *total = UINT64{pitch} * (is->Height - 1) + *rowSize;
     };
     methods.CreateCommittedResource = [](auto* self, auto* heap, auto flags, auto* is, auto state,
                                          auto* clear, REFIID, void** resource) {
         machine(self).readback.assign(is->Width, 0);
-        const HRESULT result = called(
-            self, "CreateCommittedResource",
-            "heap {} flags {}, dimension {} {}x{} depth {} mips {} format {} samples {} "
-            "layout {} flags {}, state {:#x}{}",
-            static_cast<int>(heap->Type), static_cast<int>(flags), static_cast<int>(is->Dimension),
-            is->Width, is->Height, is->DepthOrArraySize, is->MipLevels,
-            static_cast<int>(is->Format), is->SampleDesc.Count, static_cast<int>(is->Layout),
-            static_cast<int>(is->Flags), static_cast<int>(state), clear == nullptr ? "" : " clear");
-        return give(machine(self), result, resource, &resource12, "readback");
+        return makes(self, resource, &resource12, "readback", "CreateCommittedResource",
+                     "heap {} flags {}, dimension {} {}x{} depth {} mips {} format {} samples {} "
+                     "layout {} flags {}, state {:#x}{}",
+                     +heap->Type, +flags, +is->Dimension, is->Width, is->Height,
+                     is->DepthOrArraySize, is->MipLevels, +is->Format, is->SampleDesc.Count,
+                     +is->Layout, +is->Flags, +state, clear == nullptr ? "" : " clear");
     };
 });
 
@@ -355,21 +337,21 @@ HRESULT query(FakeObject& self, REFIID iid, void** result) {
                  {IID_IDXGIOutput1, "IDXGIOutput1"},
                  {IID_ID3D11Texture2D, "ID3D11Texture2D", &texture11, "frame"},
                  {IID_IDXGIResource1, "IDXGIResource1", &resource11, "shareable"}};
-    *result = nullptr;
-    for (const auto& one : known) {
-        if (!IsEqualIID(iid, one.iid)) {
-            continue;
-        }
-        const HRESULT answer = called(&self, "QueryInterface", "{}", one.name);
-        if (SUCCEEDED(answer) && one.methods == nullptr) {
-            ++self.references;
-            *result = &self;
-            return answer;
-        }
-        return give(*self.machine, answer, result, one.methods, one.object);
+    const auto* const one = std::find_if(std::begin(known), std::end(known), [&](const auto& that) {
+        return IsEqualIID(iid, that.iid);
+    });
+    if (one == std::end(known)) {
+        self.machine->mistakes.push_back(self.name + " was asked for an unknown interface");
+        *result = nullptr;
+        return E_NOINTERFACE;
     }
-    self.machine->mistakes.push_back(self.name + " was asked for an unknown interface");
-    return E_NOINTERFACE;
+    const HRESULT answer = called(&self, "QueryInterface", "{}", one->name);
+    if (one->methods != nullptr) {
+        return give(*self.machine, answer, result, one->methods, one->object);
+    }
+    self.references += SUCCEEDED(answer) ? 1 : 0;
+    *result = SUCCEEDED(answer) ? &self : nullptr;
+    return answer;
 }
 
 }  // namespace
@@ -430,43 +412,53 @@ void FakeGraphics::finishWork() {
     }
 }
 
-HRESULT FakeGraphics::createFactory(UINT flags, void** factory) {
+HRESULT FakeGraphics::CreateDXGIFactory2(UINT flags, REFIID, void** factory) {
     return give(*this, call("CreateDXGIFactory2", std::to_string(flags)), factory, &factory5,
                 "factory");
 }
 
-HRESULT FakeGraphics::createDevice11(void* adapter, int driverType, UINT flags, UINT levels,
-                                     void** device, void** context) {
-    const HRESULT result =
-        call("D3D11CreateDevice", fmt::format("{}, type {}, flags {}, levels {}", nameOf(adapter),
-                                              driverType, flags, levels));
+HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
+                                        HMODULE software, UINT flags,
+                                        const D3D_FEATURE_LEVEL* levels, UINT levelCount, UINT,
+                                        ID3D11Device** device, D3D_FEATURE_LEVEL* level,
+                                        ID3D11DeviceContext** context) {
+    const HRESULT result = call("D3D11CreateDevice",
+                                fmt::format("{}, type {}{}, flags {}, {} levels{}", nameOf(adapter),
+                                            +type, software == nullptr ? "" : " software", flags,
+                                            levelCount, levels == nullptr ? "" : " given"));
+    *level = D3D_FEATURE_LEVEL_11_0;
     give(*this, result, device, &device11, "device11");
     return give(*this, result, context, &context11, "context11");
 }
 
-HRESULT FakeGraphics::createDevice12(void* adapter, int minimumLevel, void** device) {
-    const auto arguments = fmt::format("{}, level {:#x}", nameOf(adapter), minimumLevel);
+HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL minimum, REFIID,
+                                        void** device) {
+    const auto arguments = fmt::format("{}, level {:#x}", nameOf(adapter), +minimum);
     return give(*this, call("D3D12CreateDevice", arguments), device, &device12, "device12");
 }
 
-HANDLE FakeGraphics::createEvent(bool manualReset, bool initialState) {
+HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
+                                  LPCWSTR name) {
     const auto arguments =
-        fmt::format("{}, {}", manualReset ? "manual" : "auto", initialState ? "set" : "not set");
+        fmt::format("{}, {}{}", manualReset == FALSE ? "auto" : "manual",
+                    initialState == FALSE ? "not set" : "set", name == nullptr ? "" : ", named");
     return SUCCEEDED(call("CreateEventW", arguments)) ? reinterpret_cast<HANDLE>(++m_events)
                                                       : nullptr;
 }
 
-void FakeGraphics::wait(HANDLE event, DWORD milliseconds) {
+DWORD FakeGraphics::WaitForSingleObject(HANDLE event, DWORD milliseconds) {
     call("WaitForSingleObject", fmt::format("event{}{}", reinterpret_cast<std::uintptr_t>(event),
                                             milliseconds == INFINITE ? "" : ", limited"));
     finishWork();
+    return WAIT_OBJECT_0;
 }
 
-void FakeGraphics::closeEvent(HANDLE event) {
+BOOL FakeGraphics::CloseHandle(HANDLE event) {
     call("CloseHandle", fmt::format("event{}", reinterpret_cast<std::uintptr_t>(event)));
+    return TRUE;
 }
 
-void FakeGraphics::sleep(DWORD milliseconds) {
+void FakeGraphics::Sleep(DWORD milliseconds) {
     call("Sleep", std::to_string(milliseconds));
 }
 
