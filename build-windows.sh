@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Windows program on Debian, from the libraries up: build/windows/bin.
-# The first run takes QTTIME, most of it Qt, which later runs find in its cache.
+# The first run takes about half an hour, most of it Qt, which later runs find in its cache.
 # usage: ./build-windows.sh [--package] [--test] [--linux-build FOLDER]
 #   --package       also makes the installer and the portable archive: build/windows/package
 #   --test          also runs it under Wine, installer included; see docs/WINDOWS.md
