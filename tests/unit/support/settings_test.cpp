@@ -13,20 +13,16 @@ namespace {
 
 TEST(Folders, AreTheSameWhateverTheApplicationIsCalled) {
     const DataHome home;
-    for (const char* const application : {"", "tool"}) {
-        QCoreApplication::setApplicationName(application);
-        QCoreApplication::setOrganizationName(application);
-        initIniPath();
-        const QString log = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
-        QCoreApplication::setApplicationName("");
-        QCoreApplication::setOrganizationName("");
+    QCoreApplication::setApplicationName("tool");
+    initIniPath();
+    const QString log = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
+    QCoreApplication::setApplicationName("");
 
-        const QString folder = home.path("Halvark/TarsinNDI");
-        EXPECT_EQ(QDir::fromNativeSeparators(QString::fromLocal8Bit(g_iniPath.c_str())),
-                  folder + "/TarsinNDI.ini");
-        EXPECT_EQ(QDir::fromNativeSeparators(log), folder + "/log/TarsinNDI");
-        EXPECT_TRUE(QFileInfo(folder + "/log").isDir());
-    }
+    const QString folder = home.path("Halvark/TarsinNDI");
+    EXPECT_EQ(QDir::fromNativeSeparators(QString::fromLocal8Bit(g_iniPath.c_str())),
+              folder + "/TarsinNDI.ini");
+    EXPECT_EQ(QDir::fromNativeSeparators(log), folder + "/log/TarsinNDI");
+    EXPECT_TRUE(QFileInfo(folder + "/log").isDir());
 }
 
 TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {
@@ -38,15 +34,12 @@ TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {
     const QString name = QString::fromUtf8("Studio A, \"2\"; = \\n [ü] 画面");
     writeIniValue(path, "SystemSet", "name", name);
     writeIniValue(path, "SystemSet", "frameRate", "25");
-    writeIniValue(path, "SystemSet", "forceUseOldCapture", "0");
     writeIniValue(path, "SystemSet", "frameRate", "60");
 
     EXPECT_EQ(readIniValue(path, "SystemSet", "name"), name);
     EXPECT_EQ(readIniValue(path, "SystemSet", "frameRate"), "60");
-    EXPECT_EQ(readIniValue(path, "SystemSet", "screenIndex"), "");
     const QByteArray file = DataHome::read(path);
     EXPECT_TRUE(file.startsWith("[SystemSet]\n")) << file.constData();
-    EXPECT_TRUE(file.contains("\nforceUseOldCapture=0\n")) << file.constData();
     EXPECT_TRUE(file.contains("\nframeRate=60\n")) << file.constData();
 }
 
