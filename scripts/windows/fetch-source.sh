@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Downloads a Debian source package in the version of an installed binary package.
+# Downloads a Debian source package, in the version of an installed binary package if the mirror
+# still has that one.
 # usage: fetch-source.sh BINARY-PACKAGE FOLDER [--unpack]
 #   --unpack   also unpacks it, with Debian's patches
 # The machine's own mirrors are used; its list of sources is not touched.
@@ -29,6 +30,6 @@ options=(-q -o "Dir::Etc::SourceList=$apt/sources.list" -o Dir::Etc::SourceParts
 cd "$folder"
 apt-get "${options[@]}" source "${download[@]}" "$name=$version" || {
     echo "fetch-source.sh: the mirror does not have $name in version $version, which is installed" >&2
-    echo "here; 'apt-get update && apt-get install $binary' brings both to one version." >&2
-    exit 1
+    echo "here; its latest version is taken." >&2
+    apt-get "${options[@]}" source "${download[@]}" "$name"
 }

@@ -4,9 +4,7 @@
 #define INITGUID  // The import libraries lack some interface identifiers.
 #include "windows/fakegraphics.h"
 
-#include <d3d11_4.h>
-#include <d3d12.h>
-#include <dxgi1_5.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -18,22 +16,19 @@ namespace {
 
 constexpr UINT kRowAlignment = 256;
 
-UINT rowPitch(int width) {
-    const UINT bytes = static_cast<UINT>(width) * 4;
-    return (bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+UINT rowPitch(UINT width) {
+    return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
 }
 
-template <typename Interface>
-FakeObject& object(Interface* self) {
-    auto& found = *reinterpret_cast<FakeObject*>(self);
+FakeObject& object(void* self) {
+    auto& found = *static_cast<FakeObject*>(self);
     if (found.references <= 0) {
         found.machine->mistakes.push_back("call to " + found.name + " after its last release");
     }
     return found;
 }
 
-template <typename Interface>
-FakeGraphics& machine(Interface* self) {
+FakeGraphics& machine(void* self) {
     return *object(self).machine;
 }
 
@@ -41,459 +36,322 @@ std::string nameOf(void* other) {
     return other == nullptr ? "null" : static_cast<FakeObject*>(other)->name;
 }
 
-template <typename Interface>
-ULONG STDMETHODCALLTYPE addReference(Interface* self) {
-    return static_cast<ULONG>(++object(self).references);
+template <typename... Arguments>
+HRESULT called(void* self, const char* method, fmt::format_string<Arguments...> format,
+               Arguments&&... arguments) {
+    return machine(self).call(object(self).name + "." + method,
+                              fmt::format(format, std::forward<Arguments>(arguments)...));
+}
+
+HRESULT called(void* self, const char* method) {
+    return called(self, method, "");
 }
 
 template <typename Interface>
-ULONG STDMETHODCALLTYPE release(Interface* self) {
-    FakeObject& gone = object(self);
-    if (gone.name == "duplication") {
-        gone.machine->call("duplication.Release");
-    }
-    if (--gone.references == 0) {
-        gone.machine->calls.push_back("~" + gone.name);
-    }
-    return static_cast<ULONG>(gone.references);
+HRESULT give(FakeGraphics& machine, HRESULT result, Interface** target, const void* methods,
+             const std::string& name) {
+    void* const made = SUCCEEDED(result) ? machine.make(methods, name) : nullptr;
+    *target = static_cast<Interface*>(made);
+    return result;
 }
+
+/// A method that makes an object.
+template <typename Interface, typename... Arguments>
+HRESULT makes(void* self, Interface** target, const void* methods, const std::string& name,
+              const char* method, fmt::format_string<Arguments...> format,
+              Arguments&&... arguments) {
+    return give(machine(self), called(self, method, format, std::forward<Arguments>(arguments)...),
+                target, methods, name);
+}
+
+/// A method that gives the object at an index of a list.
+template <typename Interface>
+HRESULT enumerates(void* self, const char* method, std::size_t index, std::size_t count,
+                   Interface** target, const void* methods, const std::string& name) {
+    HRESULT result = called(self, method, "{}", index);
+    if (SUCCEEDED(result) && index >= count) {
+        result = DXGI_ERROR_NOT_FOUND;
+    }
+    return give(machine(self), result, target, methods, name);
+}
+
+const auto setName = [](auto* self, auto* name) {
+    return called(self, "SetName", "{}", std::string(name, name + std::wcslen(name)));
+};
+
+const auto signal = [](auto* self, auto* fence, auto value) {
+    const HRESULT result = called(self, "Signal", "{}, {}", nameOf(fence), value);
+    if (SUCCEEDED(result)) {
+        machine(self).signal(object(fence), value);
+    }
+    return result;
+};
+
+// --- The methods --------------------------------------------------------------------------------
+// Each interface's table is filled with functions of which the table itself says the types.
 
 HRESULT query(FakeObject& self, REFIID iid, void** result);
-
-template <typename Interface>
-HRESULT STDMETHODCALLTYPE queryInterface(Interface* self, REFIID iid, void** result) {
-    return query(object(self), iid, result);
-}
 
 void unexpectedCall() {
     std::fputs("a COM method was called that nothing here should call\n", stderr);
     std::abort();
 }
 
-/// A table of methods in which only the three common ones are filled.
-template <typename Methods>
-Methods emptyTable() {
+template <typename Methods, typename Fill>
+Methods table(Fill fill) {
     Methods methods;
     auto* const stop = &unexpectedCall;
     for (std::size_t slot = 0; slot < sizeof(Methods) / sizeof(stop); ++slot) {
         std::memcpy(reinterpret_cast<char*>(&methods) + slot * sizeof(stop), &stop, sizeof(stop));
     }
-    methods.QueryInterface = &queryInterface;
-    methods.AddRef = &addReference;
-    methods.Release = &release;
+    methods.QueryInterface = [](auto* self, REFIID iid, void** result) {
+        return query(object(self), iid, result);
+    };
+    methods.AddRef = [](auto* self) { return static_cast<ULONG>(++object(self).references); };
+    methods.Release = [](auto* self) {
+        FakeObject& gone = object(self);
+        if (gone.name == "duplication") {
+            called(self, "Release");
+        }
+        if (--gone.references == 0) {
+            gone.machine->calls.push_back("~" + gone.name);
+        }
+        return static_cast<ULONG>(gone.references);
+    };
+    fill(methods);
     return methods;
 }
 
-/// One table per interface, filled once by `fill`.
-template <typename Methods, typename Fill>
-const Methods* table(Fill fill) {
-    static const Methods methods = [&fill] {
-        Methods made = emptyTable<Methods>();
-        fill(made);
-        return made;
-    }();
-    return &methods;
-}
-
-HRESULT give(FakeGraphics& machine, HRESULT result, void** target, const void* methods,
-             const std::string& name) {
-    *target = SUCCEEDED(result) ? machine.make(methods, name) : nullptr;
-    return result;
-}
-
-// --- Textures -----------------------------------------------------------------------------------
-
-const void* texture11Methods() {
-    return table<ID3D11Texture2DVtbl>([](ID3D11Texture2DVtbl& methods) {
-        methods.GetDesc = [](ID3D11Texture2D* self, D3D11_TEXTURE2D_DESC* description) {
-            *description = {};
-            description->Width = static_cast<UINT>(machine(self).frameWidth);
-            description->Height = static_cast<UINT>(machine(self).frameHeight);
-        };
-    });
-}
-
-const void* resourceMethods() {
-    return table<IDXGIResource1Vtbl>([](IDXGIResource1Vtbl& methods) {
-        methods.GetSharedHandle = [](IDXGIResource1* self, HANDLE* handle) {
-            *handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x5a5a});
-            return machine(self).call("shareable.GetSharedHandle");
-        };
-    });
-}
-
-const void* resource12Methods() {
-    return table<ID3D12ResourceVtbl>([](ID3D12ResourceVtbl& methods) {
-        methods.GetDesc = [](ID3D12Resource* self, D3D12_RESOURCE_DESC* description) {
-            *description = {};
-            description->Dimension = D3D12_RESOURCE_DIMENSION_TEXTURE2D;
-            description->Width = static_cast<UINT64>(machine(self).textureWidth);
-            description->Height = static_cast<UINT>(machine(self).textureHeight);
-            machine(self).call(object(self).name + ".GetDesc");
-            return description;
-        };
-        methods.Map = [](ID3D12Resource* self, UINT subresource, const D3D12_RANGE* range,
-                         void** data) {
-            *data = machine(self).readback.data();
-            return machine(self).call("readback.Map", std::to_string(subresource) + ", " +
-                                                          (range == nullptr ? "all" : "range"));
-        };
-        methods.Unmap = [](ID3D12Resource* self, UINT /*subresource*/, const D3D12_RANGE*) {
-            machine(self).call("readback.Unmap");
-        };
-    });
-}
-
-// --- Duplication --------------------------------------------------------------------------------
-
-const void* duplicationMethods() {
-    return table<IDXGIOutputDuplicationVtbl>([](IDXGIOutputDuplicationVtbl& methods) {
-        methods.AcquireNextFrame = [](IDXGIOutputDuplication* self, UINT timeout,
-                                      DXGI_OUTDUPL_FRAME_INFO*, IDXGIResource** resource) {
-            FakeGraphics& all = machine(self);
-            const HRESULT result =
-                all.call("duplication.AcquireNextFrame", std::to_string(timeout));
-            return give(all, result, reinterpret_cast<void**>(resource), resourceMethods(),
-                        "resource");
-        };
-        methods.ReleaseFrame = [](IDXGIOutputDuplication* self) {
-            return machine(self).call("duplication.ReleaseFrame");
-        };
-    });
-}
-
-const void* outputMethods() {
-    return table<IDXGIOutput1Vtbl>([](IDXGIOutput1Vtbl& methods) {
-        methods.GetDesc = [](IDXGIOutput1* self, DXGI_OUTPUT_DESC* description) {
-            const FakeObject& output = object(self);
-            const auto& is = output.machine->adapters[output.adapter].outputs[output.output];
-            is.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
-            description->DesktopCoordinates = is.desktop;
-            return output.machine->call(output.name + ".GetDesc");
-        };
-        methods.DuplicateOutput = [](IDXGIOutput1* self, IUnknown* device,
-                                     IDXGIOutputDuplication** duplication) {
-            FakeGraphics& all = machine(self);
-            const HRESULT result =
-                all.call("output.DuplicateOutput", object(self).name + ", " + nameOf(device));
-            return give(all, result, reinterpret_cast<void**>(duplication), duplicationMethods(),
-                        "duplication");
-        };
-    });
-}
-
-const void* adapterMethods() {
-    return table<IDXGIAdapter1Vtbl>([](IDXGIAdapter1Vtbl& methods) {
-        methods.GetDesc1 = [](IDXGIAdapter1* self, DXGI_ADAPTER_DESC1* description) {
-            const FakeObject& adapter = object(self);
-            *description = {};
-            description->Flags = adapter.machine->adapters[adapter.adapter].flags;
-            return adapter.machine->call(adapter.name + ".GetDesc1");
-        };
-        methods.GetDesc = [](IDXGIAdapter1* self, DXGI_ADAPTER_DESC* description) {
-            const FakeObject& adapter = object(self);
-            const auto& is = adapter.machine->adapters[adapter.adapter];
-            is.description.copy(description->Description, std::size(description->Description) - 1);
-            description->DeviceId = is.deviceId;
-            description->AdapterLuid = is.luid;
-            return adapter.machine->call(adapter.name + ".GetDesc");
-        };
-        methods.EnumOutputs = [](IDXGIAdapter1* self, UINT index, IDXGIOutput** output) {
-            const FakeObject& adapter = object(self);
-            FakeGraphics& all = *adapter.machine;
-            HRESULT result = all.call(adapter.name + ".EnumOutputs", std::to_string(index));
-            if (SUCCEEDED(result) && index >= all.adapters[adapter.adapter].outputs.size()) {
-                result = DXGI_ERROR_NOT_FOUND;
-            }
-            result = give(all, result, reinterpret_cast<void**>(output), outputMethods(),
-                          "output" + std::to_string(adapter.adapter) + std::to_string(index));
-            if (SUCCEEDED(result)) {
-                object(*output).adapter = adapter.adapter;
-                object(*output).output = index;
-            }
-            return result;
-        };
-    });
-}
-
-HRESULT giveAdapter(FakeGraphics& all, UINT index, void** adapter) {
-    HRESULT result = all.call("factory.EnumAdapters1", std::to_string(index));
-    if (SUCCEEDED(result) && index >= all.adapters.size()) {
-        result = DXGI_ERROR_NOT_FOUND;
-    }
-    result = give(all, result, adapter, adapterMethods(), "adapter" + std::to_string(index));
-    if (SUCCEEDED(result)) {
-        object(static_cast<IDXGIAdapter1*>(*adapter)).adapter = index;
-    }
-    return result;
-}
-
-const void* factoryMethods() {
-    return table<IDXGIFactory5Vtbl>([](IDXGIFactory5Vtbl& methods) {
-        methods.EnumAdapters1 = [](IDXGIFactory5* self, UINT index, IDXGIAdapter1** adapter) {
-            return giveAdapter(machine(self), index, reinterpret_cast<void**>(adapter));
-        };
-        methods.EnumAdapters = [](IDXGIFactory5* self, UINT index, IDXGIAdapter** adapter) {
-            return giveAdapter(machine(self), index, reinterpret_cast<void**>(adapter));
-        };
-    });
-}
-
-// --- Direct3D 11 --------------------------------------------------------------------------------
-
-const void* fence11Methods() {
-    return table<ID3D11FenceVtbl>([](ID3D11FenceVtbl& methods) {
-        methods.GetCompletedValue = [](ID3D11Fence* self) { return machine(self).fence11; };
-        methods.SetEventOnCompletion = [](ID3D11Fence* self, UINT64 value, HANDLE event) {
-            return machine(self).call("fence11.SetEventOnCompletion",
-                                      std::to_string(value) + ", event" +
-                                          std::to_string(reinterpret_cast<std::uintptr_t>(event)));
-        };
-    });
-}
-
-const void* context11Methods() {
-    return table<ID3D11DeviceContext4Vtbl>([](ID3D11DeviceContext4Vtbl& methods) {
-        methods.CopyResource = [](ID3D11DeviceContext4* self, ID3D11Resource* destination,
-                                  ID3D11Resource* source) {
-            FakeGraphics& all = machine(self);
-            all.call("context11.CopyResource", nameOf(destination) + ", " + nameOf(source));
-            all.onGpu([&all] { all.copyFrame ? all.copyFrame() : all.takePicture(); });
-        };
-        methods.Flush = [](ID3D11DeviceContext4* self) { machine(self).call("context11.Flush"); };
-        methods.Signal = [](ID3D11DeviceContext4* self, ID3D11Fence* fence, UINT64 value) {
-            FakeGraphics& all = machine(self);
-            const HRESULT result =
-                all.call("context11.Signal", nameOf(fence) + ", " + std::to_string(value));
-            if (SUCCEEDED(result)) {
-                all.signal(all.fence11, value);
-            }
-            return result;
-        };
-    });
-}
-
-const void* device11Methods() {
-    return table<ID3D11Device5Vtbl>([](ID3D11Device5Vtbl& methods) {
-        methods.CreateTexture2D = [](ID3D11Device5* self, const D3D11_TEXTURE2D_DESC* is,
-                                     const D3D11_SUBRESOURCE_DATA*, ID3D11Texture2D** texture) {
-            FakeGraphics& all = machine(self);
-            char text[160];
-            std::snprintf(text, sizeof(text),
-                          "%ux%u format %d mips %u array %u samples %u/%u bind 0x%x misc 0x%x",
-                          is->Width, is->Height, is->Format, is->MipLevels, is->ArraySize,
-                          is->SampleDesc.Count, is->SampleDesc.Quality, is->BindFlags,
-                          is->MiscFlags);
-            all.textureWidth = static_cast<int>(is->Width);
-            all.textureHeight = static_cast<int>(is->Height);
-            all.texture.assign(std::size_t{is->Width} * is->Height, 0);
-            return give(all, all.call("device11.CreateTexture2D", text),
-                        reinterpret_cast<void**>(texture), texture11Methods(), "texture11");
-        };
-        methods.CreateFence = [](ID3D11Device5* self, UINT64 initial, D3D11_FENCE_FLAG flags,
-                                 REFIID, void** fence) {
-            FakeGraphics& all = machine(self);
-            all.fence11 = all.completed;
-            return give(all,
-                        all.call("device11.CreateFence",
-                                 std::to_string(initial) + ", flags " + std::to_string(flags)),
-                        fence, fence11Methods(), "fence11");
-        };
-    });
-}
-
-// --- Direct3D 12 --------------------------------------------------------------------------------
-
-const void* fence12Methods() {
-    return table<ID3D12FenceVtbl>([](ID3D12FenceVtbl& methods) {
-        methods.GetCompletedValue = [](ID3D12Fence* self) { return machine(self).fence12; };
-        methods.SetEventOnCompletion = [](ID3D12Fence* self, UINT64 value, HANDLE event) {
-            return machine(self).call("fence12.SetEventOnCompletion",
-                                      std::to_string(value) + ", event" +
-                                          std::to_string(reinterpret_cast<std::uintptr_t>(event)));
-        };
-    });
-}
-
-template <typename Interface>
-HRESULT STDMETHODCALLTYPE setName(Interface* self, const wchar_t* name) {
-    return machine(self).call(object(self).name + ".SetName",
-                              std::string(name, name + std::wcslen(name)));
-}
-
-const void* queueMethods() {
-    return table<ID3D12CommandQueueVtbl>([](ID3D12CommandQueueVtbl& methods) {
-        methods.SetName = &setName;
-        methods.ExecuteCommandLists = [](ID3D12CommandQueue* self, UINT count,
-                                         ID3D12CommandList* const* lists) {
-            FakeGraphics& all = machine(self);
-            all.call("queue.ExecuteCommandLists", std::to_string(count) + ", " + nameOf(lists[0]));
-            all.onGpu([&all] {
-                const std::size_t rowBytes = static_cast<std::size_t>(all.textureWidth) * 4;
-                for (int y = 0; y < all.textureHeight; ++y) {
-                    std::memcpy(all.readback.data() +
-                                    static_cast<std::size_t>(y) * rowPitch(all.textureWidth),
-                                all.texture.data() + y * all.textureWidth, rowBytes);
-                }
-            });
-        };
-        methods.Signal = [](ID3D12CommandQueue* self, ID3D12Fence* fence, UINT64 value) {
-            FakeGraphics& all = machine(self);
-            const HRESULT result =
-                all.call("queue.Signal", nameOf(fence) + ", " + std::to_string(value));
-            if (SUCCEEDED(result)) {
-                all.signal(all.fence12, value);
-            }
-            return result;
-        };
-    });
-}
-
-const void* allocatorMethods() {
-    return table<ID3D12CommandAllocatorVtbl>([](ID3D12CommandAllocatorVtbl& methods) {
-        methods.Reset = [](ID3D12CommandAllocator* self) {
-            return machine(self).call("allocator.Reset");
-        };
-    });
-}
-
-const void* listMethods() {
-    return table<ID3D12GraphicsCommandListVtbl>([](ID3D12GraphicsCommandListVtbl& methods) {
-        methods.SetName = &setName;
-        methods.CopyTextureRegion =
-            [](ID3D12GraphicsCommandList* self, const D3D12_TEXTURE_COPY_LOCATION* to, UINT x,
-               UINT y, UINT z, const D3D12_TEXTURE_COPY_LOCATION* from, const D3D12_BOX* box) {
-                char text[160];
-                std::snprintf(text, sizeof(text), "%s pitch %u at %u %u %u, %s %u%s",
-                              nameOf(to->pResource).c_str(), to->PlacedFootprint.Footprint.RowPitch,
-                              x, y, z, nameOf(from->pResource).c_str(), from->SubresourceIndex,
-                              box == nullptr ? "" : " box");
-                machine(self).call("list.CopyTextureRegion", text);
-            };
-        methods.Close = [](ID3D12GraphicsCommandList* self) {
-            return machine(self).call("list.Close");
-        };
-        methods.Reset = [](ID3D12GraphicsCommandList* self, ID3D12CommandAllocator* allocator,
-                           ID3D12PipelineState* state) {
-            return machine(self).call("list.Reset", nameOf(allocator) + ", " + nameOf(state));
-        };
-    });
-}
-
-const void* device12Methods() {
-    return table<ID3D12DeviceVtbl>([](ID3D12DeviceVtbl& methods) {
-        methods.CreateCommandQueue = [](ID3D12Device* self, const D3D12_COMMAND_QUEUE_DESC* is,
-                                        REFIID, void** queue) {
-            FakeGraphics& all = machine(self);
-            char text[80];
-            std::snprintf(text, sizeof(text), "type %d priority %d flags %d node %u", is->Type,
-                          static_cast<int>(is->Priority), is->Flags, is->NodeMask);
-            return give(all, all.call("device12.CreateCommandQueue", text), queue, queueMethods(),
-                        "queue");
-        };
-        methods.CreateCommandAllocator = [](ID3D12Device* self, D3D12_COMMAND_LIST_TYPE type,
-                                            REFIID, void** allocator) {
-            FakeGraphics& all = machine(self);
-            return give(all,
-                        all.call("device12.CreateCommandAllocator", "type " + std::to_string(type)),
-                        allocator, allocatorMethods(), "allocator");
-        };
-        methods.CreateCommandList = [](ID3D12Device* self, UINT node, D3D12_COMMAND_LIST_TYPE type,
-                                       ID3D12CommandAllocator* allocator,
-                                       ID3D12PipelineState* state, REFIID, void** list) {
-            FakeGraphics& all = machine(self);
-            const auto arguments = "node " + std::to_string(node) + " type " +
-                                   std::to_string(type) + ", " + nameOf(allocator) + ", " +
-                                   nameOf(state);
-            return give(all, all.call("device12.CreateCommandList", arguments), list, listMethods(),
-                        "list");
-        };
-        methods.CreateFence = [](ID3D12Device* self, UINT64 initial, D3D12_FENCE_FLAGS flags,
-                                 REFIID, void** fence) {
-            FakeGraphics& all = machine(self);
-            all.fence12 = all.completed;
-            return give(all,
-                        all.call("device12.CreateFence",
-                                 std::to_string(initial) + ", flags " + std::to_string(flags)),
-                        fence, fence12Methods(), "fence12");
-        };
-        methods.OpenSharedHandle = [](ID3D12Device* self, HANDLE handle, REFIID, void** resource) {
-            FakeGraphics& all = machine(self);
-            char text[40];
-            std::snprintf(
-                text, sizeof(text), "0x%llx",
-                static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)));
-            return give(all, all.call("device12.OpenSharedHandle", text), resource,
-                        resource12Methods(), "texture12");
-        };
-        methods.GetCopyableFootprints = [](ID3D12Device* self, const D3D12_RESOURCE_DESC* is,
-                                           UINT first, UINT count, UINT64 offset,
-                                           D3D12_PLACED_SUBRESOURCE_FOOTPRINT* footprint,
-                                           UINT* rows, UINT64* rowSize, UINT64* total) {
-            char text[80];
-            std::snprintf(text, sizeof(text), "%llux%u from %u count %u offset %llu", is->Width,
-                          is->Height, first, count, offset);
-            machine(self).call("device12.GetCopyableFootprints", text);
-            const auto width = static_cast<int>(is->Width);
-            *footprint = {};
-            footprint->Footprint.Width = static_cast<UINT>(width);
-            footprint->Footprint.Height = is->Height;
-            footprint->Footprint.Depth = 1;
-            footprint->Footprint.RowPitch = rowPitch(width);
-            *rows = is->Height;
-            *rowSize = is->Width * 4;
-            *total = UINT64{rowPitch(width)} * (is->Height - 1) + *rowSize;
-        };
-        methods.CreateCommittedResource =
-            [](ID3D12Device* self, const D3D12_HEAP_PROPERTIES* heap, D3D12_HEAP_FLAGS flags,
-               const D3D12_RESOURCE_DESC* is, D3D12_RESOURCE_STATES state,
-               const D3D12_CLEAR_VALUE* clear, REFIID, void** resource) {
-                FakeGraphics& all = machine(self);
-                char text[160];
-                std::snprintf(text, sizeof(text),
-                              "heap %d flags %d, dimension %d %llux%u depth %u mips %u format %d "
-                              "samples %u layout %d flags %d, state 0x%x%s",
-                              heap->Type, flags, is->Dimension, is->Width, is->Height,
-                              is->DepthOrArraySize, is->MipLevels, is->Format, is->SampleDesc.Count,
-                              is->Layout, is->Flags, static_cast<unsigned>(state),
-                              clear == nullptr ? "" : " clear");
-                all.readback.assign(is->Width, 0);
-                return give(all, all.call("device12.CreateCommittedResource", text), resource,
-                            resource12Methods(), "readback");
-            };
-    });
-}
-
-// --- One object as another interface ------------------------------------------------------------
-
-HRESULT query(FakeObject& self, REFIID iid, void** result) {
-    FakeGraphics& all = *self.machine;
-    const auto asItself = [&](const char* name) {
-        const HRESULT answer = all.call(self.name + ".QueryInterface", name);
-        *result = SUCCEEDED(answer) ? &self : nullptr;
-        self.references += SUCCEEDED(answer) ? 1 : 0;
-        return answer;
+const auto texture11 = table<ID3D11Texture2DVtbl>([](auto& methods) {
+    methods.GetDesc = [](auto* self, auto* description) {
+        *description = {};
+        description->Width = static_cast<UINT>(machine(self).frameWidth);
+        description->Height = static_cast<UINT>(machine(self).frameHeight);
     };
-    if (IsEqualIID(iid, IID_ID3D11Device5)) {
-        return asItself("ID3D11Device5");
+});
+
+const auto resource11 = table<IDXGIResource1Vtbl>([](auto& methods) {
+    methods.GetSharedHandle = [](auto* self, auto* handle) {
+        *handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x5a5a});
+        return called(self, "GetSharedHandle");
+    };
+});
+
+const auto resource12 = table<ID3D12ResourceVtbl>([](auto& methods) {
+    methods.GetDesc = [](auto* self, auto* description) {
+        *description = {};
+        description->Dimension = D3D12_RESOURCE_DIMENSION_TEXTURE2D;
+        description->Width = machine(self).textureWidth;
+        description->Height = machine(self).textureHeight;
+        called(self, "GetDesc");
+        return description;
+    };
+    methods.Map = [](auto* self, auto subresource, auto* range, void** data) {
+        *data = machine(self).readback.data();
+        return called(self, "Map", "{}, {}", subresource, range == nullptr ? "all" : "range");
+    };
+    methods.Unmap = [](auto* self, auto, auto*) { called(self, "Unmap"); };
+});
+
+const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
+    methods.AcquireNextFrame = [](auto* self, auto timeout, auto*, auto** resource) {
+        return makes(self, resource, &resource11, "resource", "AcquireNextFrame", "{}", timeout);
+    };
+    methods.ReleaseFrame = [](auto* self) { return called(self, "ReleaseFrame"); };
+});
+
+const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
+    methods.GetDesc = [](auto* self, auto* description) {
+        const auto& is = machine(self).adapters[object(self).adapter].outputs[object(self).output];
+        is.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
+        description->DesktopCoordinates = is.desktop;
+        return called(self, "GetDesc");
+    };
+    methods.DuplicateOutput = [](auto* self, auto* device, auto** result) {
+        return makes(self, result, &duplication, "duplication", "DuplicateOutput", "{}",
+                     nameOf(device));
+    };
+});
+
+const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
+    methods.GetDesc1 = [](auto* self, auto* description) {
+        *description = {};
+        description->Flags = machine(self).adapters[object(self).adapter].flags;
+        return called(self, "GetDesc1");
+    };
+    methods.GetDesc = [](auto* self, auto* description) {
+        const auto& is = machine(self).adapters[object(self).adapter];
+        is.description.copy(description->Description, std::size(description->Description) - 1);
+        description->DeviceId = is.deviceId;
+        description->AdapterLuid = is.luid;
+        return called(self, "GetDesc");
+    };
+    methods.EnumOutputs = [](auto* self, auto index, auto** output) {
+        const std::size_t adapter = object(self).adapter;
+        const HRESULT result =
+            enumerates(self, "EnumOutputs", index, machine(self).adapters[adapter].outputs.size(),
+                       output, &output1, fmt::format("output{}{}", adapter, index));
+        if (*output != nullptr) {
+            object(*output).adapter = adapter;
+            object(*output).output = index;
+        }
+        return result;
+    };
+});
+
+const auto enumAdapters = [](auto* self, auto index, auto** adapter) {
+    const HRESULT result = enumerates(self, "EnumAdapters1", index, machine(self).adapters.size(),
+                                      adapter, &adapter1, fmt::format("adapter{}", index));
+    if (*adapter != nullptr) {
+        object(*adapter).adapter = index;
     }
-    if (IsEqualIID(iid, IID_ID3D11DeviceContext4)) {
-        return asItself("ID3D11DeviceContext4");
+    return result;
+};
+
+const auto factory5 = table<IDXGIFactory5Vtbl>([](auto& methods) {
+    methods.EnumAdapters1 = enumAdapters;
+    methods.EnumAdapters = enumAdapters;
+});
+
+template <typename Methods>
+const auto fence = table<Methods>([](auto& methods) {
+    methods.GetCompletedValue = [](auto* self) { return object(self).reached; };
+    methods.SetEventOnCompletion = [](auto* self, auto value, auto event) {
+        return called(self, "SetEventOnCompletion", "{}, event{}", value,
+                      reinterpret_cast<std::uintptr_t>(event));
+    };
+});
+
+template <typename Methods>
+const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
+    const auto name = "fence" + object(self).name.substr(6);
+    const HRESULT made =
+        makes(self, result, &fence<Methods>, name, "CreateFence", "{}, flags {}", initial, +flags);
+    if (*result != nullptr) {
+        object(*result).reached = machine(self).completed;
     }
-    if (IsEqualIID(iid, IID_IDXGIOutput1)) {
-        return asItself("IDXGIOutput1");
+    return made;
+};
+
+const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
+    methods.CopyResource = [](auto* self, auto* destination, auto* source) {
+        called(self, "CopyResource", "{}, {}", nameOf(destination), nameOf(source));
+        machine(self).onGpu([&all = machine(self)] { all.copyFrame(); });
+    };
+    methods.Flush = [](auto* self) { called(self, "Flush"); };
+    methods.Signal = signal;
+});
+
+const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
+    methods.CreateTexture2D = [](auto* self, auto* is, auto*, auto** texture) {
+        machine(self).setTexture(is->Width, is->Height);
+        return makes(self, texture, &texture11, "texture11", "CreateTexture2D",
+                     "{}x{} format {} mips {} array {} samples {}/{} bind {:#x} misc {:#x}",
+                     is->Width, is->Height, +is->Format, is->MipLevels, is->ArraySize,
+                     is->SampleDesc.Count, is->SampleDesc.Quality, is->BindFlags, is->MiscFlags);
+    };
+    methods.CreateFence = createFence<ID3D11FenceVtbl>;
+});
+
+const auto queue12 = table<ID3D12CommandQueueVtbl>([](auto& methods) {
+    methods.SetName = setName;
+    methods.ExecuteCommandLists = [](auto* self, auto count, auto* lists) {
+        called(self, "ExecuteCommandLists", "{}, {}", count, nameOf(lists[0]));
+        machine(self).onGpu([&all = machine(self)] {
+            for (std::size_t y = 0; y < all.textureHeight; ++y) {
+                std::memcpy(all.readback.data() + y * rowPitch(all.textureWidth),
+                            all.texture.data() + y * all.textureWidth, all.textureWidth * 4);
+            }
+        });
+    };
+    methods.Signal = signal;
+});
+
+const auto allocator12 = table<ID3D12CommandAllocatorVtbl>(
+    [](auto& methods) { methods.Reset = [](auto* self) { return called(self, "Reset"); }; });
+
+const auto list12 = table<ID3D12GraphicsCommandListVtbl>([](auto& methods) {
+    methods.SetName = setName;
+    methods.CopyTextureRegion = [](auto* self, auto* to, auto x, auto y, auto z, auto* from,
+                                   auto* box) {
+        called(self, "CopyTextureRegion", "{} pitch {} at {} {} {}, {} {}{}", nameOf(to->pResource),
+               to->PlacedFootprint.Footprint.RowPitch, x, y, z, nameOf(from->pResource),
+               from->SubresourceIndex, box == nullptr ? "" : " box");
+    };
+    methods.Close = [](auto* self) { return called(self, "Close"); };
+    methods.Reset = [](auto* self, auto* allocator, auto* state) {
+        return called(self, "Reset", "{}, {}", nameOf(allocator), nameOf(state));
+    };
+});
+
+const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
+    methods.CreateCommandQueue = [](auto* self, auto* is, REFIID, void** queue) {
+        return makes(self, queue, &queue12, "queue", "CreateCommandQueue",
+                     "type {} priority {} flags {} node {}", +is->Type, is->Priority, +is->Flags,
+                     is->NodeMask);
+    };
+    methods.CreateCommandAllocator = [](auto* self, auto type, REFIID, void** allocator) {
+        return makes(self, allocator, &allocator12, "allocator", "CreateCommandAllocator",
+                     "type {}", +type);
+    };
+    methods.CreateCommandList = [](auto* self, auto node, auto type, auto* allocator, auto* state,
+                                   REFIID, void** list) {
+        return makes(self, list, &list12, "list", "CreateCommandList", "node {} type {}, {}, {}",
+                     node, +type, nameOf(allocator), nameOf(state));
+    };
+    methods.CreateFence = createFence<ID3D12FenceVtbl>;
+    methods.OpenSharedHandle = [](auto* self, auto handle, REFIID, void** resource) {
+        return makes(self, resource, &resource12, "texture12", "OpenSharedHandle", "{}", handle);
+    };
+    methods.GetCopyableFootprints = [](auto* self, auto* is, auto first, auto count, auto offset,
+                                       auto* footprint, auto* rows, auto* rowSize, auto* total) {
+        called(self, "GetCopyableFootprints", "{}x{} from {} count {} offset {}", is->Width,
+               is->Height, first, count, offset);
+        const UINT pitch = rowPitch(static_cast<UINT>(is->Width));
+        *footprint = {0, {is->Format, static_cast<UINT>(is->Width), is->Height, 1, pitch}};
+        *rows = is->Height;
+        *rowSize = is->Width * 4;
+        *total = UINT64{pitch} * (is->Height - 1) + *rowSize;
+    };
+    methods.CreateCommittedResource = [](auto* self, auto* heap, auto flags, auto* is, auto state,
+                                         auto* clear, REFIID, void** resource) {
+        machine(self).readback.assign(is->Width, 0);
+        return makes(self, resource, &resource12, "readback", "CreateCommittedResource",
+                     "heap {} flags {}, dimension {} {}x{} depth {} mips {} format {} samples {} "
+                     "layout {} flags {}, state {:#x}{}",
+                     +heap->Type, +flags, +is->Dimension, is->Width, is->Height,
+                     is->DepthOrArraySize, is->MipLevels, +is->Format, is->SampleDesc.Count,
+                     +is->Layout, +is->Flags, +state, clear == nullptr ? "" : " clear");
+    };
+});
+
+/// One object as another interface: itself, or a new one.
+HRESULT query(FakeObject& self, REFIID iid, void** result) {
+    static const struct {
+        const IID& iid;
+        const char* name;
+        const void* methods = nullptr;  ///< Of a new object.
+        const char* object = "";
+    } known[] = {{IID_ID3D11Device5, "ID3D11Device5"},
+                 {IID_ID3D11DeviceContext4, "ID3D11DeviceContext4"},
+                 {IID_IDXGIOutput1, "IDXGIOutput1"},
+                 {IID_ID3D11Texture2D, "ID3D11Texture2D", &texture11, "frame"},
+                 {IID_IDXGIResource1, "IDXGIResource1", &resource11, "shareable"}};
+    const auto* const one = std::find_if(std::begin(known), std::end(known), [&](const auto& that) {
+        return IsEqualIID(iid, that.iid);
+    });
+    if (one == std::end(known)) {
+        self.machine->mistakes.push_back(self.name + " was asked for an unknown interface");
+        *result = nullptr;
+        return E_NOINTERFACE;
     }
-    if (IsEqualIID(iid, IID_ID3D11Texture2D)) {
-        return give(all, all.call(self.name + ".QueryInterface", "ID3D11Texture2D"), result,
-                    texture11Methods(), "frame");
+    const HRESULT answer = called(&self, "QueryInterface", "{}", one->name);
+    if (one->methods != nullptr) {
+        return give(*self.machine, answer, result, one->methods, one->object);
     }
-    if (IsEqualIID(iid, IID_IDXGIResource1)) {
-        return give(all, all.call(self.name + ".QueryInterface", "IDXGIResource1"), result,
-                    resourceMethods(), "shareable");
-    }
-    all.mistakes.push_back(self.name + " was asked for an unknown interface");
-    *result = nullptr;
-    return E_NOINTERFACE;
+    self.references += SUCCEEDED(answer) ? 1 : 0;
+    *result = SUCCEEDED(answer) ? &self : nullptr;
+    return answer;
 }
 
 }  // namespace
@@ -513,10 +371,16 @@ std::vector<std::string> FakeGraphics::held() const {
     return names;
 }
 
+void FakeGraphics::setTexture(UINT width, UINT height) {
+    textureWidth = width;
+    textureHeight = height;
+    texture.assign(std::size_t{width} * height, 0);
+}
+
 void FakeGraphics::takePicture() {
-    for (int y = 0; y < std::min(textureHeight, frameHeight); ++y) {
-        for (int x = 0; x < std::min(textureWidth, frameWidth); ++x) {
-            texture[static_cast<std::size_t>(y * textureWidth + x)] = pixel(x, y);
+    for (int y = 0; y < std::min(static_cast<int>(textureHeight), frameHeight); ++y) {
+        for (int x = 0; x < std::min(static_cast<int>(textureWidth), frameWidth); ++x) {
+            texture[static_cast<UINT>(y) * textureWidth + static_cast<UINT>(x)] = pixel(x, y);
         }
     }
 }
@@ -535,8 +399,8 @@ void* FakeGraphics::make(const void* methods, const std::string& name) {
     return &made;
 }
 
-void FakeGraphics::signal(std::uint64_t& fence, std::uint64_t value) {
-    onGpu([&fence, value] { fence = value; });
+void FakeGraphics::signal(FakeObject& fence, std::uint64_t value) {
+    onGpu([&fence, value] { fence.reached = value; });
     if (!slow) {
         finishWork();
     }
@@ -548,57 +412,64 @@ void FakeGraphics::finishWork() {
     }
 }
 
-HRESULT FakeGraphics::createFactory(UINT flags, void** factory) {
-    return give(*this, call("CreateDXGIFactory2", std::to_string(flags)), factory, factoryMethods(),
+HRESULT FakeGraphics::CreateDXGIFactory2(UINT flags, REFIID, void** factory) {
+    return give(*this, call("CreateDXGIFactory2", std::to_string(flags)), factory, &factory5,
                 "factory");
 }
 
-HRESULT FakeGraphics::createDevice11(void* adapter, int driverType, UINT flags, UINT levels,
-                                     void** device, void** context) {
-    const HRESULT result = call(
-        "D3D11CreateDevice", nameOf(adapter) + ", type " + std::to_string(driverType) + ", flags " +
-                                 std::to_string(flags) + ", levels " + std::to_string(levels));
-    give(*this, result, device, device11Methods(), "device11");
-    return give(*this, result, context, context11Methods(), "context11");
+HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
+                                        HMODULE software, UINT flags,
+                                        const D3D_FEATURE_LEVEL* levels, UINT levelCount, UINT,
+                                        ID3D11Device** device, D3D_FEATURE_LEVEL* level,
+                                        ID3D11DeviceContext** context) {
+    const HRESULT result = call("D3D11CreateDevice",
+                                fmt::format("{}, type {}{}, flags {}, {} levels{}", nameOf(adapter),
+                                            +type, software == nullptr ? "" : " software", flags,
+                                            levelCount, levels == nullptr ? "" : " given"));
+    *level = D3D_FEATURE_LEVEL_11_0;
+    give(*this, result, device, &device11, "device11");
+    return give(*this, result, context, &context11, "context11");
 }
 
-HRESULT FakeGraphics::createDevice12(void* adapter, int minimumLevel, void** device) {
-    char text[80];
-    std::snprintf(text, sizeof(text), "%s, level 0x%x", nameOf(adapter).c_str(), minimumLevel);
-    return give(*this, call("D3D12CreateDevice", text), device, device12Methods(), "device12");
+HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL minimum, REFIID,
+                                        void** device) {
+    const auto arguments = fmt::format("{}, level {:#x}", nameOf(adapter), +minimum);
+    return give(*this, call("D3D12CreateDevice", arguments), device, &device12, "device12");
 }
 
-HANDLE FakeGraphics::createEvent(bool manualReset, bool initialState) {
-    const std::string name = "event" + std::to_string(m_events + 1);
-    if (FAILED(call("CreateEventW", std::string(manualReset ? "manual" : "auto") +
-                                        (initialState ? ", set" : ", not set")))) {
-        return nullptr;
-    }
-    return reinterpret_cast<HANDLE>(++m_events);
+HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
+                                  LPCWSTR name) {
+    const auto arguments =
+        fmt::format("{}, {}{}", manualReset == FALSE ? "auto" : "manual",
+                    initialState == FALSE ? "not set" : "set", name == nullptr ? "" : ", named");
+    return SUCCEEDED(call("CreateEventW", arguments)) ? reinterpret_cast<HANDLE>(++m_events)
+                                                      : nullptr;
 }
 
-void FakeGraphics::wait(HANDLE event, DWORD milliseconds) {
-    call("WaitForSingleObject", "event" + std::to_string(reinterpret_cast<std::uintptr_t>(event)) +
-                                    (milliseconds == INFINITE ? "" : ", limited"));
+DWORD FakeGraphics::WaitForSingleObject(HANDLE event, DWORD milliseconds) {
+    call("WaitForSingleObject", fmt::format("event{}{}", reinterpret_cast<std::uintptr_t>(event),
+                                            milliseconds == INFINITE ? "" : ", limited"));
     finishWork();
+    return WAIT_OBJECT_0;
 }
 
-void FakeGraphics::closeEvent(HANDLE event) {
-    call("CloseHandle", "event" + std::to_string(reinterpret_cast<std::uintptr_t>(event)));
+BOOL FakeGraphics::CloseHandle(HANDLE event) {
+    call("CloseHandle", fmt::format("event{}", reinterpret_cast<std::uintptr_t>(event)));
+    return TRUE;
 }
 
-void FakeGraphics::sleep(DWORD milliseconds) {
+void FakeGraphics::Sleep(DWORD milliseconds) {
     call("Sleep", std::to_string(milliseconds));
 }
 
-void replaceOpenSharedHandle(void* device12, void* resource12) {
+void replaceOpenSharedHandle(void* device, void* texture) {
     static ID3D12DeviceVtbl methods;
     static ID3D12Resource* resource = nullptr;
-    auto* const device = static_cast<ID3D12Device*>(device12);
-    methods = *device->lpVtbl;
-    resource = static_cast<ID3D12Resource*>(resource12);
-    methods.OpenSharedHandle = [](ID3D12Device*, HANDLE, REFIID iid, void** opened) {
+    auto* const real = static_cast<ID3D12Device*>(device);
+    methods = *real->lpVtbl;
+    resource = static_cast<ID3D12Resource*>(texture);
+    methods.OpenSharedHandle = [](auto*, auto, REFIID iid, void** opened) {
         return resource->lpVtbl->QueryInterface(resource, iid, opened);
     };
-    device->lpVtbl = &methods;
+    real->lpVtbl = &methods;
 }

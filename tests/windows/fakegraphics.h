@@ -3,14 +3,14 @@
 // writes down every call, fails those it is told to fail, counts references, and moves real bytes
 // from its desktop to the readback buffer, but not before somebody waits for its fences.
 
-#include <windows.h>
-
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "capture/dxgi/dxgioperations.h"
 
 class FakeGraphics;
 
@@ -22,9 +22,10 @@ struct FakeObject {
     int references = 1;
     std::size_t adapter = 0;  ///< Of an adapter or an output: its index.
     std::size_t output = 0;
+    std::uint64_t reached = 0;  ///< Of a fence.
 };
 
-class FakeGraphics {
+class FakeGraphics : public DxgiOperations {
 public:
     struct Output {
         std::wstring name;
@@ -46,7 +47,8 @@ public:
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     DWORD lastError = 0;
-    std::function<void()> copyFrame;  ///< In place of the desktop's way into the shared texture.
+    /// The desktop's way into the shared texture.
+    std::function<void()> copyFrame = [this] { takePicture(); };
     std::map<std::string, HRESULT> failing;  ///< By name without arguments.
 
     /// In the order of the calls: "object.Method(arguments that matter)". "~object" when the last
@@ -59,25 +61,28 @@ public:
     /// Names of the objects that somebody still holds.
     [[nodiscard]] std::vector<std::string> held() const;
 
-    // The platform's functions.
-    HRESULT createFactory(UINT flags, void** factory);
-    HRESULT createDevice11(void* adapter, int driverType, UINT flags, UINT levels, void** device,
-                           void** context);
-    HRESULT createDevice12(void* adapter, int minimumLevel, void** device);
-    HANDLE createEvent(bool manualReset, bool initialState);
-    void wait(HANDLE event, DWORD milliseconds);
-    void closeEvent(HANDLE event);
-    void sleep(DWORD milliseconds);
+    HRESULT CreateDXGIFactory2(UINT flags, REFIID interfaceId, void** factory) override;
+    HRESULT D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODULE software,
+                              UINT flags, const D3D_FEATURE_LEVEL* levels, UINT levelCount, UINT,
+                              ID3D11Device** device, D3D_FEATURE_LEVEL* level,
+                              ID3D11DeviceContext** context) override;
+    HRESULT D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL minimum, REFIID interfaceId,
+                              void** device) override;
+    HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
+                        LPCWSTR name) override;
+    DWORD WaitForSingleObject(HANDLE event, DWORD milliseconds) override;
+    BOOL CloseHandle(HANDLE event) override;
+    DWORD GetLastError() override { return lastError; }
+    void Sleep(DWORD milliseconds) override;
 
     // For the objects.
     HRESULT call(const std::string& name, const std::string& arguments = {});
     void* make(const void* methods, const std::string& name);
     void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
-    void signal(std::uint64_t& fence, std::uint64_t value);
-    std::uint64_t fence11 = 0;
-    std::uint64_t fence12 = 0;
-    int textureWidth = 0;
-    int textureHeight = 0;
+    void signal(FakeObject& fence, std::uint64_t value);
+    void setTexture(UINT width, UINT height);
+    UINT textureWidth = 0;
+    UINT textureHeight = 0;
     std::vector<std::uint32_t> texture;
     std::vector<std::uint8_t> readback;
     void takePicture();

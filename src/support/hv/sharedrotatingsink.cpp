@@ -1,10 +1,12 @@
 #include "support/hv/sharedrotatingsink.h"
 
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/details/os.h>
 
+#include <cerrno>
 #include <chrono>
-#include <filesystem>
 #include <utility>
+
+#include "support/hv/sharedfile.h"
 
 namespace HV {
 namespace {
@@ -44,49 +46,61 @@ private:
     bool m_held = false;
 };
 
+/// "log.txt", "log.1.txt", "log.2.txt"...
+fs::path numbered(const fs::path& path, std::size_t number) {
+    if (number == 0) {
+        return path;
+    }
+    fs::path name = path.stem();
+    name += "." + std::to_string(number);
+    name += path.extension();
+    return path.parent_path() / name;
+}
+
 }  // namespace
 
-SharedRotatingSink::SharedRotatingSink(std::string path, std::size_t maxSize,
-                                       std::size_t rotatedFiles)
+SharedRotatingSink::SharedRotatingSink(fs::path path, std::size_t maxSize, std::size_t rotatedFiles)
     : m_path(std::move(path)), m_maxSize(maxSize), m_rotatedFiles(rotatedFiles) {
     open();
 }
 
 void SharedRotatingSink::open() {
-    m_file.open(m_path);
-    m_open = true;
-    m_size = m_file.size();
+    m_file.reset(openShared(m_path));
+    m_size = spdlog::details::os::filesize(m_file.get());
 }
 
 void SharedRotatingSink::sink_it_(const spdlog::details::log_msg& message) {
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
-    if (!m_open) {
+    if (!m_file) {
         open();  // it failed when the files were moved on
     }
     if (m_size + line.size() > m_maxSize) {
         rotate(line.size());
     }
-    m_file.write(line);
+    if (std::fwrite(line.data(), 1, line.size(), m_file.get()) != line.size()) {
+        throw spdlog::spdlog_ex("Failed writing to file " + m_path.string(), errno);
+    }
     m_size += line.size();
 }
 
 void SharedRotatingSink::flush_() {
-    if (!m_open) {
+    if (!m_file) {
         return;
     }
-    m_file.flush();
-    m_size = m_file.size();  // with the lines of other programs
+    std::fflush(m_file.get());
+    m_size = spdlog::details::os::filesize(m_file.get());  // with the lines of other programs
 }
 
 void SharedRotatingSink::rotate(std::size_t needed) {
-    m_file.flush();
-    const RotationLock lock(m_path + ".lock");
+    std::fflush(m_file.get());
+    fs::path lockPath = m_path;
+    lockPath += ".lock";
+    const RotationLock lock(lockPath);
     if (!lock) {
         return;  // Another program is at it; the next line tries again.
     }
-    m_file.close();
-    m_open = false;
+    m_file.reset();
     std::error_code error;
     const auto size = fs::file_size(m_path, error);
     if (!error && size + needed > m_maxSize) {
@@ -95,16 +109,20 @@ void SharedRotatingSink::rotate(std::size_t needed) {
     open();
 }
 
-/// The oldest one goes. What can't be moved stays where it is and grows.
+/// The oldest one goes when every number is taken. What can't be moved stays where it is and grows;
+/// the number that is free then keeps the next try from moving the older ones on again.
 void SharedRotatingSink::moveFilesOn() const {
-    using spdlog::sinks::rotating_file_sink_mt;
     std::error_code ignored;
     if (m_rotatedFiles == 0) {
         fs::remove(m_path, ignored);
+        return;
     }
-    for (std::size_t number = m_rotatedFiles; number > 0; --number) {
-        fs::rename(rotating_file_sink_mt::calc_filename(m_path, number - 1),
-                   rotating_file_sink_mt::calc_filename(m_path, number), ignored);
+    std::size_t number = 1;
+    while (number < m_rotatedFiles && fs::exists(numbered(m_path, number), ignored)) {
+        ++number;
+    }
+    for (; number > 0; --number) {
+        fs::rename(numbered(m_path, number - 1), numbered(m_path, number), ignored);
     }
 }
 

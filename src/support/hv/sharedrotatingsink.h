@@ -1,9 +1,11 @@
 #pragma once
 
-#include <spdlog/details/file_helper.h>
 #include <spdlog/sinks/base_sink.h>
 
 #include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -14,25 +16,28 @@ namespace HV {
 /// spdlog's own rotating sink. Any thread.
 class SharedRotatingSink : public spdlog::sinks::base_sink<std::mutex> {
 public:
-    /// `path` in the local 8-bit encoding; `rotatedFiles` older files are kept beside it. Throws
-    /// spdlog::spdlog_ex when the file can't be opened.
-    SharedRotatingSink(std::string path, std::size_t maxSize, std::size_t rotatedFiles);
+    /// `rotatedFiles` older files are kept beside `path`. Throws std::system_error when the file
+    /// can't be opened.
+    SharedRotatingSink(std::filesystem::path path, std::size_t maxSize, std::size_t rotatedFiles);
 
 protected:
     void sink_it_(const spdlog::details::log_msg& message) override;
     void flush_() override;
 
 private:
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
     void open();
     void rotate(std::size_t needed);
     void moveFilesOn() const;
 
-    const std::string m_path;
+    const std::filesystem::path m_path;
     const std::size_t m_maxSize;
     const std::size_t m_rotatedFiles;
-    spdlog::details::file_helper m_file;
-    bool m_open = false;
-    std::size_t m_size = 0;  ///< Of the file, as far as we know.
+    std::unique_ptr<std::FILE, Close> m_file;  ///< Null: it could not be opened again.
+    std::size_t m_size = 0;                    ///< Of the file, as far as we know.
 };
 
 }  // namespace HV

@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "support/hv/sharedfile.h"
 #include "support/hv/sharedrotatingsink.h"
 
 namespace HV {
@@ -50,7 +51,7 @@ void SpdlogBase::appendConsoleSink(int level, const std::string& pattern) {
 void SpdlogBase::appendRotatingFileSink(int level, const std::string& pattern,
                                         const std::string& filePath, std::size_t maxSize,
                                         std::size_t maxFiles) {
-    auto sink = std::make_shared<SharedRotatingSink>(filePath, maxSize, maxFiles - 1);
+    auto sink = std::make_shared<SharedRotatingSink>(localPath(filePath), maxSize, maxFiles - 1);
     applyFormat(*sink, level, pattern);
     const std::lock_guard lock(m_mutex);
     m_sinks.push_back(std::move(sink));

@@ -45,7 +45,7 @@ TEST(WindowsAdaptors, AreTakenOverWithTheirOutputs) {
          {77, -5}},
         {DXGI_ADAPTER_FLAG_SOFTWARE, {}, L"Without outputs", 2, {}}};
     Microsoft::WRL::ComPtr<IDXGIFactory1> factory;
-    ASSERT_EQ(machine.createFactory(0, reinterpret_cast<void**>(factory.GetAddressOf())), S_OK);
+    ASSERT_EQ(machine.CreateDXGIFactory2(0, IID_PPV_ARGS(factory.GetAddressOf())), S_OK);
 
     const auto adaptors = screens::adaptorsOf(*factory.Get());
     ASSERT_EQ(adaptors.size(), 2U);
