@@ -4,6 +4,7 @@
 # stamp says that it stands there in this version, built by these lines with this compiler.
 # Qt takes most of the time: about 16 minutes on two cores, the rest about 6.
 # usage: libraries.sh [LIBRARY...]     default: all of them
+#        libraries.sh --missing        builds nothing, prints those that would be built
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 prefix=$("$here/prefix.sh")
@@ -110,11 +111,11 @@ stamp_of() {
     } | sha256sum
 }
 
+stands() { [ "$(cat "$prefix/stamps/$1" 2>/dev/null)" = "$(stamp_of "$1")" ]; }
+
 build() {
     local library=$1 stamp=$prefix/stamps/$1
-    if [ -f "$stamp" ] && [ "$(cat "$stamp")" = "$(stamp_of "$library")" ]; then
-        return
-    fi
+    ! stands "$library" || return 0
     echo "Building $library for Windows into $prefix"
     rm -rf "${work:?}/$library" "$stamp"
     mkdir -p "$work/$library"
@@ -130,8 +131,13 @@ build() {
     rm -rf "${work:?}/$library"
 }
 
+all=(headers googletest pugixml sdl ffmpeg qt)
+if [ "${1:-}" = --missing ]; then
+    for library in "${all[@]}"; do stands "$library" || echo "$library"; done
+    exit
+fi
 use_posix_compilers
-[ $# -gt 0 ] || set -- headers googletest pugixml sdl ffmpeg qt
+[ $# -gt 0 ] || set -- "${all[@]}"
 for library in "$@"; do
     [ -n "${made_from[$library]:-}" ] || { echo "libraries.sh: no library $library" >&2; exit 1; }
     build "$library"
