@@ -114,7 +114,7 @@ stamp_of() {
 stands() { [ "$(cat "$prefix/stamps/$1" 2>/dev/null)" = "$(stamp_of "$1")" ]; }
 
 build() {
-    local library=$1 stamp=$prefix/stamps/$1
+    local library=$1 stamp=$prefix/stamps/$1 begun=$SECONDS
     ! stands "$library" || return 0
     echo "Building $library for Windows into $prefix"
     rm -rf "${work:?}/$library" "$stamp"
@@ -128,6 +128,7 @@ build() {
     fi
     mkdir -p "$prefix/stamps"
     stamp_of "$library" >"$stamp"
+    echo "  $library took $((SECONDS - begun)) s"
     rm -rf "${work:?}/$library"
 }
 
