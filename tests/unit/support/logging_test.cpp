@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <algorithm>
 #include <fstream>
-#include <regex>
 #include <vector>
 
 #include "support/hv/sharedrotatingsink.h"
@@ -19,7 +19,11 @@ namespace {
 
 /// GoogleTest's own regular expressions are too simple on Windows.
 MATCHER_P(Matches, pattern, "") {
-    return std::regex_match(arg, std::regex(pattern));
+    const auto text = [](const std::string& local) {
+        return QString::fromLocal8Bit(local.c_str());
+    };
+    const QRegularExpression whole(QRegularExpression::anchoredPattern(text(pattern)));
+    return whole.match(text(arg)).hasMatch();
 }
 
 /// What `talk` leaves in the log file and on the console.
