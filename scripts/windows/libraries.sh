@@ -2,7 +2,7 @@
 # Builds Qt, FFmpeg, SDL, pugixml and GoogleTest for Windows from Debian's source packages, and puts
 # them with the header-only libraries into one prefix (see prefix.sh). Each is skipped when its
 # stamp says that it stands there in this version, built by these lines with this compiler.
-# Qt takes most of the time: about 16 minutes on two cores, the rest about 6.
+# Qt takes most of the time: about 17 minutes on two cores, the rest about 3.
 # usage: libraries.sh [LIBRARY...]     default: all of them
 #        libraries.sh --missing        builds nothing, prints those that would be built
 set -euo pipefail
