@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages of packages.list that are missing.
-# usage: install-packages.sh KIND...     kinds: build run test windows
+# usage: install-packages.sh KIND...     kinds: those of packages.list
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 

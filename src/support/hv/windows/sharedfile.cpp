@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include <cerrno>
 #include <system_error>
 
 namespace HV {
@@ -16,15 +17,25 @@ std::FILE* openShared(const std::filesystem::path& path) {
         CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                     FILE_ATTRIBUTE_NORMAL, nullptr);
-    const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
-    if (handle != INVALID_HANDLE_VALUE) {
-        const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_APPEND);
-        if (std::FILE* const file = _fdopen(descriptor, "ab")) {
-            return file;
-        }
-        CloseHandle(handle);
+    if (handle == INVALID_HANDLE_VALUE) {
+        const auto error = static_cast<int>(GetLastError());
+        throw std::system_error(error, std::system_category(),
+                                "opening " + path.string() + " for writing");
     }
-    throw std::system_error(error, "opening " + path.string() + " for writing");
+    // Each of the two takes over what it is given, if it succeeds.
+    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_APPEND);
+    std::FILE* const file = descriptor < 0 ? nullptr : _fdopen(descriptor, "ab");
+    if (file == nullptr) {
+        const int error = errno;
+        if (descriptor < 0) {
+            CloseHandle(handle);
+        } else {
+            _close(descriptor);
+        }
+        throw std::system_error(error, std::generic_category(),
+                                "opening " + path.string() + " for writing");
+    }
+    return file;
 }
 
 std::filesystem::path localPath(const std::string& name) {
