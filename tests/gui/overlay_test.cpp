@@ -70,8 +70,9 @@ protected:
     void showFrame(const QRect& region) const {
         overlay->setSelection(region.x(), region.y(), region.width(), region.height());
         overlay->show();
-        overlay->setShowROI(true);
+        // xcompmgr may miss a shape that changes while it maps the window.
         waitUntilShown(overlay.get());
+        overlay->setShowROI(true);
     }
 
     /// What stands on the screen.
