@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "libavencoder.h"
-#include "ndi/speedhq/picturecoder.h"
-#include "ndi/speedhq/preview.h"
 #include "scenes.h"
+#include "speedhq/picturecoder.h"
+#include "speedhq/preview.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ void libav(State& state, Scene scene, int width, int height) {
     for (auto _ : state) {
         state.PauseTiming();
         desktop.advance(scene);
-        const ndi::PictureView view = desktop.view();
+        const speedhq::PictureView view = desktop.view();
         state.ResumeTiming();
         bytes = encoder.encodeBgra(view.pixels, view.stride).size;
     }
@@ -56,7 +56,7 @@ void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width,
     for (auto _ : state) {
         state.PauseTiming();
         desktop.advance(scene);
-        const ndi::PictureView view = desktop.view();
+        const speedhq::PictureView view = desktop.view();
         state.ResumeTiming();
         bytes = coder.encode(view, hint ? desktop.changed() : unknown, kQuality)->size;
     }
@@ -84,7 +84,7 @@ void preview(State& state, Scene scene) {
 template <typename Call>
 void perMacroblock(State& state, Call call) {
     const Desktop desktop(1920, 1080);
-    const ndi::PictureView view = desktop.view();
+    const speedhq::PictureView view = desktop.view();
     const int columns = view.width / 16;
     const int rows = view.height / 16;
     int at = 0;

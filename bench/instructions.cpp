@@ -9,8 +9,8 @@
 #include <string>
 
 #include "libavencoder.h"
-#include "ndi/speedhq/picturecoder.h"
 #include "scenes.h"
+#include "speedhq/picturecoder.h"
 
 namespace bench {
 
@@ -23,7 +23,7 @@ __attribute__((noinline)) std::size_t measured(speedhq::PictureCoder& coder,
 }
 
 __attribute__((noinline)) std::size_t measured(LibavEncoder& encoder, const Desktop& desktop) {
-    const ndi::PictureView view = desktop.view();
+    const speedhq::PictureView view = desktop.view();
     return encoder.encodeBgra(view.pixels, view.stride).size;
 }
 

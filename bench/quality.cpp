@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "libavencoder.h"
-#include "ndi/speedhq/picturecoder.h"
 #include "scenes.h"
+#include "speedhq/picturecoder.h"
 #include "support/libavspeedhq.h"
 #include "unit/speedhq/pictures.h"
 
@@ -17,8 +17,8 @@ using namespace testing_support;
 /// The desktop as libavcodec's encoder takes it, and the same samples as UYVY for ours.
 void prepare(Planes& planes, Picture& packed) {
     const bench::Desktop desktop(packed.width, packed.height);
-    const ndi::PictureView view = desktop.view();
-    Picture pixels(ndi::PixelFormat::Bgra, packed.width, packed.height);
+    const speedhq::PictureView view = desktop.view();
+    Picture pixels(speedhq::PixelFormat::Bgra, packed.width, packed.height);
     for (int y = 0; y < packed.height; ++y) {
         std::copy_n(view.pixels + y * view.stride, pixels.lineBytes, pixels.at(0, y));
     }
@@ -42,7 +42,7 @@ int main() {
     constexpr int kWidth = 1920;
     constexpr int kHeight = 1080;
     Planes planes;
-    Picture packed(ndi::PixelFormat::Uyvy, kWidth, kHeight);
+    Picture packed(speedhq::PixelFormat::Uyvy, kWidth, kHeight);
     prepare(planes, packed);
     std::printf("quality  libavcodec: bytes  PSNR Y  rounding  ours: bytes           PSNR Y\n");
     for (const int quality : {98, 96, 92, 88, 80, 60, 38}) {

@@ -32,7 +32,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override {
-        const ndi::PictureView view = m_desktop.view();
+        const speedhq::PictureView view = m_desktop.view();
         const QImage picture(view.pixels, view.width, view.height, static_cast<int>(view.stride),
                              QImage::Format_RGB32);
         QPainter painter(this);

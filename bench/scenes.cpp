@@ -167,8 +167,8 @@ void Desktop::advance(Scene scene) {
     }
 }
 
-ndi::PictureView Desktop::view() const {
-    return {ndi::PixelFormat::Bgrx,
+speedhq::PictureView Desktop::view() const {
+    return {speedhq::PixelFormat::Bgrx,
             m_width,
             m_height,
             static_cast<std::ptrdiff_t>(m_width) * 4,

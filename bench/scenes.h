@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ndi/output/pictureencoder.h"
+#include "speedhq/frameencoder.h"
 
 namespace bench {
 
@@ -23,7 +23,7 @@ public:
     /// Draws the next picture of a scene.
     void advance(Scene scene);
 
-    [[nodiscard]] ndi::PictureView view() const;
+    [[nodiscard]] speedhq::PictureView view() const;
     /// The rows the latest advance() drew in: what a screen's damage report would say.
     [[nodiscard]] const support::ChangedRows& changed() const { return m_changed; }
 

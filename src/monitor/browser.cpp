@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <string_view>
 
-#include "ndi/discovery/dns.h"
+#include "mdns/dns.h"
 
 namespace monitor {
 namespace {
 
 bool sameText(std::string_view a, std::string_view b) {
-    return ndi::dns::sameName({std::string(a)}, {std::string(b)});
+    return mdns::dns::sameName({std::string(a)}, {std::string(b)});
 }
 
 /// "Name" of "MACHINE (Name)"; the whole name when it has no brackets.

@@ -4,15 +4,14 @@
 #include <map>
 #include <set>
 
+#include "mdns/dns.h"
+#include "mdns/multicastsockets.h"
 #include "monitor/browser.h"
-#include "ndi/discovery/dns.h"
-#include "ndi/discovery/multicastsockets.h"
 
 namespace monitor {
 namespace {
 
-namespace dns = ndi::dns;
-namespace mdns = ndi::mdns;
+namespace dns = mdns::dns;
 using Clock = std::chrono::steady_clock;
 
 struct ByText {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "ndi/wire/sourcename.h"
+#include "support/utf8.h"
 
 namespace monitor {
 namespace {
@@ -87,7 +87,7 @@ std::string reportJson(const Reception& reception, const std::string& saved) {
 std::string listText(const FoundSources& sources) {
     std::string text;
     for (const auto& source : sources) {
-        text += ndi::wire::cleanUtf8(source.name) + "\t";
+        text += support::cleanUtf8(source.name) + "\t";
         for (const auto& endpoint : source.endpoints) {
             text += (text.back() == '\t' ? "" : " ") + endpointText(endpoint);
         }
@@ -111,7 +111,7 @@ std::string listJson(const FoundSources& sources) {
 
 std::string jsonText(const std::string& text) {
     std::string json = "\"";
-    for (const char c : ndi::wire::cleanUtf8(text)) {
+    for (const char c : support::cleanUtf8(text)) {
         if (c == '"' || c == '\\') {
             json += '\\';
         }

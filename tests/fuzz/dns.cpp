@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "ndi/discovery/dns.h"
-#include "ndi/discovery/responder.h"
+#include "mdns/dns.h"
+#include "mdns/responder.h"
 
-using namespace ndi;
+using namespace mdns;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (const auto message = dns::parse(data, size)) {

@@ -7,6 +7,7 @@
 
 #include "ndi/wire/sourcename.h"
 #include "ndi/wire/textmessage.h"
+#include "support/utf8.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ void require(bool condition) {
 }
 
 void check(const std::string& text) {
-    require(text.size() <= 128 && cleanUtf8(text) == text);
+    require(text.size() <= 128 && support::cleanUtf8(text) == text);
 }
 
 /// What is understood, as it would be written: the same when it was read again.
@@ -54,6 +55,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::visit([](const auto& text) { check(text); }, parseText({data, size}));
     const std::string name(reinterpret_cast<const char*>(data), size);
     require(instanceName(name, name).size() <= kMaxInstanceName);
-    require(cleanUtf8(instanceName("HOST", name)) == instanceName("HOST", name));
+    require(support::cleanUtf8(instanceName("HOST", name)) == instanceName("HOST", name));
     return 0;
 }

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "ndi/output/pictureencoder.h"
 #include "ndi/wire/message.h"
+#include "speedhq/frameencoder.h"
 
 namespace ndi {
 
@@ -17,8 +17,8 @@ enum class Audience {
 /// A picture ready for the wire. Copies share the packet.
 struct OutgoingPicture {
     wire::MessageHead head;
-    EncodedPicturePtr picture;  ///< Null: none.
-    bool repeat = false;        ///< The last picture once more: nothing is lost with it.
+    speedhq::EncodedPicturePtr picture;  ///< Null: none.
+    bool repeat = false;                 ///< The last picture once more: nothing is lost with it.
     Audience audience = Audience::Everybody;
 };
 

@@ -274,7 +274,7 @@ std::size_t Server::joinedCount() const {
 
 // --- pictures --------------------------------------------------------------------------------
 
-Streams Server::wanted() const {
+speedhq::Streams Server::wanted() const {
     return {m_wantFull > 0, m_wantPreview > 0};
 }
 

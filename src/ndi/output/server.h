@@ -51,7 +51,7 @@ public:
     void stop();
 
     /// The streams that somebody wants now.
-    [[nodiscard]] Streams wanted() const;
+    [[nodiscard]] speedhq::Streams wanted() const;
 
     /// How often a receiver has become hungry. Read it before wanted(): who is not in the one is
     /// in a later value of the other.

@@ -18,7 +18,7 @@ constexpr std::uint32_t kProgressive = NDIlib_frame_format_type_progressive;
 /// Waiting for longer makes no sense, and some clocks overflow.
 constexpr std::chrono::hours kLongWait(1);
 
-bool sameShape(const PictureView& a, const PictureView& b) {
+bool sameShape(const speedhq::PictureView& a, const speedhq::PictureView& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height;
 }
 
@@ -48,14 +48,14 @@ bool Source::start() {
     }
     m_repeater = std::thread([this] { repeatLoop(); });
 
-    AnnounceOutcome outcome = m_parts.announce(m_instance, port());
-    if (outcome.result == AnnounceResult::NameTaken) {
+    mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port());
+    if (outcome.result == mdns::AnnounceResult::NameTaken) {
         HV_WARN("source {} was not made: the name is in use on the network{}{}", m_instance,
                 outcome.reason.empty() ? "" : ": ", outcome.reason);
         return false;
     }
     m_announcement = std::move(outcome.announcement);
-    if (outcome.result == AnnounceResult::Established) {
+    if (outcome.result == mdns::AnnounceResult::Established) {
         HV_INFO("source {} is on the network, port {}", m_instance, port());
     } else {
         HV_WARN("source {} can be reached by address only, port {}; announcing it failed: {}",
@@ -99,7 +99,7 @@ void Source::send(const NDIlib_video_frame_v2_t* frame) {
     if (!visit) {
         return;
     }
-    PictureView picture;
+    speedhq::PictureView picture;
     if (const std::string fault = checkFrame(frame, picture); !fault.empty()) {
         refuse(fault);
         return;
@@ -122,14 +122,15 @@ void Source::refuse(const std::string& fault) {
     }
 }
 
-void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const PictureView& picture) {
+void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
+                              const speedhq::PictureView& picture) {
     const std::lock_guard lock(m_encoding);
     const std::uint64_t hunger = m_server.hunger();
-    const Streams wanted = m_server.wanted();
+    const speedhq::Streams wanted = m_server.wanted();
     const support::ChangedRows& changed = takeHint(picture);
     describe(frame);
 
-    EncodedStreams streams;
+    speedhq::EncodedStreams streams;
     if (wanted.full || wanted.preview) {
         streams = m_parts.encoder->encode(picture, changed, wanted);
         reportMissing(streams, wanted);
@@ -149,7 +150,7 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const Pictur
 }
 
 /// What changed since the picture that the encoder took last.
-const support::ChangedRows& Source::takeHint(const PictureView& picture) {
+const support::ChangedRows& Source::takeHint(const speedhq::PictureView& picture) {
     static const support::ChangedRows kUnknown;
     const bool usable = m_hinted && !m_hintBroken && sameShape(picture, m_lastView);
     m_hinted = false;
@@ -173,11 +174,12 @@ void Source::describe(const NDIlib_video_frame_v2_t& frame) {
     m_info.metadata = frame.p_metadata != nullptr ? frame.p_metadata : "";
 }
 
-void Source::publish(const EncodedStreams& streams, bool repeat, Audience audience) {
+void Source::publish(const speedhq::EncodedStreams& streams, bool repeat, Audience audience) {
     m_server.publish(wrap(streams.full, repeat, audience), wrap(streams.preview, repeat, audience));
 }
 
-OutgoingPicture Source::wrap(const EncodedPicturePtr& picture, bool repeat, Audience audience) {
+OutgoingPicture Source::wrap(const speedhq::EncodedPicturePtr& picture, bool repeat,
+                             Audience audience) {
     OutgoingPicture outgoing;
     if (picture == nullptr) {
         return outgoing;
@@ -207,7 +209,7 @@ void Source::waitForSlot(const NDIlib_video_frame_v2_t& frame) {
     }
 }
 
-void Source::reportMissing(const EncodedStreams& streams, Streams wanted) {
+void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted) {
     const bool missing =
         (wanted.full && streams.full == nullptr) || (wanted.preview && streams.preview == nullptr);
     unsigned suppressed = 0;
@@ -237,7 +239,7 @@ void Source::repeatLoop() {
 
 /// With m_repeatMutex held.
 Source::TimePoint Source::repeatDue() const {
-    const Streams wanted = m_server.wanted();
+    const speedhq::Streams wanted = m_server.wanted();
     if (!m_havePicture || (!wanted.full && !wanted.preview)) {
         return TimePoint::max();
     }
@@ -249,7 +251,7 @@ Source::TimePoint Source::repeatDue() const {
 void Source::repeatNow() {
     const std::lock_guard lock(m_encoding);
     const std::uint64_t hunger = m_server.hunger();
-    const Streams wanted = m_server.wanted();
+    const speedhq::Streams wanted = m_server.wanted();
     Audience audience = Audience::Everybody;
     {
         const std::lock_guard repeatLock(m_repeatMutex);
@@ -262,7 +264,7 @@ void Source::repeatNow() {
             audience = Audience::Hungry;
         }
     }
-    const EncodedStreams streams = m_parts.encoder->encodeKept(wanted);
+    const speedhq::EncodedStreams streams = m_parts.encoder->encodeKept(wanted);
     reportMissing(streams, wanted);
     m_info.timestamp = m_parts.time->wallClock();
     if (m_synthesizeTimecode) {
@@ -280,7 +282,7 @@ void Source::repeatNow() {
 
 /// With m_repeatMutex held. After a new picture better ones of it may follow; they are over when
 /// no stream improves any more.
-void Source::noteQuality(const EncodedStreams& streams, bool newPicture) {
+void Source::noteQuality(const speedhq::EncodedStreams& streams, bool newPicture) {
     const int full = streams.full != nullptr ? streams.full->quality : 0;
     const int preview = streams.preview != nullptr ? streams.preview->quality : 0;
     m_gettingBetter = newPicture || full > m_fullQuality || preview > m_previewQuality;

@@ -11,14 +11,14 @@
 #include <string>
 #include <thread>
 
+#include "mdns/announcement.h"
 #include "ndi/ndilib.h"
-#include "ndi/output/discovery.h"
 #include "ndi/output/frameclock.h"
 #include "ndi/output/gate.h"
 #include "ndi/output/loglimit.h"
-#include "ndi/output/pictureencoder.h"
 #include "ndi/output/server.h"
 #include "ndi/wire/videoinfo.h"
+#include "speedhq/frameencoder.h"
 #include "support/changedrows.h"
 
 namespace ndi {
@@ -39,8 +39,9 @@ struct RepeatTimes {
 
 /// What a source works with; a test can replace each.
 struct SourceParts {
-    std::function<AnnounceOutcome(const std::string&, std::uint16_t)> announce = announceService;
-    std::unique_ptr<PictureEncoder> encoder = createPictureEncoder();
+    std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t)> announce =
+        mdns::announceService;
+    std::unique_ptr<speedhq::PictureEncoder> encoder = speedhq::createPictureEncoder();
     std::unique_ptr<Timekeeper> time = std::make_unique<Timekeeper>();
     ServerLimits limits;
     RepeatTimes repeat;
@@ -83,26 +84,27 @@ private:
     [[nodiscard]] bool start();
 
     void refuse(const std::string& fault);
-    void encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const PictureView& picture);
-    [[nodiscard]] const support::ChangedRows& takeHint(const PictureView& picture);
+    void encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
+                          const speedhq::PictureView& picture);
+    [[nodiscard]] const support::ChangedRows& takeHint(const speedhq::PictureView& picture);
     void describe(const NDIlib_video_frame_v2_t& frame);
-    void publish(const EncodedStreams& streams, bool repeat, Audience audience);
-    [[nodiscard]] OutgoingPicture wrap(const EncodedPicturePtr& picture, bool repeat,
+    void publish(const speedhq::EncodedStreams& streams, bool repeat, Audience audience);
+    [[nodiscard]] OutgoingPicture wrap(const speedhq::EncodedPicturePtr& picture, bool repeat,
                                        Audience audience);
     void waitForSlot(const NDIlib_video_frame_v2_t& frame);
 
     void repeatLoop();
     void repeatNow();
     [[nodiscard]] TimePoint repeatDue() const;
-    void noteQuality(const EncodedStreams& streams, bool newPicture);
-    void reportMissing(const EncodedStreams& streams, Streams wanted);
+    void noteQuality(const speedhq::EncodedStreams& streams, bool newPicture);
+    void reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted);
 
     const std::string m_instance;
     const bool m_clocked;
     const RepeatTimes m_repeat;
     SourceParts m_parts;
     Server m_server;
-    std::unique_ptr<Announcement> m_announcement;
+    std::unique_ptr<mdns::Announcement> m_announcement;
     Gate m_gate;
     std::once_flag m_closeOnce;
     LogLimit m_refusals;
@@ -113,7 +115,7 @@ private:
     support::ChangedRows m_hint;
     bool m_hinted = false;
     bool m_hintBroken = false;  ///< A picture in between was not taken.
-    PictureView m_lastView;
+    speedhq::PictureView m_lastView;
     wire::VideoInfo m_info;
     float m_givenAspect = 0;
     bool m_synthesizeTimecode = true;

@@ -7,29 +7,29 @@
 namespace ndi {
 namespace {
 
-bool readFormat(std::int32_t fourCC, PixelFormat& format) {
+bool readFormat(std::int32_t fourCC, speedhq::PixelFormat& format) {
     switch (fourCC) {
         case NDIlib_FourCC_type_BGRA:
-            format = PixelFormat::Bgra;
+            format = speedhq::PixelFormat::Bgra;
             return true;
         case NDIlib_FourCC_type_BGRX:
-            format = PixelFormat::Bgrx;
+            format = speedhq::PixelFormat::Bgrx;
             return true;
         case NDIlib_FourCC_type_UYVY:
-            format = PixelFormat::Uyvy;
+            format = speedhq::PixelFormat::Uyvy;
             return true;
         default:
             return false;
     }
 }
 
-int packedStride(PixelFormat format, int width) {
-    return format == PixelFormat::Uyvy ? (width + 1) / 2 * 4 : width * 4;
+int packedStride(speedhq::PixelFormat format, int width) {
+    return format == speedhq::PixelFormat::Uyvy ? (width + 1) / 2 * 4 : width * 4;
 }
 
 }  // namespace
 
-std::string checkFrame(const NDIlib_video_frame_v2_t* frame, PictureView& picture) {
+std::string checkFrame(const NDIlib_video_frame_v2_t* frame, speedhq::PictureView& picture) {
     if (frame == nullptr) {
         return "no frame was given";
     }

@@ -4,13 +4,14 @@
 #include <string>
 
 #include "ndi/ndilib.h"
-#include "ndi/output/pictureencoder.h"
+#include "speedhq/frameencoder.h"
 
 namespace ndi {
 
 inline constexpr int kMaxPictureSide = 8192;
 
 /// Reads `frame` into `picture`. Empty when it can be sent, else what is wrong with it, in words.
-[[nodiscard]] std::string checkFrame(const NDIlib_video_frame_v2_t* frame, PictureView& picture);
+[[nodiscard]] std::string checkFrame(const NDIlib_video_frame_v2_t* frame,
+                                     speedhq::PictureView& picture);
 
 }  // namespace ndi

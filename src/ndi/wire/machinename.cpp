@@ -2,13 +2,14 @@
 #include <asio/ip/host_name.hpp>
 
 #include "ndi/wire/sourcename.h"
+#include "support/utf8.h"
 
 namespace ndi::wire {
 
 std::string machineName() {
     asio::error_code error;
     std::string name = asio::ip::host_name(error);
-    name = cleanUtf8(std::string_view(name).substr(0, name.find('.')));
+    name = support::cleanUtf8(std::string_view(name).substr(0, name.find('.')));
     if (error || name.empty()) {
         name = "localhost";
     }

@@ -18,10 +18,4 @@ inline constexpr std::size_t kMaxInstanceName = 63;
 /// less than 20 bytes for the source.
 [[nodiscard]] std::string instanceName(std::string_view machine, std::string_view source);
 
-/// The longest beginning of `text` of at most `maxBytes` bytes that ends between two characters.
-[[nodiscard]] std::string cutUtf8(std::string_view text, std::size_t maxBytes);
-
-/// `text` with "?" for each byte that is not valid UTF-8 and blanks for control characters.
-[[nodiscard]] std::string cleanUtf8(std::string_view text);
-
 }  // namespace ndi::wire

@@ -4,7 +4,7 @@
 #include <pugixml.hpp>
 #include <string_view>
 
-#include "ndi/wire/sourcename.h"
+#include "support/utf8.h"
 
 namespace ndi::wire {
 namespace {
@@ -13,7 +13,7 @@ constexpr std::size_t kMaxLookedInto = 16 * 1024;
 constexpr std::size_t kMaxString = 128;
 
 std::string fitForLog(std::string_view text) {
-    return cutUtf8(cleanUtf8(text), kMaxString);
+    return support::cutUtf8(support::cleanUtf8(text), kMaxString);
 }
 
 std::string attribute(const pugi::xml_node& element, const char* name) {
@@ -42,7 +42,7 @@ public:
     explicit Element(const char* name) : m_element(m_document.append_child(name)) {}
 
     Element& with(const char* name, const std::string& value) {
-        m_element.append_attribute(name).set_value(cleanUtf8(value).c_str());
+        m_element.append_attribute(name).set_value(support::cleanUtf8(value).c_str());
         return *this;
     }
     Element& with(const char* name, int value) {

@@ -22,7 +22,7 @@ using tests::eventually;
 using tests::sleepFor;
 
 /// Counts what it was asked for, gives always the same packet, and allocates nothing.
-class CountingEncoder : public PictureEncoder {
+class CountingEncoder : public speedhq::PictureEncoder {
 public:
     struct Log {
         std::atomic<int> kept{0}, encoded{0}, again{0};
@@ -34,16 +34,18 @@ public:
         m_packet->data = m_bytes.data();
         m_packet->size = m_bytes.size();
     }
-    void keep(const PictureView& /*picture*/, const support::ChangedRows& changed) override {
+    void keep(const speedhq::PictureView& /*picture*/,
+              const support::ChangedRows& changed) override {
         ++m_log.kept;
         m_log.hinted += changed.known ? "y" : "n";
     }
-    EncodedStreams encode(const PictureView& /*picture*/, const support::ChangedRows& /*changed*/,
-                          Streams wanted) override {
+    speedhq::EncodedStreams encode(const speedhq::PictureView& /*picture*/,
+                                   const support::ChangedRows& /*changed*/,
+                                   speedhq::Streams wanted) override {
         ++m_log.encoded;
         return {wanted.full ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
     }
-    EncodedStreams encodeKept(Streams wanted) override {
+    speedhq::EncodedStreams encodeKept(speedhq::Streams wanted) override {
         ++m_log.again;
         return {wanted.full ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
     }
@@ -51,7 +53,8 @@ public:
 private:
     Log& m_log;
     const std::vector<std::uint8_t> m_bytes = std::vector<std::uint8_t>(50'000, 7);
-    const std::shared_ptr<EncodedPicture> m_packet = std::make_shared<EncodedPicture>();
+    const std::shared_ptr<speedhq::EncodedPicture> m_packet =
+        std::make_shared<speedhq::EncodedPicture>();
 };
 
 std::unique_ptr<Source> openCounted(CountingEncoder::Log& log) {
@@ -213,7 +216,7 @@ TEST(WaitingPictures, TheNewestTwoInTheirOrderAndOneOfEach) {
         WaitingPictures waiting;
         int lost = 0;
         for (const int number : c.pushed) {
-            auto packet = std::make_shared<EncodedPicture>();
+            auto packet = std::make_shared<speedhq::EncodedPicture>();
             packet->quality = std::abs(number);
             lost += waiting.push({{}, packet, number < 0, Audience::Everybody}) ? 1 : 0;
         }
@@ -248,11 +251,12 @@ protected:
     }
 
     const LogCapture m_log;
-    std::atomic<AnnounceResult> m_announce{AnnounceResult::Established};
+    std::atomic<mdns::AnnounceResult> m_announce{mdns::AnnounceResult::Established};
     std::unique_ptr<SendLibrary> m_library = makeBuiltInLibrary([this] {
         SourceParts parts = testParts();
         parts.announce = [this](const std::string&, std::uint16_t) {
-            return AnnounceOutcome{m_announce, std::make_unique<Announcement>(), "no network"};
+            return mdns::AnnounceOutcome{m_announce, std::make_unique<mdns::Announcement>(),
+                                         "no network"};
         };
         return parts;
     });
@@ -285,10 +289,10 @@ TEST_F(BuiltIn, WrongUseIsAnsweredWithALine) {
 }
 
 TEST_F(BuiltIn, ATakenNameFailsAndAMissingNetworkDoesNot) {
-    m_announce = AnnounceResult::NameTaken;
+    m_announce = mdns::AnnounceResult::NameTaken;
     EXPECT_EQ(create("Cam"), nullptr);
     EXPECT_TRUE(m_log.says("the name is in use on the network"));
-    m_announce = AnnounceResult::Failed;
+    m_announce = mdns::AnnounceResult::Failed;
     EXPECT_NE(create("Cam"), nullptr);
     EXPECT_TRUE(m_log.says("can be reached by address only"));
     EXPECT_TRUE(m_log.says("announcing it failed: no network"));

@@ -25,7 +25,8 @@ using testsupport::TestReceiver;
 inline SourceParts testParts() {
     SourceParts parts;
     parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/) {
-        return AnnounceOutcome{AnnounceResult::Established, std::make_unique<Announcement>(), ""};
+        return mdns::AnnounceOutcome{mdns::AnnounceResult::Established,
+                                     std::make_unique<mdns::Announcement>(), ""};
     };
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;

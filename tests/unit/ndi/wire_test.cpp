@@ -13,6 +13,7 @@
 #include "ndi/wire/sourcename.h"
 #include "ndi/wire/textmessage.h"
 #include "ndi/wire/videoinfo.h"
+#include "support/utf8.h"
 
 namespace ndi::wire {
 namespace {
@@ -187,7 +188,7 @@ TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
     // Four-byte characters, cut at each of their bytes.
     const std::string face = "\xf0\x9f\x98\x80";
     for (std::size_t size = 4; size < 8; ++size) {
-        EXPECT_EQ(cutUtf8(face + face, size), face);
+        EXPECT_EQ(support::cutUtf8(face + face, size), face);
     }
     EXPECT_EQ(machineName().find_first_of("abcdefghijklmnopqrstuvwxyz."), std::string::npos);
 }

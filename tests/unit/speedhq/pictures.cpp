@@ -14,7 +14,7 @@ int uniform(std::mt19937& random, int low, int high) {
 /// Sets the bytes of a rectangle; `byteAt(x, channel)` gives them.
 template <typename ByteAt>
 void fill(Picture& picture, int left, int top, int right, int bottom, ByteAt byteAt) {
-    const int step = picture.format == ndi::PixelFormat::Uyvy ? 2 : 1;
+    const int step = picture.format == speedhq::PixelFormat::Uyvy ? 2 : 1;
     for (int y = top; y < bottom; ++y) {
         for (int x = left / step * step; x < right; x += step) {
             std::uint8_t* const group = picture.at(x, y);
@@ -46,21 +46,21 @@ void fillRandomly(Picture& picture, int left, int top, int right, int bottom,
 
 }  // namespace
 
-Picture::Picture(ndi::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap)
+Picture::Picture(speedhq::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap)
     : format(pixelFormat),
       width(pictureWidth),
       height(pictureHeight),
-      lineBytes(pixelFormat == ndi::PixelFormat::Uyvy ? (pictureWidth + 1) / 2 * 4
-                                                      : pictureWidth * 4),
+      lineBytes(pixelFormat == speedhq::PixelFormat::Uyvy ? (pictureWidth + 1) / 2 * 4
+                                                          : pictureWidth * 4),
       stride(lineBytes + gap),
       bytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height), 128) {}
 
-ndi::PictureView Picture::view() const {
+speedhq::PictureView Picture::view() const {
     return {format, width, height, stride, bytes.data(), 60, 1};
 }
 
 std::uint8_t* Picture::at(int x, int y) {
-    return bytes.data() + y * stride + (format == ndi::PixelFormat::Uyvy ? x / 2 * 4 : x * 4);
+    return bytes.data() + y * stride + (format == speedhq::PixelFormat::Uyvy ? x / 2 * 4 : x * 4);
 }
 
 void paint(Picture& picture, Content content, std::mt19937& random) {
@@ -108,7 +108,7 @@ Planes expectedPlanes(Picture& picture) {
         for (int x = 0; x < width; x += 2) {
             const std::uint8_t* const p = picture.at(std::min(x, picture.width - 1), y);
             const std::uint8_t* const q = picture.at(std::min(x + 1, picture.width - 1), y);
-            if (picture.format == ndi::PixelFormat::Uyvy) {
+            if (picture.format == speedhq::PixelFormat::Uyvy) {
                 // Behind the picture, its last pixel: in a picture of odd width a group's first.
                 const int lastLuma = picture.width % 2 == 1 ? 1 : 3;
                 planes.cb.push_back(p[0]);

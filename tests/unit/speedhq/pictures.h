@@ -5,20 +5,20 @@
 #include <random>
 #include <vector>
 
-#include "ndi/output/pictureencoder.h"
+#include "speedhq/frameencoder.h"
 #include "support/libavspeedhq.h"
 
 namespace testing_support {
 
 /// A picture, grey at first; `gap` bytes between its rows.
 struct Picture {
-    Picture(ndi::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap = 0);
+    Picture(speedhq::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap = 0);
 
-    [[nodiscard]] ndi::PictureView view() const;
+    [[nodiscard]] speedhq::PictureView view() const;
     /// The pixel, or in UYVY the pair it belongs to when `x` is even.
     [[nodiscard]] std::uint8_t* at(int x, int y);
 
-    ndi::PixelFormat format;
+    speedhq::PixelFormat format;
     int width;
     int height;
     int lineBytes;

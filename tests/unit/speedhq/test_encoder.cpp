@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "ndi/speedhq/encoder.h"
+#include "speedhq/encoder.h"
 #include "support/allocations.h"
 #include "unit/speedhq/pictures.h"
 
@@ -15,10 +15,10 @@ using namespace testing_support;
 
 TEST(Encoder, RestingPictureRefinesAndStandsStill) {
     std::mt19937 random(1);
-    Picture picture(ndi::PixelFormat::Bgra, 1280, 720);
+    Picture picture(speedhq::PixelFormat::Bgra, 1280, 720);
     paint(picture, Content::Mixed, random);
-    const auto encoder = ndi::createPictureEncoder();
-    ndi::EncodedPicturePtr packet = encoder->encode(picture.view(), {}, {true, false}).full;
+    const auto encoder = speedhq::createPictureEncoder();
+    speedhq::EncodedPicturePtr packet = encoder->encode(picture.view(), {}, {true, false}).full;
     EXPECT_EQ(encoder->encode(picture.view(), {}, {true, false}).full, packet);
     for (int calls = 0; packet->quality < kBestQuality && calls < 4; ++calls) {
         const auto better = encoder->encodeKept({true, false}).full;
@@ -38,7 +38,7 @@ TEST(Encoder, RestingPictureRefinesAndStandsStill) {
 /// Holds a camera's 1080p60 near the rate that the format's streams are known for.
 TEST(Encoder, HoldsTheRate) {
     std::mt19937 random(3);
-    Picture picture(ndi::PixelFormat::Bgra, 1920, 1080);
+    Picture picture(speedhq::PixelFormat::Bgra, 1920, 1080);
     for (int y = 0; y < 1080; ++y) {
         for (int x = 0; x < 1920; ++x) {
             for (int channel = 0; channel < 3; ++channel) {
@@ -64,12 +64,12 @@ TEST(Encoder, HoldsTheRate) {
 
 TEST(Encoder, AllocatesNothingOnceItRuns) {
     std::mt19937 random(4);
-    std::vector<Picture> pictures(2, Picture(ndi::PixelFormat::Bgra, 640, 360));
+    std::vector<Picture> pictures(2, Picture(speedhq::PixelFormat::Bgra, 640, 360));
     paint(pictures[0], Content::Mixed, random);
     paint(pictures[1], Content::Mixed, random);
     Encoder encoder(2);
     const support::ChangedRows unknown;
-    ndi::EncodedStreams onTheirWay[2];
+    speedhq::EncodedStreams onTheirWay[2];
     int before = 0;
     for (unsigned i = 0; i < 200; ++i) {
         // By then the quality has found its place, and the packets their size.
@@ -81,7 +81,7 @@ TEST(Encoder, AllocatesNothingOnceItRuns) {
 
 TEST(Encoder, LowersTheQualityUntilThePictureFits) {
     std::mt19937 random(6);
-    Picture picture(ndi::PixelFormat::Bgra, 256, 256);
+    Picture picture(speedhq::PixelFormat::Bgra, 256, 256);
     paint(picture, Content::Noise, random);
     RowPool pool(1);
     for (const std::size_t limit : {30000U, 3000U}) {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ndi/speedhq/picturecoder.h"
+#include "speedhq/picturecoder.h"
 #include "support/libavspeedhq.h"
 #include "unit/speedhq/pictures.h"
 
@@ -12,7 +12,7 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-std::vector<std::uint8_t> bytesOf(const ndi::EncodedPicture& picture) {
+std::vector<std::uint8_t> bytesOf(const speedhq::EncodedPicture& picture) {
     return {picture.data, picture.data + picture.size};
 }
 
@@ -37,7 +37,7 @@ TEST(Format, WorkedExample) {
         }
         return x < 8 ? ((x + y) % 2 == 0 ? 16 : 235) : 100;
     };
-    Picture picture(ndi::PixelFormat::Uyvy, 16, 16);
+    Picture picture(speedhq::PixelFormat::Uyvy, 16, 16);
     for (int y = 0; y < 16; ++y) {
         for (int x = 0; x < 16; x += 2) {
             std::uint8_t* const group = picture.at(x, y);
@@ -64,7 +64,7 @@ TEST(Format, EverySizeDecodes) {
                                          {17, 15},   {79, 80},  {136, 72}, {720, 576},
                                          {640, 577}, {721, 20}, {4096, 3}};
     for (const auto& [width, height] : sizes) {
-        for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
+        for (const auto format : {speedhq::PixelFormat::Bgra, speedhq::PixelFormat::Uyvy}) {
             for (const int quality : {38, 80, 98}) {
                 SCOPED_TRACE(testing::Message() << width << "x" << height << " format "
                                                 << static_cast<int>(format) << " at " << quality);

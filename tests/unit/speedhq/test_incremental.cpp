@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "ndi/speedhq/picturecoder.h"
+#include "speedhq/picturecoder.h"
 #include "unit/speedhq/pictures.h"
 
 namespace {
@@ -13,7 +13,7 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-std::vector<std::uint8_t> bytesOf(const ndi::EncodedPicturePtr& picture) {
+std::vector<std::uint8_t> bytesOf(const speedhq::EncodedPicturePtr& picture) {
     return {picture->data, picture->data + picture->size};
 }
 
@@ -34,12 +34,12 @@ void checkSequence(PictureCoder& coder, Picture& picture, std::mt19937& random, 
     const int qualities[] = {38, 60, 80, 90, 98};
     int quality = qualities[random() % 5];
     support::ChangedRows changed;
-    ndi::EncodedPicturePtr before;
+    speedhq::EncodedPicturePtr before;
     for (int step = 0; step < steps; ++step) {
         if (random() % 6 == 0) {
             quality = qualities[random() % 5];
         }
-        ndi::EncodedPicturePtr packet;
+        speedhq::EncodedPicturePtr packet;
         if (random() % 5 == 0) {
             coder.keep(picture.view(), changed);
             packet = coder.encodeKept(quality);
@@ -66,8 +66,8 @@ TEST(Incremental, AllSizesTo80) {
         for (int height = 1; height <= 80; ++height) {
             const unsigned turn = static_cast<unsigned>(width * 7 + height);
             PictureCoder coder(pool, *kernels[turn % kernels.size()]);
-            Picture picture(turn % 3 == 0 ? ndi::PixelFormat::Uyvy : ndi::PixelFormat::Bgra, width,
-                            height, static_cast<int>(turn % 5));
+            Picture picture(turn % 3 == 0 ? speedhq::PixelFormat::Uyvy : speedhq::PixelFormat::Bgra,
+                            width, height, static_cast<int>(turn % 5));
             paint(picture, static_cast<Content>(random() % 3), random);
             checkSequence(coder, picture, random, 3);
             if (testing::Test::HasFailure()) {
@@ -87,7 +87,7 @@ TEST(Incremental, LargeSizesKernelsAndThreads) {
             RowPool pool(threads);
             const auto [width, height] = sizes[turn++ % std::size(sizes)];
             PictureCoder coder(pool, *kernels);
-            Picture picture(ndi::PixelFormat::Bgrx, width, height, 16);
+            Picture picture(speedhq::PixelFormat::Bgrx, width, height, 16);
             paint(picture, Content::Mixed, random);
             checkSequence(coder, picture, random, 4);
         }
@@ -99,7 +99,7 @@ TEST(Incremental, ChangesOfShapeAndFormat) {
     RowPool pool(2);
     PictureCoder coder(pool, bestKernels());
     for (const auto& [width, height] : {std::pair{640, 480}, {480, 640}, {1, 1}, {641, 480}}) {
-        for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
+        for (const auto format : {speedhq::PixelFormat::Bgra, speedhq::PixelFormat::Uyvy}) {
             Picture picture(format, width, height);
             paint(picture, Content::Mixed, random);
             checkSequence(coder, picture, random, 2);
@@ -110,7 +110,7 @@ TEST(Incremental, ChangesOfShapeAndFormat) {
 TEST(Incremental, LooksWhereItIsToldAndCodesWhatChanged) {
     RowPool pool(1);
     PictureCoder coder(pool, bestKernels());
-    Picture picture(ndi::PixelFormat::Bgra, 320, 320);
+    Picture picture(speedhq::PixelFormat::Bgra, 320, 320);
     const auto before = coder.encode(picture.view(), {}, 80);
     EXPECT_EQ(coder.codedShare(), 1);
     *picture.at(100, 40) ^= 255;

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "ndi/speedhq/encoder.h"
+#include "speedhq/encoder.h"
 #include "unit/speedhq/pictures.h"
 
 namespace {
@@ -30,7 +30,7 @@ double exactMean(Picture& picture, int channel, int x, int y, int width, int hei
     return sum / ((right - left) * (bottom - top));
 }
 
-Planes decoded(const ndi::EncodedPicturePtr& packet) {
+Planes decoded(const speedhq::EncodedPicturePtr& packet) {
     return decodeWithLibav(packet->data, packet->size, packet->width, packet->height);
 }
 
@@ -39,10 +39,11 @@ TEST(Preview, IsTheAreaAverage) {
     const std::pair<int, int> sizes[] = {{1920, 1080}, {1366, 768}, {641, 3}, {8192, 9}};
     for (const auto& [width, height] : sizes) {
         SCOPED_TRACE(testing::Message() << width << "x" << height);
-        Picture picture(ndi::PixelFormat::Bgra, width, height);
+        Picture picture(speedhq::PixelFormat::Bgra, width, height);
         paint(picture, Content::Mixed, random);
         Encoder encoder(2);
-        ndi::EncodedPicturePtr packet = encoder.encode(picture.view(), {}, {false, true}).preview;
+        speedhq::EncodedPicturePtr packet =
+            encoder.encode(picture.view(), {}, {false, true}).preview;
         for (int i = 0; i < 4; ++i) {
             packet = encoder.encodeKept({false, true}).preview;
         }
@@ -51,7 +52,7 @@ TEST(Preview, IsTheAreaAverage) {
         ASSERT_EQ(packet->width, 640);
         ASSERT_EQ(packet->height, previewHeight);
 
-        Picture expected(ndi::PixelFormat::Bgra, 640, previewHeight);
+        Picture expected(speedhq::PixelFormat::Bgra, 640, previewHeight);
         for (int y = 0; y < previewHeight; ++y) {
             for (int x = 0; x < 640; ++x) {
                 for (int channel = 0; channel < 3; ++channel) {
@@ -68,7 +69,7 @@ TEST(Preview, IsTheAreaAverage) {
 
 TEST(Preview, SmallPicturesKeepTheirSize) {
     std::mt19937 random(10);
-    for (const auto format : {ndi::PixelFormat::Bgra, ndi::PixelFormat::Uyvy}) {
+    for (const auto format : {speedhq::PixelFormat::Bgra, speedhq::PixelFormat::Uyvy}) {
         for (const auto& [width, height] : {std::pair{1, 1}, {33, 7}, {639, 40}}) {
             Picture picture(format, width, height, 4);
             paint(picture, Content::Mixed, random);
@@ -82,13 +83,13 @@ TEST(Preview, SmallPicturesKeepTheirSize) {
 /// nothing changes or nobody wants it.
 TEST(Preview, FollowsTheKeptPicture) {
     std::mt19937 random(13);
-    Picture picture(ndi::PixelFormat::Bgra, 1000, 700);
+    Picture picture(speedhq::PixelFormat::Bgra, 1000, 700);
     paint(picture, Content::Mixed, random);
     Encoder encoder(2);
     support::ChangedRows changed;
     for (int step = 0; step < 30; ++step) {
-        const ndi::Streams wanted{random() % 2 == 0, random() % 2 == 0};
-        ndi::EncodedPicturePtr packet;
+        const speedhq::Streams wanted{random() % 2 == 0, random() % 2 == 0};
+        speedhq::EncodedPicturePtr packet;
         if (random() % 4 == 0) {
             encoder.keep(picture.view(), changed);
         } else {

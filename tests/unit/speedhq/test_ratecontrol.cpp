@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "ndi/speedhq/ratecontrol.h"
+#include "speedhq/ratecontrol.h"
 
 namespace {
 

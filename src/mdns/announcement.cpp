@@ -1,0 +1,59 @@
+#include "mdns/announcement.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <utility>
+
+#include "mdns/publishing.h"
+#include "support/utf8.h"
+
+namespace mdns {
+namespace {
+
+/// A DNS label holds no more bytes (RFC 1035).
+constexpr std::size_t kMaxInstanceName = 63;
+
+/// Empty when `instance` can be a service's name.
+std::string instanceNameError(const std::string& instance) {
+    if (instance.empty()) {
+        return "the name of the service is empty";
+    }
+    if (instance.size() > kMaxInstanceName) {
+        return fmt::format("the name \"{}\" has {} bytes, a service name may have {}", instance,
+                           instance.size(), kMaxInstanceName);
+    }
+    if (support::cleanUtf8(instance) != instance) {
+        return "the name of the service is not UTF-8, or holds control characters";
+    }
+    return {};
+}
+
+}  // namespace
+
+AnnounceOutcome announceService(const std::string& instance, std::uint16_t port) {
+    constexpr std::chrono::seconds kLimit{3};
+    AnnounceOutcome outcome;
+    outcome.reason = instanceNameError(instance);
+    if (!outcome.reason.empty()) {
+        return outcome;
+    }
+    auto publishing = startPublishing(instance, port);
+    auto status = publishing->status().waitSettled(kLimit);
+    outcome.reason = std::move(status.reason);
+    switch (status.state) {
+        case PublishState::Established:
+            outcome.result = AnnounceResult::Established;
+            outcome.announcement = std::move(publishing);
+            break;
+        case PublishState::NameTaken:
+            outcome.result = AnnounceResult::NameTaken;
+            break;
+        case PublishState::Trying:
+            outcome.announcement = std::move(publishing);
+            break;
+    }
+    return outcome;
+}
+
+}  // namespace mdns

@@ -1,0 +1,149 @@
+#include "mdns/avahi/avahipublisher.h"
+
+#include <avahi-common/error.h>
+#include <fmt/format.h>
+
+#include <new>
+#include <thread>
+#include <utility>
+
+namespace mdns {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kConnectInterval{5};
+constexpr std::chrono::seconds kAttemptInterval{10};
+
+}  // namespace
+
+AvahiPublisher::AvahiPublisher(std::string instance, std::string type, std::uint16_t port)
+    : m_instance(std::move(instance)),
+      m_type(std::move(type)),
+      m_port(port),
+      m_poll(avahi_simple_poll_new()) {
+    if (!m_poll) {
+        throw std::bad_alloc();
+    }
+}
+
+void AvahiPublisher::run(std::chrono::milliseconds limit) {
+    if (!m_client && Clock::now() >= m_nextConnect) {
+        connect();
+    } else {
+        if (avahi_simple_poll_iterate(m_poll.get(), static_cast<int>(limit.count())) != 0) {
+            std::this_thread::sleep_for(limit);  // Polling itself fails; do not spin on it.
+        }
+    }
+    if (m_clientState == AVAHI_CLIENT_FAILURE) {
+        forgetService();
+        m_client.reset();
+    } else if (m_clientState != AVAHI_CLIENT_S_RUNNING) {
+        // The daemon is settling its host name, or away: what was registered is void.
+        forgetService();
+        m_nextAttempt = {};
+        m_status = {PublishState::Trying, "the Avahi daemon is not ready yet"};
+    }
+}
+
+void AvahiPublisher::wakeUp() {
+    avahi_simple_poll_wakeup(m_poll.get());
+}
+
+bool AvahiPublisher::daemonPresent() const {
+    return m_client && m_clientState != AVAHI_CLIENT_CONNECTING;
+}
+
+void AvahiPublisher::connect() {
+    m_nextConnect = Clock::now() + kConnectInterval;
+    int error = 0;
+    m_client.reset(avahi_client_new(avahi_simple_poll_get(m_poll.get()), AVAHI_CLIENT_NO_FAIL,
+                                    &AvahiPublisher::clientChanged, this, &error));
+    if (!m_client) {
+        m_clientState = AVAHI_CLIENT_FAILURE;
+    }
+}
+
+PublishStatus AvahiPublisher::publish() {
+    if (!m_registered && m_clientState == AVAHI_CLIENT_S_RUNNING && Clock::now() >= m_nextAttempt) {
+        registerService();
+    }
+    return m_status;
+}
+
+void AvahiPublisher::registerService() {
+    m_nextAttempt = Clock::now() + kAttemptInterval;
+    m_status.state = PublishState::Trying;
+    m_status.reason = fmt::format("the Avahi daemon is still asking for \"{}\"", m_instance);
+    m_group.reset(avahi_entry_group_new(m_client.get(), &AvahiPublisher::groupChanged, this));
+    if (!m_group) {
+        fail("making an entry group", avahi_client_errno(m_client.get()));
+        return;
+    }
+    int result = avahi_entry_group_add_service_strlst(
+        m_group.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{}, m_instance.c_str(),
+        m_type.c_str(), nullptr, nullptr, m_port, nullptr);
+    if (result == 0) {
+        result = avahi_entry_group_commit(m_group.get());
+    }
+    if (result != 0) {
+        fail("adding the service", result);
+        return;
+    }
+    m_registered = true;
+}
+
+void AvahiPublisher::forgetService() {
+    m_group.reset();
+    m_registered = false;
+}
+
+void AvahiPublisher::fail(const std::string& what, int avahiError) {
+    forgetService();
+    if (avahiError == AVAHI_ERR_COLLISION) {
+        m_status = {PublishState::NameTaken,
+                    fmt::format("this host publishes \"{}\" already", m_instance)};
+        return;
+    }
+    m_status = {PublishState::Trying, fmt::format("publishing \"{}\" through the Avahi daemon: {} "
+                                                  "failed: {}",
+                                                  m_instance, what, avahi_strerror(avahiError))};
+}
+
+void AvahiPublisher::clientChanged(AvahiClient* client, AvahiClientState state, void* self) {
+    auto& publisher = *static_cast<AvahiPublisher*>(self);
+    publisher.m_clientState = state;
+    if (state == AVAHI_CLIENT_FAILURE) {
+        // Freed by run(), once this callback is over, and connected again at once.
+        publisher.m_nextConnect = Clock::now();
+        publisher.m_nextAttempt = {};
+        publisher.m_status = {PublishState::Trying,
+                              fmt::format("the connection to the Avahi daemon was lost: {}",
+                                          avahi_strerror(avahi_client_errno(client)))};
+    }
+}
+
+void AvahiPublisher::groupChanged(AvahiEntryGroup* /*group*/, AvahiEntryGroupState state,
+                                  void* self) {
+    auto& publisher = *static_cast<AvahiPublisher*>(self);
+    switch (state) {
+        case AVAHI_ENTRY_GROUP_ESTABLISHED:
+            publisher.m_status = {PublishState::Established, {}};
+            break;
+        case AVAHI_ENTRY_GROUP_COLLISION:
+            publisher.m_registered = false;
+            publisher.m_status = {
+                PublishState::NameTaken,
+                fmt::format("another host publishes \"{}\"", publisher.m_instance)};
+            break;
+        case AVAHI_ENTRY_GROUP_FAILURE:
+            publisher.m_registered = false;
+            publisher.m_status = {PublishState::Trying, "the Avahi daemon gave the service up"};
+            break;
+        case AVAHI_ENTRY_GROUP_UNCOMMITED:
+        case AVAHI_ENTRY_GROUP_REGISTERING:
+            break;
+    }
+}
+
+}  // namespace mdns

@@ -1,0 +1,72 @@
+#pragma once
+// Publishes a service through the Avahi daemon.
+
+#include <avahi-client/client.h>
+#include <avahi-client/publish.h>
+#include <avahi-common/simple-watch.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "mdns/publishstatus.h"
+
+namespace mdns {
+
+/// One thread, except for wakeUp(). The calls to the daemon wait for its answer: at once from a
+/// daemon that is well; one that hangs is given up on by D-Bus after 25 seconds.
+class AvahiPublisher {
+public:
+    AvahiPublisher(std::string instance, std::string type, std::uint16_t port);
+
+    /// Withdraws the service.
+    ~AvahiPublisher() = default;
+    AvahiPublisher(const AvahiPublisher&) = delete;
+    AvahiPublisher& operator=(const AvahiPublisher&) = delete;
+
+    /// Handles what the daemon has to say, for at most `limit` or until wakeUp(). Connects first
+    /// when there is no connection; without a bus that is tried every five seconds, which costs
+    /// one attempt to connect to a local socket.
+    void run(std::chrono::milliseconds limit);
+
+    /// Ends run() early. Any thread.
+    void wakeUp();
+
+    /// A daemon is there; it may still be settling its host name.
+    [[nodiscard]] bool daemonPresent() const;
+
+    /// Registers the service if that has not been done yet and the daemon is ready, and says how
+    /// far it is. A taken name is tried again every ten seconds.
+    [[nodiscard]] PublishStatus publish();
+
+private:
+    static void clientChanged(AvahiClient* client, AvahiClientState state, void* self);
+    static void groupChanged(AvahiEntryGroup* group, AvahiEntryGroupState state, void* self);
+    void connect();
+    void registerService();
+    void forgetService();
+    void fail(const std::string& what, int avahiError);
+
+    template <auto freeFunction>
+    struct Free {
+        template <typename Handle>
+        void operator()(Handle* handle) const {
+            freeFunction(handle);
+        }
+    };
+
+    const std::string m_instance;
+    const std::string m_type;
+    const std::uint16_t m_port;
+    std::unique_ptr<AvahiSimplePoll, Free<avahi_simple_poll_free>> m_poll;
+    std::unique_ptr<AvahiClient, Free<avahi_client_free>> m_client;
+    std::unique_ptr<AvahiEntryGroup, Free<avahi_entry_group_free>> m_group;
+    bool m_registered = false;  ///< The daemon has the service and did not give it back.
+    AvahiClientState m_clientState = AVAHI_CLIENT_FAILURE;
+    PublishStatus m_status;
+    std::chrono::steady_clock::time_point m_nextConnect;
+    std::chrono::steady_clock::time_point m_nextAttempt;  ///< Of a name that was taken or refused.
+};
+
+}  // namespace mdns

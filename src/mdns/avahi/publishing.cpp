@@ -1,0 +1,113 @@
+#include "mdns/publishing.h"
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include "mdns/avahi/avahipublisher.h"
+#include "mdns/embeddedpublisher.h"
+#include "support/log.h"
+
+namespace mdns {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// A daemon that restarts is back within this time; no need to step in.
+constexpr std::chrono::seconds kRestartTime{2};
+constexpr std::chrono::seconds kLookInterval{1};
+
+/// The Avahi daemon publishes while it runs, the embedded responder while it does not. One of the
+/// two at a time: each would take the other one for somebody else with the same name.
+class DaemonOrEmbedded : public Publishing {
+public:
+    DaemonOrEmbedded(const std::string& instance, std::uint16_t port)
+        : m_instance(instance),
+          m_port(port),
+          m_avahi(instance, kServiceType, port),
+          m_thread([this] { run(); }) {}
+
+    ~DaemonOrEmbedded() override {
+        m_stop = true;
+        m_avahi.wakeUp();
+        m_thread.join();
+    }
+
+private:
+    void run() {
+        while (!m_stop) {
+            m_avahi.run(kLookInterval);
+            if (m_avahi.daemonPresent()) {
+                publishThroughDaemon();
+            } else {
+                publishEmbedded();
+            }
+        }
+    }
+
+    void publishThroughDaemon() {
+        m_daemonMissedSince.reset();
+        m_daemonSeen = true;
+        if (m_embedded) {
+            HV_INFO("an Avahi daemon has appeared; it takes over \"{}\"", m_instance);
+            m_embedded->leaveQuietly();
+            m_embedded.reset();
+        }
+        const auto status = m_avahi.publish();
+        if (status.state != m_logged.state || status.reason != m_logged.reason) {
+            m_logged = status;
+            logDaemon(status);
+            m_status.set(status.state, status.reason);
+        }
+    }
+
+    void logDaemon(const PublishStatus& status) const {
+        switch (status.state) {
+            case PublishState::Established:
+                HV_INFO("\"{}\" is announced by the Avahi daemon", m_instance);
+                break;
+            case PublishState::NameTaken:
+                HV_WARN("the Avahi daemon refuses the name: {}", status.reason);
+                break;
+            case PublishState::Trying:
+                HV_DEBUG("{}", status.reason);
+                break;
+        }
+    }
+
+    void publishEmbedded() {
+        if (m_embedded) {
+            return;
+        }
+        const auto now = Clock::now();
+        m_daemonMissedSince = m_daemonMissedSince.value_or(now);
+        if (m_daemonSeen && now - *m_daemonMissedSince < kRestartTime) {
+            return;
+        }
+        m_logged = {};
+        HV_INFO("no Avahi daemon {}: the embedded multicast DNS responder serves \"{}\"",
+                m_daemonSeen ? "any more" : "runs", m_instance);
+        m_embedded.emplace(
+            m_instance, kServiceType, m_port,
+            [this](PublishState state, const std::string& reason) { m_status.set(state, reason); });
+    }
+
+    const std::string m_instance;
+    const std::uint16_t m_port;
+    AvahiPublisher m_avahi;
+    std::optional<EmbeddedPublisher> m_embedded;
+    std::optional<Clock::time_point> m_daemonMissedSince;
+    bool m_daemonSeen = false;
+    PublishStatus m_logged;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+}  // namespace
+
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
+    return std::make_unique<DaemonOrEmbedded>(instance, port);
+}
+
+}  // namespace mdns

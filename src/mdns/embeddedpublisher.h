@@ -1,0 +1,49 @@
+#pragma once
+// Publishes a service without the help of a daemon: the Responder, its sockets and a thread.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "mdns/publishstatus.h"
+
+namespace asio {
+class io_context;
+}
+
+namespace mdns {
+
+/// Looks at the network interfaces every two seconds (well below a millisecond of work each time),
+/// so that new ones are announced on.
+class EmbeddedPublisher {
+public:
+    /// Called on the publisher's own thread at every change.
+    using OnStatus = std::function<void(PublishState state, const std::string& reason)>;
+
+    EmbeddedPublisher(const std::string& instance, const std::string& type, std::uint16_t port,
+                      OnStatus onStatus);
+
+    /// Says goodbye, unless leaveQuietly() was called before.
+    ~EmbeddedPublisher();
+    EmbeddedPublisher(const EmbeddedPublisher&) = delete;
+    EmbeddedPublisher& operator=(const EmbeddedPublisher&) = delete;
+
+    /// The service lives on, published by somebody else: no goodbye. Any thread.
+    void leaveQuietly() { m_goodbye = false; }
+
+private:
+    void run(const std::string& instance, const std::string& type, std::uint16_t port);
+
+    OnStatus m_onStatus;
+    std::atomic<bool> m_goodbye{true};
+    std::unique_ptr<asio::io_context> m_context;
+    std::thread m_thread;
+};
+
+/// This machine's host name as one label for ".local": up to the first dot, at most 59 bytes.
+[[nodiscard]] std::string localHostLabel();
+
+}  // namespace mdns

@@ -1,0 +1,51 @@
+#pragma once
+// How far the publishing of a service has come, told by one thread and awaited by another.
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+namespace mdns {
+
+enum class PublishState {
+    Trying,  ///< Neither established nor given up; the reason says what is in the way, if known.
+    Established,  ///< Visible under its name.
+    NameTaken,    ///< Somebody else has the name; it is tried again now and then.
+};
+
+struct PublishStatus {
+    PublishState state = PublishState::Trying;
+    std::string reason;
+};
+
+/// Any thread.
+class PublishStatusBoard {
+public:
+    void set(PublishState state, const std::string& reason) {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_status = {state, reason};
+        }
+        m_changed.notify_all();
+    }
+
+    [[nodiscard]] PublishStatus get() const {
+        const std::lock_guard lock(m_mutex);
+        return m_status;
+    }
+
+    /// Returns when the name is known to be ours or taken, or after `limit`.
+    [[nodiscard]] PublishStatus waitSettled(std::chrono::milliseconds limit) const {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, limit, [this] { return m_status.state != PublishState::Trying; });
+        return m_status;
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    PublishStatus m_status;
+};
+
+}  // namespace mdns

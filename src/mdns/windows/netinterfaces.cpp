@@ -1,0 +1,70 @@
+// winsock2.h must come before everything that may include windows.h.
+#include <winsock2.h>
+// clang-format off
+#include <ws2tcpip.h>
+#include <iphlpapi.h>
+// clang-format on
+
+#include "mdns/netinterfaces.h"
+#include "support/log.h"
+
+namespace mdns {
+namespace {
+
+std::string toUtf8(const wchar_t* text) {
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 1) {
+        return {};
+    }
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
+    utf8.pop_back();
+    return utf8;
+}
+
+}  // namespace
+
+std::vector<NetInterface> multicastInterfaces() {
+    constexpr ULONG kFlags =
+        GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
+    ULONG size = 16 * 1024;
+    std::vector<std::uint64_t> buffer;  // 64-bit words, for the records' alignment.
+    ULONG result = ERROR_BUFFER_OVERFLOW;
+    IP_ADAPTER_ADDRESSES* list = nullptr;
+    for (int attempt = 0; attempt < 3 && result == ERROR_BUFFER_OVERFLOW; ++attempt) {
+        buffer.resize(size / sizeof(std::uint64_t) + 1);
+        list = reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data());
+        result = GetAdaptersAddresses(AF_UNSPEC, kFlags, nullptr, list, &size);
+    }
+    if (result != NO_ERROR) {
+        if (result != ERROR_NO_DATA) {
+            HV_WARN("listing the network interfaces failed: error {:#x}", result);
+        }
+        return {};
+    }
+
+    std::vector<NetInterface> found;
+    for (const auto* adapter = list; adapter != nullptr; adapter = adapter->Next) {
+        if (adapter->OperStatus != IfOperStatusUp || (adapter->Flags & IP_ADAPTER_NO_MULTICAST) ||
+            adapter->IfType == IF_TYPE_SOFTWARE_LOOPBACK) {
+            continue;
+        }
+        const DWORD index = adapter->IfIndex != 0 ? adapter->IfIndex : adapter->Ipv6IfIndex;
+        NetInterface interface_{index, toUtf8(adapter->FriendlyName), {}};
+        for (const auto* unicast = adapter->FirstUnicastAddress; unicast != nullptr;
+             unicast = unicast->Next) {
+            interface_.addresses.push_back(
+                {toAddress(*unicast->Address.lpSockaddr), unicast->OnLinkPrefixLength});
+        }
+        if (!interface_.addresses.empty()) {
+            found.push_back(std::move(interface_));
+        }
+    }
+    return found;
+}
+
+void shareMulticastPort(asio::ip::udp::socket::native_handle_type, bool) {
+    // SO_REUSEADDR alone shares the port here, and a socket hears only the groups it joined.
+}
+
+}  // namespace mdns

@@ -1,0 +1,26 @@
+#include "mdns/publishing.h"
+
+#include "mdns/embeddedpublisher.h"
+
+namespace mdns {
+namespace {
+
+class EmbeddedPublishing : public Publishing {
+public:
+    EmbeddedPublishing(const std::string& instance, std::uint16_t port)
+        : m_embedded(instance, kServiceType, port,
+                     [this](PublishState state, const std::string& reason) {
+                         m_status.set(state, reason);
+                     }) {}
+
+private:
+    EmbeddedPublisher m_embedded;
+};
+
+}  // namespace
+
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
+    return std::make_unique<EmbeddedPublishing>(instance, port);
+}
+
+}  // namespace mdns

@@ -1,0 +1,76 @@
+#include "speedhq/bitwriter.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace speedhq {
+
+namespace {
+
+std::uint64_t load64(const std::uint8_t* at) {
+    std::uint64_t word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
+void store64(std::uint8_t* at, std::uint64_t word) {
+    std::memcpy(at, &word, sizeof word);
+}
+
+/// At most 56 bits, of which the upper ones of `bits` are 0.
+void put(BitWriter& writer, std::uint64_t bits, unsigned count) {
+    writer.pending |= bits << writer.pendingCount;
+    writer.pendingCount += count;
+    store64(writer.next, writer.pending);
+    writer.next += writer.pendingCount / 8;
+    writer.pending >>= writer.pendingCount & ~7U;
+    writer.pendingCount &= 7U;
+}
+
+std::uint64_t bitsAt(const std::uint8_t* source, std::size_t first, unsigned count) {
+    return (load64(source + first / 8) >> (first % 8)) & ((std::uint64_t{1} << count) - 1);
+}
+
+/// Whole bytes; the compiler makes vectors of it.
+void copyShifted(std::uint8_t* target, const std::uint8_t* source, unsigned shift,
+                 std::size_t bytes) {
+    if (shift == 0) {
+        std::memcpy(target, source, bytes);
+        return;
+    }
+    for (std::size_t i = 0; i < bytes; i += 8) {
+        store64(target + i,
+                (load64(source + i) >> shift) | (load64(source + i + 8) << (64 - shift)));
+    }
+}
+
+}  // namespace
+
+void appendBits(BitWriter& writer, const std::uint8_t* source, std::size_t first,
+                std::size_t count) {
+    // First to a whole byte of the target, then bytes, then the rest.
+    const auto head =
+        static_cast<unsigned>(std::min<std::size_t>((8 - writer.pendingCount) % 8, count));
+    put(writer, bitsAt(source, first, head), head);
+    first += head;
+    count -= head;
+
+    const std::size_t bytes = count / 8;
+    if (bytes > 0) {
+        copyShifted(writer.next, source + first / 8, static_cast<unsigned>(first % 8), bytes);
+        writer.next += bytes;
+        first += bytes * 8;
+        count -= bytes * 8;
+    }
+    put(writer, bitsAt(source, first, static_cast<unsigned>(count)), static_cast<unsigned>(count));
+}
+
+void finishBits(BitWriter& writer) {
+    if (writer.pendingCount > 0) {
+        *writer.next++ = static_cast<std::uint8_t>(writer.pending);
+    }
+    writer.pending = 0;
+    writer.pendingCount = 0;
+}
+
+}  // namespace speedhq

@@ -1,0 +1,100 @@
+// Publishing through an Avahi daemon that comes, goes and is killed, and through the embedded
+// responder meanwhile.
+#include <gtest/gtest.h>
+
+#include <asio/io_context.hpp>
+#include <csignal>
+
+#include "mdns/announcement.h"
+#include "mdns/dns.h"
+#include "mdns/embeddedpublisher.h"
+#include "mdns/multicastsockets.h"
+#include "support/avahidaemon.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using mdns::AnnounceResult;
+using mdns::announceService;
+using std::chrono::steady_clock;
+using tests::AvahiDaemon;
+using tests::eventually;
+
+const bool kOwnBus = setenv("DBUS_SYSTEM_BUS_ADDRESS", AvahiDaemon::kAddress, 1) == 0;
+
+/// Asks the network itself where `instance` is: the host that answers, or "" when nobody does.
+std::string hostOf(const std::string& instance) {
+    namespace dns = mdns::dns;
+    asio::io_context context;
+    const dns::Name name{instance, "_ndi", "_tcp", "local"};
+    std::string host;
+    mdns::MulticastSockets sockets(context, [&](const auto&, const auto&, const std::uint8_t* bytes,
+                                                std::size_t size) {
+        const auto message = dns::parse(bytes, size);
+        for (const auto& record : message ? message->answers : std::vector<dns::Record>{}) {
+            const auto* srv = std::get_if<dns::Srv>(&record.data);
+            if (message->response && srv && record.ttl > 0 && dns::sameName(record.name, name)) {
+                host = dns::nameToText(srv->target);
+            }
+        }
+    });
+    dns::Message query;
+    query.questions = {{name, dns::kTypeSrv, dns::kClassIn, false}};
+    for (const auto& link : sockets.setInterfaces(mdns::multicastInterfaces())) {
+        if (!link.v6) {
+            sockets.sendToGroup(link, dns::write(query));
+        }
+    }
+    const auto end = steady_clock::now() + 400ms;
+    while (host.empty() && steady_clock::now() < end) {
+        context.run_for(50ms);
+    }
+    return host;
+}
+
+bool servedBy(const std::string& host) {
+    return eventually([&] { return hostOf("HOST (first)") == host; });
+}
+
+const std::string kEmbedded = mdns::localHostLabel() + ".local";
+const std::string kDaemon = "testhost.local";
+
+TEST(AvahiPublishing, OutlivesTheDaemon) {
+    AvahiDaemon daemon;
+    auto source = mdns::announceService("HOST (first)", 5961);
+    ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
+    EXPECT_EQ(mdns::announceService("HOST (first)", 5962).result, mdns::AnnounceResult::NameTaken);
+    EXPECT_TRUE(servedBy(kDaemon));
+    // A restart within two seconds is not stepped into.
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        daemon.end(signal);
+        daemon.start();
+        EXPECT_TRUE(servedBy(kDaemon));
+    }
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        daemon.end(signal);
+        EXPECT_TRUE(servedBy(kEmbedded));
+        daemon.start();
+        EXPECT_TRUE(servedBy(kDaemon));
+        EXPECT_TRUE(AvahiDaemon::finds("testhost.local;127.0.0.1;5961;"));
+    }
+    source.announcement.reset();
+    EXPECT_TRUE(
+        eventually([] { return AvahiDaemon::browse().find("first") == std::string::npos; }));
+}
+
+TEST(AvahiPublishing, StartsWithoutABusAndTakesTheDaemonWhenItComes) {
+    std::filesystem::remove("/run/test-bus");
+    auto source = mdns::announceService("HOST (first)", 5961);
+    ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
+    EXPECT_TRUE(servedBy(kEmbedded));
+    {
+        const AvahiDaemon daemon;
+        EXPECT_TRUE(servedBy(kDaemon));
+    }
+    EXPECT_TRUE(servedBy(kEmbedded)) << "the bus is gone with the daemon";
+    source.announcement.reset();
+    EXPECT_EQ(hostOf("HOST (first)"), "");
+}
+
+}  // namespace

@@ -1,0 +1,351 @@
+// The responder's logic: two or more of them on a cable made of vectors, in a time made of numbers.
+#include "mdns/responder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+
+namespace mdns {
+namespace {
+
+using asio::ip::udp;
+using std::chrono::milliseconds;
+using State = Responder::State;
+
+constexpr Link kLink{1, false};
+
+struct Sent {
+    milliseconds at;
+    std::optional<udp::endpoint> to;
+    dns::Message message;
+};
+
+/// Hosts 10.0.0.1, 10.0.0.2 ... on one cable. Everything multicast reaches everybody, its sender
+/// included, at once.
+class Cable {
+public:
+    struct Host {
+        std::unique_ptr<Responder> responder;
+        NetInterface interface_;
+    };
+
+    Responder& add(const std::string& instance, std::uint16_t port, const std::string& host) {
+        const int number = static_cast<int>(m_hosts.size()) + 1;
+        Host made{std::make_unique<Responder>(ServiceInfo{instance, "_ndi._tcp", port, host},
+                                              static_cast<std::uint32_t>(number)),
+                  {1, "eth0", {{address(number), 24}}}};
+        made.responder->setLinks({made.interface_}, {kLink}, m_now);
+        m_hosts.push_back(std::move(made));
+        return *m_hosts.back().responder;
+    }
+
+    static asio::ip::address address(int host) {
+        return asio::ip::address_v4({10, 0, 0, static_cast<unsigned char>(host)});
+    }
+
+    void run(milliseconds span) {
+        for (const auto end = m_now + span; m_now < end; m_now += milliseconds(10)) {
+            for (auto& host : m_hosts) {
+                host.responder->advance(m_now);
+            }
+            deliver();
+        }
+    }
+
+    /// From the test to everybody, from `port` of host `from`.
+    void send(const dns::Message& message, std::uint16_t port = kPort, int from = 99) {
+        const auto wire = dns::write(message);
+        for (auto& host : m_hosts) {
+            host.responder->receive(kLink, {address(from), port}, wire.data(), wire.size(), m_now);
+        }
+        deliver();
+    }
+
+    void goodbye(Responder& responder) {
+        responder.sayGoodbye();
+        deliver();
+    }
+
+    /// Everything sent since the last call.
+    std::vector<Sent> taken() { return std::exchange(m_log, {}); }
+
+private:
+    void deliver() {
+        for (bool any = true; any;) {
+            any = false;
+            for (std::size_t i = 0; i < m_hosts.size(); ++i) {
+                for (const auto& out : m_hosts[i].responder->takeOutgoing()) {
+                    any = true;
+                    const int sender = static_cast<int>(i) + 1;
+                    auto message = dns::parse(out.bytes.data(), out.bytes.size());
+                    ASSERT_TRUE(message);
+                    m_log.push_back({std::chrono::duration_cast<milliseconds>(m_now - m_start),
+                                     out.to, std::move(*message)});
+                    if (!out.to) {
+                        for (auto& host : m_hosts) {
+                            host.responder->receive(kLink, {address(sender), kPort},
+                                                    out.bytes.data(), out.bytes.size(), m_now);
+                        }
+                    }
+                }
+            }
+        }
+    }
+
+    const Responder::Time m_start = Responder::Time(std::chrono::hours(1));
+    Responder::Time m_now = m_start;
+    std::deque<Host> m_hosts;
+    std::vector<Sent> m_log;
+};
+
+dns::Name instanceName(const std::string& instance) {
+    return {instance, "_ndi", "_tcp", "local"};
+}
+
+dns::Message ask(const dns::Name& name, std::uint16_t type, bool unicast = false) {
+    dns::Message query;
+    query.questions = {{name, type, dns::kClassIn, unicast}};
+    return query;
+}
+
+const dns::Record* find(const std::vector<dns::Record>& records, std::uint16_t type) {
+    const auto found = std::find_if(records.begin(), records.end(),
+                                    [&](const auto& record) { return record.type == type; });
+    return found == records.end() ? nullptr : &*found;
+}
+
+const dns::Name kType = dns::nameFromText("_ndi._tcp.local");
+
+/// Host "a" alone on the cable, its name established.
+struct Established : testing::Test {
+    Established() {
+        cable.run(milliseconds(5000));
+        EXPECT_EQ(one.state(), State::Established);
+        cable.taken();
+    }
+    Cable cable;
+    Responder& one = cable.add("A (x)", 5961, "a");
+};
+
+TEST(Responder, ProbesThenAnnouncesTwice) {
+    Cable cable;
+    auto& one = cable.add("A (x)", 5961, "a");
+    EXPECT_EQ(one.state(), State::Probing);
+    cable.run(milliseconds(5000));
+    EXPECT_EQ(one.state(), State::Established);
+    const auto sent = cable.taken();
+    ASSERT_EQ(sent.size(), 5U);
+    EXPECT_LE(sent[0].at.count(), 250);
+    for (int i = 0; i < 3; ++i) {
+        const auto& probe = sent[static_cast<std::size_t>(i)];
+        EXPECT_FALSE(probe.message.response);
+        EXPECT_TRUE(dns::sameName(probe.message.questions.at(0).name, instanceName("A (x)")));
+        EXPECT_EQ(probe.message.authorities.size(), 2U);
+        EXPECT_EQ(probe.at, sent[0].at + milliseconds(250 * i));
+    }
+    EXPECT_EQ(sent[3].at, sent[2].at + milliseconds(250));
+    EXPECT_EQ(sent[4].at, sent[3].at + milliseconds(1000));
+    const auto& announced = sent[3].message.answers;
+    EXPECT_TRUE(sent[3].message.response);
+    const auto* srv = find(announced, dns::kTypeSrv);
+    ASSERT_TRUE(srv);
+    EXPECT_TRUE(srv->cacheFlush);
+    EXPECT_EQ(srv->ttl, 120U);
+    EXPECT_EQ(std::get<dns::Srv>(srv->data).port, 5961);
+    EXPECT_EQ(dns::nameToText(std::get<dns::Srv>(srv->data).target), "a.local");
+    EXPECT_EQ(std::get<dns::Ipv4>(find(announced, dns::kTypeA)->data), (dns::Ipv4{10, 0, 0, 1}));
+    EXPECT_FALSE(find(announced, dns::kTypePtr)->cacheFlush);
+    EXPECT_EQ(dns::dataBytes(*find(announced, dns::kTypeTxt)), dns::Bytes{0});
+    EXPECT_EQ(one.nextDue(), Responder::Time::max());
+}
+
+TEST_F(Established, AnswersQuestions) {
+    const struct {
+        const char* what;
+        dns::Name name;
+        std::uint16_t type;
+        std::size_t answers;
+        std::size_t additionals;
+    } cases[] = {
+        {"browse", kType, dns::kTypePtr, 1, 3},
+        {"browse in capitals", dns::nameFromText("_NDI._TCP.LOCAL"), dns::kTypeAny, 1, 3},
+        {"list of types", dns::nameFromText("_services._dns-sd._udp.local"), dns::kTypePtr, 1, 0},
+        {"resolve", instanceName("A (x)"), dns::kTypeSrv, 1, 1},
+        {"text", instanceName("A (x)"), dns::kTypeTxt, 1, 0},
+        {"everything", instanceName("a (X)"), dns::kTypeAny, 2, 1},
+        {"address", dns::nameFromText("a.local"), dns::kTypeA, 1, 0},
+        {"no such address", dns::nameFromText("a.local"), dns::kTypeAaaa, 0, 0},
+        {"somebody else", instanceName("B (x)"), dns::kTypeSrv, 0, 0},
+    };
+    for (const auto& each : cases) {
+        cable.run(milliseconds(1500));
+        cable.send(ask(each.name, each.type));
+        cable.run(milliseconds(1500));
+        const auto sent = cable.taken();
+        ASSERT_EQ(sent.size(), each.answers == 0 ? 0U : 1U) << each.what;
+        if (!sent.empty()) {
+            EXPECT_FALSE(sent[0].to) << each.what;
+            EXPECT_EQ(sent[0].message.answers.size(), each.answers) << each.what;
+            EXPECT_EQ(sent[0].message.additionals.size(), each.additionals) << each.what;
+        }
+    }
+    // Asked again and again within a second: one answer a second.
+    for (int i = 0; i < 20; ++i) {
+        cable.send(ask(kType, dns::kTypePtr));
+        cable.run(milliseconds(100));
+    }
+    const auto sent = cable.taken();
+    EXPECT_GE(sent.size(), 1U);
+    EXPECT_LE(sent.size(), 3U);
+}
+
+TEST_F(Established, AnswersByUnicastWhereAsked) {
+    cable.send(ask(kType, dns::kTypePtr, true));
+    auto sent = cable.taken();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].to, udp::endpoint(Cable::address(99), kPort));
+    EXPECT_EQ(find(sent[0].message.answers, dns::kTypePtr)->ttl, 4500U);
+
+    // The record was multicast long ago: everybody's cache profits.
+    cable.run(milliseconds(40000));
+    cable.send(ask(instanceName("A (x)"), dns::kTypeSrv, true));
+    cable.run(milliseconds(200));
+    sent = cable.taken();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_FALSE(sent[0].to);
+
+    // A plain DNS client: its id and question come back, and short lifetimes.
+    auto legacy = ask(kType, dns::kTypePtr);
+    legacy.id = 77;
+    cable.send(legacy, 40000);
+    sent = cable.taken();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].to, udp::endpoint(Cable::address(99), 40000));
+    EXPECT_EQ(sent[0].message.id, 77);
+    EXPECT_EQ(sent[0].message.questions.size(), 1U);
+    EXPECT_LE(sent[0].message.answers.at(0).ttl, 10U);
+}
+
+TEST_F(Established, LeavesOutWhatTheAskerKnows) {
+    dns::Record known;
+    known.name = kType;
+    known.type = dns::kTypePtr;
+    known.data = instanceName("A (x)");
+    for (const auto& [ttl, answers] : {std::pair{4500U, 0U}, {2250U, 0U}, {2000U, 1U}}) {
+        auto query = ask(kType, dns::kTypePtr);
+        known.ttl = ttl;
+        query.answers = {known};
+        cable.send(query);
+        cable.run(milliseconds(1500));
+        EXPECT_EQ(cable.taken().size(), answers) << ttl;
+    }
+    // What it knows comes in a second message.
+    auto query = ask(kType, dns::kTypePtr);
+    query.truncated = true;
+    cable.send(query);
+    cable.run(milliseconds(200));
+    dns::Message more;
+    known.ttl = 4500;
+    more.answers = {known};
+    cable.send(more);
+    cable.run(milliseconds(1500));
+    EXPECT_TRUE(cable.taken().empty());
+}
+
+TEST(Responder, FindsTheNameTaken) {
+    Cable cable;
+    auto& first = cable.add("A (x)", 5961, "a");
+    cable.run(milliseconds(3000));
+    auto& second = cable.add("a (X)", 5961, "b");
+    cable.run(milliseconds(1200));
+    EXPECT_EQ(first.state(), State::Established);
+    EXPECT_EQ(second.state(), State::NameTaken);
+    // It stays taken over the next attempts ...
+    cable.run(milliseconds(30000));
+    EXPECT_EQ(first.state(), State::Established);
+    EXPECT_EQ(second.state(), State::NameTaken);
+    // ... and is ours once it is free.
+    cable.goodbye(first);
+    cable.run(milliseconds(12000));
+    EXPECT_EQ(second.state(), State::Established);
+}
+
+TEST(Responder, OneOfTwoThatStartTogetherWins) {
+    Cable cable;
+    auto& first = cable.add("A (x)", 5961, "a");
+    auto& second = cable.add("A (x)", 5962, "b");
+    cable.run(milliseconds(3000));
+    // The greater record wins: port 5962.
+    EXPECT_EQ(first.state(), State::NameTaken);
+    EXPECT_EQ(second.state(), State::Established);
+}
+
+/// Their records differ in nothing but the address, until one of them changes its host name.
+TEST(Responder, TwoMachinesOfOneNameShareNoSource) {
+    for (const int headStart : {0, 100, 5000}) {
+        Cable cable;
+        auto& first = cable.add("A (x)", 5961, "a");
+        cable.run(milliseconds(headStart));
+        auto& second = cable.add("A (x)", 5961, "a");
+        cable.run(milliseconds(8000));
+        const bool firstHasIt = first.state() == State::Established;
+        EXPECT_NE(firstHasIt, second.state() == State::Established) << headStart;
+        EXPECT_NE(first.state() == State::NameTaken, second.state() == State::NameTaken)
+            << headStart;
+        EXPECT_NE(first.hostName(), second.hostName());
+        EXPECT_TRUE(firstHasIt || headStart < 1000);
+    }
+}
+
+TEST_F(Established, AsksAgainWhenTheNameIsContestedLater) {
+    dns::Message rival;
+    rival.response = true;
+    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
+                      dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
+
+    // Not from the mDNS port, or from another network: nobody on this link said that.
+    cable.send(rival, 40000);
+    EXPECT_EQ(one.state(), State::Established);
+    rival.answers[0].ttl = 0;  // A goodbye contests nothing.
+    cable.send(rival);
+    EXPECT_EQ(one.state(), State::Established);
+
+    rival.answers[0].ttl = 120;
+    cable.send(rival);
+    EXPECT_EQ(one.state(), State::Probing);
+    cable.run(milliseconds(1200));  // Nobody insists.
+    EXPECT_EQ(one.state(), State::Established);
+
+    cable.send(rival);
+    cable.run(milliseconds(400));
+    cable.send(rival);  // Somebody insists.
+    EXPECT_EQ(one.state(), State::NameTaken);
+}
+
+TEST_F(Established, GivesWayWithTheHostNameToAnotherMachineOnly) {
+    dns::Message owner;
+    owner.response = true;
+    owner.answers = {{dns::nameFromText("a.local"), dns::kTypeA, dns::kClassIn, true, 120,
+                      dns::Ipv4{10, 0, 0, 1}}};
+    cable.send(owner, kPort, 1);  // Another responder of this machine, the same address ...
+    owner.answers[0].data = dns::Ipv4{192, 168, 7, 1};
+    cable.send(owner, kPort, 1);  // ... or an address of an interface that we do not use.
+    EXPECT_EQ(one.state(), State::Established);
+    EXPECT_EQ(one.hostName(), "a");
+
+    owner.answers[0].data = dns::Ipv4{10, 0, 0, 9};
+    cable.taken();
+    cable.send(owner, kPort, 9);
+    EXPECT_EQ(one.hostName(), "a-2");
+    cable.run(milliseconds(3000));
+    EXPECT_EQ(one.state(), State::Established);
+    const auto sent = cable.taken();
+    EXPECT_EQ(
+        dns::nameToText(
+            std::get<dns::Srv>(find(sent.back().message.answers, dns::kTypeSrv)->data).target),
+        "a-2.local");
+}
+
+}  // namespace
+}  // namespace mdns
