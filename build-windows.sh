@@ -4,7 +4,7 @@
 # usage: ./build-windows.sh [--package] [--test] [--linux-build FOLDER]
 #   --package       also makes the installer and the portable archive: build/windows/package
 #   --test          also runs it under Wine, installer included; see docs/WINDOWS.md
-#   --linux-build   where the receiver of the test and the picture on its screen are built already;
+#   --linux-build   where the receiver of the test and the test pattern on its screen are built already;
 #                   otherwise they are built in build/release
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -31,7 +31,7 @@ cmake --build --preset windows
     scripts/install-packages.sh build run test windows
     [ -n "$linux" ] || {
         cmake --preset release
-        cmake --build --preset release --target ndimonitor testpicture
+        cmake --build --preset release --target ndimonitor showpattern
     }
     ctest --preset windows -j1
 }

@@ -39,7 +39,7 @@ double processSeconds() {
     return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
 }
 
-void copyOfAPicture(benchmark::State& state) {
+void copyOfAFrame(benchmark::State& state) {
     std::vector<unsigned char> from(kBytes, 1);
     std::vector<unsigned char> to(kBytes);
     for (auto _ : state) {
@@ -47,7 +47,7 @@ void copyOfAPicture(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(copyOfAPicture)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(copyOfAFrame)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 void readOfTheWholeScreen(benchmark::State& state) {
     Screen screen;
@@ -56,7 +56,7 @@ void readOfTheWholeScreen(benchmark::State& state) {
         // Another buffer each time, so nothing can be built on.
         screen.pixels.swap(other);
         if (!screen.read(screen.pixels)) {
-            state.SkipWithError("no picture");
+            state.SkipWithError("no frame");
         }
     }
 }
@@ -89,7 +89,7 @@ BENCHMARK(readOfWhatWasDrawn)
     ->UseManualTime();
 
 /// 20 seconds in which nobody draws: the process's own CPU time in per cent of a core, and how
-/// many pictures were sent (the first one only).
+/// many frames were sent (the first one only).
 void stillScreen(benchmark::State& state) {
     const auto display = tests::VirtualDisplay::xvfb("1920x1080x24");
     const tests::DisplayVariable variable(display.name());
@@ -116,8 +116,8 @@ BENCHMARK(stillScreen)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 
 }  // namespace
 
-// A library that takes pictures and does nothing with them: only the capture is measured.
-void ndi::hintChangedRows(NDIlib_send_instance_t, const support::ChangedRows&) {}
+// A library that takes frames and does nothing with them: only the capture is measured.
+void ndi::hintDirtyRows(NDIlib_send_instance_t, const support::DirtyRows&) {}
 
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t, const NDIlib_video_frame_v2_t*) {
     ++g_sent;

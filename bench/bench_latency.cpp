@@ -23,27 +23,26 @@ constexpr int kRate = 30;
 constexpr std::uint16_t kFirstPort = 5961;
 constexpr tests::Area kPatch{640, 480, 64, 64};
 
-/// Whether the patch is bright in a received picture.
-bool showsWhite(const testsupport::ReceivedPicture& received) {
-    const auto picture = testsupport::decode(received);
-    const int middle =
-        (kPatch.y + kPatch.height / 2) * picture->width + kPatch.x + kPatch.width / 2;
-    return picture->luma[static_cast<std::size_t>(middle)] > 128;
+/// Whether the patch is bright in a received frame.
+bool showsWhite(const testsupport::ReceivedFrame& received) {
+    const auto frame = testsupport::decode(received);
+    const int middle = (kPatch.y + kPatch.height / 2) * frame->width + kPatch.x + kPatch.width / 2;
+    return frame->luma[static_cast<std::size_t>(middle)] > 128;
 }
 
 double millisecondsSince(steady_clock::time_point start, steady_clock::time_point end) {
     return std::chrono::duration<double, std::milli>(end - start).count();
 }
 
-/// The time from just before the patch is drawn to the last byte of the picture that shows it;
+/// The time from just before the patch is drawn to the last byte of the frame that shows it;
 /// negative when it never arrives.
 double measureOne(tests::Painter& painter, xcb_window_t window, testsupport::TestReceiver& receiver,
                   bool white) {
     const auto drawn = steady_clock::now();
     painter.fill(window, {0, 0, kPatch.width, kPatch.height}, white ? 0xFFFFFF : 0);
-    while (const auto picture = receiver.nextPicture(std::chrono::seconds(2))) {
-        if (showsWhite(*picture) == white) {
-            return millisecondsSince(drawn, picture->arrival);
+    while (const auto frame = receiver.nextFrame(std::chrono::seconds(2))) {
+        if (showsWhite(*frame) == white) {
+            return millisecondsSince(drawn, frame->arrival);
         }
     }
     return -1;
@@ -75,8 +74,8 @@ int main() {
         std::mt19937 random(1);
         std::uniform_int_distribution<int> pause(50, 250);
         for (int i = 0; i < kSamples; ++i) {
-            // The receiver reads meanwhile: a repeated picture is not to be taken for the answer.
-            (void)receiver.pictures(std::chrono::milliseconds(pause(random)));
+            // The receiver reads meanwhile: a repeated frame is not to be taken for the answer.
+            (void)receiver.frames(std::chrono::milliseconds(pause(random)));
             times.push_back(measureOne(painter, window, receiver, i % 2 == 0));
         }
     }
@@ -84,7 +83,7 @@ int main() {
 
     std::sort(times.begin(), times.end());
     std::printf(
-        "%d changes at %d pictures a second: least %.1f ms, median %.1f ms, "
+        "%d changes at %d fps: least %.1f ms, median %.1f ms, "
         "99th percentile %.1f ms, most %.1f ms\n",
         kSamples, kRate, times.front(), times[kSamples / 2], times[kSamples * 99 / 100],
         times.back());

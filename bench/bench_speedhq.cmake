@@ -9,6 +9,6 @@ target_link_libraries(instructions PRIVATE tarsin_warnings speedhq PkgConfig::ff
 
 add_executable(quality quality.cpp libavencoder.cpp scenes.cpp
     ${CMAKE_SOURCE_DIR}/tests/support/libavspeedhq.cpp
-    ${CMAKE_SOURCE_DIR}/tests/unit/speedhq/pictures.cpp)
+    ${CMAKE_SOURCE_DIR}/tests/unit/speedhq/testframes.cpp)
 target_include_directories(quality PRIVATE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
 target_link_libraries(quality PRIVATE tarsin_warnings speedhq PkgConfig::ffmpeg)

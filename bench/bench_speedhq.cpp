@@ -1,4 +1,4 @@
-// What a picture costs: ours against libswscale and libavcodec, by scene, kernels and threads.
+// What a frame costs: ours against libswscale and libavcodec, by scene, kernels and threads.
 // bench/ratios.sh makes a table of it.
 
 #include <benchmark/benchmark.h>
@@ -10,7 +10,7 @@
 
 #include "libavencoder.h"
 #include "scenes.h"
-#include "speedhq/picturecoder.h"
+#include "speedhq/incrementalencoder.h"
 #include "speedhq/preview.h"
 
 namespace {
@@ -34,7 +34,7 @@ void libav(State& state, Scene scene, int width, int height) {
     for (auto _ : state) {
         state.PauseTiming();
         desktop.advance(scene);
-        const speedhq::PictureView view = desktop.view();
+        const speedhq::FrameView view = desktop.view();
         state.ResumeTiming();
         bytes = encoder.encodeBgra(view.pixels, view.stride).size;
     }
@@ -48,43 +48,43 @@ void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width,
         return;
     }
     Desktop desktop(width, height);
-    speedhq::RowPool pool(threads);
-    speedhq::PictureCoder coder(pool, *kernels);
-    (void)coder.encode(desktop.view(), {}, kQuality);
-    const support::ChangedRows unknown;
+    speedhq::WorkerPool pool(threads);
+    speedhq::IncrementalEncoder encoder(pool, *kernels);
+    (void)encoder.encode(desktop.view(), {}, kQuality);
+    const support::DirtyRows unknown;
     std::size_t bytes = 0;
     for (auto _ : state) {
         state.PauseTiming();
         desktop.advance(scene);
-        const speedhq::PictureView view = desktop.view();
+        const speedhq::FrameView view = desktop.view();
         state.ResumeTiming();
-        bytes = coder.encode(view, hint ? desktop.changed() : unknown, kQuality)->size;
+        bytes = encoder.encode(view, hint ? desktop.dirty() : unknown, kQuality)->size;
     }
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-/// The preview alone: the large picture's changes are there already.
+/// The preview alone: the large frame's changes are there already.
 void preview(State& state, Scene scene) {
     Desktop desktop(1920, 1080);
-    speedhq::RowPool pool(1);
-    speedhq::PictureCoder full(pool, speedhq::bestKernels());
+    speedhq::WorkerPool pool(1);
+    speedhq::IncrementalEncoder full(pool, speedhq::bestKernels());
     speedhq::Preview small(pool, speedhq::bestKernels());
     std::size_t bytes = 0;
     for (auto _ : state) {
         state.PauseTiming();
         desktop.advance(scene);
-        full.keep(desktop.view(), desktop.changed());
+        full.updateReference(desktop.view(), desktop.dirty());
         state.ResumeTiming();
         bytes = small.encode(full, desktop.view())->size;
     }
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-/// One kernel function over the macroblocks of a picture; time per macroblock.
+/// One kernel function over the macroblocks of a frame; time per macroblock.
 template <typename Call>
 void perMacroblock(State& state, Call call) {
     const Desktop desktop(1920, 1080);
-    const speedhq::PictureView view = desktop.view();
+    const speedhq::FrameView view = desktop.view();
     const int columns = view.width / 16;
     const int rows = view.height / 16;
     int at = 0;
@@ -124,14 +124,14 @@ void registerKernels(const speedhq::Kernels* kernels) {
         auto samples = std::make_unique<MacroblockSamples>();
         auto levels = std::make_unique<MacroblockLevels>();
         const Quantiser quantiser = makeQuantiser(kQuality);
-        std::vector<std::uint8_t> room(kMaxMacroblockBytes + kBitSlack);
+        std::vector<std::uint8_t> buffer(kMaxMacroblockBytes + kBitSlack);
         DcPredictors predictors;
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
             kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
             kernels->transform(*samples, quantiser, *levels);
-            BitWriter writer(room.data());
+            BitWriter writer(buffer.data());
             kernels->write(*levels, codeTables(), predictors, writer);
-            benchmark::DoNotOptimize(room.data());
+            benchmark::DoNotOptimize(buffer.data());
         });
     });
 }

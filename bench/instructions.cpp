@@ -1,6 +1,6 @@
-// Encodes a number of pictures of one scene, for callgrind: instructions.sh counts what
+// Encodes a number of frames of one scene, for callgrind: instructions.sh counts what
 // bench::measured() does and nothing else.
-// usage: instructions ENCODER SCENE PICTURES      ENCODER: ours, libav
+// usage: instructions ENCODER SCENE FRAMES        ENCODER: ours, libav
 //                                                 SCENE: full, caret, scrolling, nothing
 
 #include <cstdio>
@@ -10,20 +10,20 @@
 
 #include "libavencoder.h"
 #include "scenes.h"
-#include "speedhq/picturecoder.h"
+#include "speedhq/incrementalencoder.h"
 
 namespace bench {
 
 constexpr int kQuality = 80;
 
 /// Not inlined: callgrind finds it by its name.
-__attribute__((noinline)) std::size_t measured(speedhq::PictureCoder& coder,
+__attribute__((noinline)) std::size_t measured(speedhq::IncrementalEncoder& encoder,
                                                const Desktop& desktop) {
-    return coder.encode(desktop.view(), desktop.changed(), kQuality)->size;
+    return encoder.encode(desktop.view(), desktop.dirty(), kQuality)->size;
 }
 
 __attribute__((noinline)) std::size_t measured(LibavEncoder& encoder, const Desktop& desktop) {
-    const speedhq::PictureView view = desktop.view();
+    const speedhq::FrameView view = desktop.view();
     return encoder.encodeBgra(view.pixels, view.stride).size;
 }
 
@@ -40,15 +40,15 @@ int main(int argc, char** argv) {
         return 2;
     }
     bench::Desktop desktop(1920, 1080);
-    speedhq::RowPool pool(1);
-    speedhq::PictureCoder coder(pool, speedhq::bestKernels());
+    speedhq::WorkerPool pool(1);
+    speedhq::IncrementalEncoder encoder(pool, speedhq::bestKernels());
     bench::LibavEncoder libav(1920, 1080, bench::kQuality);
-    (void)coder.encode(desktop.view(), {}, bench::kQuality);
+    (void)encoder.encode(desktop.view(), {}, bench::kQuality);
     (void)libav.encodeBgra(desktop.view().pixels, desktop.view().stride);
     std::size_t bytes = 0;
     for (int i = std::atoi(argv[3]); i > 0; --i) {
         desktop.advance(static_cast<bench::Scene>(scene));
-        bytes += std::string(argv[1]) == "ours" ? bench::measured(coder, desktop)
+        bytes += std::string(argv[1]) == "ours" ? bench::measured(encoder, desktop)
                                                 : bench::measured(libav, desktop);
     }
     std::printf("%zu bytes\n", bytes);

@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# Instructions per picture, counted by callgrind: a figure that other work on the machine can't
+# Instructions per frame, counted by callgrind: a figure that other work on the machine can't
 # disturb. callgrind knows no AVX-512, so these are the AVX2 kernels.
 # usage: instructions.sh [BUILD-FOLDER]     default: build/release
 set -euo pipefail
 cd "$(dirname "$0")/.."
 program=${1:-build/release}/bench/instructions
-pictures=5
+frames=5
 out=$(mktemp)
 trap 'rm -f "$out"' EXIT
 
-count() { # ENCODER SCENE: instructions per picture
+count() { # ENCODER SCENE: instructions per frame
     valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect='bench::measured*' \
-        "$program" "$1" "$2" "$pictures" >"$out" 2>&1 || { cat "$out" >&2; exit 1; }
-    awk -v n="$pictures" '/Collected/ { printf "%d\n", $NF / n }' "$out"
+        "$program" "$1" "$2" "$frames" >"$out" 2>&1 || { cat "$out" >&2; exit 1; }
+    awk -v n="$frames" '/Collected/ { printf "%d\n", $NF / n }' "$out"
 }
 
 printf '%-10s %15s %15s %9s\n' scene "libav" "ours" ratio

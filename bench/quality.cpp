@@ -6,19 +6,19 @@
 
 #include "libavencoder.h"
 #include "scenes.h"
-#include "speedhq/picturecoder.h"
+#include "speedhq/incrementalencoder.h"
 #include "support/libavspeedhq.h"
-#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/testframes.h"
 
 namespace {
 
 using namespace testing_support;
 
 /// The desktop as libavcodec's encoder takes it, and the same samples as UYVY for ours.
-void prepare(Planes& planes, Picture& packed) {
+void prepare(Planes& planes, TestFrame& packed) {
     const bench::Desktop desktop(packed.width, packed.height);
-    const speedhq::PictureView view = desktop.view();
-    Picture pixels(speedhq::PixelFormat::Bgra, packed.width, packed.height);
+    const speedhq::FrameView view = desktop.view();
+    TestFrame pixels(speedhq::PixelFormat::Bgra, packed.width, packed.height);
     for (int y = 0; y < packed.height; ++y) {
         std::copy_n(view.pixels + y * view.stride, pixels.lineBytes, pixels.at(0, y));
     }
@@ -42,7 +42,7 @@ int main() {
     constexpr int kWidth = 1920;
     constexpr int kHeight = 1080;
     Planes planes;
-    Picture packed(speedhq::PixelFormat::Uyvy, kWidth, kHeight);
+    TestFrame packed(speedhq::PixelFormat::Uyvy, kWidth, kHeight);
     prepare(planes, packed);
     std::printf("quality  libavcodec: bytes  PSNR Y  rounding  ours: bytes           PSNR Y\n");
     for (const int quality : {98, 96, 92, 88, 80, 60, 38}) {
@@ -51,10 +51,10 @@ int main() {
         const double theirPsnr =
             psnr(decodeWithLibav(theirs.data, theirs.size, kWidth, kHeight).y, planes.y);
         for (const double rounding : {0.33, speedhq::kRounding, 0.42, 0.5}) {
-            speedhq::RowPool pool(1);
-            speedhq::PictureCoder coder(pool, speedhq::bestKernels(), speedhq::kMaxSliceBytes,
-                                        rounding);
-            const auto ours = coder.encode(packed.view(), {}, quality);
+            speedhq::WorkerPool pool(1);
+            speedhq::IncrementalEncoder encoder(pool, speedhq::bestKernels(),
+                                                speedhq::kMaxSliceBytes, rounding);
+            const auto ours = encoder.encode(packed.view(), {}, quality);
             const Planes decoded = decodeWithLibav(ours->data, ours->size, kWidth, kHeight);
             const double ourPsnr = psnr(decoded.y, planes.y);
             const double more =

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The table of docs/BENCHMARKS.md: CPU time per picture of ours and of libswscale with libavcodec,
+# The table of docs/BENCHMARKS.md: CPU time per frame of ours and of libswscale with libavcodec,
 # side by side in one run. Takes the median of several repetitions.
 # usage: ratios.sh [BUILD-FOLDER]     default: build/release
 set -euo pipefail
@@ -27,7 +27,7 @@ awk -F, '
         wall[name] = $3 / 1e6; cpu[name] = $4 / 1e6
     }
     END {
-        print "CPU time per 1920x1080 picture, one thread, median"
+        print "CPU time per 1920x1080 frame, one thread, median"
         theirs = cpu["1080p/full/libav_median"]
         split("full caret scrolling nothing", scenes, " ")
         split("ours,ours without a hint,preview", encoders, ",")
@@ -39,7 +39,7 @@ awk -F, '
                 printf "  %-32s %9.4f ms  1/%.1f\n", name, ours, theirs / ours
             }
         }
-        print "Wall-clock time per picture, full motion, median"
+        print "Wall-clock time per frame, full motion, median"
         for (i = 0; i < 2; ++i) {
             size = i == 0 ? "1080p" : "2160p"
             one = wall[size "/full/threads:1_median"]; two = wall[size "/full/threads:2_median"]

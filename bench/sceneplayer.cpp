@@ -1,4 +1,4 @@
-// Plays one of the benchmark's scenes on the screen, 30 pictures a second.
+// Plays one of the benchmark's scenes on the screen, 30 fps.
 // usage: sceneplayer full|caret|scroll|nothing
 
 #include <QApplication>
@@ -32,22 +32,22 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override {
-        const speedhq::PictureView view = m_desktop.view();
-        const QImage picture(view.pixels, view.width, view.height, static_cast<int>(view.stride),
-                             QImage::Format_RGB32);
+        const speedhq::FrameView view = m_desktop.view();
+        const QImage frame(view.pixels, view.width, view.height, static_cast<int>(view.stride),
+                           QImage::Format_RGB32);
         QPainter painter(this);
         for (const QRect& part : event->region()) {
-            painter.drawImage(part.topLeft(), picture, part);
+            painter.drawImage(part.topLeft(), frame, part);
         }
     }
 
 private:
     void step() {
         m_desktop.advance(m_scene);
-        for (const support::RowSpan& rows : m_desktop.changed().spans) {
+        for (const support::RowSpan& rows : m_desktop.dirty().spans) {
             update(0, rows.first, width(), rows.count);
         }
-        if (!m_desktop.changed().known) {
+        if (!m_desktop.dirty().known) {
             update();
         }
     }

@@ -62,7 +62,7 @@ Desktop::Desktop(int width, int height)
                static_cast<std::size_t>(height + kMargin)),
       m_canvasWidth(width + kMargin),
       m_canvasHeight(height + kMargin),
-      m_picture(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {
+      m_frame(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {
     // The background is a gradient; a quarter is a photograph; windows of text lie on it.
     for (int y = 0; y < m_canvasHeight; ++y) {
         for (int x = 0; x < m_canvasWidth; ++x) {
@@ -86,9 +86,9 @@ Desktop::Desktop(int width, int height)
     drawText(m_canvasWidth / 2 + 20, 40, m_canvasWidth - 60, m_canvasHeight / 2 - 30, 1000);
     for (int y = 0; y < height; ++y) {
         const auto line = m_canvas.begin() + static_cast<std::ptrdiff_t>(y) * m_canvasWidth;
-        std::copy_n(line, width, m_picture.begin() + static_cast<std::ptrdiff_t>(y) * width);
+        std::copy_n(line, width, m_frame.begin() + static_cast<std::ptrdiff_t>(y) * width);
     }
-    m_changed = {true, {{0, height}}};
+    m_dirtyRows = {true, {{0, height}}};
 }
 
 void Desktop::drawText(int left, int top, int right, int bottom, int firstLine) {
@@ -113,10 +113,10 @@ void Desktop::drawText(int left, int top, int right, int bottom, int firstLine) 
 
 void Desktop::advance(Scene scene) {
     ++m_step;
-    m_changed = {true, {}};
+    m_dirtyRows = {true, {}};
     const auto pixel = [&](int x, int y) -> std::uint32_t& {
-        return m_picture[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) +
-                         static_cast<std::size_t>(x)];
+        return m_frame[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) +
+                       static_cast<std::size_t>(x)];
     };
     switch (scene) {
         case Scene::FullMotion:
@@ -126,9 +126,9 @@ void Desktop::advance(Scene scene) {
                     static_cast<std::ptrdiff_t>(y + m_step * 3 % kMargin) * m_canvasWidth +
                     m_step * 5 % kMargin;
                 std::copy_n(from, m_width,
-                            m_picture.begin() + static_cast<std::ptrdiff_t>(y) * m_width);
+                            m_frame.begin() + static_cast<std::ptrdiff_t>(y) * m_width);
             }
-            m_changed.spans.push_back({0, m_height});
+            m_dirtyRows.spans.push_back({0, m_height});
             break;
         case Scene::Caret: {
             const int top = 60 + 24 + 10 * kLineHeight;
@@ -140,7 +140,7 @@ void Desktop::advance(Scene scene) {
                 }
                 pixel(left + kCell, top + y) = grey(m_step % 2 == 0 ? 0 : 252);
             }
-            m_changed.spans.push_back({top, kLineHeight});
+            m_dirtyRows.spans.push_back({top, kLineHeight});
             break;
         }
         case Scene::Scrolling: {
@@ -159,7 +159,7 @@ void Desktop::advance(Scene scene) {
                         grey(252 - (written ? ink(letter, x % kCell, textLine % kLineHeight) : 0));
                 }
             }
-            m_changed.spans.push_back({top, 600});
+            m_dirtyRows.spans.push_back({top, 600});
             break;
         }
         case Scene::Nothing:
@@ -167,12 +167,12 @@ void Desktop::advance(Scene scene) {
     }
 }
 
-speedhq::PictureView Desktop::view() const {
+speedhq::FrameView Desktop::view() const {
     return {speedhq::PixelFormat::Bgrx,
             m_width,
             m_height,
             static_cast<std::ptrdiff_t>(m_width) * 4,
-            reinterpret_cast<const std::uint8_t*>(m_picture.data()),
+            reinterpret_cast<const std::uint8_t*>(m_frame.data()),
             60,
             1};
 }

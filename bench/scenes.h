@@ -1,5 +1,5 @@
 #pragma once
-// The moving desktops that encoders are measured with: always the same pictures.
+// The moving desktops that encoders are measured with: always the same frames.
 
 #include <cstdint>
 #include <vector>
@@ -9,9 +9,9 @@
 namespace bench {
 
 enum class Scene {
-    FullMotion,  ///< The desktop moves 3 pixels up and 5 to the left with every picture.
-    Caret,       ///< A caret that blinks and a letter more per picture.
-    Scrolling,   ///< An 800 by 600 window of text scrolls 3 lines per picture.
+    FullMotion,  ///< The desktop moves 3 pixels up and 5 to the left with every frame.
+    Caret,       ///< A caret that blinks and a letter more per frame.
+    Scrolling,   ///< An 800 by 600 window of text scrolls 3 lines per frame.
     Nothing,     ///< Nothing changes.
 };
 
@@ -20,12 +20,12 @@ class Desktop {
 public:
     Desktop(int width, int height);
 
-    /// Draws the next picture of a scene.
+    /// Draws the next frame of a scene.
     void advance(Scene scene);
 
-    [[nodiscard]] speedhq::PictureView view() const;
+    [[nodiscard]] speedhq::FrameView view() const;
     /// The rows the latest advance() drew in: what a screen's damage report would say.
-    [[nodiscard]] const support::ChangedRows& changed() const { return m_changed; }
+    [[nodiscard]] const support::DirtyRows& dirty() const { return m_dirtyRows; }
 
 private:
     void drawText(int left, int top, int right, int bottom, int firstLine);
@@ -33,11 +33,11 @@ private:
     int m_width;
     int m_height;
     int m_step = 0;
-    std::vector<std::uint32_t> m_canvas;  ///< Larger than the picture: full motion pans over it.
+    std::vector<std::uint32_t> m_canvas;  ///< Larger than the frame: full motion pans over it.
     int m_canvasWidth;
     int m_canvasHeight;
-    std::vector<std::uint32_t> m_picture;
-    support::ChangedRows m_changed;
+    std::vector<std::uint32_t> m_frame;
+    support::DirtyRows m_dirtyRows;
 };
 
 }  // namespace bench

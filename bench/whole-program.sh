@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What the whole program costs, against FFmpeg grabbing and encoding the same screen: 1920x1080 at 30
-# pictures a second, four scenes. One after the other, on the same virtual screen. Prints processor
-# time (user and system) per picture interval of 1/30 s.
+# fps, four scenes. One after the other, on the same virtual screen. Prints processor
+# time (user and system) per frame interval of 1/30 s.
 # usage: whole-program.sh [SECONDS-PER-MEASUREMENT]      after ./test.sh has built; needs ffmpeg
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -57,7 +57,7 @@ for scene in full scroll caret nothing; do
     "$build/bin/ndimonitor" --address 127.0.0.1:5961 --no-decode >/dev/null 2>&1 &
     monitor=$!
     started+=("$monitor")
-    sleep 3  # a resting picture is as good as it gets by now
+    sleep 3  # a resting frame is as good as it gets by now
     watched=$(measure "$program")
     stop "$monitor" "$program" "$player"
 

@@ -9,8 +9,8 @@ namespace {
 
 constexpr int kCellSize = 16;
 
-QRect rampRect(const QSize& picture) {
-    return {0, picture.height() / 3, picture.width(), picture.height() / 6};
+QRect rampRect(const QSize& frame) {
+    return {0, frame.height() / 3, frame.width(), frame.height() / 6};
 }
 
 void paintBars(QPainter& painter, const QSize& size) {
@@ -75,24 +75,24 @@ QColor barColour(int bar) {
     return {(mask & 2) != 0 ? on : 0, (mask & 4) != 0 ? on : 0, (mask & 1) != 0 ? on : 0};
 }
 
-QRect barRect(const QSize& picture, int bar) {
-    const int left = picture.width() * bar / kBars;
-    const int right = picture.width() * (bar + 1) / kBars;
-    return {left, 0, right - left, picture.height() / 3};
+QRect barRect(const QSize& frame, int bar) {
+    const int left = frame.width() * bar / kBars;
+    const int right = frame.width() * (bar + 1) / kBars;
+    return {left, 0, right - left, frame.height() / 3};
 }
 
 QRect counterCell(int bit) {
     return {(bit + 1) * kCellSize, kCellSize, kCellSize, kCellSize};
 }
 
-int readCounter(const QImage& picture) {
+int readCounter(const QImage& frame) {
     int number = 0;
     for (int bit = 0; bit < kCounterBits; ++bit) {
         const QPoint centre = counterCell(bit).center();
-        if (!picture.valid(centre)) {
+        if (!frame.valid(centre)) {
             return -1;
         }
-        const int grey = qGray(picture.pixel(centre));
+        const int grey = qGray(frame.pixel(centre));
         if (grey > 64 && grey < 192) {
             return -1;
         }
@@ -101,16 +101,16 @@ int readCounter(const QImage& picture) {
     return number;
 }
 
-void paint(QImage& picture, int number, bool moving) {
-    QPainter painter(&picture);
+void paint(QImage& frame, int number, bool moving) {
+    QPainter painter(&frame);
     painter.setRenderHint(QPainter::Antialiasing);
-    picture.fill(QColor(40, 40, 48));
-    paintBars(painter, picture.size());
-    paintRamp(painter, picture.size());
-    paintLines(painter, picture.size());
-    paintText(painter, picture.size());
+    frame.fill(QColor(40, 40, 48));
+    paintBars(painter, frame.size());
+    paintRamp(painter, frame.size());
+    paintLines(painter, frame.size());
+    paintText(painter, frame.size());
     if (moving) {
-        paintBall(painter, picture.size(), number);
+        paintBall(painter, frame.size(), number);
         painter.setRenderHint(QPainter::Antialiasing, false);
         paintCounter(painter, number);
     }

@@ -1,5 +1,5 @@
 #pragma once
-// The test picture: what it shows and where, so that a test can look for it in a received picture.
+// The test pattern: what it shows and where, so that a test can look for it in a received frame.
 
 #include <QColor>
 #include <QImage>
@@ -12,16 +12,16 @@ namespace testpattern {
 /// The colour bars, left to right: grey to blue as on every test card, at 75 %.
 inline constexpr int kBars = 8;
 [[nodiscard]] QColor barColour(int bar);
-[[nodiscard]] QRect barRect(const QSize& picture, int bar);
+[[nodiscard]] QRect barRect(const QSize& frame, int bar);
 
-/// The picture number, shown as cells of black (0) and white (1), lowest bit first.
+/// The frame number, shown as cells of black (0) and white (1), lowest bit first.
 inline constexpr int kCounterBits = 16;
 [[nodiscard]] QRect counterCell(int bit);
-/// The number that `picture` shows; -1 where the cells can't be read.
-[[nodiscard]] int readCounter(const QImage& picture);
+/// The number that `frame` shows; -1 where the cells can't be read.
+[[nodiscard]] int readCounter(const QImage& frame);
 
-/// Paints picture `number`: bars, grey ramp, fine lines, text; with `moving` also the counter and a
+/// Paints frame `number`: bars, grey ramp, fine lines, text; with `moving` also the counter and a
 /// ball that goes around, both derived from `number` alone.
-void paint(QImage& picture, int number, bool moving);
+void paint(QImage& frame, int number, bool moving);
 
 }  // namespace testpattern

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Takes pictures of the window in every language and state, and of the overlay, on a virtual screen.
+# Takes images of the window in every language and state, and of the overlay, on a virtual screen.
 # usage: screenshots.sh FOLDER [BUILD-FOLDER]
 # Prefixes: none: no compositor; "composed-": with one; "x1.5-", "x2-": Qt's scale factor.
 set -euo pipefail

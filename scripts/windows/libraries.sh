@@ -46,7 +46,7 @@ build_qt() {
     make install
 }
 
-# The grabbing device and its picture formats; what ndimonitor decodes and saves with.
+# The grabbing device and its image formats; what ndimonitor decodes and saves with.
 build_ffmpeg() {
     "$here/fetch-source.sh" libavcodec-dev . --unpack
     mkdir build

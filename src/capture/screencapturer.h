@@ -1,9 +1,9 @@
 #pragma once
-// The picture of one display output, as the default capture path takes it.
+// The frame of one display output, as the default capture path takes it.
 
 #include <memory>
 
-#include "support/changedrows.h"
+#include "support/dirtyrows.h"
 
 /// Not thread-safe: the owner serialises the calls. All coordinates are physical pixels relative
 /// to the output's top-left corner.
@@ -15,14 +15,14 @@ public:
     /// False: no such output, or the platform refuses; a later call may succeed.
     virtual bool InitCapture(const wchar_t* deviceName) = 0;
 
-    /// Copies the rectangle of the newest picture into `dest`: BGRA, opaque, rows packed one after
+    /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, rows packed one after
     /// another, no pointer. The rectangle is cut at the output's edge:
     ///   x0 = x if 0 <= x <= output width, else 0;  x1 = min(x + width, output width);  y alike;
     /// rows are then (x1 - x0) pixels long, and what lies behind the last row is left alone.
     /// `dest` holds width * height * 4 bytes and is only written by this call between reads that
     /// are meant to build on each other.
-    /// False: no new picture since the last call, or none to be had; after a sleep of 1 ms, or of
-    /// up to 15 ms that news ends early once there has been no picture for a while.
+    /// False: no new frame since the last call, or none to be had; after a sleep of 1 ms, or of
+    /// up to 15 ms that damage ends early once there has been no frame for a while.
     virtual bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) = 0;
 
     /// Releases everything; InitCapture() makes it usable again.
@@ -30,7 +30,7 @@ public:
 
     /// Which rows of `dest` the last successful ReadScreenData() may have changed against the
     /// successful one before it. Unknown where the platform does not tell.
-    [[nodiscard]] virtual const support::ChangedRows& ChangedRows() const = 0;
+    [[nodiscard]] virtual const support::DirtyRows& DirtyRows() const = 0;
 };
 
 /// The platform's capturer: DXGICaptureScreen on Windows, X11CaptureScreen on X11.

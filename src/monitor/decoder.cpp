@@ -32,7 +32,7 @@ bool Decoder::open(std::uint32_t fourCC, std::uint32_t width, std::uint32_t heig
     }
     m_context.reset();
     if (!isSpeedHq(fourCC) || width > kMaxSide || height > kMaxSide) {
-        m_error = fmt::format("a picture of {}x{} in format {:#x} is nothing we can decode", width,
+        m_error = fmt::format("a frame of {}x{} in format {:#x} is nothing we can decode", width,
                               height, fourCC);
         return false;
     }

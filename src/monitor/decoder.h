@@ -1,5 +1,5 @@
 #pragma once
-// SpeedHQ packets to pictures, by libavcodec.
+// SpeedHQ packets to frames, by libavcodec.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace monitor {
 class Decoder {
 public:
     /// Decodes one packet. Null when it is damaged, of another codec, or of a size beyond 8192
-    /// pixels; error() says what is wrong. The picture is valid until the next call.
+    /// pixels; error() says what is wrong. The frame is valid until the next call.
     [[nodiscard]] const AVFrame* decode(std::uint32_t fourCC, std::uint32_t width,
                                         std::uint32_t height, const std::uint8_t* data,
                                         std::size_t size);

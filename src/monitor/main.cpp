@@ -126,7 +126,7 @@ std::vector<Reception> receiveAll(const std::vector<Target>& targets, const Opti
     return receptions;
 }
 
-/// "picture.png" for one source; "picture-1.png", "picture-2.png" ... for all.
+/// "frame.png" for one source; "frame-1.png", "frame-2.png" ... for all.
 std::string fileFor(const Options& options, std::size_t index) {
     if (!options.all) {
         return options.saveFile;
@@ -165,7 +165,7 @@ int conclude(const Reception& reception, const Options& options, const std::stri
     std::string saved;
     if (!file.empty() && code != kNothing) {
         const std::string error =
-            reception.picture ? savePng(*reception.picture, file) : "no picture could be decoded";
+            reception.frame ? savePng(*reception.frame, file) : "no frame could be decoded";
         if (error.empty()) {
             saved = file;
         } else {

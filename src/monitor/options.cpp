@@ -191,18 +191,18 @@ source on the network has it too. The case of the letters A to Z does not matter
   --all             receive every source found, at once
   --frames N        end after N frames
   --seconds S       end S seconds after the connection was made
-  --save FILE.png   write the last picture; with --all FILE-1.png, FILE-2.png ...
-  --quality Q       high (the default), or low: the preview picture
+  --save FILE.png   write the last frame; with --all FILE-1.png, FILE-2.png ...
+  --quality Q       high (the default), or low: the preview frame
   --tally T         tell the source that it is on: program, preview or none (the default)
   --stats           latency against the frames' timestamps: least, median, 99th percentile, most
   --json            the result as JSON on standard output
-  --no-decode       do not decode every picture (damaged ones are not noticed)
+  --no-decode       do not decode every frame (damaged ones are not noticed)
   --help, --version
 
 Without --frames and --seconds it receives until it is interrupted (Ctrl-C).
 
 Exit codes: 0 done; 1 no such source, or nothing arrived; 2 wrong usage; 3 the source went away
-before everything asked for had arrived; 4 the picture could not be saved.
+before everything asked for had arrived; 4 the frame could not be saved.
 )help";
 }
 

@@ -11,26 +11,25 @@ namespace monitor {
 namespace {
 
 /// Null with `error` set when that fails.
-FramePtr toRgb(const AVFrame& picture, std::string& error) {
-    const auto format = static_cast<AVPixelFormat>(picture.format);
+FramePtr toRgb(const AVFrame& frame, std::string& error) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
     FramePtr rgb(av_frame_alloc());
-    rgb->width = picture.width;
-    rgb->height = picture.height;
+    rgb->width = frame.width;
+    rgb->height = frame.height;
     rgb->format = AV_PIX_FMT_RGB24;
     const ScalerPtr scaler(sws_getContext(
-        picture.width, picture.height, format, picture.width, picture.height, AV_PIX_FMT_RGB24,
+        frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_RGB24,
         SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     const int result = av_frame_get_buffer(rgb.get(), 0);
     if (!scaler || result < 0) {
         error = result < 0 ? libavError(result) : "no way from this pixel format to RGB";
         return nullptr;
     }
-    const bool small = picture.width <= 720 && picture.height <= 576;
+    const bool small = frame.width <= 720 && frame.height <= 576;
     const int* matrix = sws_getCoefficients(small ? SWS_CS_ITU601 : SWS_CS_ITU709);
     constexpr int kUnity = 1 << 16;
     sws_setColorspaceDetails(scaler.get(), matrix, 0, matrix, 1, 0, kUnity, kUnity);
-    sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height, rgb->data,
-              rgb->linesize);
+    sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, rgb->data, rgb->linesize);
     return rgb;
 }
 
@@ -63,12 +62,12 @@ PacketPtr encode(const AVFrame& rgb, std::string& error) {
 
 }  // namespace
 
-std::string savePng(const AVFrame& picture, const std::string& file) {
+std::string savePng(const AVFrame& frame, const std::string& file) {
     std::string error;
-    const FramePtr rgb = toRgb(picture, error);
+    const FramePtr rgb = toRgb(frame, error);
     const PacketPtr packet = rgb ? encode(*rgb, error) : nullptr;
     if (!packet) {
-        return "making a PNG of the picture failed: " + error;
+        return "making a PNG of the frame failed: " + error;
     }
     errno = 0;
     std::ofstream out(file, std::ios::binary | std::ios::trunc);

@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 using asio::ip::tcp;
 
 constexpr std::chrono::seconds kConnectTime{5};
-constexpr std::chrono::seconds kFirstPictureTime{10};
+constexpr std::chrono::seconds kFirstFrameTime{10};
 constexpr std::chrono::milliseconds kLookInterval{100};
 
 std::int64_t wallClock100ns() {
@@ -54,7 +54,7 @@ public:
             m_context.restart();
             m_context.run();
             m_result.elapsedSeconds = std::chrono::duration<double>(Clock::now() - m_start).count();
-            keepLastPicture();
+            keepLastFrame();
         }
         return std::move(m_result);
     }
@@ -146,7 +146,7 @@ private:
             }
         }
         if (result == wire::MessageReader::Result::Garbage) {
-            endEarly(fmt::format("the source sent garbage: {}", m_reader.fault()));
+            endEarly(fmt::format("the source sent garbage: {}", m_reader.error()));
         }
     }
 
@@ -195,20 +195,20 @@ private:
 
     void decode(const wire::ByteView& data) {
         const auto& video = *m_result.video;
-        m_picture = m_decoder.decode(video.fourCC, video.width, video.height, data.data, data.size);
-        if (m_picture == nullptr) {
+        m_frame = m_decoder.decode(video.fourCC, video.width, video.height, data.data, data.size);
+        if (m_frame == nullptr) {
             m_result.statistics.addCorrupt();
             if (m_result.statistics.corrupt() == 1) {
-                m_tell("A damaged picture: " + m_decoder.error());
+                m_tell("A damaged frame: " + m_decoder.error());
             }
             return;
         }
         if (!m_options.saveFile.empty()) {
-            m_result.picture.reset(av_frame_clone(m_picture));
+            m_result.frame.reset(av_frame_clone(m_frame));
         }
     }
 
-    void keepLastPicture() {
+    void keepLastFrame() {
         if (!m_lastPacket.empty() && m_result.video) {
             decode({m_lastPacket.data(), m_lastPacket.size()});
         }
@@ -230,8 +230,8 @@ private:
                 const bool tooFew = m_options.frames.has_value();
                 end(tooFew ? Reception::End::Early : Reception::End::Complete,
                     tooFew ? "the time was over before all frames had come" : "");
-            } else if (!m_options.seconds && nothing && elapsed >= kFirstPictureTime) {
-                end(Reception::End::Nothing, "no picture within ten seconds");
+            } else if (!m_options.seconds && nothing && elapsed >= kFirstFrameTime) {
+                end(Reception::End::Nothing, "no frame within ten seconds");
             } else {
                 watch();
             }
@@ -265,7 +265,7 @@ private:
     std::array<std::uint8_t, 256 * 1024> m_buffer{};
     wire::MessageReader m_reader{wire::Limits::forReceiver()};
     Decoder m_decoder;
-    const AVFrame* m_picture = nullptr;  ///< The decoder's.
+    const AVFrame* m_frame = nullptr;  ///< The decoder's.
     std::vector<std::uint8_t> m_lastPacket;
     bool m_ended = false;
     Reception m_result;

@@ -1,5 +1,5 @@
 #pragma once
-// One connection to a source: asks for its pictures and takes them.
+// One connection to a source: asks for its frames and takes them.
 
 #include <asio/ip/tcp.hpp>
 #include <atomic>
@@ -20,7 +20,7 @@ struct Reception {
     enum class End {
         Complete,      ///< Everything asked for arrived, or the user ended it.
         NoConnection,  ///< `reason` says what was tried and why it failed.
-        Nothing,       ///< Connected, but no picture came.
+        Nothing,       ///< Connected, but no frame came.
         Early,         ///< The source went away first, or sent garbage.
     };
 
@@ -29,8 +29,8 @@ struct Reception {
     End end = End::NoConnection;
     std::string reason;
     Statistics statistics;
-    std::optional<ndi::wire::VideoInfo> video;  ///< Of the last picture.
-    FramePtr picture;                           ///< The last one that could be decoded.
+    std::optional<ndi::wire::VideoInfo> video;  ///< Of the last frame.
+    FramePtr frame;                             ///< The last one that could be decoded.
     double elapsedSeconds = 0;                  ///< Since the connection was made.
 };
 
@@ -44,7 +44,7 @@ using Tell = std::function<void(const std::string& line)>;
 
 /// Connects (the first endpoint that answers) and receives what `options` ask for. Blocks until
 /// that is done, `interrupted` becomes true (looked at ten times a second), or the source fails.
-/// Without an end asked for, a connection that brings no picture is given up after ten seconds.
+/// Without an end asked for, a connection that brings no frame is given up after ten seconds.
 [[nodiscard]] Reception receive(const Target& target, const Options& options,
                                 const std::atomic<bool>& interrupted, const Tell& tell);
 

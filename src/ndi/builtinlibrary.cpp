@@ -54,9 +54,9 @@ public:
         }
     }
 
-    void hint(NDIlib_send_instance_t instance, const support::ChangedRows& changed) override {
-        if (const auto source = find(instance, "hintChangedRows")) {
-            source->hint(changed);
+    void hint(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) override {
+        if (const auto source = find(instance, "hintDirtyRows")) {
+            source->hint(dirty);
         }
     }
 

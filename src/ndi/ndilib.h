@@ -41,7 +41,7 @@ typedef struct NDIlib_video_frame_v2_t {
     int xres, yres;  ///< Pixels.
     NDIlib_FourCC_type_e FourCC;
     int frame_rate_N, frame_rate_D;
-    float picture_aspect_ratio;  ///< Width / height of the picture; 0: square pixels.
+    float picture_aspect_ratio;  ///< Width / height of the frame; 0: square pixels.
     NDIlib_frame_format_type_e frame_format_type;
     std::int64_t timecode;  ///< Units of 100 ns.
     std::uint8_t* p_data;
@@ -57,8 +57,8 @@ bool NDIlib_initialize();
 /// name is taken. Blocks until the name is known to be free (about a second).
 NDIlib_send_instance_t NDIlib_send_create(const NDIlib_send_create_t* p_create_settings);
 
-/// Sends one uncompressed picture. The data is not used after the call. With clock_video the call
-/// returns when the next picture is due.
+/// Sends one uncompressed frame. The data is not used after the call. With clock_video the call
+/// returns when the next frame is due.
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t p_instance,
                                const NDIlib_video_frame_v2_t* p_video_data);
 

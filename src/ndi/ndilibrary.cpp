@@ -103,9 +103,9 @@ void NDIlib_send_destroy(NDIlib_send_instance_t p_instance) {
 
 namespace ndi {
 
-void hintChangedRows(NDIlib_send_instance_t instance, const support::ChangedRows& changed) {
+void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) {
     if (auto* const library = choice().library(__func__)) {
-        library->hint(instance, changed);
+        library->hint(instance, dirty);
     }
 }
 

@@ -7,7 +7,7 @@
 
 #include "ndi/ndilib.h"
 #include "ndi/output/source.h"
-#include "support/changedrows.h"
+#include "support/dirtyrows.h"
 
 namespace ndi {
 
@@ -20,7 +20,7 @@ public:
     [[nodiscard]] virtual NDIlib_send_instance_t create(const NDIlib_send_create_t* settings) = 0;
     virtual void send(NDIlib_send_instance_t instance, const NDIlib_video_frame_v2_t* frame) = 0;
     virtual void destroy(NDIlib_send_instance_t instance) = 0;
-    virtual void hint(NDIlib_send_instance_t instance, const support::ChangedRows& changed) = 0;
+    virtual void hint(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) = 0;
 };
 
 /// Reads an environment variable; empty when it is not set.

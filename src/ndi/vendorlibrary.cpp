@@ -48,7 +48,7 @@ public:
         m_send(instance, frame);
     }
     void destroy(NDIlib_send_instance_t instance) override { m_destroy(instance); }
-    void hint(NDIlib_send_instance_t /*instance*/, const support::ChangedRows& /*rows*/) override {}
+    void hint(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& /*rows*/) override {}
 
 private:
     explicit VendorLibrary(std::unique_ptr<SharedLibrary> library)
@@ -89,17 +89,17 @@ std::unique_ptr<SendLibrary> loadVendorLibrary(const Environment& environment, s
                                                std::string& reason) {
     reason.clear();
     for (const auto& candidate : candidates(environment)) {
-        std::string fault;
-        auto file = loadLibrary(candidate.path, fault);
+        std::string error;
+        auto file = loadLibrary(candidate.path, error);
         const bool found = file != nullptr;
         if (found) {
-            if (auto vendor = VendorLibrary::open(std::move(file), path, fault)) {
+            if (auto vendor = VendorLibrary::open(std::move(file), path, error)) {
                 return vendor;
             }
-            fault = fmt::format("{}: {}", candidate.path, fault);
+            error = fmt::format("{}: {}", candidate.path, error);
         }
         if (found || candidate.promised) {
-            reason.append(reason.empty() ? "" : "; ").append(fault);
+            reason.append(reason.empty() ? "" : "; ").append(error);
         }
     }
     return nullptr;

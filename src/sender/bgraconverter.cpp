@@ -28,22 +28,22 @@ void copyOpaque(const std::uint8_t* source, std::ptrdiff_t stride, int width, in
 
 }  // namespace
 
-bool BgraConverter::convert(const AVFrame& picture, int width, int height, std::uint8_t* dest) {
-    const auto format = static_cast<AVPixelFormat>(picture.format);
-    const bool sameSize = picture.width == width && picture.height == height;
+bool BgraConverter::convert(const AVFrame& frame, int width, int height, std::uint8_t* dest) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const bool sameSize = frame.width == width && frame.height == height;
     if (sameSize && (format == AV_PIX_FMT_BGR0 || format == AV_PIX_FMT_BGRA)) {
-        copyOpaque(picture.data[0], picture.linesize[0], width, height, dest);
+        copyOpaque(frame.data[0], frame.linesize[0], width, height, dest);
         return true;
     }
 
-    m_scaler.reset(sws_getCachedContext(m_scaler.release(), picture.width, picture.height, format,
+    m_scaler.reset(sws_getCachedContext(m_scaler.release(), frame.width, frame.height, format,
                                         width, height, AV_PIX_FMT_BGRA, SWS_BICUBIC, nullptr,
                                         nullptr, nullptr));
     if (!m_scaler) {
         return false;
     }
     const int stride = width * kBytesPerPixel;
-    sws_scale(m_scaler.get(), picture.data, picture.linesize, 0, picture.height, &dest, &stride);
+    sws_scale(m_scaler.get(), frame.data, frame.linesize, 0, frame.height, &dest, &stride);
     copyOpaque(dest, stride, width, height, dest);
     return true;
 }

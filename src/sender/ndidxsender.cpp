@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::size_t kLongestOutputName = 199;
-constexpr std::int64_t kNoPictureSleepMs = 2;
+constexpr std::int64_t kNoFrameSleepMs = 2;
 constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 
 const auto kProgramStart = std::chrono::steady_clock::now();
@@ -79,18 +79,18 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
     return m_capturer->InitCapture(deviceName.c_str());
 }
 
-/// A new buffer, opaque and black where no picture will reach it. The old one is gone when this
+/// A new buffer, opaque and black where no frame will reach it. The old one is gone when this
 /// succeeds.
 bool NdiDxSender::allocateFrame(int w, int h) {
     const std::int64_t pixels = std::int64_t{w} * h;
     if (pixels > std::numeric_limits<std::int32_t>::max() / 4) {
-        HV_ERROR("a picture of {}x{} is larger than any frame buffer", w, h);
+        HV_ERROR("a frame of {}x{} is larger than any frame buffer", w, h);
         return false;
     }
     try {
         m_frame = std::vector<std::uint32_t>(static_cast<std::size_t>(pixels), kOpaqueBlack);
     } catch (const std::bad_alloc&) {
-        HV_ERROR("no memory for a picture of {}x{}", w, h);
+        HV_ERROR("no memory for a frame of {}x{}", w, h);
         return false;
     }
     return true;
@@ -132,7 +132,7 @@ void NdiDxSender::sendFrameThread() {
     bool sentBefore = false;
     while (m_bRun) {
         if (!readFrame()) {
-            m_timing.sleep(kNoPictureSleepMs);
+            m_timing.sleep(kNoFrameSleepMs);
             continue;
         }
         if (const std::optional<int> sum = rate.pass(m_timing.clockUs())) {
@@ -149,7 +149,7 @@ void NdiDxSender::sendFrameThread() {
         sentBefore = true;
 
         // The tick is taken before the sleep, so the sleep counts as time spent on the next
-        // picture: that is the wanted pace.
+        // frame: that is the wanted pace.
         const auto now = m_timing.clockMs();
         const auto elapsed = now - lastTick;
         lastTick = now;
@@ -166,9 +166,9 @@ bool NdiDxSender::readFrame() {
 }
 
 void NdiDxSender::sendFrame(bool buildsOnLastOne) {
-    // Before this thread's first picture, somebody else may have sent one on this instance.
-    static const support::ChangedRows kUnknown;
-    // Only this thread reads pictures, so nobody changes the rows behind our back.
-    ndi::hintChangedRows(m_pSendInstance, buildsOnLastOne ? m_capturer->ChangedRows() : kUnknown);
+    // Before this thread's first frame, somebody else may have sent one on this instance.
+    static const support::DirtyRows kUnknown;
+    // Only this thread reads frames, so nobody changes the rows behind our back.
+    ndi::hintDirtyRows(m_pSendInstance, buildsOnLastOne ? m_capturer->DirtyRows() : kUnknown);
     NDIlib_send_send_video_v2(m_pSendInstance, &m_videoFrame);
 }

@@ -16,7 +16,7 @@
 /// The sender of the default capture path: one thread takes the region from the platform's
 /// capturer straight into the frame buffer, sends it and paces itself.
 ///
-/// The announced rate stays 30000/1001 and the pacing sleeps on every second picture only; both
+/// The announced rate stays 30000/1001 and the pacing sleeps on every second frame only; both
 /// are meant to be so.
 class NdiDxSender : public NDISenderBase {
 public:

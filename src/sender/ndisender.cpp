@@ -58,11 +58,11 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
     m_y = y;
     m_w = w;
     m_h = h;
-    m_picture.assign(static_cast<std::size_t>(h) * static_cast<std::size_t>(w) * 4, 0);
+    m_frameBuffer.assign(static_cast<std::size_t>(h) * static_cast<std::size_t>(w) * 4, 0);
     m_videoFrame.xres = w;
     m_videoFrame.yres = h;
     m_videoFrame.FourCC = NDIlib_FourCC_type_BGRA;
-    m_videoFrame.p_data = m_picture.data();
+    m_videoFrame.p_data = m_frameBuffer.data();
 
     if (!openDevice(framerate) || !openDecoder()) {
         return false;
@@ -99,7 +99,7 @@ bool NDISender::openDevice(int rate) {
         return false;
     }
 
-    // A grabbing device says its rate itself. Measuring it would hold the window up for 20 pictures
+    // A grabbing device says its rate itself. Measuring it would hold the window up for 20 frames
     // and send them later, stale.
     demuxer->fps_probe_size = 0;
     result = avformat_find_stream_info(demuxer, nullptr);
@@ -223,7 +223,7 @@ void NDISender::sendFrameThread() {
         if (!m_converter.convert(*frame, m_videoFrame.xres, m_videoFrame.yres,
                                  m_videoFrame.p_data)) {
             if (!std::exchange(saidUnreadable, true)) {
-                HV_WARN("{}: pictures of pixel format {} can't be converted and are not sent",
+                HV_WARN("{}: frames of pixel format {} can't be converted and are not sent",
                         m_device, frame->format);
             }
             continue;

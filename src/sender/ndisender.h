@@ -29,7 +29,7 @@ struct VsFrame {
 /// pause(), and with it stop(), reset() and the destructor, waits for one read of the device and
 /// one NDI send. A read lasts at most one frame interval and the display's answer, which the
 /// window depends on as well. A display that goes away ends the waiting; some devices then go on
-/// handing out old pictures.
+/// handing out old frames.
 ///
 /// Coordinates are those of the whole desktop; the output's name is kept and not needed. Failures
 /// of initParmeter() are said on standard output, and with their cause in the log. A capture that
@@ -60,7 +60,7 @@ private:
 
     NDIlib_send_instance_t m_pSendInstance;
     NDIlib_video_frame_v2_t m_videoFrame{};
-    std::vector<std::uint8_t> m_picture;  ///< What m_videoFrame.p_data points to.
+    std::vector<std::uint8_t> m_frameBuffer;  ///< What m_videoFrame.p_data points to.
     std::unique_ptr<VsFrame> m_pVsFrame;
     std::unique_ptr<std::thread> m_pSendThread;
     std::unique_ptr<std::thread> m_pCaptureThread;

@@ -10,7 +10,7 @@ public:
     virtual ~NDISenderBase() = default;
 
     /// Stores the parameters and opens the capture. The rectangle is in pixels, w and h at least
-    /// 1; `framerate` in pictures a second; `outputName` names the output in UTF-8. True: start()
+    /// 1; `framerate` in fps; `outputName` names the output in UTF-8. True: start()
     /// may follow. False: nothing was changed that a later reset() does not undo.
     virtual bool initParmeter(int x, int y, int w, int h, int framerate,
                               std::string outputName) = 0;

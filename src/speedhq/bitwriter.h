@@ -13,7 +13,7 @@ struct BitWriter {
     std::uint64_t pending = 0;
     unsigned pendingCount = 0;
 
-    explicit BitWriter(std::uint8_t* room) : next(room) {}
+    explicit BitWriter(std::uint8_t* buffer) : next(buffer) {}
 
     /// Bits written since `start`, which is where this writer began.
     [[nodiscard]] std::size_t bitsSince(const std::uint8_t* start) const {

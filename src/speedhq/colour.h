@@ -25,12 +25,12 @@ struct ColourMatrix {
     ColourRow cr;
 };
 
-/// The matrix receivers expect for a picture of this size: BT.601 up to 720x576, above it BT.709.
+/// The matrix receivers expect for a frame of this size: BT.601 up to 720x576, above it BT.709.
 ///
 /// Above 1920x1080 the published rule names BT.2020. Whether receivers follow it for ordinary
-/// standard-range pictures is doubtful; a desktop is sRGB, whose primaries are BT.709's, and a
+/// standard-range frames is doubtful; a desktop is sRGB, whose primaries are BT.709's, and a
 /// wrong guess costs little between 709 and 2020 (13 of 255 at worst) and much between 601 and
-/// either. So large pictures stay with BT.709: right for receivers that treat all HD alike, and
+/// either. So large frames stay with BT.709: right for receivers that treat all HD alike, and
 /// scaling a source down or cropping it across the 1920 border does not change its colours.
 [[nodiscard]] const ColourMatrix& colourMatrixFor(int width, int height);
 

@@ -3,38 +3,38 @@
 namespace speedhq {
 
 Encoder::Encoder(int threads, const Kernels& kernels)
-    : m_pool(threads), m_full(m_pool, kernels, fullPictureBudget), m_preview(m_pool, kernels) {}
+    : m_pool(threads), m_main(m_pool, kernels, mainStreamBudget), m_preview(m_pool, kernels) {}
 
-void Encoder::keep(const PictureView& picture, const support::ChangedRows& changed) {
-    m_full.keep(picture, changed);
+void Encoder::updateReference(const FrameView& frame, const support::DirtyRows& dirty) {
+    m_main.updateReference(frame, dirty);
 }
 
-EncodedStreams Encoder::encode(const PictureView& picture, const support::ChangedRows& changed,
+EncodedStreams Encoder::encode(const FrameView& frame, const support::DirtyRows& dirty,
                                Streams wanted) {
     EncodedStreams streams;
-    if (wanted.full) {
-        streams.full = m_full.encode(picture, changed);
+    if (wanted.main) {
+        streams.main = m_main.encode(frame, dirty);
     } else {
-        m_full.keep(picture, changed);
+        m_main.updateReference(frame, dirty);
     }
     if (wanted.preview) {
-        streams.preview = m_preview.encode(m_full.coder(), picture);
+        streams.preview = m_preview.encode(m_main.encoder(), frame);
     }
     return streams;
 }
 
-EncodedStreams Encoder::encodeKept(Streams wanted) {
+EncodedStreams Encoder::encodeReference(Streams wanted) {
     EncodedStreams streams;
-    if (wanted.full) {
-        streams.full = m_full.encodeKept();
+    if (wanted.main) {
+        streams.main = m_main.encodeReference();
     }
     if (wanted.preview) {
-        streams.preview = m_preview.encodeKept(m_full.coder());
+        streams.preview = m_preview.encodeReference(m_main.encoder());
     }
     return streams;
 }
 
-std::unique_ptr<PictureEncoder> createPictureEncoder() {
+std::unique_ptr<FrameEncoder> createFrameEncoder() {
     return std::make_unique<Encoder>();
 }
 

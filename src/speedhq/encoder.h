@@ -1,30 +1,29 @@
 #pragma once
-// The built-in output's encoder: createPictureEncoder() makes one for this machine.
+// The built-in output's encoder: createFrameEncoder() makes one for this machine.
 
 #include <cstddef>
 
 #include "speedhq/frameencoder.h"
 #include "speedhq/kernels.h"
 #include "speedhq/preview.h"
-#include "speedhq/rowpool.h"
 #include "speedhq/stream.h"
+#include "speedhq/workerpool.h"
 
 namespace speedhq {
 
-class Encoder : public PictureEncoder {
+class Encoder : public FrameEncoder {
 public:
     /// `threads` counts the caller's.
     explicit Encoder(int threads = defaultThreads(), const Kernels& kernels = bestKernels());
 
-    void keep(const PictureView& picture, const support::ChangedRows& changed) override;
-    [[nodiscard]] EncodedStreams encode(const PictureView& picture,
-                                        const support::ChangedRows& changed,
+    void updateReference(const FrameView& frame, const support::DirtyRows& dirty) override;
+    [[nodiscard]] EncodedStreams encode(const FrameView& frame, const support::DirtyRows& dirty,
                                         Streams wanted) override;
-    [[nodiscard]] EncodedStreams encodeKept(Streams wanted) override;
+    [[nodiscard]] EncodedStreams encodeReference(Streams wanted) override;
 
 private:
-    RowPool m_pool;
-    Stream m_full;
+    WorkerPool m_pool;
+    Stream m_main;
     Preview m_preview;
 };
 

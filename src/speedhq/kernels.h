@@ -16,7 +16,7 @@ namespace speedhq {
 struct Kernels {
     const char* name;
 
-    /// Compares one line of `count` macroblocks, each `bytes` (32 or 64) wide, of two pictures and
+    /// Compares one line of `count` macroblocks, each `bytes` (32 or 64) wide, of two frames and
     /// sets changed[i] to 1 where they differ; never clears. Returns how many it set anew.
     int (*markChanged)(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
                        std::uint8_t* changed);

@@ -123,7 +123,7 @@ inline __m256i differences(const std::uint8_t* a, const std::uint8_t* b) {
                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
 }
 
-// Half vectors: pictures seldom begin at a multiple of 64 bytes, and whole vectors then straddle
+// Half vectors: frames seldom begin at a multiple of 64 bytes, and whole vectors then straddle
 // two cache lines every time.
 int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
                 std::uint8_t* changed) {

@@ -5,84 +5,84 @@
 
 namespace speedhq {
 
-void CodedRow::store(const std::uint8_t* bits) {
+void EncodedRow::store(const std::uint8_t* bits) {
     const std::size_t bytes = (bitCount() + 7) / 8;
-    if (bytes + kBitSlack > m_room) {
+    if (bytes + kBitSlack > m_buffer) {
         // A quarter more, so that a row that grows by and by does not ask each time.
-        m_room = bytes + bytes / 4 + kBitSlack;
-        m_bits.reset(new std::uint8_t[m_room]());
+        m_buffer = bytes + bytes / 4 + kBitSlack;
+        m_bits.reset(new std::uint8_t[m_buffer]());
     }
     std::memcpy(m_bits.get(), bits, bytes);
 }
 
-void RowCoder::prepare(std::size_t macroblocks) {
-    if (macroblocks > m_roomFor) {
-        m_roomFor = macroblocks;
-        m_room.reset(new std::uint8_t[macroblocks * kMaxMacroblockBytes + kBitSlack]);
+void RowEncoder::prepare(std::size_t macroblocks) {
+    if (macroblocks > m_bufferFor) {
+        m_bufferFor = macroblocks;
+        m_buffer.reset(new std::uint8_t[macroblocks * kMaxMacroblockBytes + kBitSlack]);
     }
     m_flags.assign(macroblocks, 0);
 }
 
-void RowCoder::codeMacroblock(const RowSettings& settings, const KeptPicture& picture, int row,
-                              int column, BitWriter& writer, DcPredictors& predictors) {
+void RowEncoder::encodeMacroblock(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                                  int column, BitWriter& writer, DcPredictors& predictors) {
     const std::uint8_t* const pixels =
-        picture.line(row * 16) + static_cast<std::ptrdiff_t>(column) * picture.blockBytes();
-    if (picture.format() == PixelFormat::Uyvy) {
-        settings.kernels.convertUyvy(pixels, picture.stride(), m_samples);
+        frame.line(row * 16) + static_cast<std::ptrdiff_t>(column) * frame.blockBytes();
+    if (frame.format() == PixelFormat::Uyvy) {
+        settings.kernels.convertUyvy(pixels, frame.stride(), m_samples);
     } else {
-        settings.kernels.convertBgra(pixels, picture.stride(), settings.matrix, m_samples);
+        settings.kernels.convertBgra(pixels, frame.stride(), settings.matrix, m_samples);
     }
     settings.kernels.transform(m_samples, settings.quantiser, m_levels);
     settings.kernels.write(m_levels, settings.codes, predictors, writer);
 }
 
-void RowCoder::code(const RowSettings& settings, const KeptPicture& picture, int row,
-                    CodedRow& coded) {
-    BitWriter writer(m_room.get());
+void RowEncoder::encode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                        EncodedRow& encoded) {
+    BitWriter writer(m_buffer.get());
     DcPredictors predictors;
-    for (int column = 0; column < picture.columns(); ++column) {
-        codeMacroblock(settings, picture, row, column, writer, predictors);
-        coded.ends()[static_cast<std::size_t>(column)] = {
-            static_cast<std::uint32_t>(writer.bitsSince(m_room.get())), predictors};
+    for (int column = 0; column < frame.columns(); ++column) {
+        encodeMacroblock(settings, frame, row, column, writer, predictors);
+        encoded.ends()[static_cast<std::size_t>(column)] = {
+            static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
     }
-    finish(writer, coded);
+    finish(writer, encoded);
 }
 
-void RowCoder::recode(const RowSettings& settings, const KeptPicture& picture, int row,
-                      CodedRow& coded) {
-    BitWriter writer(m_room.get());
+void RowEncoder::reencode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                          EncodedRow& encoded) {
+    BitWriter writer(m_buffer.get());
     DcPredictors predictors;
-    CodedRow::End before{0, {}};  // What stood before the current macroblock in the old bits.
-    const int columns = picture.columns();
+    EncodedRow::End before{0, {}};  // What stood before the current macroblock in the old bits.
+    const int columns = frame.columns();
     for (int column = 0; column < columns;) {
-        auto* end = &coded.ends()[static_cast<std::size_t>(column)];
+        auto* end = &encoded.ends()[static_cast<std::size_t>(column)];
         if (m_flags[static_cast<std::size_t>(column)] != 0 || predictors != before.dc) {
             before = *end;
-            codeMacroblock(settings, picture, row, column, writer, predictors);
-            *end = {static_cast<std::uint32_t>(writer.bitsSince(m_room.get())), predictors};
+            encodeMacroblock(settings, frame, row, column, writer, predictors);
+            *end = {static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
             ++column;
             continue;
         }
         const std::uint32_t from = before.bit;
-        const auto moved = static_cast<std::uint32_t>(writer.bitsSince(m_room.get())) - from;
+        const auto moved = static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())) - from;
         for (; column < columns && m_flags[static_cast<std::size_t>(column)] == 0; ++column) {
             before = *end;
             end->bit += moved;
             ++end;
         }
         predictors = before.dc;
-        appendBits(writer, coded.bits(), from, before.bit - from);
+        appendBits(writer, encoded.bits(), from, before.bit - from);
     }
-    finish(writer, coded);
+    finish(writer, encoded);
 }
 
-void RowCoder::finish(BitWriter& writer, CodedRow& coded) {
+void RowEncoder::finish(BitWriter& writer, EncodedRow& encoded) {
     finishBits(writer);
-    coded.store(m_room.get());
+    encoded.store(m_buffer.get());
     clearFlags();
 }
 
-void RowCoder::clearFlags() {
+void RowEncoder::clearFlags() {
     std::fill(m_flags.begin(), m_flags.end(), std::uint8_t{0});
 }
 

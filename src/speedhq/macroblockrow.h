@@ -9,13 +9,13 @@
 #include <memory>
 #include <vector>
 
-#include "speedhq/keptpicture.h"
 #include "speedhq/kernels.h"
+#include "speedhq/referenceframe.h"
 
 namespace speedhq {
 
 /// A row's bits, and how to take them apart.
-class CodedRow {
+class EncodedRow {
 public:
     /// Where a macroblock ends, and what it leaves to the next one.
     struct End {
@@ -23,7 +23,7 @@ public:
         DcPredictors dc;
     };
 
-    explicit CodedRow(std::size_t macroblocks) : m_ends(macroblocks) {}
+    explicit EncodedRow(std::size_t macroblocks) : m_ends(macroblocks) {}
 
     [[nodiscard]] const std::uint8_t* bits() const { return m_bits.get(); }
     [[nodiscard]] std::size_t bitCount() const { return m_ends.back().bit; }
@@ -35,10 +35,10 @@ public:
 private:
     std::vector<End> m_ends;
     std::unique_ptr<std::uint8_t[]> m_bits;
-    std::size_t m_room = 0;
+    std::size_t m_buffer = 0;
 };
 
-/// What all rows of a picture have in common.
+/// What all rows of a frame have in common.
 struct RowSettings {
     const Kernels& kernels;
     const ColourMatrix& matrix;
@@ -47,7 +47,7 @@ struct RowSettings {
 };
 
 /// Codes rows, one at a time. One per thread.
-class RowCoder {
+class RowEncoder {
 public:
     /// Makes room for rows of `macroblocks`.
     void prepare(std::size_t macroblocks);
@@ -57,20 +57,22 @@ public:
     void clearFlags();
 
     /// Codes the whole row. Clears the flags.
-    void code(const RowSettings& settings, const KeptPicture& picture, int row, CodedRow& coded);
+    void encode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                EncodedRow& encoded);
 
     /// Codes the macroblocks with a flag and keeps the bits of the others where it can. The
-    /// result is the same as that of code(). Clears the flags.
-    void recode(const RowSettings& settings, const KeptPicture& picture, int row, CodedRow& coded);
+    /// result is the same as that of encode(). Clears the flags.
+    void reencode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                  EncodedRow& encoded);
 
 private:
-    void codeMacroblock(const RowSettings& settings, const KeptPicture& picture, int row,
-                        int column, BitWriter& writer, DcPredictors& predictors);
-    void finish(BitWriter& writer, CodedRow& coded);
+    void encodeMacroblock(const RowSettings& settings, const ReferenceFrame& frame, int row,
+                          int column, BitWriter& writer, DcPredictors& predictors);
+    void finish(BitWriter& writer, EncodedRow& encoded);
 
     std::vector<std::uint8_t> m_flags;
-    std::unique_ptr<std::uint8_t[]> m_room;
-    std::size_t m_roomFor = 0;
+    std::unique_ptr<std::uint8_t[]> m_buffer;
+    std::size_t m_bufferFor = 0;
     MacroblockSamples m_samples{};
     MacroblockLevels m_levels{};
 };

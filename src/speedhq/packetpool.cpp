@@ -8,7 +8,7 @@
 namespace speedhq {
 
 /// Packets nobody uses. A handful is out at a time; more of them only while many receivers are
-/// stuck in different pictures, and those are not kept afterwards.
+/// stuck in different frames, and those are not kept afterwards.
 struct PacketPool::Shelf {
     static constexpr std::size_t kMost = 16;
 
@@ -76,17 +76,16 @@ std::unique_ptr<Packet> PacketPool::take(std::size_t bytes) {
     if (!packet) {
         packet = std::make_unique<Packet>();
     }
-    if (packet->roomSize < bytes) {
-        packet->roomSize = bytes + bytes / 4;
-        packet->room.reset(new std::uint8_t[packet->roomSize]);
+    if (packet->capacity < bytes) {
+        packet->capacity = bytes + bytes / 4;
+        packet->buffer.reset(new std::uint8_t[packet->capacity]);
     }
     return packet;
 }
 
-EncodedPicturePtr PacketPool::share(std::unique_ptr<Packet> packet) {
+EncodedFramePtr PacketPool::share(std::unique_ptr<Packet> packet) {
     Packet* const shared = packet.release();
-    return {&shared->picture, [](const EncodedPicture*) {},
-            InPacket<EncodedPicture>(m_shelf, shared)};
+    return {&shared->frame, [](const EncodedFrame*) {}, InPacket<EncodedFrame>(m_shelf, shared)};
 }
 
 }  // namespace speedhq

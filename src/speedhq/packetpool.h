@@ -1,7 +1,7 @@
 #pragma once
 // Room for finished packets. A packet is shared and immutable; when the last one who sends from it
-// lets go, its room, and that of the shared pointer's counters, comes back here, so that a running
-// encoder allocates nothing.
+// lets go, its buffer, and that of the shared pointer's counters, comes back here, so that a
+// running encoder allocates nothing.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +13,9 @@ namespace speedhq {
 
 /// Room for one packet, still being written.
 struct Packet {
-    EncodedPicture picture;
-    std::unique_ptr<std::uint8_t[]> room;
-    std::size_t roomSize = 0;
+    EncodedFrame frame;
+    std::unique_ptr<std::uint8_t[]> buffer;
+    std::size_t capacity = 0;
     /// Where the shared pointer keeps its counters.
     alignas(std::max_align_t) unsigned char counters[128] = {};
 };
@@ -26,11 +26,11 @@ public:
     PacketPool();
     ~PacketPool();
 
-    /// At least `bytes` of room, contents undefined.
+    /// At least `bytes` of buffer, contents undefined.
     [[nodiscard]] std::unique_ptr<Packet> take(std::size_t bytes);
 
     /// Makes `packet` immutable and shared.
-    [[nodiscard]] EncodedPicturePtr share(std::unique_ptr<Packet> packet);
+    [[nodiscard]] EncodedFramePtr share(std::unique_ptr<Packet> packet);
 
     struct Shelf;
 

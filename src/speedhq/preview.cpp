@@ -10,25 +10,25 @@ constexpr int kWidth = 640;
 
 }  // namespace
 
-EncodedPicturePtr Preview::encode(PictureCoder& full, const PictureView& rate) {
+EncodedFramePtr Preview::encode(IncrementalEncoder& main, const FrameView& rate) {
     m_rateNumerator = rate.rateNumerator;
     m_rateDenominator = rate.rateDenominator;
-    scale(full);
-    return m_stream.encode(view(), m_changed);
+    scale(main);
+    return m_stream.encode(view(), m_dirtyRows);
 }
 
-EncodedPicturePtr Preview::encodeKept(PictureCoder& full) {
-    if (full.kept().empty()) {
+EncodedFramePtr Preview::encodeReference(IncrementalEncoder& main) {
+    if (main.reference().empty()) {
         return nullptr;
     }
-    scale(full);
-    if (!m_changed.spans.empty()) {
-        return m_stream.encode(view(), m_changed);
+    scale(main);
+    if (!m_dirtyRows.spans.empty()) {
+        return m_stream.encode(view(), m_dirtyRows);
     }
-    return m_stream.encodeKept();
+    return m_stream.encodeReference();
 }
 
-void Preview::adoptShape(const KeptPicture& source) {
+void Preview::adoptShape(const ReferenceFrame& source) {
     if (m_lines && source.width() == m_sourceWidth && source.height() == m_sourceHeight &&
         source.format() == m_format) {
         return;
@@ -50,12 +50,12 @@ void Preview::adoptShape(const KeptPicture& source) {
     m_changedRows.assign(static_cast<std::size_t>(source.rows()), 1);
 }
 
-void Preview::scale(PictureCoder& full) {
-    adoptShape(full.kept());
-    full.takeChangedRows(m_changedRows);
+void Preview::scale(IncrementalEncoder& main) {
+    adoptShape(main.reference());
+    main.takeChangedMacroblockRows(m_changedRows);
     m_lineList.clear();
-    m_changed.known = true;
-    m_changed.spans.clear();
+    m_dirtyRows.known = true;
+    m_dirtyRows.spans.clear();
     for (int line = 0; line < m_height; ++line) {
         const int first = m_lines->first(line);
         const auto firstRow = m_changedRows.begin() + first / 16;
@@ -64,21 +64,21 @@ void Preview::scale(PictureCoder& full) {
             continue;
         }
         if (!m_lineList.empty() && m_lineList.back() == line - 1) {
-            ++m_changed.spans.back().count;
+            ++m_dirtyRows.spans.back().count;
         } else {
-            m_changed.spans.push_back({line, 1});
+            m_dirtyRows.spans.push_back({line, 1});
         }
         m_lineList.push_back(line);
     }
     std::fill(m_changedRows.begin(), m_changedRows.end(), std::uint8_t{0});
-    const KeptPicture& source = full.kept();
+    const ReferenceFrame& source = main.reference();
     m_pool.run(static_cast<int>(m_lineList.size()), [&](int item, int thread) {
         scaleLine(source, m_lineList[static_cast<std::size_t>(item)],
                   m_sums[static_cast<std::size_t>(thread)]);
     });
 }
 
-void Preview::scaleLine(const KeptPicture& source, int line, std::vector<std::uint16_t>& sums) {
+void Preview::scaleLine(const ReferenceFrame& source, int line, std::vector<std::uint16_t>& sums) {
     std::fill(sums.begin(), sums.end(), std::uint16_t{0});
     for (int i = 0; i < m_lines->count(line); ++i) {
         addLine(sums.data(), source.line(m_lines->first(line) + i), sums.size(),
@@ -94,7 +94,7 @@ void Preview::scaleLine(const KeptPicture& source, int line, std::vector<std::ui
     }
 }
 
-PictureView Preview::view() const {
+FrameView Preview::view() const {
     return {m_format,        m_width,         m_height,         m_stride,
             m_pixels.data(), m_rateNumerator, m_rateDenominator};
 }

@@ -10,26 +10,26 @@
 
 namespace speedhq {
 
-/// A picture of the same aspect, at most 640 pixels wide, scaled by area average; made again only
+/// A frame of the same aspect, at most 640 pixels wide, scaled by area average; made again only
 /// where the large one changed. One caller at a time.
 class Preview {
 public:
-    Preview(RowPool& pool, const Kernels& kernels)
+    Preview(WorkerPool& pool, const Kernels& kernels)
         : m_pool(pool), m_stream(pool, kernels, previewBudget) {}
 
-    /// The packet for the picture that `full` keeps. `rate` gives the pictures a second.
-    [[nodiscard]] EncodedPicturePtr encode(PictureCoder& full, const PictureView& rate);
+    /// The packet for the frame that `main` keeps. `rate` gives the fps.
+    [[nodiscard]] EncodedFramePtr encode(IncrementalEncoder& main, const FrameView& rate);
 
-    /// As Stream::encodeKept(), for the picture that `full` keeps.
-    [[nodiscard]] EncodedPicturePtr encodeKept(PictureCoder& full);
+    /// As Stream::encodeReference(), for the frame that `main` keeps.
+    [[nodiscard]] EncodedFramePtr encodeReference(IncrementalEncoder& main);
 
 private:
-    void adoptShape(const KeptPicture& source);
-    void scale(PictureCoder& full);
-    void scaleLine(const KeptPicture& source, int line, std::vector<std::uint16_t>& sums);
-    [[nodiscard]] PictureView view() const;
+    void adoptShape(const ReferenceFrame& source);
+    void scale(IncrementalEncoder& main);
+    void scaleLine(const ReferenceFrame& source, int line, std::vector<std::uint16_t>& sums);
+    [[nodiscard]] FrameView view() const;
 
-    RowPool& m_pool;
+    WorkerPool& m_pool;
     Stream m_stream;
     PixelFormat m_format = PixelFormat::Bgra;
     int m_sourceWidth = 0;
@@ -46,7 +46,7 @@ private:
     std::vector<std::vector<std::uint16_t>> m_sums;  ///< One line, for each thread.
     std::vector<std::uint8_t> m_changedRows;         ///< Of the source, in macroblocks.
     std::vector<int> m_lineList;                     ///< Lines to scale again.
-    support::ChangedRows m_changed;                  ///< The same, as spans.
+    support::DirtyRows m_dirtyRows;                  ///< The same, as spans.
 };
 
 }  // namespace speedhq

@@ -8,11 +8,11 @@ namespace speedhq {
 
 namespace {
 
-/// From here on a picture counts as new rather than as one with a change in it.
+/// From here on a frame counts as new rather than as one with a change in it.
 constexpr double kMostlyNew = 0.25;
-/// Pictures are left alone within this share of the budget.
+/// Frames are left alone within this share of the budget.
 constexpr double kTolerance = 0.12;
-/// In pictures' budgets.
+/// In frames' budgets.
 constexpr double kMostCredit = 16;
 
 /// The quantiser's steps are proportional to 100 - quality, which is always even.
@@ -25,7 +25,7 @@ int evenAtLeast(double step) {
 
 struct RatePoint {
     double pixels;
-    double bytes;  ///< At 60 pictures a second.
+    double bytes;  ///< At 60 fps.
 };
 
 /// The vendor's published rates, plus 11.6 %, which puts 1920x1080 in the middle of what its
@@ -36,15 +36,15 @@ constexpr RatePoint kPublished[] = {{640.0 * 360, 65.83e6 / 8 / 60},
                                     {1920.0 * 1080, 132.14e6 / 8 / 60},
                                     {3840.0 * 2160, 249.99e6 / 8 / 60}};
 
-double usableRate(double picturesPerSecond) {
-    return std::clamp(picturesPerSecond, 10.0, 240.0);
+double usableRate(double framesPerSecond) {
+    return std::clamp(framesPerSecond, 10.0, 240.0);
 }
 
 }  // namespace
 
-double fullPictureBudget(int width, int height, double picturesPerSecond) {
+double mainStreamBudget(int width, int height, double framesPerSecond) {
     const double pixels = static_cast<double>(width) * height;
-    const double forRate = kAbovePublished * std::sqrt(60 / usableRate(picturesPerSecond));
+    const double forRate = kAbovePublished * std::sqrt(60 / usableRate(framesPerSecond));
     if (pixels <= kPublished[0].pixels) {
         return forRate * kPublished[0].bytes * pixels / kPublished[0].pixels;
     }
@@ -58,12 +58,12 @@ double fullPictureBudget(int width, int height, double picturesPerSecond) {
     return forRate * lower->bytes * std::pow(pixels / lower->pixels, exponent);
 }
 
-double previewBudget(int width, int height, double picturesPerSecond) {
+double previewBudget(int width, int height, double framesPerSecond) {
     constexpr double kBitsPerPixelAndSecond = 18.75e6 / (640 * 360);
-    return kBitsPerPixelAndSecond / 8 * width * height / usableRate(picturesPerSecond);
+    return kBitsPerPixelAndSecond / 8 * width * height / usableRate(framesPerSecond);
 }
 
-void RateControl::sent(std::size_t bytes, double coded) {
+void RateControl::sent(std::size_t bytes, double encoded) {
     const auto size = static_cast<double>(bytes);
     m_credit = std::clamp(m_credit + m_budget - size, -m_budget, kMostCredit * m_budget);
     m_refused = 100;
@@ -71,7 +71,7 @@ void RateControl::sent(std::size_t bytes, double coded) {
 
     learn(size);
     const double excess = size / m_budget;
-    const bool mustAct = coded >= kMostlyNew || m_credit < 0;
+    const bool mustAct = encoded >= kMostlyNew || m_credit < 0;
     if (m_quality > m_movingQuality) {
         if (mustAct) {
             m_quality = m_movingQuality;
@@ -100,7 +100,7 @@ void RateControl::learn(double size) {
     m_stepBefore = stepOf(m_quality);
 }
 
-/// The step at which a picture that is `excess` budgets large would have one.
+/// The step at which a frame that is `excess` budgets large would have one.
 double RateControl::fittingStep(double excess) const {
     return stepOf(m_quality) * std::pow(excess, 1 / m_exponent);
 }

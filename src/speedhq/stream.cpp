@@ -4,54 +4,54 @@
 
 namespace speedhq {
 
-void Stream::keep(const PictureView& picture, const support::ChangedRows& changed) {
-    setBudget(picture);
-    m_coder.keep(picture, changed);
+void Stream::updateReference(const FrameView& frame, const support::DirtyRows& dirty) {
+    setBudget(frame);
+    m_encoder.updateReference(frame, dirty);
 }
 
-EncodedPicturePtr Stream::encode(const PictureView& picture, const support::ChangedRows& changed) {
-    setBudget(picture);
-    EncodedPicturePtr packet = account(m_coder.encode(picture, changed, m_rate.quality()));
-    if (m_coder.codedShare() > 0) {
+EncodedFramePtr Stream::encode(const FrameView& frame, const support::DirtyRows& dirty) {
+    setBudget(frame);
+    EncodedFramePtr packet = account(m_encoder.encode(frame, dirty, m_rate.quality()));
+    if (m_encoder.encodedShare() > 0) {
         m_resting = 0;
     } else if (++m_resting % kRestBeforeRefining == 0) {
-        packet = encodeKept();
+        packet = encodeReference();
     }
     return packet;
 }
 
-EncodedPicturePtr Stream::encodeKept() {
-    if (m_coder.kept().empty()) {
+EncodedFramePtr Stream::encodeReference() {
+    if (m_encoder.reference().empty()) {
         return nullptr;
     }
-    if (!m_coder.upToDate()) {
-        return account(m_coder.encodeKept(m_rate.quality()));
+    if (!m_encoder.upToDate()) {
+        return account(m_encoder.encodeReference(m_rate.quality()));
     }
     const int better = m_rate.refinedQuality();
-    EncodedPicturePtr packet = m_coder.encodeKept(better);
+    EncodedFramePtr packet = m_encoder.encodeReference(better);
     if (!packet) {
         m_rate.refusedAt(better);
-        return m_coder.encodeKept(m_rate.quality());
+        return m_encoder.encodeReference(m_rate.quality());
     }
     m_rate.refined(better);
     m_rate.repeated();
     return packet;
 }
 
-void Stream::setBudget(const PictureView& picture) {
-    const double rate = picture.rateDenominator > 0
-                            ? static_cast<double>(picture.rateNumerator) / picture.rateDenominator
+void Stream::setBudget(const FrameView& frame) {
+    const double rate = frame.rateDenominator > 0
+                            ? static_cast<double>(frame.rateNumerator) / frame.rateDenominator
                             : 0.0;
-    m_rate.setBudget(m_budget(picture.width, picture.height, rate));
+    m_rate.setBudget(m_budget(frame.width, frame.height, rate));
 }
 
-/// Tells the rate control about the coder's latest packet, which is lowered until it fits.
-EncodedPicturePtr Stream::account(EncodedPicturePtr packet) {
+/// Tells the rate control about the encoder's latest packet, which is lowered until it fits.
+EncodedFramePtr Stream::account(EncodedFramePtr packet) {
     while (!packet && m_rate.lowerToFit()) {
-        packet = m_coder.encodeKept(m_rate.quality());
+        packet = m_encoder.encodeReference(m_rate.quality());
     }
-    if (packet && m_coder.codedShare() > 0) {
-        m_rate.sent(packet->size, m_coder.codedShare());
+    if (packet && m_encoder.encodedShare() > 0) {
+        m_rate.sent(packet->size, m_encoder.encodedShare());
     } else {
         m_rate.repeated();
     }

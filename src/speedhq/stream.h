@@ -1,7 +1,7 @@
 #pragma once
-// One stream of packets: a coder and the control of its rate.
+// One stream of packets: a encoder and the control of its rate.
 
-#include "speedhq/picturecoder.h"
+#include "speedhq/incrementalencoder.h"
 #include "speedhq/ratecontrol.h"
 
 namespace speedhq {
@@ -9,35 +9,34 @@ namespace speedhq {
 /// One caller at a time.
 class Stream {
 public:
-    using Budget = double (*)(int width, int height, double picturesPerSecond);
+    using Budget = double (*)(int width, int height, double framesPerSecond);
 
-    Stream(RowPool& pool, const Kernels& kernels, Budget budget,
+    Stream(WorkerPool& pool, const Kernels& kernels, Budget budget,
            std::size_t maxSliceBytes = kMaxSliceBytes)
-        : m_coder(pool, kernels, maxSliceBytes), m_budget(budget) {}
+        : m_encoder(pool, kernels, maxSliceBytes), m_budget(budget) {}
 
-    void keep(const PictureView& picture, const support::ChangedRows& changed);
+    void updateReference(const FrameView& frame, const support::DirtyRows& dirty);
 
-    /// A picture that comes again and again unchanged, from a sender that does not look, gets
-    /// better as one that rests. Null only when the picture fits into no packet at any quality.
-    [[nodiscard]] EncodedPicturePtr encode(const PictureView& picture,
-                                           const support::ChangedRows& changed);
+    /// A frame that comes again and again unchanged, from a sender that does not look, gets
+    /// better as one that rests. Null only when the frame fits into no packet at any quality.
+    [[nodiscard]] EncodedFramePtr encode(const FrameView& frame, const support::DirtyRows& dirty);
 
-    /// The packet of the kept picture: first as it would have been sent, then, with each call,
+    /// The packet of the kept frame: first as it would have been sent, then, with each call,
     /// better; in the end the same packet every time. Null when nothing is kept.
-    [[nodiscard]] EncodedPicturePtr encodeKept();
+    [[nodiscard]] EncodedFramePtr encodeReference();
 
-    [[nodiscard]] PictureCoder& coder() { return m_coder; }
+    [[nodiscard]] IncrementalEncoder& encoder() { return m_encoder; }
 
 private:
-    static constexpr int kRestBeforeRefining = 6;  ///< Unchanged pictures before each step.
+    static constexpr int kRestBeforeRefining = 6;  ///< Unchanged frames before each step.
 
-    void setBudget(const PictureView& picture);
-    [[nodiscard]] EncodedPicturePtr account(EncodedPicturePtr packet);
+    void setBudget(const FrameView& frame);
+    [[nodiscard]] EncodedFramePtr account(EncodedFramePtr packet);
 
-    PictureCoder m_coder;
+    IncrementalEncoder m_encoder;
     const Budget m_budget;
     RateControl m_rate;
-    int m_resting = 0;  ///< Unchanged pictures in a row.
+    int m_resting = 0;  ///< Unchanged frames in a row.
 };
 
 }  // namespace speedhq

@@ -89,7 +89,7 @@ void CaptureROI::beginSelection() {
     m_left = m_top = m_right = m_bottom = 0;
     unsetCursor();
     if (isVisible() && m_desktopPixmap.isNull()) {
-        takeDesktopPicture();
+        grabDesktopImage();
     }
     // For Escape, also where no window manager gives the focus. Not in show mode: there the
     // window that asked for the frame stays in front.
@@ -215,7 +215,7 @@ void CaptureROI::takeShape() {
 }
 
 /// Keeps the desktop as it looks now, where it won't shine through.
-void CaptureROI::takeDesktopPicture() {
+void CaptureROI::grabDesktopImage() {
     m_desktopPixmap = QPixmap();
     m_translucent = ui::windowsCanBeTranslucent();
     if (m_translucent) {
@@ -232,7 +232,7 @@ void CaptureROI::takeDesktopPicture() {
 void CaptureROI::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     // The window is not on the screen yet: the desktop can still be seen.
-    takeDesktopPicture();
+    grabDesktopImage();
     ui::keepOffTaskbar(*this);
 }
 

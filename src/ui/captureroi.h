@@ -69,14 +69,14 @@ private:
     void showButtonBar();
     void clearSelection();
     void takeShape();
-    void takeDesktopPicture();
+    void grabDesktopImage();
     [[nodiscard]] QRect frameRect() const;
 
     QWidget* m_pButtonBar = nullptr;
     QPushButton* m_pOkBtn = nullptr;
     QPushButton* m_pCancelBtn = nullptr;
     QHBoxLayout* m_pBarLayout = nullptr;
-    QPixmap m_basePixmap;     ///< The picture under the selection.
+    QPixmap m_basePixmap;     ///< The image under the selection.
     QPixmap m_workPixmap;     ///< The whitened layer that is drawn.
     QPixmap m_desktopPixmap;  ///< The desktop, where it can't shine through.
     /// The overlay's own coordinates while selecting, desktop coordinates while showing.

@@ -73,7 +73,7 @@ void TitleBar::createTitle() {
     loadIcon();
 }
 
-/// The picture beside the executable; on a screen with larger pixels than usual its larger twin,
+/// The image beside the executable; on a screen with larger pixels than usual its larger twin,
 /// which Qt marks as such by its name.
 void TitleBar::loadIcon() {
     const QString base = QCoreApplication::applicationDirPath() + "/configImage/NDI_ICON";

@@ -1,4 +1,4 @@
-// A picture that moves.
+// A frame that moves.
 
 #include <gtest/gtest.h>
 
@@ -15,31 +15,31 @@ using namespace std::chrono_literals;
 
 constexpr std::uint16_t kPort = 5961;  ///< Of the first source on a machine.
 
-/// The picture numbers that a receiver sees for a while; -1 where one can't be read.
+/// The frame numbers that a receiver sees for a while; -1 where one can't be read.
 std::set<int> numbers(testsupport::TestReceiver& receiver, std::chrono::milliseconds time) {
     std::set<int> seen;
-    for (const auto& received : receiver.pictures(time)) {
-        const auto picture = testsupport::decode(received);
-        if (!picture) {
+    for (const auto& received : receiver.frames(time)) {
+        const auto frame = testsupport::decode(received);
+        if (!frame) {
             seen.insert(-1);
             continue;
         }
-        const QImage luma(picture->luma.data(), picture->width, picture->height, picture->width,
+        const QImage luma(frame->luma.data(), frame->width, frame->height, frame->width,
                           QImage::Format_Grayscale8);
         seen.insert(testpattern::readCounter(luma));
     }
     return seen;
 }
 
-TEST(MovingPicture, StopsForAPauseAndForNothingElse) {
+TEST(MovingFrame, StopsForAPauseAndForNothingElse) {
     QTemporaryDir folder;
-    const auto picture = showTestPicture(30, folder.filePath("picture.out").toStdString());
+    const auto frame = showTestPattern(30, folder.filePath("frame.out").toStdString());
     ProgramRun program;
     program.click(control::kStart);
     testsupport::TestReceiver receiver(kPort);
     receiver.sayHello();
     const auto moves = [&receiver] {
-        (void)receiver.pictures(500ms);  // What was on its way.
+        (void)receiver.frames(500ms);  // What was on its way.
         return tests::eventually([&] { return numbers(receiver, 1s).size() > 5; }, 20s);
     };
     EXPECT_TRUE(moves());

@@ -5,7 +5,7 @@
 #include <QRegularExpression>
 
 #include "programrun.h"
-#include "support/picturecompare.h"
+#include "support/framecompare.h"
 #include "testpattern.h"
 
 namespace e2e {
@@ -16,10 +16,10 @@ using namespace std::chrono_literals;
 class Operator : public testing::TestWithParam<bool> {
 protected:
     /// What a receiver gets is, after a while, what the screen shows at `area`.
-    void expectPicture(const ProgramRun& program, const QRect& area) {
-        expectPicture(program, area, program.name());
+    void expectFrame(const ProgramRun& program, const QRect& area) {
+        expectFrame(program, area, program.name());
     }
-    void expectPicture(const ProgramRun& program, const QRect& area, const std::string& name) {
+    void expectFrame(const ProgramRun& program, const QRect& area, const std::string& name) {
         const std::string file = program.path("received.png");
         std::string output;
         EXPECT_TRUE(tests::eventually(
@@ -53,8 +53,8 @@ protected:
     }
 
     QTemporaryDir m_folder;
-    std::unique_ptr<tests::Process> m_picture =
-        showTestPicture(0, m_folder.filePath("picture.out").toStdString());
+    std::unique_ptr<tests::Process> m_pattern =
+        showTestPattern(0, m_folder.filePath("frame.out").toStdString());
     const QImage m_desktop = grabScreen();
     QImage m_received;
     QImage m_screen;
@@ -63,7 +63,7 @@ protected:
 TEST_P(Operator, SendsTheScreenAsItIs) {
     ProgramRun program(GetParam());
     program.click(control::kStart);
-    expectPicture(program, m_desktop.rect());
+    expectFrame(program, m_desktop.rect());
     for (int bar = 0; bar < testpattern::kBars; ++bar) {
         const QRect inside = testpattern::barRect(m_screen.size(), bar).adjusted(16, 0, -16, -16);
         EXPECT_LE(tests::largestDifference(m_received, m_screen, inside), 4) << "bar " << bar;
@@ -89,11 +89,11 @@ TEST_F(Region, IsDrawnOnTheDesktop) {
     waitUntilLike(m_desktop, elsewhere);
     waitUntilUnlike(m_desktop, confirm);
     clickAt(confirm);
-    expectPicture(program, region);
+    expectFrame(program, region);
 
     program.click(control::kReset);
     program.click(control::kStart);
-    expectPicture(program, m_desktop.rect());
+    expectFrame(program, m_desktop.rect());
 }
 
 TEST_F(Region, IsTypedOnTheSecondScreen) {
@@ -105,13 +105,13 @@ TEST_F(Region, IsTypedOnTheSecondScreen) {
         program.click(control::kScreen);
         xdotool({"key", "Down", "Return"});
         program.click(control::kStart);
-        expectPicture(program, {640, 0, 640, 720});
+        expectFrame(program, {640, 0, 640, 720});
 
         program.type(control::kX, "704");
         program.type(control::kY, "500");
         program.type(control::kWidth, "320");
         program.type(control::kHeight, "200");
-        expectPicture(program, {704, 500, 320, 200});
+        expectFrame(program, {704, 500, 320, 200});
     }
     tests::runToEnd({"xrandr", "--delmonitor", "right"});
     tests::runToEnd({"xrandr", "--delmonitor", "left"});
@@ -132,7 +132,7 @@ TEST_F(Region, IsDraggedByItsFrame) {
     waitUntilUnlike(m_desktop, goal);
     program.click(control::kShowRegion);
     waitUntilLike(m_desktop, goal);
-    expectPicture(program, {96, 532, 320, 128});
+    expectFrame(program, {96, 532, 320, 128});
 }
 
 using Source = Operator;
@@ -147,7 +147,7 @@ TEST_F(Source, IsRenamedByAResetAndNumberedWhereItsNameIsTaken) {
     expectListed(program, "Studio B", true);
     expectListed(program, program.name(), false);
     program.click(control::kStart);
-    expectPicture(program, m_desktop.rect(), "Studio B");
+    expectFrame(program, m_desktop.rect(), "Studio B");
 
     second.type(control::kName, "Studio B");
     second.click(control::kReset);
@@ -157,7 +157,7 @@ TEST_F(Source, IsRenamedByAResetAndNumberedWhereItsNameIsTaken) {
 TEST_F(Source, LeavesWithTheWindowAndTheLogEndsWithABanner) {
     ProgramRun program;
     program.click(control::kStart);
-    expectPicture(program, m_desktop.rect());
+    expectFrame(program, m_desktop.rect());
     program.click(control::kClose);
     EXPECT_EQ(program.process().waitFor(20s), 0);
 

@@ -27,8 +27,8 @@ std::string windowOf(pid_t pid) {
     return found;
 }
 
-bool like(const QImage& picture, QPoint place) {
-    return grabScreen().pixel(place) == picture.pixel(place);
+bool like(const QImage& frame, QPoint place) {
+    return grabScreen().pixel(place) == frame.pixel(place);
 }
 
 }  // namespace
@@ -71,21 +71,21 @@ std::string ProgramRun::path(const std::string& name) const {
     return m_folder.filePath(QString::fromStdString(name)).toStdString();
 }
 
-std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& output) {
-    std::vector<std::string> command{TARSIN_TESTPICTURE};
+std::unique_ptr<tests::Process> showTestPattern(int rate, const std::string& output) {
+    std::vector<std::string> command{TARSIN_SHOWPATTERN};
     if (rate > 0) {
         command.insert(command.end(), {"--moving", std::to_string(rate)});
     }
-    auto picture = std::make_unique<tests::Process>(command, output);
-    // The picture is there when the colour at a place that only it paints is on the screen.
+    auto frame = std::make_unique<tests::Process>(command, output);
+    // The frame is there when the colour at a place that only it paints is on the screen.
     EXPECT_TRUE(tests::eventually(
         [] {
             const QImage screen = grabScreen();
             return screen.pixelColor(screen.width() / 16, 200) == QColor(191, 191, 191);
         },
         std::chrono::seconds(20)))
-        << picture->output();
-    return picture;
+        << frame->output();
+    return frame;
 }
 
 void xdotool(std::vector<std::string> words) {
@@ -104,12 +104,12 @@ void drag(QPoint from, QPoint to) {
              std::to_string(to.x()), std::to_string(to.y()), "mouseup", "1"});
 }
 
-void waitUntilLike(const QImage& picture, QPoint place) {
-    EXPECT_TRUE(tests::eventually([&] { return like(picture, place); }, std::chrono::seconds(20)));
+void waitUntilLike(const QImage& frame, QPoint place) {
+    EXPECT_TRUE(tests::eventually([&] { return like(frame, place); }, std::chrono::seconds(20)));
 }
 
-void waitUntilUnlike(const QImage& picture, QPoint place) {
-    EXPECT_TRUE(tests::eventually([&] { return !like(picture, place); }, std::chrono::seconds(20)));
+void waitUntilUnlike(const QImage& frame, QPoint place) {
+    EXPECT_TRUE(tests::eventually([&] { return !like(frame, place); }, std::chrono::seconds(20)));
 }
 
 QImage grabScreen() {

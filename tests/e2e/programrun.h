@@ -61,8 +61,8 @@ private:
     std::string m_window;
 };
 
-/// The test picture below the program's window. `rate` 0: it stands still.
-[[nodiscard]] std::unique_ptr<tests::Process> showTestPicture(int rate, const std::string& output);
+/// The test pattern below the program's window. `rate` 0: it stands still.
+[[nodiscard]] std::unique_ptr<tests::Process> showTestPattern(int rate, const std::string& output);
 
 /// What xdotool does when told so.
 void xdotool(std::vector<std::string> words);
@@ -74,9 +74,9 @@ void drag(QPoint from, QPoint to);
 /// What the screen shows now.
 [[nodiscard]] QImage grabScreen();
 
-/// Waits until the screen shows at `place` what `picture` has there, or something else.
-void waitUntilLike(const QImage& picture, QPoint place);
-void waitUntilUnlike(const QImage& picture, QPoint place);
+/// Waits until the screen shows at `place` what `frame` has there, or something else.
+void waitUntilLike(const QImage& frame, QPoint place);
+void waitUntilUnlike(const QImage& frame, QPoint place);
 
 /// A receiver in a process of its own.
 [[nodiscard]] std::unique_ptr<tests::Process> startMonitor(

@@ -64,15 +64,15 @@ TEST_F(Window, IsDraggedByItsTitleInStepsOfSixteenButNotFromTheEdges) {
     }
 }
 
-TEST_F(Window, EveryPictureOfItsSheetIsInside) {
+TEST_F(Window, EveryImageOfItsSheetIsInside) {
     QString sheet = op.window->styleSheet();
-    int pictures = 0;
+    int frames = 0;
     const QRegularExpression url("url\\(([^)]*)\\)");
-    for (auto found = url.globalMatch(sheet); found.hasNext(); ++pictures) {
+    for (auto found = url.globalMatch(sheet); found.hasNext(); ++frames) {
         const QString path = found.next().captured(1);
         EXPECT_FALSE(QImage(path).isNull()) << path.toStdString();
     }
-    EXPECT_GE(pictures, 8);
+    EXPECT_GE(frames, 8);
 }
 
 TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {

@@ -1,4 +1,4 @@
-// Leads through the window and its overlay on the display at hand and takes a picture of the
+// Leads through the window and its overlay on the display at hand and takes a frame of the
 // screen at every stop. usage: windowtour FOLDER PREFIX
 // scripts/screenshots.sh runs it.
 
@@ -25,7 +25,7 @@ int main(int argc, char* argv[]) {
         qFatal("usage: windowtour FOLDER PREFIX");
     }
     QScreen* const screen = QGuiApplication::primaryScreen();
-    const auto picture = [&](const QString& name) {
+    const auto frame = [&](const QString& name) {
         QTest::qWait(300);
         if (!screen->grabWindow(0).save(QString("%1/%2%3.png").arg(argv[1], argv[2], name))) {
             qFatal("%s can't be written", qPrintable(name));
@@ -44,27 +44,27 @@ int main(int argc, char* argv[]) {
     for (const QString state : {"idle", "sending", "paused"}) {
         for (int i = 0; i < languages.size(); ++i) {
             op.language->setCurrentIndex(i);
-            picture("window-" + languages[i] + "-" + state);
+            frame("window-" + languages[i] + "-" + state);
         }
         Operator::click(op.start);
     }
     Operator::choose(op.language, 1);
     Operator::click(op.reset);
-    picture("window-after-reset");
+    frame("window-after-reset");
     op.language->showPopup();
-    picture("window-language-list");
+    frame("window-language-list");
     op.language->hidePopup();
     QTest::qWait(300);
 
     Operator::click(op.select);
-    picture("overlay-empty");
+    frame("overlay-empty");
     QTest::mousePress(op.overlay, Qt::LeftButton, {}, {500, 200});
     drag(op.overlay, {900, 500});
-    picture("overlay-drawing");
+    frame("overlay-drawing");
     QTest::mouseRelease(op.overlay, Qt::LeftButton, {}, {900, 500});
-    picture("overlay-drawn");
+    frame("overlay-drawn");
     Operator::click(buttonOf(*op.overlay, "OK"));
     Operator::click(op.show);
-    picture("overlay-shown");
+    frame("overlay-shown");
     return 0;
 }

@@ -1,12 +1,12 @@
 // Many receivers in a process of their own, well-behaved and otherwise. They stand for other
-// machines. They follow the pictures by their timecode, which the sending side counts up by one.
+// machines. They follow the frames by their timecode, which the sending side counts up by one.
 //
 // usage: reliability_crowd ADDRESS PORT WORD...
 //     ROLE:COUNT    that many receivers of a role, see kRoles
 //     pause:MS      how long those behind it stay away before they come back
 //     quota:N       how often those behind it connect at most
 // At SIGUSR1 it writes a line for each receiver, and "." behind the last; at SIGTERM too, and ends:
-//     ROLE PICTURES LOST CONNECTIONS DROPPED SENT-BYTES
+//     ROLE FRAMES LOST CONNECTIONS DROPPED SENT-BYTES
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -58,7 +58,7 @@ public:
            unsigned seed);
 
     void report() const {
-        fmt::print("{} {} {} {} {} {}\n", m_role, m_pictures, m_lost, m_connections, m_dropped,
+        fmt::print("{} {} {} {} {} {}\n", m_role, m_frames, m_lost, m_connections, m_dropped,
                    m_sentBytes);
     }
 
@@ -102,17 +102,17 @@ private:
     std::array<std::uint8_t, 65536> m_input{};
     Bytes m_output;
     std::int64_t m_lastTimecode = 0;
-    std::uint64_t m_pictures = 0;  // New ones, repetitions left out.
-    std::uint64_t m_lost = 0;      // Missing between the first and the last one of a connection.
+    std::uint64_t m_frames = 0;  // New ones, repetitions left out.
+    std::uint64_t m_lost = 0;    // Missing between the first and the last one of a connection.
     std::uint64_t m_connections = 0;
     std::uint64_t m_dropped = 0;  // Connections that failed, or that the source closed.
     std::uint64_t m_sentBytes = 0;
 };
 
 const std::vector<std::pair<std::string, Viewer::Play>> Viewer::kRoles = {
-    {"watch", &Viewer::watch},      // takes every picture
+    {"watch", &Viewer::watch},      // takes every frame
     {"low", &Viewer::watch},        // takes every preview
-    {"stop", &Viewer::greet},       // asks for pictures and then reads nothing
+    {"stop", &Viewer::greet},       // asks for frames and then reads nothing
     {"return", &Viewer::watch},     // watches for a second, leaves, and comes back at once
     {"fickle", &Viewer::watch},     // changes tally, quality and streams ten times a second
     {"churn", &Viewer::comeAndGo},  // leaves at some point of the conversation, and comes back
@@ -192,7 +192,7 @@ void Viewer::changeMindLater() {
     });
 }
 
-/// Before, within or after its hello, in silence, or in the middle of a picture.
+/// Before, within or after its hello, in silence, or in the middle of a frame.
 void Viewer::comeAndGo() {
     Bytes all = hello();
     const auto kind = m_random() % 4;
@@ -266,7 +266,7 @@ void Viewer::take(const wire::Message& message) {
         info->timecode == m_lastTimecode) {
         return;
     }
-    ++m_pictures;
+    ++m_frames;
     if (m_lastTimecode != 0 && info->timecode > m_lastTimecode) {
         m_lost += static_cast<std::uint64_t>(info->timecode - m_lastTimecode - 1);
     }

@@ -44,7 +44,7 @@ protected:
         return eventually([&] { return listedThere().find(text) == std::string::npos; }, 40s);
     }
 
-    /// Receives five pictures there.
+    /// Receives five frames there.
     void expectItArrives(const std::string& name, const std::string& from) const {
         Process monitor(
             m_far.exec({RELIABILITY_MONITOR, name, "--frames", "5", "--wait", "10", "--json"}));

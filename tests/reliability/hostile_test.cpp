@@ -37,7 +37,7 @@ bool everybodySees(Crowd& crowd) {
     return eventually([&] {
         const Reports reports = crowd.soFar();
         return std::all_of(reports.begin(), reports.end(),
-                           [](const Report& one) { return one.pictures > 0; });
+                           [](const Report& one) { return one.frames > 0; });
     });
 }
 
@@ -55,7 +55,7 @@ protected:
         {
             TestReceiver late(kPort);
             late.sayHello();
-            EXPECT_TRUE(late.nextPicture());
+            EXPECT_TRUE(late.nextFrame());
         }
         EXPECT_TRUE(eventually([&] {
             const Footprint now = Footprint::of();
@@ -67,13 +67,12 @@ protected:
         }
         fmt::print("before: {}\nafter:  {}\n", m_before.describe(), after.describe());
         for (const Report& one : m_good.end()) {
-            fmt::print("good receiver ({}): {} pictures, {} lost\n", one.role, one.pictures,
-                       one.lost);
+            fmt::print("good receiver ({}): {} frames, {} lost\n", one.role, one.frames, one.lost);
             EXPECT_EQ(one.connections, 1U);
             EXPECT_EQ(one.dropped, 0U);
             EXPECT_LE(one.lost, kSanitized
-                                    ? one.pictures
-                                    : one.pictures / 20 + picturesMissedWaiting(m_before, after));
+                                    ? one.frames
+                                    : one.frames / 20 + framesMissedWaiting(m_before, after));
         }
     }
 
@@ -92,14 +91,14 @@ TEST_F(Hostile, TwoHundredReceiversAtOnce) {
     ASSERT_EQ(reports.size(), 200U);
     const auto least =
         std::min_element(reports.begin(), reports.end(),
-                         [](const auto& a, const auto& b) { return a.pictures < b.pictures; });
+                         [](const auto& a, const auto& b) { return a.frames < b.frames; });
     const Report all = sumOf(reports, "watch");
     fmt::print("{} sent, {} taken by the one with the fewest; all together {} taken, {} lost\n",
-               sent, least->pictures, all.pictures, all.lost);
+               sent, least->frames, all.frames, all.lost);
     EXPECT_EQ(all.dropped, 0U);
     EXPECT_EQ(all.connections, 200U);
     // All of them share one thread: what matters is that none is left out.
-    EXPECT_GE(least->pictures, kSanitized ? 1 : sent / 4);
+    EXPECT_GE(least->frames, kSanitized ? 1 : sent / 4);
     EXPECT_GE(sent, kSanitized ? 1U : 4 * 25U) << "the sender keeps its pace";
 }
 
@@ -111,10 +110,10 @@ TEST_F(Hostile, ThousandsComeAndGo) {
                            scaled(60s, 300s)));
     const Reports reports = crowd.end();
     const Report fickle = sumOf(reports, "fickle");
-    fmt::print("{} connections, {} of them closed by the source; fickle receivers: {} pictures\n",
-               connections, sumOf(reports, "churn").dropped, fickle.pictures);
+    fmt::print("{} connections, {} of them closed by the source; fickle receivers: {} frames\n",
+               connections, sumOf(reports, "churn").dropped, fickle.frames);
     EXPECT_EQ(fickle.dropped, 0U);
-    EXPECT_GT(fickle.pictures, 0U);
+    EXPECT_GT(fickle.frames, 0U);
 }
 
 TEST_F(Hostile, RandomBytes) {
@@ -173,26 +172,26 @@ TEST_F(Hostile, EveryMessageOfAReceiverCutAtEveryByte) {
         ASSERT_TRUE(receiver.sendBytes(session.data(), cut));
         std::this_thread::sleep_for(2ms);
         ASSERT_TRUE(receiver.sendBytes(session.data() + cut, session.size() - cut));
-        EXPECT_TRUE(receiver.nextPicture()) << cut;
+        EXPECT_TRUE(receiver.nextFrame()) << cut;
     }
 }
 
 /// The other side: ndimonitor's receiver at a source that breaks off after its greeting, or within
-/// its two pictures.
+/// its two frames.
 TEST(Receiver, EveryMessageOfASourceCutAtEveryByte) {
     Bytes session = ndi::wire::makeTextMessage(R"(<ndi_version text="3" video="5"/>)");
     {
         const Sender sender("Small", 16, 16, 5);
         TestReceiver recorder(kPort);
         recorder.sayHello();
-        for (int pictures = 0; pictures < 2; ++pictures) {
-            const auto picture = recorder.nextPicture();
-            ASSERT_TRUE(picture);
+        for (int frames = 0; frames < 2; ++frames) {
+            const auto frame = recorder.nextFrame();
+            ASSERT_TRUE(frame);
             ndi::wire::MessageHead head;
-            writeVideoHead(picture->info, static_cast<std::uint32_t>(picture->packet.size()), head);
+            writeVideoHead(frame->info, static_cast<std::uint32_t>(frame->packet.size()), head);
             session.insert(session.end(), head.bytes.begin(),
                            head.bytes.begin() + static_cast<std::ptrdiff_t>(head.size));
-            session.insert(session.end(), picture->packet.begin(), picture->packet.end());
+            session.insert(session.end(), frame->packet.begin(), frame->packet.end());
         }
     }
     asio::io_context context;

@@ -62,7 +62,7 @@ Report sumOf(const Reports& reports, const std::string& role) {
     Report sum;
     for (const Report& one : reports) {
         if (one.role == role) {
-            sum.pictures += one.pictures;
+            sum.frames += one.frames;
             sum.lost += one.lost;
             sum.connections += one.connections;
             sum.dropped += one.dropped;
@@ -110,7 +110,7 @@ Reports Crowd::reportAt(int signal) {
     })) << text;
     Reports reports;
     std::istringstream words(text);
-    for (Report one; words >> one.role >> one.pictures >> one.lost >> one.connections >>
+    for (Report one; words >> one.role >> one.frames >> one.lost >> one.connections >>
                      one.dropped >> one.sentBytes;) {
         reports.push_back(one);
     }

@@ -44,8 +44,8 @@ public:
 /// What one or several receivers got and did.
 struct Report {
     std::string role;
-    std::uint64_t pictures = 0;  ///< New ones, repetitions left out.
-    std::uint64_t lost = 0;      ///< Missing between the first and the last one of a connection.
+    std::uint64_t frames = 0;  ///< New ones, repetitions left out.
+    std::uint64_t lost = 0;    ///< Missing between the first and the last one of a connection.
     std::uint64_t connections = 0;
     std::uint64_t dropped = 0;  ///< Connections that failed, or that the source closed.
     std::uint64_t sentBytes = 0;

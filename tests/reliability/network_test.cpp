@@ -49,17 +49,17 @@ struct Phase {
 
     void add(const Phase& more) {
         calls.add(more.calls);
-        good.pictures += more.good.pictures;
+        good.frames += more.good.frames;
         good.lost += more.good.lost;
         excused += more.excused;
     }
     [[nodiscard]] double lostShare() const {
-        const auto taken = std::max<std::uint64_t>(1, good.pictures);
+        const auto taken = std::max<std::uint64_t>(1, good.frames);
         return static_cast<double>(good.lost - std::min(good.lost, excused)) /
                static_cast<double>(taken);
     }
     [[nodiscard]] std::string describe() const {
-        return fmt::format("{}; good receivers: {} taken, {} lost", calls.describe(), good.pictures,
+        return fmt::format("{}; good receivers: {} taken, {} lost", calls.describe(), good.frames,
                            good.lost);
     }
 };
@@ -70,9 +70,9 @@ Phase watch(Sender& sender, GoodReceivers& good, std::chrono::seconds time) {
     (void)sender.takeCallTimes();
     sleepFor(time);
     Phase phase{sender.takeCallTimes(), sumOf(good.soFar(), "watch"), 0};
-    phase.good.pictures -= before.pictures;
+    phase.good.frames -= before.frames;
     phase.good.lost -= before.lost;
-    phase.excused = 5 * picturesMissedWaiting(machineBefore, Footprint::of());
+    phase.excused = 5 * framesMissedWaiting(machineBefore, Footprint::of());
     return phase;
 }
 
@@ -108,7 +108,7 @@ TEST(Network, BadReceiversTouchNeitherTheSenderNorTheGoodOnes) {
     Sender sender("Load", 1920, 1080, kSanitized ? 5 : 30);
     ASSERT_NE(sender.instance(), nullptr);
     GoodReceivers good(first, second);
-    ASSERT_TRUE(eventually([&] { return sumOf(good.soFar(), "watch").pictures > 30; }));
+    ASSERT_TRUE(eventually([&] { return sumOf(good.soFar(), "watch").frames > 30; }));
     const auto quiet = scaled(4s, 30s);
     Phase calm = watch(sender, good, quiet);
 
@@ -117,9 +117,9 @@ TEST(Network, BadReceiversTouchNeitherTheSenderNorTheGoodOnes) {
     Crowd slow(far, "10.8.0.1", {"watch:1"});
     const auto disturbed = scaled(8s, 300s);
     const Phase loaded = watch(sender, good, disturbed);
-    EXPECT_TRUE(eventually([&] { return sumOf(slow.soFar(), "watch").pictures > 0; }))
-        << "even the slow line carries pictures";
-    EXPECT_TRUE(eventually([&] { return sumOf(bad.soFar(), "return").pictures > 0; }));
+    EXPECT_TRUE(eventually([&] { return sumOf(slow.soFar(), "watch").frames > 0; }))
+        << "even the slow line carries frames";
+    EXPECT_TRUE(eventually([&] { return sumOf(bad.soFar(), "return").frames > 0; }));
     const Footprint after = Footprint::of();
     const Report returning = sumOf(bad.end(), "return");
     const Report overSlowLine = sumOf(slow.end(), "watch");
@@ -130,13 +130,13 @@ TEST(Network, BadReceiversTouchNeitherTheSenderNorTheGoodOnes) {
     printAccounts(log.text());
     fmt::print("undisturbed: {}\ndisturbed:   {}\nbefore: {}\nafter:  {}\n", calm.describe(),
                loaded.describe(), before.describe(), after.describe());
-    fmt::print("slow line: {} pictures, {} lost; returning: {} connections, {} pictures\n",
-               overSlowLine.pictures, overSlowLine.lost, returning.connections, returning.pictures);
+    fmt::print("slow line: {} frames, {} lost; returning: {} connections, {} frames\n",
+               overSlowLine.frames, overSlowLine.lost, returning.connections, returning.frames);
     ASSERT_EQ(reports.size(), 5U);
     for (const Report& one : reports) {
         EXPECT_EQ(one.connections, 1U);
         EXPECT_EQ(one.dropped, 0U);
-        EXPECT_GT(one.pictures, 0U);
+        EXPECT_GT(one.frames, 0U);
     }
     EXPECT_EQ(overSlowLine.dropped, 0U);
     EXPECT_GT(returning.connections, static_cast<unsigned>(disturbed / 2s));

@@ -1,6 +1,6 @@
 // A source as the program makes one, numbered retry included, in a process of its own.
 //
-// usage: reliability_sender NAME     sends a small picture until it is killed
+// usage: reliability_sender NAME     sends a small frame until it is killed
 
 #include <chrono>
 #include <cstdio>

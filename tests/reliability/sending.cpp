@@ -61,14 +61,14 @@ std::string CallTimes::describe() const {
                        milliseconds.size(), percentile(0.5), percentile(0.99), percentile(1));
 }
 
-Sender::Sender(const std::string& name, int width, int height, double picturesPerSecond) {
+Sender::Sender(const std::string& name, int width, int height, double framesPerSecond) {
     // Paced here, so that a call takes as long as it works or is kept waiting.
     const NDIlib_send_create_t settings{name.c_str(), nullptr, false, false};
     if (NDIlib_initialize()) {
         m_instance = NDIlib_send_create(&settings);
     }
     if (m_instance != nullptr) {
-        const std::chrono::nanoseconds interval(static_cast<std::int64_t>(1e9 / picturesPerSecond));
+        const std::chrono::nanoseconds interval(static_cast<std::int64_t>(1e9 / framesPerSecond));
         m_thread = std::thread([=] { loop(width, height, interval); });
     }
 }
@@ -95,9 +95,9 @@ CallTimes Sender::takeCallTimes() {
 }
 
 void Sender::loop(int width, int height, std::chrono::nanoseconds interval) {
-    std::vector<std::vector<std::uint8_t>> pictures;
+    std::vector<std::vector<std::uint8_t>> frames;
     for (int step = 0; step < kSteps; ++step) {
-        pictures.push_back(paint(width, height, step));
+        frames.push_back(paint(width, height, step));
     }
     NDIlib_video_frame_v2_t frame{};
     frame.xres = width;
@@ -109,7 +109,7 @@ void Sender::loop(int width, int height, std::chrono::nanoseconds interval) {
     auto due = steady_clock::now();
     while (!m_stop) {
         const std::uint64_t number = m_sent + 1;
-        frame.p_data = pictures[number % kSteps].data();
+        frame.p_data = frames[number % kSteps].data();
         frame.timecode = static_cast<std::int64_t>(number);
         const double waitedBefore = waitedForProcessor();
         const auto before = steady_clock::now();
@@ -121,7 +121,7 @@ void Sender::loop(int width, int height, std::chrono::nanoseconds interval) {
             m_times.milliseconds.push_back(std::max(0.0, took.count() - waited));
         }
         m_sent = number;
-        // Slots that were missed are left out: a burst would lose pictures of its own.
+        // Slots that were missed are left out: a burst would lose frames of its own.
         due = std::max(due + interval, steady_clock::now());
         std::this_thread::sleep_until(due);
     }

@@ -1,5 +1,5 @@
 #pragma once
-// The sending side: a source made through the C interface, fed at 30 pictures a second.
+// The sending side: a source made through the C interface, fed at 30 fps.
 
 #include <atomic>
 #include <chrono>
@@ -26,9 +26,9 @@ struct CallTimes {
 
 class Sender {
 public:
-    /// A picture of `width` x `height` in which a textured field of half its sides moves. The
-    /// timecode counts the pictures from 1.
-    Sender(const std::string& name, int width, int height, double picturesPerSecond = 30);
+    /// A frame of `width` x `height` in which a textured field of half its sides moves. The
+    /// timecode counts the frames from 1.
+    Sender(const std::string& name, int width, int height, double framesPerSecond = 30);
     /// Stops and destroys the source.
     ~Sender();
     Sender(const Sender&) = delete;
@@ -41,7 +41,7 @@ public:
     /// The calls since the last time this was asked for.
     [[nodiscard]] CallTimes takeCallTimes();
 
-    /// Ends the sending; the source stays and repeats its last picture.
+    /// Ends the sending; the source stays and repeats its last frame.
     void stop();
 
 private:
@@ -58,11 +58,11 @@ private:
 /// The long forms are asked for by RELIABILITY_LONG=1.
 [[nodiscard]] bool longForm();
 
-/// How many pictures of 30 a second this machine itself costs every receiver at most, by having no
-/// processor to spare: one for each half of a picture's time. The long forms, made for a machine
+/// How many frames of 30 a second this machine itself costs every receiver at most, by having no
+/// processor to spare: one for each half of a frame's time. The long forms, made for a machine
 /// that does nothing else, excuse none.
-[[nodiscard]] inline std::uint64_t picturesMissedWaiting(const tests::Footprint& before,
-                                                         const tests::Footprint& after) {
+[[nodiscard]] inline std::uint64_t framesMissedWaiting(const tests::Footprint& before,
+                                                       const tests::Footprint& after) {
     const double waited = after.waitedMilliseconds - before.waitedMilliseconds;
     return longForm() ? 0 : static_cast<std::uint64_t>(waited / 16);
 }

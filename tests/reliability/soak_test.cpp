@@ -73,10 +73,10 @@ TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
     const Report low = sumOf(good.end(), "low");
     const auto reports = others.end();
     fmt::print("{} sent; two good receivers: {} taken, {} lost; preview: {} taken, {} lost\n",
-               sender.sent(), watching.pictures, watching.lost, low.pictures, low.lost);
+               sender.sent(), watching.frames, watching.lost, low.frames, low.lost);
     for (const Report& one : reports) {
-        fmt::print("  {}: {} pictures, {} connections, {} of them closed or failed\n", one.role,
-                   one.pictures, one.connections, one.dropped);
+        fmt::print("  {}: {} frames, {} connections, {} of them closed or failed\n", one.role,
+                   one.frames, one.connections, one.dropped);
         EXPECT_GT(one.connections, 0U);
     }
     EXPECT_EQ(watching.connections, 2U);

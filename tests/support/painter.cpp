@@ -123,7 +123,7 @@ std::vector<std::uint8_t> Painter::screen(const Area& area) {
                       place(area.y), length(area.width), length(area.height), 0xFFFFFFFF),
         nullptr));
     if (!reply) {
-        throw std::runtime_error("no picture of the screen");
+        throw std::runtime_error("no frame of the screen");
     }
     const auto* data = xcb_get_image_data(reply.get());
     std::vector<std::uint8_t> pixels(data, data + xcb_get_image_data_length(reply.get()));

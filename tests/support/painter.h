@@ -32,7 +32,7 @@ public:
     void scroll(xcb_window_t window, const Area& area, int by);
     void close(xcb_window_t window);
 
-    /// Draws a picture, pixel by pixel, on the root window.
+    /// Draws a frame, pixel by pixel, on the root window.
     void paint(const Area& area, const std::function<std::uint32_t(int x, int y)>& pixelAt);
 
     void movePointer(int x, int y);

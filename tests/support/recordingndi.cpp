@@ -13,7 +13,7 @@ std::condition_variable g_sent;
 int g_count = 0;
 Sent g_last;
 std::function<void(const Sent&)> g_whileSending;
-thread_local support::ChangedRows t_hint;
+thread_local support::DirtyRows t_hint;
 
 }  // namespace
 
@@ -52,9 +52,8 @@ NDIlib_send_instance_t NDIlib_send_create(const NDIlib_send_create_t* /*settings
 
 void NDIlib_send_destroy(NDIlib_send_instance_t /*instance*/) {}
 
-void ndi::hintChangedRows(NDIlib_send_instance_t /*instance*/,
-                          const support::ChangedRows& changed) {
-    recording::t_hint = changed;
+void ndi::hintDirtyRows(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& dirty) {
+    recording::t_hint = dirty;
 }
 
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t instance,

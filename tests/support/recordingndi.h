@@ -13,18 +13,18 @@ struct Sent {
     NDIlib_send_instance_t instance = nullptr;
     NDIlib_video_frame_v2_t frame{};  ///< p_data is not valid any more.
     std::vector<std::uint8_t> pixels;
-    support::ChangedRows hint;  ///< Unknown when there was none.
+    support::DirtyRows hint;  ///< Unknown when there was none.
 };
 
 /// Forgets what was sent; from now on `whileSending` is called on the sending thread with each
-/// picture. Call it while no sender runs.
+/// frame. Call it while no sender runs.
 void begin(std::function<void(const Sent&)> whileSending = nullptr);
 
-/// Of the pictures since begin(). Any thread.
+/// Of the frames since begin(). Any thread.
 int count();
 Sent last();
 
-/// Waits until the last picture sent `isWanted`; `count` includes it. False: not within ten
+/// Waits until the last frame sent `isWanted`; `count` includes it. False: not within ten
 /// seconds. Any thread.
 bool waitFor(const std::function<bool(const Sent&, int count)>& isWanted);
 

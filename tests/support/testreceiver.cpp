@@ -91,48 +91,48 @@ bool TestReceiver::readMore(TimePoint until) {
     return true;
 }
 
-std::optional<ReceivedPicture> TestReceiver::takePicture() {
+std::optional<ReceivedFrame> TestReceiver::readFrame() {
     wire::Message message;
     while (m_reader.next(message) == wire::MessageReader::Result::Ready) {
         if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
             m_texts.push_back(wire::parseText(message.data));
         } else if (const auto info = wire::parseVideoInfo(message.info)) {
             const auto* const data = message.data.data;
-            return ReceivedPicture{*info, {data, data + message.data.size}, steady_clock::now()};
+            return ReceivedFrame{*info, {data, data + message.data.size}, steady_clock::now()};
         }
     }
     return std::nullopt;
 }
 
-std::optional<ReceivedPicture> TestReceiver::nextPicture(Milliseconds timeout) {
+std::optional<ReceivedFrame> TestReceiver::nextFrame(Milliseconds timeout) {
     const auto until = steady_clock::now() + timeout;
-    auto picture = takePicture();
-    while (!picture && readMore(until)) {
-        picture = takePicture();
+    auto frame = readFrame();
+    while (!frame && readMore(until)) {
+        frame = readFrame();
     }
-    return picture;
+    return frame;
 }
 
 const std::vector<wire::TextMessage>& TestReceiver::readTexts(std::size_t count,
                                                               Milliseconds timeout) {
     const auto until = steady_clock::now() + timeout;
     do {
-        while (takePicture()) {
+        while (readFrame()) {
         }
     } while (m_texts.size() < count && readMore(until));
     return m_texts;
 }
 
-std::vector<ReceivedPicture> TestReceiver::pictures(Milliseconds duration) {
+std::vector<ReceivedFrame> TestReceiver::frames(Milliseconds duration) {
     const auto until = steady_clock::now() + duration;
-    std::vector<ReceivedPicture> result;
+    std::vector<ReceivedFrame> result;
     for (;;) {
         const auto left = std::chrono::ceil<Milliseconds>(until - steady_clock::now());
-        auto picture = left.count() > 0 ? nextPicture(left) : std::nullopt;
-        if (!picture) {
+        auto frame = left.count() > 0 ? nextFrame(left) : std::nullopt;
+        if (!frame) {
             return result;
         }
-        result.push_back(std::move(*picture));
+        result.push_back(std::move(*frame));
     }
 }
 
@@ -143,14 +143,14 @@ bool TestReceiver::isClosed(Milliseconds timeout) {
     return m_closed;
 }
 
-std::optional<DecodedPicture> decode(const ReceivedPicture& picture) {
-    const auto width = static_cast<int>(picture.info.width);
-    const auto height = static_cast<int>(picture.info.height);
+std::optional<DecodedFrame> decode(const ReceivedFrame& frame) {
+    const auto width = static_cast<int>(frame.info.width);
+    const auto height = static_cast<int>(frame.info.height);
     try {
-        auto planes = testing_support::decodeWithLibav(picture.packet.data(), picture.packet.size(),
-                                                       width, height, picture.info.fourCC);
-        return DecodedPicture{width, height, std::move(planes.y), std::move(planes.cb),
-                              std::move(planes.cr)};
+        auto planes = testing_support::decodeWithLibav(frame.packet.data(), frame.packet.size(),
+                                                       width, height, frame.info.fourCC);
+        return DecodedFrame{width, height, std::move(planes.y), std::move(planes.cb),
+                            std::move(planes.cr)};
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }

@@ -18,14 +18,14 @@ using Milliseconds = std::chrono::milliseconds;
 /// For what comes at once, on a machine that may be busy with something else.
 constexpr Milliseconds kPatience{20'000};
 
-struct ReceivedPicture {
+struct ReceivedFrame {
     ndi::wire::VideoInfo info;
     std::vector<std::uint8_t> packet;
     std::chrono::steady_clock::time_point arrival;
 };
 
 /// Planes of 8 bits, rows packed, chroma of half the width.
-struct DecodedPicture {
+struct DecodedFrame {
     int width = 0;
     int height = 0;
     std::vector<std::uint8_t> luma;
@@ -34,7 +34,7 @@ struct DecodedPicture {
 };
 
 /// Decodes a packet with libavcodec. Empty when it refuses it or says anything else than the info.
-[[nodiscard]] std::optional<DecodedPicture> decode(const ReceivedPicture& picture);
+[[nodiscard]] std::optional<DecodedFrame> decode(const ReceivedFrame& frame);
 
 /// Peak signal to noise ratio in dB, 99 for equal planes.
 [[nodiscard]] double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b);
@@ -55,13 +55,13 @@ public:
     bool sendText(const std::string& xml);
     bool sendBytes(const void* bytes, std::size_t size);
 
-    /// The next picture; texts on the way there are kept in texts().
-    [[nodiscard]] std::optional<ReceivedPicture> nextPicture(Milliseconds timeout = kPatience);
+    /// The next frame; texts on the way there are kept in texts().
+    [[nodiscard]] std::optional<ReceivedFrame> nextFrame(Milliseconds timeout = kPatience);
     /// Reads until `count` texts are there, or time is up, or the connection is gone.
     const std::vector<ndi::wire::TextMessage>& readTexts(std::size_t count,
                                                          Milliseconds timeout = kPatience);
-    /// Reads pictures for that long.
-    [[nodiscard]] std::vector<ReceivedPicture> pictures(Milliseconds duration);
+    /// Reads frames for that long.
+    [[nodiscard]] std::vector<ReceivedFrame> frames(Milliseconds duration);
     /// Reads until the other side closes; false: it does not.
     [[nodiscard]] bool isClosed(Milliseconds timeout = kPatience);
 
@@ -73,8 +73,8 @@ private:
 
     /// False: time is up, or the connection is gone (m_closed).
     [[nodiscard]] bool readMore(TimePoint until);
-    /// The next picture of what was read; texts before it are put aside.
-    [[nodiscard]] std::optional<ReceivedPicture> takePicture();
+    /// The next frame of what was read; texts before it are put aside.
+    [[nodiscard]] std::optional<ReceivedFrame> readFrame();
 
     int m_socket = -1;
     bool m_closed = false;

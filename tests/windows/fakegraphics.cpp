@@ -377,7 +377,7 @@ void FakeGraphics::setTexture(UINT width, UINT height) {
     texture.assign(std::size_t{width} * height, 0);
 }
 
-void FakeGraphics::takePicture() {
+void FakeGraphics::readFrame() {
     for (int y = 0; y < std::min(static_cast<int>(textureHeight), frameHeight); ++y) {
         for (int x = 0; x < std::min(static_cast<int>(textureWidth), frameWidth); ++x) {
             texture[static_cast<UINT>(y) * textureWidth + static_cast<UINT>(x)] = pixel(x, y);

@@ -48,7 +48,7 @@ public:
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     DWORD lastError = 0;
     /// The desktop's way into the shared texture.
-    std::function<void()> copyFrame = [this] { takePicture(); };
+    std::function<void()> copyFrame = [this] { readFrame(); };
     std::map<std::string, HRESULT> failing;  ///< By name without arguments.
 
     /// In the order of the calls: "object.Method(arguments that matter)". "~object" when the last
@@ -85,7 +85,7 @@ public:
     UINT textureHeight = 0;
     std::vector<std::uint32_t> texture;
     std::vector<std::uint8_t> readback;
-    void takePicture();
+    void readFrame();
 
 private:
     void finishWork();

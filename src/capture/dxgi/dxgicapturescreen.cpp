@@ -265,7 +265,7 @@ bool DXGICaptureScreen::copyToReadback() {
         })) {
         return false;
     }
-    // The list's own result says whether the next picture can be recorded.
+    // The list's own result says whether the next frame can be recorded.
     m_commandAllocator->Reset();
     return SUCCEEDED(m_commandList->Reset(m_commandAllocator.Get(), nullptr));
 }
@@ -294,7 +294,7 @@ void DXGICaptureScreen::copyRectangle(int x, int y, int width, int height,
     const std::uint64_t rowBytes = std::uint64_t{static_cast<UINT>(cut.width)} * kBytesPerPixel;
     std::uint64_t offset = static_cast<UINT>(cut.y) * rowPitch +
                            std::uint64_t{static_cast<UINT>(cut.x)} * kBytesPerPixel;
-    // The buffer has the first picture's size, which need not be the output's.
+    // The buffer has the first frame's size, which need not be the output's.
     for (int row = 0; row < cut.height && offset + rowBytes <= m_totalSize; ++row) {
         std::memcpy(dest, m_mapped + offset, rowBytes);
         offset += rowPitch;

@@ -1,5 +1,5 @@
 #pragma once
-// Desktop duplication, relayed through two APIs: the duplicated picture is a Direct3D 11 texture,
+// Desktop duplication, relayed through two APIs: the duplicated frame is a Direct3D 11 texture,
 // is copied on the GPU into a shared texture, from there by Direct3D 12 into a buffer that the CPU
 // reads, and from there, cut to the rectangle, to the caller.
 
@@ -20,16 +20,16 @@ public:
 
     bool InitCapture(const wchar_t* deviceName) override;
 
-    /// Waits without limit for the two GPU copies, and not at all for a new picture. After an
+    /// Waits without limit for the two GPU copies, and not at all for a new frame. After an
     /// error, a lost desktop included, the duplication is dropped; the next call makes a new one.
-    /// The first picture's size is kept until InitCapture().
+    /// The first frame's size is kept until InitCapture().
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
 
     /// The factory stays.
     void ReleaseAll() override;
 
     /// Never known here.
-    [[nodiscard]] const support::ChangedRows& ChangedRows() const override { return m_changedRows; }
+    [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
     template <typename T>
@@ -99,5 +99,5 @@ private:
     UINT64 m_totalSize = 0;  ///< Bytes.
     const std::uint8_t* m_mapped = nullptr;
 
-    support::ChangedRows m_changedRows;
+    support::DirtyRows m_dirtyRows;
 };

@@ -10,7 +10,7 @@
 
 namespace capture::x11 {
 
-/// The layout of the root window's pictures: true colour, 16 or 32 bits a pixel.
+/// The layout of the root window's images: true colour, 16 or 32 bits a pixel.
 class PixelFormat {
 public:
     /// Nothing when the screen's visual is of another kind (a palette, 24 packed bits).

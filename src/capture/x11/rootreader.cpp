@@ -16,17 +16,17 @@ constexpr std::uint32_t kAllPlanes = 0xFFFFFFFF;
 RootReader::RootReader(support::x11::Connection& connection, PixelFormat format)
     : m_connection(connection), m_format(std::move(format)) {}
 
-bool RootReader::read(const std::vector<Patch>& patches, const Patch& area, std::uint8_t* dest,
+bool RootReader::read(const std::vector<Rect>& rects, const Rect& area, std::uint8_t* dest,
                       std::size_t destStride) {
-    // No two patches share a row, so they fit side by side where the whole area does.
+    // No two rects share a row, so they fit side by side where the whole area does.
     makeRoom(m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
-    request(patches);
+    request(rects);
     bool complete = true;
-    for (std::size_t i = 0; i < patches.size(); ++i) {
-        const auto row = static_cast<std::size_t>(patches[i].y - area.y);
-        const auto column = static_cast<std::size_t>(patches[i].x - area.x);
+    for (std::size_t i = 0; i < rects.size(); ++i) {
+        const auto row = static_cast<std::size_t>(rects[i].y - area.y);
+        const auto column = static_cast<std::size_t>(rects[i].x - area.x);
         complete &=
-            receive(patches[i], m_pending[i], dest + row * destStride + column * 4, destStride);
+            receive(rects[i], m_pending[i], dest + row * destStride + column * 4, destStride);
     }
     return complete;
 }
@@ -40,21 +40,21 @@ void RootReader::makeRoom(std::size_t bytes) {
     if (!m_segment && m_connection.alive()) {
         m_canShare = false;
         HV_WARN(
-            "screen pictures of {} bytes can't be shared with the X server (it runs elsewhere "
+            "screen images of {} bytes can't be shared with the X server (it runs elsewhere "
             "or lacks MIT-SHM 1.2): they come through the connection, which is slower",
             bytes);
     }
 }
 
-void RootReader::request(const std::vector<Patch>& patches) {
+void RootReader::request(const std::vector<Rect>& rects) {
     auto* const c = m_connection.get();
     m_pending.clear();
     std::size_t offset = 0;
-    for (const auto& patch : patches) {
-        const auto x = static_cast<std::int16_t>(patch.x);
-        const auto y = static_cast<std::int16_t>(patch.y);
-        const auto width = static_cast<std::uint16_t>(patch.width);
-        const auto height = static_cast<std::uint16_t>(patch.height);
+    for (const auto& rect : rects) {
+        const auto x = static_cast<std::int16_t>(rect.x);
+        const auto y = static_cast<std::int16_t>(rect.y);
+        const auto width = static_cast<std::uint16_t>(rect.width);
+        const auto height = static_cast<std::uint16_t>(rect.height);
         Pending pending;
         pending.offset = offset;
         if (m_segment) {
@@ -68,16 +68,16 @@ void RootReader::request(const std::vector<Patch>& patches) {
                                              y, width, height, kAllPlanes)
                                    .sequence;
         }
-        offset += m_format.rowBytes(patch.width) * static_cast<std::size_t>(patch.height);
+        offset += m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
         m_pending.push_back(pending);
     }
 }
 
-bool RootReader::receive(const Patch& patch, const Pending& pending, std::uint8_t* dest,
+bool RootReader::receive(const Rect& rect, const Pending& pending, std::uint8_t* dest,
                          std::size_t destStride) {
     auto* const c = m_connection.get();
-    const auto stride = m_format.rowBytes(patch.width);
-    const auto size = stride * static_cast<std::size_t>(patch.height);
+    const auto stride = m_format.rowBytes(rect.width);
+    const auto size = stride * static_cast<std::size_t>(rect.height);
     xcb_generic_error_t* error = nullptr;
     Owned<void> reply;
     const std::uint8_t* pixels = nullptr;
@@ -94,11 +94,11 @@ bool RootReader::receive(const Patch& patch, const Pending& pending, std::uint8_
     }
     const Owned<xcb_generic_error_t> ownedError(error);
     if (pixels == nullptr) {
-        HV_DEBUG("no picture of {}x{} at {},{}: X error {}", patch.width, patch.height, patch.x,
-                 patch.y, error != nullptr ? error->error_code : 0);
+        HV_DEBUG("no frame of {}x{} at {},{}: X error {}", rect.width, rect.height, rect.x, rect.y,
+                 error != nullptr ? error->error_code : 0);
         return false;
     }
-    m_format.convert(pixels, stride, dest, destStride, patch.width, patch.height);
+    m_format.convert(pixels, stride, dest, destStride, rect.width, rect.height);
     return true;
 }
 

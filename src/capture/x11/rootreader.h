@@ -6,35 +6,35 @@
 #include <memory>
 #include <vector>
 
-#include "capture/x11/damagedpatches.h"
+#include "capture/x11/dirtyrects.h"
 #include "capture/x11/pixelformat.h"
 #include "capture/x11/sharedsegment.h"
 #include "support/x11/connection.h"
 
 namespace capture::x11 {
 
-/// Fetches patches of the screen: through shared memory, or in the server's replies where memory
+/// Fetches rects of the screen: through shared memory, or in the server's replies where memory
 /// can't be shared. The pointer is not in them. Lives no longer than its connection.
 class RootReader {
 public:
     RootReader(support::x11::Connection& connection, PixelFormat format);
 
-    /// Fetches `patches`, all inside `area` and no two sharing a row, to where they belong in
+    /// Fetches `rects`, all inside `area` and no two sharing a row, to where they belong in
     /// `dest`, which holds `area` with rows of `destStride` bytes. False: at least one could
     /// not be had (the screen may have shrunk, or the server gone), and `dest` is a mixture.
-    [[nodiscard]] bool read(const std::vector<Patch>& patches, const Patch& area,
-                            std::uint8_t* dest, std::size_t destStride);
+    [[nodiscard]] bool read(const std::vector<Rect>& rects, const Rect& area, std::uint8_t* dest,
+                            std::size_t destStride);
 
 private:
-    /// Where a requested patch will arrive.
+    /// Where a requested rect will arrive.
     struct Pending {
         unsigned sequence = 0;
         std::size_t offset = 0;  ///< In the segment.
     };
 
     void makeRoom(std::size_t bytes);
-    void request(const std::vector<Patch>& patches);
-    [[nodiscard]] bool receive(const Patch& patch, const Pending& pending, std::uint8_t* dest,
+    void request(const std::vector<Rect>& rects);
+    [[nodiscard]] bool receive(const Rect& rect, const Pending& pending, std::uint8_t* dest,
                                std::size_t destStride);
 
     support::x11::Connection& m_connection;

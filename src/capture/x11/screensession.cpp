@@ -9,15 +9,14 @@ namespace capture::x11 {
 using support::x11::Connection;
 using support::x11::Owned;
 
-std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display,
-                                                   std::string& whyNot) {
-    auto connection = Connection::open(display, whyNot);
+std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, std::string& error) {
+    auto connection = Connection::open(display, error);
     if (!connection) {
         return nullptr;
     }
     auto format = PixelFormat::of(*xcb_get_setup(connection->get()), connection->screen());
     if (!format) {
-        whyNot = "its pictures have a palette or packed pixels";
+        error = "its images have a palette or packed pixels";
         return nullptr;
     }
     std::unique_ptr<ScreenSession> session(
@@ -25,7 +24,7 @@ std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display,
     session->watchArrangement();
     session->m_damage = RootDamage::watch(*session->m_connection);
     if (!session->alive()) {
-        whyNot = "the server went away";
+        error = "the server went away";
         return nullptr;
     }
     return session;

@@ -16,9 +16,9 @@ namespace capture::x11 {
 
 class ScreenSession {
 public:
-    /// `display` as in the variable DISPLAY. Null: `whyNot` says why. Makes round trips.
+    /// `display` as in the variable DISPLAY. Null: `error` says why. Makes round trips.
     [[nodiscard]] static std::unique_ptr<ScreenSession> open(const std::string& display,
-                                                             std::string& whyNot);
+                                                             std::string& error);
 
     /// Takes in what the server has announced, without a round trip.
     void poll();

@@ -30,7 +30,7 @@ std::unique_ptr<SharedSegment> SharedSegment::create(support::x11::Connection& c
     if (!serverTakesDescriptors(connection)) {
         return nullptr;
     }
-    const int file = memfd_create("screen-picture", MFD_CLOEXEC);
+    const int file = memfd_create("screen-image", MFD_CLOEXEC);
     if (file < 0) {
         return nullptr;
     }

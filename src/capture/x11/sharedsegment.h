@@ -11,7 +11,7 @@
 
 namespace capture::x11 {
 
-/// A segment the server can write pictures into. It is an anonymous file without a name that
+/// A segment the server can write images into. It is an anonymous file without a name that
 /// anybody could open, and readable by this user only. Lives no longer than its connection.
 class SharedSegment {
 public:

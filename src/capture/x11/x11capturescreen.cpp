@@ -9,7 +9,7 @@
 #include "capture/x11/screensession.h"
 #include "support/log.h"
 
-using capture::x11::Patch;
+using capture::x11::Rect;
 using capture::x11::ScreenSession;
 using support::x11::Monitor;
 
@@ -18,8 +18,8 @@ namespace {
 /// Between attempts at what fails for a while: soon enough for the eye, and no load on anybody.
 constexpr std::chrono::milliseconds kRetryInterval(500);
 
-/// After so many reads without news (a third of a second at the sender's pace) the screen counts as
-/// still.
+/// After so many reads without damage (a third of a second at the sender's pace) the screen counts
+/// as still.
 constexpr int kStillReads = 100;
 constexpr std::chrono::milliseconds kStillWait(15);
 
@@ -28,7 +28,7 @@ std::string variable(const char* name) {
     return value != nullptr ? value : "";
 }
 
-Patch areaOf(const Monitor& monitor) {
+Rect areaOf(const Monitor& monitor) {
     return {monitor.x, monitor.y, monitor.width, monitor.height};
 }
 
@@ -54,10 +54,10 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     ReleaseAll();
     warnOfWayland();
     m_display = m_givenDisplay.empty() ? variable("DISPLAY") : m_givenDisplay;
-    std::string whyNot;
-    m_session = ScreenSession::open(m_display, whyNot);
+    std::string error;
+    m_session = ScreenSession::open(m_display, error);
     if (!m_session) {
-        HV_WARN("no screen capture from X display \"{}\": {}", m_display, whyNot);
+        HV_WARN("no screen capture from X display \"{}\": {}", m_display, error);
         return false;
     }
     const auto monitors = m_session->monitors();
@@ -78,7 +78,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
             m_output->x, m_output->y,
             m_session->damage() != nullptr
                 ? ""
-                : "; the server lacks DAMAGE, so every picture is taken for new");
+                : "; the server lacks DAMAGE, so every frame is taken for new");
     m_initialized = true;
     return true;
 }
@@ -90,29 +90,29 @@ void X11CaptureScreen::ReleaseAll() {
     m_lastRead.reset();
     m_output.reset();
     m_session.reset();
-    m_changed = {};
+    m_dirtyRows = {};
 }
 
 bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsigned char* dest) {
     if (!m_initialized) {
         return false;
     }
-    if (takePicture(x, y, width, height, dest)) {
+    if (readFrame(x, y, width, height, dest)) {
         m_stillReads = 0;
         return true;
     }
-    return waitForNews() && takePicture(x, y, width, height, dest);
+    return waitForDamage() && readFrame(x, y, width, height, dest);
 }
 
-/// What a read without news costs its caller in time. True: the server has announced something.
-bool X11CaptureScreen::waitForNews() {
+/// What a read without damage costs its caller in time. True: the server has announced something.
+bool X11CaptureScreen::waitForDamage() {
     if (m_stillReads < kStillReads) {
         ++m_stillReads;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return false;
     }
     // Waking up a few hundred times a second is nearly all that a still screen costs, and can be
-    // more than one per cent of a core. This wait is longer, yet news ends it at once.
+    // more than one per cent of a core. This wait is longer, yet damage ends it at once.
     const bool announced = m_session && m_session->waitForEvent(kStillWait);
     if (!m_session) {
         std::this_thread::sleep_for(kStillWait);
@@ -123,7 +123,7 @@ bool X11CaptureScreen::waitForNews() {
     return announced;
 }
 
-bool X11CaptureScreen::takePicture(int x, int y, int width, int height, unsigned char* dest) {
+bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned char* dest) {
     if (!m_session && !connect()) {
         return false;
     }
@@ -145,12 +145,12 @@ bool X11CaptureScreen::takePicture(int x, int y, int width, int height, unsigned
     const Read read = {
         capture::cutRectangle(x, y, width, height, m_output->width, m_output->height), *m_output,
         width, dest};
-    if (!choosePatches(read)) {
+    if (!chooseRects(read)) {
         return false;
     }
-    const Patch area = {m_output->x + read.cut.x, m_output->y + read.cut.y, read.cut.width,
-                        read.cut.height};
-    if (!m_session->reader().read(m_patches, area, dest,
+    const Rect area = {m_output->x + read.cut.x, m_output->y + read.cut.y, read.cut.width,
+                       read.cut.height};
+    if (!m_session->reader().read(m_dirtyRects, area, dest,
                                   static_cast<std::size_t>(area.width) * 4)) {
         fail();
         return false;
@@ -158,7 +158,7 @@ bool X11CaptureScreen::takePicture(int x, int y, int width, int height, unsigned
     if (std::exchange(m_failing, false)) {
         HV_INFO("output \"{}\" can be read again", capture::utf8DeviceName(m_deviceName));
     }
-    tellChangedRows(read);
+    reportDirtyRows(read);
     m_lastRead = read;
     return true;
 }
@@ -186,8 +186,8 @@ bool X11CaptureScreen::connect() {
     if (!retryDue()) {
         return false;
     }
-    std::string whyNot;
-    m_session = ScreenSession::open(m_display, whyNot);
+    std::string error;
+    m_session = ScreenSession::open(m_display, error);
     if (!m_session) {
         return false;
     }
@@ -198,7 +198,7 @@ bool X11CaptureScreen::connect() {
 
 /// Finds where the output is now and says when that is a change.
 void X11CaptureScreen::locateOutput() {
-    std::optional<Patch> found;
+    std::optional<Rect> found;
     for (const auto& monitor : m_session->monitors()) {
         if (!found && capture::wideDeviceName(monitor.name) == m_deviceName) {
             found = areaOf(monitor);
@@ -221,41 +221,41 @@ void X11CaptureScreen::locateOutput() {
 }
 
 /// Chooses what has to be fetched. False: nothing, the buffer is as new as the screen.
-bool X11CaptureScreen::choosePatches(const Read& read) {
+bool X11CaptureScreen::chooseRects(const Read& read) {
     auto* const damage = m_session->damage();
-    const Patch area = {read.output.x + read.cut.x, read.output.y + read.cut.y, read.cut.width,
-                        read.cut.height};
+    const Rect area = {read.output.x + read.cut.x, read.output.y + read.cut.y, read.cut.width,
+                       read.cut.height};
     if (damage != nullptr && m_lastRead == read) {
         if (!damage->pending()) {
             return false;
         }
         if (damage->take(m_drawn)) {
-            capture::x11::coverDamage(m_drawn, area, m_patches);
-            return !m_patches.empty();
+            capture::x11::coverDamage(m_drawn, area, m_dirtyRects);
+            return !m_dirtyRects.empty();
         }
     } else if (damage != nullptr) {
         damage->discard();
     }
     m_lastRead.reset();
-    m_patches.clear();
+    m_dirtyRects.clear();
     if (area.width > 0 && area.height > 0) {
-        m_patches.push_back(area);
+        m_dirtyRects.push_back(area);
     }
     return true;
 }
 
-void X11CaptureScreen::tellChangedRows(const Read& read) {
-    // In a picture whose rows were cut short they are not where the picture's rows are.
-    m_changed.known = m_lastRead == read && read.cut.width == read.requestedWidth;
-    m_changed.spans.clear();
-    if (m_changed.known) {
-        for (const auto& patch : m_patches) {
-            m_changed.spans.push_back({patch.y - read.output.y - read.cut.y, patch.height});
+void X11CaptureScreen::reportDirtyRows(const Read& read) {
+    // In a frame whose rows were cut short they are not where the frame's rows are.
+    m_dirtyRows.known = m_lastRead == read && read.cut.width == read.requestedWidth;
+    m_dirtyRows.spans.clear();
+    if (m_dirtyRows.known) {
+        for (const auto& rect : m_dirtyRects) {
+            m_dirtyRows.spans.push_back({rect.y - read.output.y - read.cut.y, rect.height});
         }
     }
 }
 
-/// What was read is a mixture: the next picture is fetched whole.
+/// What was read is a mixture: the next frame is fetched whole.
 void X11CaptureScreen::fail() {
     m_lastRead.reset();
     m_nextTry = Clock::now() + kRetryInterval;

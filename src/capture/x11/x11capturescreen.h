@@ -8,18 +8,18 @@
 
 #include "capture/cutrectangle.h"
 #include "capture/screencapturer.h"
-#include "capture/x11/damagedpatches.h"
+#include "capture/x11/dirtyrects.h"
 
 namespace capture::x11 {
 class ScreenSession;
 }
 
-/// The picture of one RandR monitor, found by its name and followed wherever it is moved. A new
-/// picture is one in which something was drawn inside the rectangle that is read; only the rows in
+/// The frame of one RandR monitor, found by its name and followed wherever it is moved. A new
+/// frame is one in which something was drawn inside the rectangle that is read; only the rows in
 /// question are fetched again into the same buffer.
 ///
 /// Reads answer false while the output is off and while the X server is away; when they are back,
-/// so is the picture. Each such turn is logged once.
+/// so is the frame. Each such turn is logged once.
 class X11CaptureScreen : public ScreenCapturer {
 public:
     /// `display` as in the variable DISPLAY; empty: that variable, as InitCapture() finds it.
@@ -29,7 +29,7 @@ public:
     bool InitCapture(const wchar_t* deviceName) override;
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
     void ReleaseAll() override;
-    [[nodiscard]] const support::ChangedRows& ChangedRows() const override { return m_changed; }
+    [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -37,7 +37,7 @@ private:
     /// What the pixels in a buffer were read as: the same read again may build on them.
     struct Read {
         capture::Cut cut;
-        capture::x11::Patch output;
+        capture::x11::Rect output;
         int requestedWidth = 0;
         const unsigned char* dest = nullptr;
 
@@ -48,13 +48,13 @@ private:
     };
 
     void warnOfWayland();
-    [[nodiscard]] bool waitForNews();
+    [[nodiscard]] bool waitForDamage();
     [[nodiscard]] bool retryDue();
     [[nodiscard]] bool connect();
     void locateOutput();
-    [[nodiscard]] bool takePicture(int x, int y, int width, int height, unsigned char* dest);
-    [[nodiscard]] bool choosePatches(const Read& read);
-    void tellChangedRows(const Read& read);
+    [[nodiscard]] bool readFrame(int x, int y, int width, int height, unsigned char* dest);
+    [[nodiscard]] bool chooseRects(const Read& read);
+    void reportDirtyRows(const Read& read);
     void fail();
 
     const std::string m_givenDisplay;
@@ -67,10 +67,10 @@ private:
     Clock::time_point m_nextTry;
 
     std::unique_ptr<capture::x11::ScreenSession> m_session;  ///< Null while the server is away.
-    std::optional<capture::x11::Patch> m_output;             ///< Nothing while it is off.
+    std::optional<capture::x11::Rect> m_output;              ///< Nothing while it is off.
     std::optional<Read> m_lastRead;
 
     std::vector<xcb_rectangle_t> m_drawn;
-    std::vector<capture::x11::Patch> m_patches;
-    support::ChangedRows m_changed;
+    std::vector<capture::x11::Rect> m_dirtyRects;
+    support::DirtyRows m_dirtyRows;
 };

@@ -1,5 +1,5 @@
 #pragma once
-// When the next picture is due.
+// When the next frame is due.
 
 #include <chrono>
 #include <condition_variable>
@@ -41,11 +41,11 @@ class FrameClock {
 public:
     using TimePoint = Timekeeper::TimePoint;
 
-    /// The slot to wait for after a picture of that rate was sent at `now`; not later than `now`
+    /// The slot to wait for after a frame of that rate was sent at `now`; not later than `now`
     /// for a caller that is late. Slots that nobody came for are left out, so no burst makes up
     /// for them. The first call, one that is more than a second late, and the first one after a
     /// change of rate start the grid at `now`. Both numbers are positive; at more than 10,000
-    /// pictures a second nobody waits.
+    /// fps nobody waits.
     [[nodiscard]] TimePoint next(TimePoint now, int rateNumerator, int rateDenominator);
 
 private:

@@ -5,7 +5,7 @@
 
 namespace ndi {
 
-/// Lets a few log lines through in ten seconds, so that a fault that comes with every picture or
+/// Lets a few log lines through in ten seconds, so that a fault that comes with every frame or
 /// connection does not fill the log. Any thread.
 class LogLimit {
 public:

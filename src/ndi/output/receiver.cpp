@@ -58,12 +58,12 @@ void Receiver::close(const std::string& reason) {
     m_closed = true;
     asio::error_code ignored;
     m_socket.close(ignored);
-    m_lostUnfinished += m_picture.picture != nullptr && !m_picture.repeat ? 1 : 0;
-    for (const OutgoingPicture& picture : m_waiting) {
-        m_lostUnfinished += picture.repeat ? 0 : 1;
+    m_droppedClosed += m_inFlight.packet != nullptr && !m_inFlight.repeat ? 1 : 0;
+    for (const OutgoingFrame& frame : m_waiting) {
+        m_droppedClosed += frame.repeat ? 0 : 1;
     }
     m_stream = StreamChoice::None;
-    m_hungry = false;
+    m_awaitingFirstFrame = false;
     m_tally = {};
     m_host.left(*this, reason);
 }
@@ -76,16 +76,16 @@ void Receiver::checkTime(TimePoint now) {
     }
 }
 
-std::string Receiver::label() const {
+std::string Receiver::peerName() const {
     return m_name + " at " + m_address;
 }
 
 std::string Receiver::account() const {
     return fmt::format(
-        "was sent {} pictures ({:.1f} MB), lost {} by reading too slowly, {} to our being late, {} "
-        "by leaving before their end",
-        m_sentPictures, static_cast<double>(m_sentBytes) / 1e6, m_lostSlow, m_lostLate,
-        m_lostUnfinished);
+        "was sent {} frames ({:.1f} MB); dropped: receiver too slow {}, I/O thread late {}, "
+        "connection closed {}",
+        m_sentFrames, static_cast<double>(m_sentBytes) / 1e6, m_droppedSlow, m_droppedLate,
+        m_droppedClosed);
 }
 
 // --- reading ---------------------------------------------------------------------------------
@@ -118,7 +118,7 @@ void Receiver::onRead(const asio::error_code& error, std::size_t size) {
         result = m_reader.next(message);
     }
     if (result == wire::MessageReader::Result::Garbage) {
-        close(fmt::format("it sent garbage: {}", m_reader.fault()));
+        close(fmt::format("it sent garbage: {}", m_reader.error()));
         return;
     }
     m_reader.trim(kReaderCapacity);
@@ -137,7 +137,7 @@ void Receiver::onMessage(const wire::Message& message) {
     }
     if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Text) || !message.readable) {
         HV_DEBUG("skipped a message of kind {}, version {} from {}", message.header.kind,
-                 message.header.version, label());
+                 message.header.version, peerName());
         return;
     }
     std::visit([this](const auto& text) { onText(text); }, wire::parseText(message.data));
@@ -145,18 +145,18 @@ void Receiver::onMessage(const wire::Message& message) {
 
 void Receiver::onText(const wire::MalformedText& text) {
     unsigned suppressed = 0;
-    if (m_chatter.allows(suppressed)) {
-        HV_WARN("ignored a text from {} that is no XML: {}", label(), text.reason);
+    if (m_peerLogLimit.allows(suppressed)) {
+        HV_WARN("ignored a text from {} that is no XML: {}", peerName(), text.reason);
     }
 }
 
 void Receiver::onText(const wire::UnknownText& text) {
-    HV_DEBUG("ignored the text {} from {}", text.element, label());
+    HV_DEBUG("ignored the text {} from {}", text.element, peerName());
 }
 
 void Receiver::onText(const wire::VersionText& text) {
-    HV_DEBUG("{} reads text {}, video {}, audio {}; sdk {} on {}", label(), text.text, text.video,
-             text.audio, text.sdk, text.platform);
+    HV_DEBUG("{} reads text {}, video {}, audio {}; sdk {} on {}", peerName(), text.text,
+             text.video, text.audio, text.sdk, text.platform);
 }
 
 void Receiver::onText(const wire::IdentifyText& text) {
@@ -186,8 +186,8 @@ void Receiver::onText(const wire::TallyText& text) {
     }
     m_tally = text;
     unsigned suppressed = 0;
-    if (m_chatter.allows(suppressed)) {
-        HV_INFO("tally of {}: program {}, preview {}", label(), text.onProgram ? "on" : "off",
+    if (m_peerLogLimit.allows(suppressed)) {
+        HV_INFO("tally of {}: program {}, preview {}", peerName(), text.onProgram ? "on" : "off",
                 text.onPreview ? "on" : "off");
     }
     m_host.tallyChanged(*this);
@@ -196,18 +196,18 @@ void Receiver::onText(const wire::TallyText& text) {
 void Receiver::chooseStream() {
     const StreamChoice choice = !m_joined || !m_video ? StreamChoice::None
                                 : m_low               ? StreamChoice::Preview
-                                                      : StreamChoice::Full;
+                                                      : StreamChoice::Main;
     if (choice == m_stream) {
         return;
     }
     m_stream = choice;
     m_waiting.clear();
-    m_hungry = choice != StreamChoice::None;
+    m_awaitingFirstFrame = choice != StreamChoice::None;
     unsigned suppressed = 0;
-    if (m_chatter.allows(suppressed)) {
-        HV_INFO("{} wants {}", label(),
+    if (m_peerLogLimit.allows(suppressed)) {
+        HV_INFO("{} wants {}", peerName(),
                 choice == StreamChoice::None   ? "no video"
-                : choice == StreamChoice::Full ? "the full picture"
+                : choice == StreamChoice::Main ? "the main stream"
                                                : "the preview");
     }
     m_host.streamChanged(*this);
@@ -215,12 +215,12 @@ void Receiver::chooseStream() {
 
 // --- writing ---------------------------------------------------------------------------------
 
-void Receiver::offer(const OutgoingPicture& picture) {
+void Receiver::offer(const OutgoingFrame& frame) {
     if (m_closed || m_stream == StreamChoice::None) {
         return;
     }
-    m_hungry = false;
-    m_lostSlow += m_waiting.push(picture) ? 1 : 0;
+    m_awaitingFirstFrame = false;
+    m_droppedSlow += m_waiting.push(frame) ? 1 : 0;
     writeNext();
 }
 
@@ -238,10 +238,10 @@ void Receiver::writeNext() {
         m_nextText.clear();
         m_unwritten = {asio::buffer(m_text), asio::const_buffer()};
     } else if (!m_waiting.empty()) {
-        m_picture = m_waiting.pop();
-        const auto head = m_picture.head.view();
+        m_inFlight = m_waiting.pop();
+        const auto head = m_inFlight.head.view();
         m_unwritten = {asio::const_buffer(head.data, head.size),
-                       asio::const_buffer(m_picture.picture->data, m_picture.picture->size)};
+                       asio::const_buffer(m_inFlight.packet->data, m_inFlight.packet->size)};
     } else {
         return;
     }
@@ -272,9 +272,9 @@ void Receiver::onWritten(const asio::error_code& error, std::size_t size) {
         writeSome();
         return;
     }
-    if (m_picture.picture != nullptr) {
-        m_picture.picture = nullptr;
-        ++m_sentPictures;
+    if (m_inFlight.packet != nullptr) {
+        m_inFlight.packet = nullptr;
+        ++m_sentFrames;
     }
     writeNext();
 }

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ndi/output/loglimit.h"
-#include "ndi/output/outgoingpicture.h"
+#include "ndi/output/outgoingframe.h"
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/textmessage.h"
 
@@ -28,7 +28,7 @@ struct ReceiverLimits {
     wire::Limits messages;         ///< Sizes of what it sends.
 };
 
-enum class StreamChoice { None, Full, Preview };
+enum class StreamChoice { None, Main, Preview };
 
 /// Who a receiver reports to, on its I/O thread.
 class ReceiverHost {
@@ -45,7 +45,7 @@ protected:
     ~ReceiverHost() = default;
 };
 
-/// A state machine around one connection: it greets, reads texts, and writes pictures. One picture
+/// A state machine around one connection: it greets, reads texts, and writes frames. One frame
 /// is on its way and the newest two wait at most; what waits for a receiver is bounded by that.
 /// Everything happens on the I/O thread; nothing blocks. Lives in a shared_ptr, which its pending
 /// operations share.
@@ -59,8 +59,8 @@ public:
     /// Sends `greeting` and begins to read.
     void start(std::vector<std::uint8_t> greeting);
 
-    /// Sends this picture after the one that may still wait, and instead of an older one.
-    void offer(const OutgoingPicture& picture);
+    /// Sends this frame after the one that may still wait, and instead of an older one.
+    void offer(const OutgoingFrame& frame);
 
     /// Sends a text, instead of one that still waits.
     void sendText(std::vector<std::uint8_t> message);
@@ -71,15 +71,15 @@ public:
     void close(const std::string& reason);
 
     [[nodiscard]] StreamChoice wants() const { return m_stream; }
-    /// Wants a picture and was not offered one since.
-    [[nodiscard]] bool hungry() const { return m_hungry; }
+    /// Wants a frame and was not offered one since.
+    [[nodiscard]] bool awaitingFirstFrame() const { return m_awaitingFirstFrame; }
     [[nodiscard]] bool hasJoined() const { return m_joined; }
     [[nodiscard]] const wire::TallyText& tally() const { return m_tally; }
-    /// Counts pictures that were lost before they could be offered.
-    void countLate(std::uint64_t pictures) { m_lostLate += pictures; }
+    /// Counts frames that were lost before they could be offered.
+    void countLate(std::uint64_t frames) { m_droppedLate += frames; }
 
     /// Name and address, for the log.
-    [[nodiscard]] std::string label() const;
+    [[nodiscard]] std::string peerName() const;
     /// What it was sent and what it lost, by cause, in words.
     [[nodiscard]] std::string account() const;
 
@@ -115,30 +115,30 @@ private:
     int m_messagesThisSecond = 0;
     TimePoint m_secondStart;
     TimePoint m_joinBy;
-    LogLimit m_chatter{20};
+    LogLimit m_peerLogLimit{20};
 
     // What it asked for.
     bool m_joined = false;
     bool m_video = false;
     bool m_low = false;
     StreamChoice m_stream = StreamChoice::None;
-    bool m_hungry = false;
+    bool m_awaitingFirstFrame = false;
     wire::TallyText m_tally;
 
     // Writing.
     std::vector<std::uint8_t> m_nextText;
     std::vector<std::uint8_t> m_text;  ///< On its way.
-    WaitingPictures m_waiting;
-    OutgoingPicture m_picture;  ///< On its way.
+    WaitingFrames m_waiting;
+    OutgoingFrame m_inFlight;  ///< On its way.
     std::array<asio::const_buffer, 2> m_unwritten;
     TimePoint m_progress;  ///< When the last bytes were taken.
 
     // Accounts.
-    std::uint64_t m_sentPictures = 0;
+    std::uint64_t m_sentFrames = 0;
     std::uint64_t m_sentBytes = 0;
-    std::uint64_t m_lostSlow = 0;
-    std::uint64_t m_lostLate = 0;
-    std::uint64_t m_lostUnfinished = 0;
+    std::uint64_t m_droppedSlow = 0;
+    std::uint64_t m_droppedLate = 0;
+    std::uint64_t m_droppedClosed = 0;
 };
 
 }  // namespace ndi

@@ -40,8 +40,8 @@ struct Server::Wake {
     void operator()() const { server->deliver(); }
 };
 
-Server::Server(std::string instance, const ServerLimits& limits, std::function<void()> onHunger)
-    : m_instance(std::move(instance)), m_limits(limits), m_onHunger(std::move(onHunger)) {}
+Server::Server(std::string instance, const ServerLimits& limits, std::function<void()> onJoin)
+    : m_instance(std::move(instance)), m_limits(limits), m_onJoin(std::move(onJoin)) {}
 
 Server::~Server() = default;
 
@@ -134,7 +134,7 @@ void Server::onAccept(Listener& listener, const asio::error_code& error, tcp::so
         accept(listener);
     } else {
         unsigned suppressed = 0;
-        if (m_acceptFaults.allows(suppressed)) {
+        if (m_acceptErrors.allows(suppressed)) {
             HV_ERROR("{}: accepting a receiver failed: {} ({} more times before)", m_instance,
                      error.message(), suppressed);
         }
@@ -155,11 +155,11 @@ void Server::acceptLater(Listener& listener) {
 void Server::admit(tcp::socket socket) {
     ReceiverHost& host = *this;
     const auto receiver = std::make_shared<Receiver>(std::move(socket), host, m_limits.receiver);
-    if (m_receivers.size() >= m_limits.receivers && !makeRoom()) {
+    if (m_receivers.size() >= m_limits.receivers && !closeIdleReceiver()) {
         unsigned suppressed = 0;
         if (m_refusals.allows(suppressed)) {
             HV_WARN("{}: {} was refused, there are {} receivers already ({} more were refused)",
-                    m_instance, receiver->label(), m_receivers.size(), suppressed);
+                    m_instance, receiver->peerName(), m_receivers.size(), suppressed);
         }
         return;  // the last reference closes the connection
     }
@@ -171,7 +171,7 @@ void Server::admit(tcp::socket socket) {
     }
 }
 
-bool Server::makeRoom() {
+bool Server::closeIdleReceiver() {
     const auto idle = std::find_if(m_receivers.begin(), m_receivers.end(),
                                    [](const auto& receiver) { return !receiver->hasJoined(); });
     if (idle == m_receivers.end()) {
@@ -211,18 +211,18 @@ void Server::tick() {
 // --- what receivers report -------------------------------------------------------------------
 
 void Server::joined(Receiver& receiver) {
-    HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.label(), joinedCount());
+    HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.peerName(), joinedCount());
 }
 
 void Server::left(Receiver& receiver, const std::string& reason) {
     if (receiver.hasJoined()) {
-        HV_INFO("{}: {} left: {}; it {}; receivers now: {}", m_instance, receiver.label(), reason,
-                receiver.account(), joinedCount() - 1);
+        HV_INFO("{}: {} left: {}; it {}; receivers now: {}", m_instance, receiver.peerName(),
+                reason, receiver.account(), joinedCount() - 1);
     } else {
         unsigned suppressed = 0;
-        if (m_passersBy.allows(suppressed)) {
+        if (m_connectionLogLimit.allows(suppressed)) {
             HV_INFO("{}: {} left before it had asked for anything: {} ({} more like it)",
-                    m_instance, receiver.label(), reason, suppressed);
+                    m_instance, receiver.peerName(), reason, suppressed);
         }
     }
     const auto self = std::find_if(m_receivers.begin(), m_receivers.end(),
@@ -234,17 +234,17 @@ void Server::left(Receiver& receiver, const std::string& reason) {
 }
 
 void Server::streamChanged(Receiver& receiver) {
-    int full = 0;
+    int main = 0;
     int preview = 0;
     for (const auto& other : m_receivers) {
-        full += other->wants() == StreamChoice::Full ? 1 : 0;
+        main += other->wants() == StreamChoice::Main ? 1 : 0;
         preview += other->wants() == StreamChoice::Preview ? 1 : 0;
     }
-    m_wantFull = full;
+    m_wantMain = main;
     m_wantPreview = preview;
-    if (receiver.hungry()) {
-        ++m_hunger;
-        m_onHunger();
+    if (receiver.awaitingFirstFrame()) {
+        ++m_joinCount;
+        m_onJoin();
     }
 }
 
@@ -272,24 +272,24 @@ std::size_t Server::joinedCount() const {
                       [](const auto& receiver) { return receiver->hasJoined(); }));
 }
 
-// --- pictures --------------------------------------------------------------------------------
+// --- frames --------------------------------------------------------------------------------
 
 speedhq::Streams Server::wanted() const {
-    return {m_wantFull > 0, m_wantPreview > 0};
+    return {m_wantMain > 0, m_wantPreview > 0};
 }
 
-void Server::publish(const OutgoingPicture& full, const OutgoingPicture& preview) {
+void Server::publish(const OutgoingFrame& main, const OutgoingFrame& preview) {
     {
         const std::lock_guard lock(m_mailMutex);
-        post(m_full, full);
+        post(m_main, main);
         post(m_preview, preview);
     }
     wake();
 }
 
-void Server::post(Mailbox& mailbox, const OutgoingPicture& picture) {
-    if (picture.picture != nullptr) {
-        mailbox.late += mailbox.pictures.push(picture) ? 1 : 0;
+void Server::post(Mailbox& mailbox, const OutgoingFrame& frame) {
+    if (frame.packet != nullptr) {
+        mailbox.late += mailbox.frames.push(frame) ? 1 : 0;
     }
 }
 
@@ -303,26 +303,26 @@ void Server::deliver() {
     m_wakePending = false;
     {
         const std::lock_guard lock(m_mailMutex);
-        std::swap(m_full, m_takenFull);
+        std::swap(m_main, m_takenMain);
         std::swap(m_preview, m_takenPreview);
     }
-    deliver(m_takenFull, StreamChoice::Full);
+    deliver(m_takenMain, StreamChoice::Main);
     deliver(m_takenPreview, StreamChoice::Preview);
 }
 
 /// Leaves the mailbox empty.
 void Server::deliver(Mailbox& mailbox, StreamChoice stream) {
-    for (const OutgoingPicture& picture : mailbox.pictures) {
+    for (const OutgoingFrame& frame : mailbox.frames) {
         for (const auto& receiver : m_receivers) {
             if (receiver->wants() == stream &&
-                (picture.audience == Audience::Everybody || receiver->hungry())) {
+                (frame.audience == Audience::All || receiver->awaitingFirstFrame())) {
                 receiver->countLate(mailbox.late);
-                receiver->offer(picture);
+                receiver->offer(frame);
             }
         }
         mailbox.late = 0;
     }
-    mailbox.pictures.clear();
+    mailbox.frames.clear();
 }
 
 }  // namespace ndi

@@ -16,7 +16,7 @@
 
 #include "ndi/output/handlermemory.h"
 #include "ndi/output/loglimit.h"
-#include "ndi/output/outgoingpicture.h"
+#include "ndi/output/outgoingframe.h"
 #include "ndi/output/receiver.h"
 
 namespace ndi {
@@ -31,12 +31,12 @@ struct ServerLimits {
     ReceiverLimits receiver;
 };
 
-/// A TCP server with one I/O thread. publish(), wanted() and hunger() may be called from any thread
-/// between listen() and stop(); they never wait for the network.
+/// A TCP server with one I/O thread. publish(), wanted() and joinCount() may be called from any
+/// thread between listen() and stop(); they never wait for the network.
 class Server : private ReceiverHost {
 public:
-    /// `onHunger` is called on the I/O thread whenever hunger() has grown; it must not block.
-    Server(std::string instance, const ServerLimits& limits, std::function<void()> onHunger);
+    /// `onJoin` is called on the I/O thread whenever joinCount() has grown; it must not block.
+    Server(std::string instance, const ServerLimits& limits, std::function<void()> onJoin);
     /// stop() must have returned.
     ~Server();
     Server(const Server&) = delete;
@@ -53,18 +53,18 @@ public:
     /// The streams that somebody wants now.
     [[nodiscard]] speedhq::Streams wanted() const;
 
-    /// How often a receiver has become hungry. Read it before wanted(): who is not in the one is
-    /// in a later value of the other.
-    [[nodiscard]] std::uint64_t hunger() const { return m_hunger; }
+    /// How often a receiver has begun to await its first frame. Read it before wanted(): a receiver
+    /// that joined too late for the one shows in a later value of the other.
+    [[nodiscard]] std::uint64_t joinCount() const { return m_joinCount; }
 
-    /// Leaves pictures with the receivers; a stream without a picture is left alone.
-    void publish(const OutgoingPicture& full, const OutgoingPicture& preview);
+    /// Leaves frames with the receivers; a stream without a frame is left alone.
+    void publish(const OutgoingFrame& main, const OutgoingFrame& preview);
 
 private:
     /// One stream's place between the sending thread and the I/O thread.
     struct Mailbox {
-        WaitingPictures pictures;
-        std::uint64_t late = 0;  ///< Pictures that were lost here.
+        WaitingFrames frames;
+        std::uint64_t late = 0;  ///< Frames that were lost here.
     };
     struct Wake;
 
@@ -85,11 +85,11 @@ private:
     void onAccept(Listener& listener, const asio::error_code& error, asio::ip::tcp::socket socket);
     void acceptLater(Listener& listener);
     void admit(asio::ip::tcp::socket socket);
-    [[nodiscard]] bool makeRoom();
+    [[nodiscard]] bool closeIdleReceiver();
     [[nodiscard]] std::vector<std::uint8_t> greeting() const;
     void tick();
 
-    static void post(Mailbox& mailbox, const OutgoingPicture& picture);
+    static void post(Mailbox& mailbox, const OutgoingFrame& frame);
     void wake();
     void deliver();
     void deliver(Mailbox& mailbox, StreamChoice stream);
@@ -97,18 +97,18 @@ private:
 
     const std::string m_instance;
     const ServerLimits m_limits;
-    const std::function<void()> m_onHunger;
+    const std::function<void()> m_onJoin;
     std::uint16_t m_port = 0;
 
     // Crossing threads.
     std::mutex m_mailMutex;
-    Mailbox m_full;
+    Mailbox m_main;
     Mailbox m_preview;
     HandlerMemory m_wakeMemory;
     std::atomic<bool> m_wakePending{false};
-    std::atomic<int> m_wantFull{0};
+    std::atomic<int> m_wantMain{0};
     std::atomic<int> m_wantPreview{0};
-    std::atomic<std::uint64_t> m_hunger{0};
+    std::atomic<std::uint64_t> m_joinCount{0};
 
     // I/O thread only, once it runs.
     asio::io_context m_io{1};
@@ -118,11 +118,11 @@ private:
     bool m_ticking = false;
     std::vector<std::shared_ptr<Receiver>> m_receivers;  ///< In order of arrival.
     wire::TallyEchoText m_echo;
-    Mailbox m_takenFull;
+    Mailbox m_takenMain;
     Mailbox m_takenPreview;
     LogLimit m_refusals;
-    LogLimit m_passersBy{10};
-    LogLimit m_acceptFaults;
+    LogLimit m_connectionLogLimit{10};
+    LogLimit m_acceptErrors;
 
     std::thread m_thread;
 };

@@ -18,7 +18,7 @@ constexpr std::uint32_t kProgressive = NDIlib_frame_format_type_progressive;
 /// Waiting for longer makes no sense, and some clocks overflow.
 constexpr std::chrono::hours kLongWait(1);
 
-bool sameShape(const speedhq::PictureView& a, const speedhq::PictureView& b) {
+bool sameShape(const speedhq::FrameView& a, const speedhq::FrameView& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height;
 }
 
@@ -46,7 +46,7 @@ bool Source::start() {
         HV_ERROR("source {} was not made: {}", m_instance, reason);
         return false;
     }
-    m_repeater = std::thread([this] { repeatLoop(); });
+    m_repeatThread = std::thread([this] { repeatLoop(); });
 
     mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port());
     if (outcome.result == mdns::AnnounceResult::NameTaken) {
@@ -70,16 +70,16 @@ Source::~Source() {
 
 void Source::close() {
     std::call_once(m_closeOnce, [this] {
-        m_gate.close();
+        m_callGuard.close();
         m_parts.time->release();
-        m_gate.waitUntilEmpty();
+        m_callGuard.waitUntilEmpty();
         {
             const std::lock_guard lock(m_repeatMutex);
             m_closing = true;
         }
         m_repeatWake.notify_all();
-        if (m_repeater.joinable()) {
-            m_repeater.join();
+        if (m_repeatThread.joinable()) {
+            m_repeatThread.join();
         }
         m_announcement.reset();
         m_server.stop();
@@ -88,29 +88,29 @@ void Source::close() {
 
 // --- sending ---------------------------------------------------------------------------------
 
-void Source::hint(const support::ChangedRows& changed) {
+void Source::hint(const support::DirtyRows& dirty) {
     const std::lock_guard lock(m_encoding);
-    m_hint = changed;
+    m_hint = dirty;
     m_hinted = true;
 }
 
 void Source::send(const NDIlib_video_frame_v2_t* frame) {
-    const Gate::Visit visit(m_gate);
-    if (!visit) {
+    const CallGuard::Call call(m_callGuard);
+    if (!call) {
         return;
     }
-    speedhq::PictureView picture;
-    if (const std::string fault = checkFrame(frame, picture); !fault.empty()) {
-        refuse(fault);
+    speedhq::FrameView view;
+    if (const std::string error = checkFrame(frame, view); !error.empty()) {
+        refuse(error);
         return;
     }
-    encodeAndPublish(*frame, picture);
+    encodeAndPublish(*frame, view);
     if (m_clocked) {
         waitForSlot(*frame);
     }
 }
 
-void Source::refuse(const std::string& fault) {
+void Source::refuse(const std::string& error) {
     {
         const std::lock_guard lock(m_encoding);
         m_hinted = false;
@@ -118,44 +118,44 @@ void Source::refuse(const std::string& fault) {
     }
     unsigned suppressed = 0;
     if (m_refusals.allows(suppressed)) {
-        HV_ERROR("{}: a frame was not sent: {} ({} more before it)", m_instance, fault, suppressed);
+        HV_ERROR("{}: a frame was not sent: {} ({} more before it)", m_instance, error, suppressed);
     }
 }
 
 void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
-                              const speedhq::PictureView& picture) {
+                              const speedhq::FrameView& view) {
     const std::lock_guard lock(m_encoding);
-    const std::uint64_t hunger = m_server.hunger();
+    const std::uint64_t joins = m_server.joinCount();
     const speedhq::Streams wanted = m_server.wanted();
-    const support::ChangedRows& changed = takeHint(picture);
+    const support::DirtyRows& dirty = takeHint(view);
     describe(frame);
 
     speedhq::EncodedStreams streams;
-    if (wanted.full || wanted.preview) {
-        streams = m_parts.encoder->encode(picture, changed, wanted);
+    if (wanted.main || wanted.preview) {
+        streams = m_parts.encoder->encode(view, dirty, wanted);
         reportMissing(streams, wanted);
-        publish(streams, false, Audience::Everybody);
+        publish(streams, false, Audience::All);
     } else {
-        m_parts.encoder->keep(picture, changed);
+        m_parts.encoder->updateReference(view, dirty);
     }
 
     const std::lock_guard repeatLock(m_repeatMutex);
-    m_havePicture = true;
+    m_haveFrame = true;
     m_lastSend = m_lastPublish = steady_clock::now();
-    m_fedHunger = hunger;
+    m_servedJoins = joins;
     noteQuality(streams, true);
-    if (repeatDue() < m_repeaterWakes) {
-        m_repeatWake.notify_all();  // the first picture after a while; not with each one
+    if (repeatDue() < m_repeatWakeTime) {
+        m_repeatWake.notify_all();  // the first frame after a while; not with each one
     }
 }
 
-/// What changed since the picture that the encoder took last.
-const support::ChangedRows& Source::takeHint(const speedhq::PictureView& picture) {
-    static const support::ChangedRows kUnknown;
-    const bool usable = m_hinted && !m_hintBroken && sameShape(picture, m_lastView);
+/// What changed since the frame that the encoder took last.
+const support::DirtyRows& Source::takeHint(const speedhq::FrameView& view) {
+    static const support::DirtyRows kUnknown;
+    const bool usable = m_hinted && !m_hintBroken && sameShape(view, m_lastView);
     m_hinted = false;
     m_hintBroken = false;
-    m_lastView = picture;
+    m_lastView = view;
     return usable ? m_hint : kUnknown;
 }
 
@@ -175,23 +175,22 @@ void Source::describe(const NDIlib_video_frame_v2_t& frame) {
 }
 
 void Source::publish(const speedhq::EncodedStreams& streams, bool repeat, Audience audience) {
-    m_server.publish(wrap(streams.full, repeat, audience), wrap(streams.preview, repeat, audience));
+    m_server.publish(wrap(streams.main, repeat, audience), wrap(streams.preview, repeat, audience));
 }
 
-OutgoingPicture Source::wrap(const speedhq::EncodedPicturePtr& picture, bool repeat,
-                             Audience audience) {
-    OutgoingPicture outgoing;
-    if (picture == nullptr) {
+OutgoingFrame Source::wrap(const speedhq::EncodedFramePtr& packet, bool repeat, Audience audience) {
+    OutgoingFrame outgoing;
+    if (packet == nullptr) {
         return outgoing;
     }
-    m_info.fourCC = picture->fourCC;
-    m_info.width = static_cast<std::uint32_t>(picture->width);
-    m_info.height = static_cast<std::uint32_t>(picture->height);
+    m_info.fourCC = packet->fourCC;
+    m_info.width = static_cast<std::uint32_t>(packet->width);
+    m_info.height = static_cast<std::uint32_t>(packet->height);
     m_info.aspect = m_givenAspect > 0
                         ? m_givenAspect
-                        : static_cast<float>(picture->width) / static_cast<float>(picture->height);
-    wire::writeVideoHead(m_info, static_cast<std::uint32_t>(picture->size), outgoing.head);
-    outgoing.picture = picture;
+                        : static_cast<float>(packet->width) / static_cast<float>(packet->height);
+    wire::writeVideoHead(m_info, static_cast<std::uint32_t>(packet->size), outgoing.head);
+    outgoing.packet = packet;
     outgoing.repeat = repeat;
     outgoing.audience = audience;
     return outgoing;
@@ -211,10 +210,10 @@ void Source::waitForSlot(const NDIlib_video_frame_v2_t& frame) {
 
 void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted) {
     const bool missing =
-        (wanted.full && streams.full == nullptr) || (wanted.preview && streams.preview == nullptr);
+        (wanted.main && streams.main == nullptr) || (wanted.preview && streams.preview == nullptr);
     unsigned suppressed = 0;
-    if (missing && m_encoderFaults.allows(suppressed)) {
-        HV_ERROR("{}: a picture of {}x{} could not be encoded ({} more before it)", m_instance,
+    if (missing && m_encoderErrors.allows(suppressed)) {
+        HV_ERROR("{}: a frame of {}x{} could not be encoded ({} more before it)", m_instance,
                  m_lastView.width, m_lastView.height, suppressed);
     }
 }
@@ -227,8 +226,8 @@ void Source::repeatLoop() {
         const TimePoint now = steady_clock::now();
         const TimePoint due = repeatDue();
         if (due > now) {
-            m_repeaterWakes = std::min(due, now + kLongWait);
-            m_repeatWake.wait_until(lock, m_repeaterWakes);
+            m_repeatWakeTime = std::min(due, now + kLongWait);
+            m_repeatWake.wait_until(lock, m_repeatWakeTime);
             continue;
         }
         lock.unlock();
@@ -240,31 +239,32 @@ void Source::repeatLoop() {
 /// With m_repeatMutex held.
 Source::TimePoint Source::repeatDue() const {
     const speedhq::Streams wanted = m_server.wanted();
-    if (!m_havePicture || (!wanted.full && !wanted.preview)) {
+    if (!m_haveFrame || (!wanted.main && !wanted.preview)) {
         return TimePoint::max();
     }
-    const TimePoint forAll = m_lastPublish + (m_gettingBetter ? m_repeat.better : m_repeat.silence);
-    const bool hungry = m_server.hunger() != m_fedHunger;
-    return hungry ? std::min(forAll, m_lastSend + m_repeat.active) : forAll;
+    const TimePoint forAll =
+        m_lastPublish + (m_refining ? m_repeat.refineInterval : m_repeat.interval);
+    const bool joined = m_server.joinCount() != m_servedJoins;
+    return joined ? std::min(forAll, m_lastSend + m_repeat.active) : forAll;
 }
 
 void Source::repeatNow() {
     const std::lock_guard lock(m_encoding);
-    const std::uint64_t hunger = m_server.hunger();
+    const std::uint64_t joins = m_server.joinCount();
     const speedhq::Streams wanted = m_server.wanted();
-    Audience audience = Audience::Everybody;
+    Audience audience = Audience::All;
     {
         const std::lock_guard repeatLock(m_repeatMutex);
         const TimePoint now = steady_clock::now();
         if (m_closing || repeatDue() > now) {
-            return;  // a new picture came meanwhile
+            return;  // a new frame came meanwhile
         }
-        const auto pause = m_gettingBetter ? m_repeat.better : m_repeat.silence;
+        const auto pause = m_refining ? m_repeat.refineInterval : m_repeat.interval;
         if (m_lastPublish + pause > now) {
-            audience = Audience::Hungry;
+            audience = Audience::AwaitingFirstFrame;
         }
     }
-    const speedhq::EncodedStreams streams = m_parts.encoder->encodeKept(wanted);
+    const speedhq::EncodedStreams streams = m_parts.encoder->encodeReference(wanted);
     reportMissing(streams, wanted);
     m_info.timestamp = m_parts.time->wallClock();
     if (m_synthesizeTimecode) {
@@ -273,20 +273,20 @@ void Source::repeatNow() {
     publish(streams, true, audience);
 
     const std::lock_guard repeatLock(m_repeatMutex);
-    m_fedHunger = hunger;
-    if (audience == Audience::Everybody) {
+    m_servedJoins = joins;
+    if (audience == Audience::All) {
         m_lastPublish = steady_clock::now();
     }
     noteQuality(streams, false);
 }
 
-/// With m_repeatMutex held. After a new picture better ones of it may follow; they are over when
+/// With m_repeatMutex held. After a new frame better ones of it may follow; they are over when
 /// no stream improves any more.
-void Source::noteQuality(const speedhq::EncodedStreams& streams, bool newPicture) {
-    const int full = streams.full != nullptr ? streams.full->quality : 0;
+void Source::noteQuality(const speedhq::EncodedStreams& streams, bool newFrame) {
+    const int main = streams.main != nullptr ? streams.main->quality : 0;
     const int preview = streams.preview != nullptr ? streams.preview->quality : 0;
-    m_gettingBetter = newPicture || full > m_fullQuality || preview > m_previewQuality;
-    m_fullQuality = full;
+    m_refining = newFrame || main > m_mainQuality || preview > m_previewQuality;
+    m_mainQuality = main;
     m_previewQuality = preview;
 }
 

@@ -13,13 +13,13 @@
 
 #include "mdns/announcement.h"
 #include "ndi/ndilib.h"
+#include "ndi/output/callguard.h"
 #include "ndi/output/frameclock.h"
-#include "ndi/output/gate.h"
 #include "ndi/output/loglimit.h"
 #include "ndi/output/server.h"
 #include "ndi/wire/videoinfo.h"
 #include "speedhq/frameencoder.h"
-#include "support/changedrows.h"
+#include "support/dirtyrows.h"
 
 namespace ndi {
 
@@ -28,11 +28,12 @@ struct SourceSettings {
     bool clocked = true;  ///< send() returns at the next slot of the frame rate.
 };
 
-/// When the last picture is sent again.
+/// When the last frame is sent again.
 struct RepeatTimes {
-    std::chrono::milliseconds silence{1000};  ///< While nothing new comes.
-    std::chrono::milliseconds better{150};    ///< While each repetition is better than the last.
-    /// A receiver that joins gets the next picture of a sender that was active this recently, and
+    std::chrono::milliseconds interval{1000};  ///< While nothing new comes.
+    std::chrono::milliseconds refineInterval{
+        150};  ///< While each repetition is better than the last.
+    /// A receiver that joins gets the next frame of a sender that was active this recently, and
     /// the last one otherwise.
     std::chrono::milliseconds active{100};
 };
@@ -41,14 +42,14 @@ struct RepeatTimes {
 struct SourceParts {
     std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t)> announce =
         mdns::announceService;
-    std::unique_ptr<speedhq::PictureEncoder> encoder = speedhq::createPictureEncoder();
+    std::unique_ptr<speedhq::FrameEncoder> encoder = speedhq::createFrameEncoder();
     std::unique_ptr<Timekeeper> time = std::make_unique<Timekeeper>();
     ServerLimits limits;
     RepeatTimes repeat;
 };
 
-/// Publishes pictures under a name. Three threads serve it: the caller's encodes, the server's
-/// writes to the receivers, and a third repeats the last picture while the caller is silent.
+/// Publishes frames under a name. Three threads serve it: the caller's encodes, the server's
+/// writes to the receivers, and a third repeats the last frame while the caller is silent.
 /// Every member function may be called from any thread.
 class Source {
 public:
@@ -62,10 +63,10 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    /// What the next picture changed against the one sent before it; holds for one send().
-    void hint(const support::ChangedRows& changed);
+    /// What the next frame changed against the one sent before it; holds for one send().
+    void hint(const support::DirtyRows& dirty);
 
-    /// Encodes the picture for those who watch, leaves it with them, and waits for its slot. A
+    /// Encodes the frame for those who watch, leaves it with them, and waits for its slot. A
     /// frame that can't be sent is ignored with a log line. Nothing of `frame` is used afterwards.
     void send(const NDIlib_video_frame_v2_t* frame);
 
@@ -83,20 +84,19 @@ private:
     Source(const SourceSettings& settings, SourceParts parts);
     [[nodiscard]] bool start();
 
-    void refuse(const std::string& fault);
-    void encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
-                          const speedhq::PictureView& picture);
-    [[nodiscard]] const support::ChangedRows& takeHint(const speedhq::PictureView& picture);
+    void refuse(const std::string& error);
+    void encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const speedhq::FrameView& view);
+    [[nodiscard]] const support::DirtyRows& takeHint(const speedhq::FrameView& view);
     void describe(const NDIlib_video_frame_v2_t& frame);
     void publish(const speedhq::EncodedStreams& streams, bool repeat, Audience audience);
-    [[nodiscard]] OutgoingPicture wrap(const speedhq::EncodedPicturePtr& picture, bool repeat,
-                                       Audience audience);
+    [[nodiscard]] OutgoingFrame wrap(const speedhq::EncodedFramePtr& packet, bool repeat,
+                                     Audience audience);
     void waitForSlot(const NDIlib_video_frame_v2_t& frame);
 
     void repeatLoop();
     void repeatNow();
     [[nodiscard]] TimePoint repeatDue() const;
-    void noteQuality(const speedhq::EncodedStreams& streams, bool newPicture);
+    void noteQuality(const speedhq::EncodedStreams& streams, bool newFrame);
     void reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted);
 
     const std::string m_instance;
@@ -105,17 +105,17 @@ private:
     SourceParts m_parts;
     Server m_server;
     std::unique_ptr<mdns::Announcement> m_announcement;
-    Gate m_gate;
+    CallGuard m_callGuard;
     std::once_flag m_closeOnce;
     LogLimit m_refusals;
-    LogLimit m_encoderFaults;
+    LogLimit m_encoderErrors;
 
-    // The encoder and what belongs to the newest picture.
+    // The encoder and what belongs to the newest frame.
     std::mutex m_encoding;
-    support::ChangedRows m_hint;
+    support::DirtyRows m_hint;
     bool m_hinted = false;
-    bool m_hintBroken = false;  ///< A picture in between was not taken.
-    speedhq::PictureView m_lastView;
+    bool m_hintBroken = false;  ///< A frame in between was not taken.
+    speedhq::FrameView m_lastView;
     wire::VideoInfo m_info;
     float m_givenAspect = 0;
     bool m_synthesizeTimecode = true;
@@ -127,15 +127,15 @@ private:
     mutable std::mutex m_repeatMutex;
     std::condition_variable m_repeatWake;
     bool m_closing = false;
-    bool m_havePicture = false;
-    bool m_gettingBetter = false;
-    int m_fullQuality = 0;
+    bool m_haveFrame = false;
+    bool m_refining = false;
+    int m_mainQuality = 0;
     int m_previewQuality = 0;
-    std::uint64_t m_fedHunger = 0;
+    std::uint64_t m_servedJoins = 0;
     TimePoint m_lastSend;
     TimePoint m_lastPublish;
-    TimePoint m_repeaterWakes = TimePoint::max();  ///< By itself.
-    std::thread m_repeater;
+    TimePoint m_repeatWakeTime = TimePoint::max();  ///< By itself.
+    std::thread m_repeatThread;
 };
 
 }  // namespace ndi

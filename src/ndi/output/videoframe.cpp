@@ -29,25 +29,25 @@ int packedStride(speedhq::PixelFormat format, int width) {
 
 }  // namespace
 
-std::string checkFrame(const NDIlib_video_frame_v2_t* frame, speedhq::PictureView& picture) {
+std::string checkFrame(const NDIlib_video_frame_v2_t* frame, speedhq::FrameView& view) {
     if (frame == nullptr) {
         return "no frame was given";
     }
     if (frame->p_data == nullptr) {
         return "the frame has no data";
     }
-    if (frame->xres < 1 || frame->yres < 1 || frame->xres > kMaxPictureSide ||
-        frame->yres > kMaxPictureSide) {
+    if (frame->xres < 1 || frame->yres < 1 || frame->xres > kMaxFrameSide ||
+        frame->yres > kMaxFrameSide) {
         return fmt::format("its size is {}x{}, allowed is 1x1 to {}x{}", frame->xres, frame->yres,
-                           kMaxPictureSide, kMaxPictureSide);
+                           kMaxFrameSide, kMaxFrameSide);
     }
     // Read as a number: a caller may have put anything there.
     const auto fourCC = static_cast<std::int32_t>(frame->FourCC);
-    if (!readFormat(fourCC, picture.format)) {
+    if (!readFormat(fourCC, view.format)) {
         return fmt::format("its pixel format 0x{:08x} is none of BGRA, BGRX and UYVY",
                            static_cast<std::uint32_t>(fourCC));
     }
-    const int packed = packedStride(picture.format, frame->xres);
+    const int packed = packedStride(view.format, frame->xres);
     const int stride = frame->line_stride_in_bytes == 0 ? packed : frame->line_stride_in_bytes;
     if (stride < packed) {
         return fmt::format("its rows are {} bytes apart, {} pixels need {}", stride, frame->xres,
@@ -56,12 +56,12 @@ std::string checkFrame(const NDIlib_video_frame_v2_t* frame, speedhq::PictureVie
     if (frame->frame_rate_N < 1 || frame->frame_rate_D < 1) {
         return fmt::format("its frame rate is {}/{}", frame->frame_rate_N, frame->frame_rate_D);
     }
-    picture.width = frame->xres;
-    picture.height = frame->yres;
-    picture.stride = stride;
-    picture.pixels = frame->p_data;
-    picture.rateNumerator = frame->frame_rate_N;
-    picture.rateDenominator = frame->frame_rate_D;
+    view.width = frame->xres;
+    view.height = frame->yres;
+    view.stride = stride;
+    view.pixels = frame->p_data;
+    view.rateNumerator = frame->frame_rate_N;
+    view.rateDenominator = frame->frame_rate_D;
     return {};
 }
 

@@ -8,10 +8,10 @@
 
 namespace ndi {
 
-inline constexpr int kMaxPictureSide = 8192;
+inline constexpr int kMaxFrameSide = 8192;
 
-/// Reads `frame` into `picture`. Empty when it can be sent, else what is wrong with it, in words.
+/// Reads `frame` into `view`. Empty when it can be sent, else what is wrong with it, in words.
 [[nodiscard]] std::string checkFrame(const NDIlib_video_frame_v2_t* frame,
-                                     speedhq::PictureView& picture);
+                                     speedhq::FrameView& view);
 
 }  // namespace ndi

@@ -13,7 +13,7 @@ void MessageReader::append(const std::uint8_t* bytes, std::size_t size) {
 }
 
 MessageReader::Result MessageReader::next(Message& message) {
-    if (m_fault != nullptr) {
+    if (m_error != nullptr) {
         return Result::Garbage;
     }
     if (held() < kHeaderSize) {
@@ -21,8 +21,8 @@ MessageReader::Result MessageReader::next(Message& message) {
     }
     std::uint8_t* const start = m_buffer.data() + m_begin;
     Header& header = message.header;
-    m_fault = readHeader(start, m_limits, header);
-    if (m_fault != nullptr) {
+    m_error = readHeader(start, m_limits, header);
+    if (m_error != nullptr) {
         return Result::Garbage;
     }
     const std::size_t body = std::size_t{header.infoSize} + header.dataSize;

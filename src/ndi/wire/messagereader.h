@@ -26,14 +26,14 @@ public:
     enum class Result {
         Ready,    ///< A message; valid until the next call of append(), next() or trim().
         More,     ///< Not complete yet.
-        Garbage,  ///< Not our protocol; fault() says why. Final: close the connection.
+        Garbage,  ///< Not our protocol; error() says why. Final: close the connection.
     };
 
     explicit MessageReader(const Limits& limits) : m_limits(limits) {}
 
     void append(const std::uint8_t* bytes, std::size_t size);
     [[nodiscard]] Result next(Message& message);
-    [[nodiscard]] const char* fault() const { return m_fault; }
+    [[nodiscard]] const char* error() const { return m_error; }
 
     /// Gives memory back when nothing is held and more than `capacity` bytes are kept for later.
     void trim(std::size_t capacity);
@@ -44,7 +44,7 @@ private:
     Limits m_limits;
     std::vector<std::uint8_t> m_buffer;
     std::size_t m_begin = 0;  ///< Where the first message that was not handed out begins.
-    const char* m_fault = nullptr;
+    const char* m_error = nullptr;
 };
 
 }  // namespace ndi::wire

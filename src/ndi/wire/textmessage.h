@@ -24,7 +24,7 @@ struct IdentifyText {
     std::string name;
 };
 
-/// `ndi_video`: which picture a receiver wants.
+/// `ndi_video`: which frame a receiver wants.
 struct QualityText {
     bool low = false;  ///< The preview stream.
 };

@@ -1,5 +1,5 @@
 #pragma once
-// What a video message says about its picture.
+// What a video message says about its frame.
 
 #include <cstdint>
 #include <optional>
@@ -16,7 +16,7 @@ struct VideoInfo {
     std::uint32_t height = 0;
     std::uint32_t rateNumerator = 0;
     std::uint32_t rateDenominator = 0;
-    float aspect = 0;               ///< Of the picture, width / height.
+    float aspect = 0;               ///< Of the frame, width / height.
     std::uint32_t frameFormat = 1;  ///< 0 interleaved, 1 progressive, 2 and 3 single fields.
     std::int64_t timecode = 0;      ///< Units of 100 ns.
     std::int64_t timestamp = 0;     ///< Units of 100 ns since 1970-01-01 UTC.

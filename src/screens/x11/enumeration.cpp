@@ -73,10 +73,10 @@ Provider& providerOf(const Monitor& monitor, std::vector<Provider>& providers) {
 }  // namespace
 
 std::list<DeviceAdaptorInfo> platformAdaptors() {
-    std::string whyNot;
-    const auto connection = Connection::open({}, whyNot);
+    std::string error;
+    const auto connection = Connection::open({}, error);
     if (!connection) {
-        HV_WARN("no graphics adapters from the X display: {}", whyNot);
+        HV_WARN("no graphics adapters from the X display: {}", error);
         return {};
     }
     auto providers = listProviders(*connection);

@@ -10,10 +10,10 @@ ScreensDetector::ScreensDetector(const std::string& /*host*/, const std::string&
 
 struScreensMsg ScreensDetector::getScreens() {
     struScreensMsg message;
-    std::string whyNot;
-    const auto connection = support::x11::Connection::open({}, whyNot);
+    std::string error;
+    const auto connection = support::x11::Connection::open({}, error);
     if (!connection) {
-        HV_WARN("no screens from the X display: {}", whyNot);
+        HV_WARN("no screens from the X display: {}", error);
         return message;
     }
     const auto monitors = support::x11::listMonitors(*connection);

@@ -37,12 +37,12 @@ void surviveBrokenPipes() {
 
 }  // namespace
 
-std::unique_ptr<Connection> Connection::open(const std::string& display, std::string& whyNot) {
+std::unique_ptr<Connection> Connection::open(const std::string& display, std::string& error) {
     surviveBrokenPipes();
     int screenNumber = 0;
     Handle handle(xcb_connect(display.empty() ? nullptr : display.c_str(), &screenNumber));
-    if (const int error = xcb_connection_has_error(handle.get()); error != 0) {
-        whyNot = describe(error);
+    if (const int code = xcb_connection_has_error(handle.get()); code != 0) {
+        error = describe(code);
         return nullptr;
     }
     auto screen = xcb_setup_roots_iterator(xcb_get_setup(handle.get()));
@@ -50,7 +50,7 @@ std::unique_ptr<Connection> Connection::open(const std::string& display, std::st
         xcb_screen_next(&screen);
     }
     if (screen.rem == 0) {
-        whyNot = "the display has no such screen";
+        error = "the display has no such screen";
         return nullptr;
     }
     return std::unique_ptr<Connection>(new Connection(std::move(handle), screen.data));

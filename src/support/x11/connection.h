@@ -22,11 +22,11 @@ using Owned = std::unique_ptr<T, FreeCall>;
 class Connection {
 public:
     /// `display` as in the variable DISPLAY; empty: that variable. Null when there is no such
-    /// server; `whyNot` says why. Blocks while the server accepts the connection.
+    /// server; `error` says why. Blocks while the server accepts the connection.
     /// Two threads of a program must not connect at the same moment, whichever way they do it:
     /// the name of the authority file is kept in static memory, by libXau.
     [[nodiscard]] static std::unique_ptr<Connection> open(const std::string& display,
-                                                          std::string& whyNot);
+                                                          std::string& error);
 
     [[nodiscard]] xcb_connection_t* get() const { return m_connection.get(); }
     [[nodiscard]] const xcb_screen_t& screen() const { return *m_screen; }

@@ -26,16 +26,16 @@ public:
     bool read() {
         const auto before = pixels;
         if (!capturer.ReadScreenData(area.x, area.y, area.width, area.height, pixels.data())) {
-            EXPECT_EQ(pixels, before) << "a read without news wrote to the buffer";
+            EXPECT_EQ(pixels, before) << "a read without damage wrote to the buffer";
             return false;
         }
         ++reads;
-        const auto& changed = capturer.ChangedRows();
-        partialReads += changed.known ? 1 : 0;
-        auto spans = changed.spans;
+        const auto& dirty = capturer.DirtyRows();
+        partialReads += dirty.known ? 1 : 0;
+        auto spans = dirty.spans;
         spans.push_back({area.height, 0});
         int row = 0;
-        for (std::size_t i = 0; changed.known && i < spans.size(); ++i) {
+        for (std::size_t i = 0; dirty.known && i < spans.size(); ++i) {
             EXPECT_GE(spans[i].first, row) << "spans overlap or descend";
             for (; row < spans[i].first; ++row) {
                 const auto from = pixels.begin() + std::ptrdiff_t(rowBytes()) * row;

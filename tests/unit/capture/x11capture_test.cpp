@@ -12,7 +12,7 @@ using tests::CaptureRun;
 using tests::Painter;
 using tests::VirtualDisplay;
 
-/// A picture in which no two pixels near each other are alike.
+/// A frame in which no two pixels near each other are alike.
 std::uint32_t noise(int x, int y) {
     const auto mixed = (static_cast<std::uint32_t>(x) * 2654435761U) ^
                        (static_cast<std::uint32_t>(y) * 2246822519U);
@@ -46,14 +46,14 @@ TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
     painter.fill(painter.root(), {120, 180, 10, 12}, 0x00FF00);
     ASSERT_TRUE(run.news());
     EXPECT_EQ(run.pixels, expected);
-    ASSERT_EQ(run.capturer.ChangedRows().spans.size(), 1U);
-    EXPECT_EQ(run.capturer.ChangedRows().spans[0].first, 80);
-    EXPECT_EQ(run.capturer.ChangedRows().spans[0].count, 12);
+    ASSERT_EQ(run.capturer.DirtyRows().spans.size(), 1U);
+    EXPECT_EQ(run.capturer.DirtyRows().spans[0].first, 80);
+    EXPECT_EQ(run.capturer.DirtyRows().spans[0].count, 12);
 
     // Another buffer, or another rectangle, has everything to learn.
     std::vector<std::uint8_t> other(run.pixels.size());
     ASSERT_TRUE(run.capturer.ReadScreenData(100, 100, 300, 200, other.data()));
-    EXPECT_FALSE(run.capturer.ChangedRows().known);
+    EXPECT_FALSE(run.capturer.DirtyRows().known);
     EXPECT_EQ(other, painter.screen({100, 100, 300, 200}));
     run.area.x = 40;
     ASSERT_TRUE(run.read());
@@ -73,7 +73,7 @@ TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
     EXPECT_EQ(run.pixels, expected);
 
     run.area = {640, 0, 100, 50};
-    EXPECT_TRUE(run.read()) << "an empty rectangle is a picture, too";
+    EXPECT_TRUE(run.read()) << "an empty rectangle is a frame, too";
     EXPECT_EQ(run.pixels, expected);
 }
 

@@ -38,7 +38,7 @@ TEST(X11Servers, AreReadWhateverTheyLack) {
         ASSERT_TRUE(run.read());
         if (server.lacking == "DAMAGE") {
             EXPECT_TRUE(run.read());
-            EXPECT_FALSE(run.capturer.ChangedRows().known);
+            EXPECT_FALSE(run.capturer.DirtyRows().known);
         } else {
             run.settle();
         }
@@ -88,7 +88,7 @@ TEST(X11Servers, MayRearrangeTheirOutputs) {
         },
         std::chrono::seconds(10)))
         << log.text();
-    EXPECT_FALSE(run.news(20)) << "an output that is off has no picture";
+    EXPECT_FALSE(run.news(20)) << "an output that is off has no frame";
 
     second({"--mode", "640x480", "--pos", "0x768"});
     ASSERT_TRUE(run.news());

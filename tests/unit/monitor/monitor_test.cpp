@@ -144,7 +144,7 @@ TEST(Report, QuotesForJson) {
               "\"[fe80::1]:5961\"]},{\"name\":\"b\",\"addresses\":[]}]\n");
 }
 
-TEST(Decoder, RefusesWhatIsNoPicture) {
+TEST(Decoder, RefusesWhatIsNoFrame) {
     const std::uint32_t shq2 = MKTAG('S', 'H', 'Q', '2');
     const std::vector<std::uint8_t> noise(5000, 0xA5);
     const struct {

@@ -15,11 +15,11 @@ namespace {
 using namespace std::chrono_literals;
 using tests::eventually;
 
-TEST(Receivers, AreGreetedAndGetPicturesWhileTheyAskForThem) {
+TEST(Receivers, AreGreetedAndGetFramesWhileTheyAskForThem) {
     const LogCapture log;
     const auto source = openSource();
-    Picture picture(320, 192);
-    picture.sendTo(*source);
+    TestImage image(320, 192);
+    image.sendTo(*source);
 
     TestReceiver receiver(source->port());
     const auto& texts = receiver.readTexts(3);
@@ -31,28 +31,28 @@ TEST(Receivers, AreGreetedAndGetPicturesWhileTheyAskForThem) {
     EXPECT_FALSE(std::get<wire::TallyEchoText>(texts[2]).onProgram);
 
     receiver.sendText(R"(<ndi_video quality="high"/>)");
-    picture.sendTo(*source);
-    EXPECT_FALSE(receiver.nextPicture(300ms));
+    image.sendTo(*source);
+    EXPECT_FALSE(receiver.nextFrame(300ms));
     receiver.sendText(R"(<ndi_enabled_streams video="true" text="true"/>)");
-    EXPECT_TRUE(receiver.nextPicture());
+    EXPECT_TRUE(receiver.nextFrame());
     receiver.sendText(R"(<ndi_enabled_streams video="false" text="true"/>)");
     EXPECT_TRUE(log.says(" wants no video"));
-    picture.sendTo(*source);
-    for (const auto& late : receiver.pictures(1500ms)) {
-        EXPECT_LT(late.info.timecode, picture.timecode());
+    image.sendTo(*source);
+    for (const auto& late : receiver.frames(1500ms)) {
+        EXPECT_LT(late.info.timecode, image.timecode());
     }
 }
 
-TEST(Receivers, SeeThePictureAndWhatTheCallerSaysAboutIt) {
+TEST(Receivers, SeeTheFrameAndWhatTheCallerSaysAboutIt) {
     const auto source = openSource();
-    Picture picture(1000, 49, 12);
-    picture.sendTo(*source);
+    TestImage image(1000, 49, 12);
+    image.sendTo(*source);
     Viewer viewer(*source);
-    auto frame = picture.frame();
+    auto frame = image.frame();
     frame.timecode = NDIlib_send_timecode_synthesize;
     source->send(&frame);
-    const auto received = viewer.pictureOf(NDIlib_send_timecode_synthesize);
-    EXPECT_GT(picture.psnrOf(received), 38);
+    const auto received = viewer.frameOf(NDIlib_send_timecode_synthesize);
+    EXPECT_GT(image.psnrOf(received), 38);
     EXPECT_EQ(std::tuple(received.info.width, received.info.height, received.info.aspect),
               std::tuple(1008U, 49U, 1008.0F / 49));
     EXPECT_EQ(std::tuple(received.info.rateNumerator, received.info.rateDenominator),
@@ -74,7 +74,7 @@ TEST(Receivers, SeeThePictureAndWhatTheCallerSaysAboutIt) {
     frame.frame_format_type = NDIlib_frame_format_type_interleaved;
     frame.p_metadata = "<where/>";
     source->send(&frame);
-    const auto second = viewer.pictureOf(-123);
+    const auto second = viewer.frameOf(-123);
     EXPECT_EQ(std::tuple(second.info.aspect, second.info.timestamp, second.info.frameFormat,
                          second.info.metadata),
               std::tuple(1.5F, 456, 0U, "<where/>"));
@@ -85,28 +85,28 @@ TEST(Receivers, SeeThePictureAndWhatTheCallerSaysAboutIt) {
 }
 
 /// Times are those of the source's own clock: what a busy machine delays on the way does not count.
-TEST(Receivers, GetTheLastPictureAtOnceThenBetterOnesThenOneASecond) {
+TEST(Receivers, GetTheLastFrameAtOnceThenBetterOnesThenOneASecond) {
     const auto source = openSource();
-    Picture picture(640, 360);
-    picture.sendTo(*source);
+    TestImage image(640, 360);
+    image.sendTo(*source);
     TestReceiver receiver(source->port());
     receiver.sayHello();
-    auto received = receiver.nextPicture();
+    auto received = receiver.nextFrame();
     ASSERT_TRUE(received);
-    EXPECT_GT(picture.psnrOf(*received), 38);
+    EXPECT_GT(image.psnrOf(*received), 38);
     for (int repeats = 0; received->packet[0] < 98; ++repeats) {
         const int before = received->packet[0];
-        received = receiver.nextPicture();
+        received = receiver.nextFrame();
         ASSERT_TRUE(received);
         EXPECT_GE(received->packet[0], before);
         EXPECT_LT(repeats, 6);
     }
-    // The second picture after the best one is the first that waits for its second.
-    ASSERT_TRUE(received = receiver.nextPicture());
+    // The second frame after the best one is the first that waits for its second.
+    ASSERT_TRUE(received = receiver.nextFrame());
     double shortest = 1e9;
     for (int i = 0; i < 4; ++i) {
         const auto before = received->info.timestamp;
-        ASSERT_TRUE(received = receiver.nextPicture());
+        ASSERT_TRUE(received = receiver.nextFrame());
         EXPECT_EQ(received->packet[0], 98);
         shortest = std::min(shortest, static_cast<double>(received->info.timestamp - before) / 1e7);
     }
@@ -115,15 +115,15 @@ TEST(Receivers, GetTheLastPictureAtOnceThenBetterOnesThenOneASecond) {
 
 TEST(Receivers, SwitchQualityAtAnyTimeEachInItsOwn) {
     const auto source = openSource();
-    Picture picture(1280, 720);
-    picture.sendTo(*source);
+    TestImage image(1280, 720);
+    image.sendTo(*source);
     Viewer one(*source, "ONE (viewer)");
     Viewer other(*source, "OTHER (viewer)", true);
     // What was on its way comes first.
     const auto gets = [&](Viewer& viewer, std::uint32_t width) {
         return eventually([&] {
-            picture.sendTo(*source);
-            const auto next = viewer.nextPicture();
+            image.sendTo(*source);
+            const auto next = viewer.nextFrame();
             return next && next->info.width == width && testsupport::decode(*next);
         });
     };
@@ -166,19 +166,19 @@ TEST(Receivers, HearOfEveryTally) {
 TEST(Receivers, OneThatStallsHurtsNobodyElse) {
     const LogCapture log;
     const auto source = openSource();
-    Picture picture(1280, 720);
-    picture.sendTo(*source);
+    TestImage image(1280, 720);
+    image.sendTo(*source);
     Viewer good(*source, "GOOD (viewer)");
     Viewer stalled(*source, "STALLED (viewer)", false, 4096);
     constexpr int kSent = 60;
     for (int i = 0; i < kSent; ++i) {
-        picture.sendTo(*source);
-        ASSERT_TRUE(good.sees(picture));
+        image.sendTo(*source);
+        ASSERT_TRUE(good.sees(image));
     }
-    // It gets the newest picture when it reads again, not the old ones.
+    // It gets the newest frame when it reads again, not the old ones.
     std::int64_t last = 0;
-    for (int late = 0; last != picture.timecode(); ++late) {
-        const auto received = stalled.nextPicture();
+    for (int late = 0; last != image.timecode(); ++late) {
+        const auto received = stalled.nextFrame();
         ASSERT_TRUE(received);
         EXPECT_TRUE(testsupport::decode(*received));
         last = received->info.timecode;
@@ -186,21 +186,21 @@ TEST(Receivers, OneThatStallsHurtsNobodyElse) {
     }
     stalled.vanish();
     EXPECT_TRUE(log.says("STALLED (viewer) at 127.0.0.1:"));
-    EXPECT_TRUE(log.says(" by reading too slowly"));
-    EXPECT_EQ(log.count("lost 0 by reading too slowly"), 0);
+    EXPECT_TRUE(log.says("dropped: receiver too slow "));
+    EXPECT_EQ(log.count("dropped: receiver too slow 0"), 0);
     good.vanish();
-    EXPECT_TRUE(log.says("lost 0 by reading too slowly, 0 to our being late"));
+    EXPECT_TRUE(log.says("dropped: receiver too slow 0, I/O thread late 0"));
 }
 
-/// Each of them while a good receiver watches, who must not miss a picture.
+/// Each of them while a good receiver watches, who must not miss a frame.
 TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
     const LogCapture log;
     SourceParts parts = testParts();
     parts.limits.receiver.handshake = 3000ms;
     parts.limits.receiver.stall = 3000ms;
     const auto source = openSource(std::move(parts));
-    Picture picture(640, 384);
-    picture.sendTo(*source);
+    TestImage image(640, 384);
+    image.sendTo(*source);
     Viewer good(*source, "GOOD (viewer)");
     const auto message = [](const std::string& xml) {
         const auto bytes = wire::makeTextMessage(xml);
@@ -230,17 +230,17 @@ TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
     for (const auto& c : cases) {
         hostile.push_back(std::make_unique<TestReceiver>(source->port()));
         hostile.back()->sendBytes(c.bytes.data(), c.bytes.size());
-        picture.sendTo(*source);
-        EXPECT_TRUE(good.sees(picture)) << c.what;
+        image.sendTo(*source);
+        EXPECT_TRUE(good.sees(image)) << c.what;
     }
-    for (int i = 0; i < 10; ++i) {  // Vanish in the middle of a picture.
+    for (int i = 0; i < 10; ++i) {  // Vanish in the middle of a frame.
         Viewer vanishing(*source);
-        picture.sendTo(*source);
+        image.sendTo(*source);
         vanishing.vanish();
-        EXPECT_TRUE(good.sees(picture));
+        EXPECT_TRUE(good.sees(image));
     }
     const Viewer silent(*source, "SILENT (viewer)", false, 4096);  // Reads nothing more.
-    Picture large(1920, 1080);
+    TestImage large(1920, 1080);
     EXPECT_TRUE(eventually([&] {
         large.sendTo(*source);
         EXPECT_TRUE(good.sees(large));
@@ -253,7 +253,7 @@ TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
     EXPECT_EQ(log.count("did not say within 3000 ms"), 3);
     good.vanish();
     EXPECT_TRUE(log.says("GOOD (viewer) at "));
-    EXPECT_TRUE(log.says("lost 0 by reading too slowly, 0 to our being late"));
+    EXPECT_TRUE(log.says("dropped: receiver too slow 0, I/O thread late 0"));
 }
 
 TEST(Receivers, BeyondTheLimitAreRefusedUnlessSomebodyIdles) {
@@ -261,8 +261,8 @@ TEST(Receivers, BeyondTheLimitAreRefusedUnlessSomebodyIdles) {
     SourceParts parts = testParts();
     parts.limits.receivers = 3;
     const auto source = openSource(std::move(parts));
-    Picture picture(64, 64);
-    picture.sendTo(*source);
+    TestImage image(64, 64);
+    image.sendTo(*source);
     TestReceiver idle(source->port());
     Viewer a(*source);
     Viewer b(*source);
@@ -271,7 +271,7 @@ TEST(Receivers, BeyondTheLimitAreRefusedUnlessSomebodyIdles) {
     TestReceiver d(source->port());
     EXPECT_TRUE(d.isClosed());
     EXPECT_TRUE(log.says("was refused, there are 3 receivers already"));
-    EXPECT_TRUE(a.nextPicture());
+    EXPECT_TRUE(a.nextFrame());
     a.vanish();
     EXPECT_TRUE(log.says("receivers now: 2"));
 }

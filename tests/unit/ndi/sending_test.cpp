@@ -22,11 +22,11 @@ using tests::eventually;
 using tests::sleepFor;
 
 /// Counts what it was asked for, gives always the same packet, and allocates nothing.
-class CountingEncoder : public speedhq::PictureEncoder {
+class CountingEncoder : public speedhq::FrameEncoder {
 public:
     struct Log {
         std::atomic<int> kept{0}, encoded{0}, again{0};
-        std::string hinted;  ///< "y" or "n" for each picture kept.
+        std::string hinted;  ///< "y" or "n" for each frame kept.
     };
 
     explicit CountingEncoder(Log& log) : m_log(log) {
@@ -34,27 +34,27 @@ public:
         m_packet->data = m_bytes.data();
         m_packet->size = m_bytes.size();
     }
-    void keep(const speedhq::PictureView& /*picture*/,
-              const support::ChangedRows& changed) override {
+    void updateReference(const speedhq::FrameView& /*image*/,
+                         const support::DirtyRows& dirty) override {
         ++m_log.kept;
-        m_log.hinted += changed.known ? "y" : "n";
+        m_log.hinted += dirty.known ? "y" : "n";
     }
-    speedhq::EncodedStreams encode(const speedhq::PictureView& /*picture*/,
-                                   const support::ChangedRows& /*changed*/,
+    speedhq::EncodedStreams encode(const speedhq::FrameView& /*image*/,
+                                   const support::DirtyRows& /*changed*/,
                                    speedhq::Streams wanted) override {
         ++m_log.encoded;
-        return {wanted.full ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
+        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
     }
-    speedhq::EncodedStreams encodeKept(speedhq::Streams wanted) override {
+    speedhq::EncodedStreams encodeReference(speedhq::Streams wanted) override {
         ++m_log.again;
-        return {wanted.full ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
+        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
     }
 
 private:
     Log& m_log;
     const std::vector<std::uint8_t> m_bytes = std::vector<std::uint8_t>(50'000, 7);
-    const std::shared_ptr<speedhq::EncodedPicture> m_packet =
-        std::make_shared<speedhq::EncodedPicture>();
+    const std::shared_ptr<speedhq::EncodedFrame> m_packet =
+        std::make_shared<speedhq::EncodedFrame>();
 };
 
 std::unique_ptr<Source> openCounted(CountingEncoder::Log& log) {
@@ -105,23 +105,23 @@ TEST(Sending, EncodesOnlyForThoseWhoWatch) {
     const LogCapture log;
     CountingEncoder::Log work;
     const auto source = openCounted(work);
-    Picture picture(64, 64);
+    TestImage image(64, 64);
     TestReceiver text(source->port());
     text.sendText(R"(<ndi_enabled_streams video="false" text="true"/>)");
     EXPECT_TRUE(log.says("receivers now: 1"));
     for (int i = 0; i < 10; ++i) {
-        picture.sendTo(*source);
+        image.sendTo(*source);
     }
     sleepFor(1200ms);
     EXPECT_EQ(work.kept, 10);
     EXPECT_EQ(work.encoded + work.again, 0);
     Viewer viewer(*source);
-    picture.sendTo(*source);
+    image.sendTo(*source);
     EXPECT_EQ(work.encoded, 1);
     viewer.vanish();
     EXPECT_TRUE(eventually([&] {
         const int before = work.encoded;
-        picture.sendTo(*source);
+        image.sendTo(*source);
         return work.encoded == before;
     }));
     const int again = work.again;
@@ -132,40 +132,40 @@ TEST(Sending, EncodesOnlyForThoseWhoWatch) {
 TEST(Sending, AllocatesNothing) {
     CountingEncoder::Log work;
     const auto source = openCounted(work);
-    Picture picture(64, 64);
-    auto frame = picture.frame();
+    TestImage image(64, 64);
+    auto frame = image.frame();
     frame.p_metadata = "<a text='longer than any small string optimisation would hold'/>";
     source->send(&frame);
     const Viewer full(*source);
     const Viewer low(*source, "LOW (viewer)", true);
-    const support::ChangedRows changed{true, {{0, 16}, {32, 16}}};
+    const support::DirtyRows dirty{true, {{0, 16}, {32, 16}}};
     int before = 0;
     for (int i = 0; i < 200; ++i) {
         before = i == 10 ? testsupport::allocationsHere() : before;
-        source->hint(changed);
+        source->hint(dirty);
         source->send(&frame);
     }
     EXPECT_EQ(testsupport::allocationsHere(), before);
     EXPECT_EQ(work.encoded, 200);
 }
 
-TEST(Sending, HintsHoldForOnePictureOfTheSameShape) {
+TEST(Sending, HintsHoldForOneFrameOfTheSameShape) {
     CountingEncoder::Log work;
     const auto source = openCounted(work);
-    Picture picture(64, 64);
-    Picture other(64, 32);
-    const auto send = [&](Picture& what) {
+    TestImage image(64, 64);
+    TestImage other(64, 32);
+    const auto send = [&](TestImage& what) {
         source->hint({true, {{8, 4}}});
         what.sendTo(*source);
     };
-    send(picture);  // the first one: no picture to compare with
-    send(picture);
-    picture.sendTo(*source);
-    send(picture);
+    send(image);  // the first one: no frame to compare with
+    send(image);
+    image.sendTo(*source);
+    send(image);
     send(other);  // another shape
     send(other);
     source->hint({true, {}});
-    source->send(nullptr);  // its change is not in any picture that was taken
+    source->send(nullptr);  // its change is not in any frame that was taken
     send(other);
     send(other);
     EXPECT_EQ(work.hinted, "nynynyny");
@@ -189,11 +189,11 @@ TEST(Sending, FramesThatMakeNoSenseAreIgnoredWithALine) {
         {"its frame rate is 0/1001", [](Frame& f) { f.frame_rate_N = 0; }},
         {"its frame rate is 30000/-1", [](Frame& f) { f.frame_rate_D = -1; }},
     };
-    Picture picture(64, 64);
+    TestImage image(64, 64);
     for (const auto& c : cases) {
         const LogCapture log;
         const auto source = openSource();
-        auto frame = picture.frame();
+        auto frame = image.frame();
         c.spoil(frame);
         for (int i = 0; i < 100; ++i) {
             source->send(&frame);
@@ -202,32 +202,32 @@ TEST(Sending, FramesThatMakeNoSenseAreIgnoredWithALine) {
     }
 }
 
-/// Numbers of pictures, negative ones are repeats; what waits afterwards, and how many were lost.
-TEST(WaitingPictures, TheNewestTwoInTheirOrderAndOneOfEach) {
+/// Numbers of frames, negative ones are repeats; what waits afterwards, and how many were lost.
+TEST(WaitingFrames, TheNewestTwoInTheirOrderAndOneOfEach) {
     const struct {
         std::vector<int> pushed, waiting;
         int lost;
     } cases[] = {
         {{1, 2}, {1, 2}, 0},   {{1, 2, 3, 4}, {3, 4}, 2},
-        {{1, -1}, {1}, 0},  // better bits of a new picture: still new
+        {{1, -1}, {1}, 0},  // better bits of a new frame: still new
         {{-1, -1, 2}, {2}, 0}, {{-1, 2, -2, 3}, {2, 3}, 0},
     };
     for (const auto& c : cases) {
-        WaitingPictures waiting;
+        WaitingFrames waiting;
         int lost = 0;
         for (const int number : c.pushed) {
-            auto packet = std::make_shared<speedhq::EncodedPicture>();
+            auto packet = std::make_shared<speedhq::EncodedFrame>();
             packet->quality = std::abs(number);
-            lost += waiting.push({{}, packet, number < 0, Audience::Everybody}) ? 1 : 0;
+            lost += waiting.push({{}, packet, number < 0, Audience::All}) ? 1 : 0;
         }
         EXPECT_EQ(lost, c.lost);
         std::vector<int> left;
-        for (const OutgoingPicture& picture : waiting) {
-            left.push_back(picture.repeat ? -picture.picture->quality : picture.picture->quality);
+        for (const OutgoingFrame& frame : waiting) {
+            left.push_back(frame.repeat ? -frame.packet->quality : frame.packet->quality);
         }
         EXPECT_EQ(left, c.waiting);
         while (!waiting.empty()) {
-            EXPECT_NE(waiting.pop().picture, nullptr);
+            EXPECT_NE(waiting.pop().packet, nullptr);
         }
     }
 }
@@ -270,8 +270,8 @@ TEST_F(BuiltIn, WrongUseIsAnsweredWithALine) {
     EXPECT_EQ(create("  "), nullptr);
     EXPECT_EQ(m_log.count("it was given no name"), 3);
 
-    Picture picture(16, 16);
-    const auto frame = picture.frame();
+    TestImage image(16, 16);
+    const auto frame = image.frame();
     m_library->send(nullptr, &frame);
     EXPECT_TRUE(m_log.says("NDIlib_send_send_video_v2 was called with no source"));
     const auto instance = create("One");
@@ -326,10 +326,10 @@ TEST_F(BuiltIn, WithoutDescriptorsNoSourceIsMade) {
 
 TEST_F(BuiltIn, DestroyEndsACallThatWaitsForItsSlot) {
     const auto instance = create("Slow");
-    Picture picture(16, 16);
-    auto frame = picture.frame();
+    TestImage image(16, 16);
+    auto frame = image.frame();
     frame.frame_rate_N = 1;
-    frame.frame_rate_D = 3600;  // a picture an hour
+    frame.frame_rate_D = 3600;  // a frame an hour
     std::atomic<bool> returned{false};
     std::thread sender([&] {
         m_library->send(instance, &frame);
@@ -350,8 +350,8 @@ TEST_F(BuiltIn, DestroyWhileOthersSendAndWatch) {
         ASSERT_NE(instance, nullptr);
         std::atomic<bool> stop{false};
         const auto send = [&] {
-            Picture picture(64, 64);
-            auto frame = picture.frame();
+            TestImage image(64, 64);
+            auto frame = image.frame();
             frame.frame_rate_N = 1'000'000;
             while (!stop) {
                 m_library->hint(instance, {});
@@ -363,7 +363,7 @@ TEST_F(BuiltIn, DestroyWhileOthersSendAndWatch) {
         TestReceiver receiver(
             static_cast<std::uint16_t>(std::stoi(text.substr(text.rfind("port ") + 5))));
         receiver.sayHello();
-        EXPECT_TRUE(receiver.nextPicture());
+        EXPECT_TRUE(receiver.nextFrame());
         m_library->destroy(instance);
         EXPECT_TRUE(receiver.isClosed());
         stop = true;

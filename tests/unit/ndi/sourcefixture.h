@@ -1,5 +1,5 @@
 #pragma once
-// A source on loopback, announced nowhere, and pictures to send through it.
+// A source on loopback, announced nowhere, and frames to send through it.
 
 #include <gtest/gtest.h>
 
@@ -37,11 +37,11 @@ inline std::unique_ptr<Source> openSource(SourceParts parts = testParts()) {
     return Source::open({"Test", false}, std::move(parts));
 }
 
-/// A grey picture with a gradient; grey, so that its luma is the same whatever the matrix. It
-/// becomes another picture, with a timecode of its own, each time it is sent.
-class Picture {
+/// A grey frame with a gradient; grey, so that its luma is the same whatever the matrix. It
+/// becomes another frame, with a timecode of its own, each time it is sent.
+class TestImage {
 public:
-    Picture(int width, int height, int bytesBehindRow = 0)
+    TestImage(int width, int height, int bytesBehindRow = 0)
         : m_width(width),
           m_height(height),
           m_stride(width * 4 + bytesBehindRow),
@@ -81,7 +81,7 @@ public:
     [[nodiscard]] std::int64_t timecode() const { return m_timecode; }
 
     /// Luma PSNR of what was received against it; 0 when it can't be decoded.
-    [[nodiscard]] double psnrOf(const testsupport::ReceivedPicture& received) const {
+    [[nodiscard]] double psnrOf(const testsupport::ReceivedFrame& received) const {
         const auto decoded = testsupport::decode(received);
         if (!decoded) {
             return 0;
@@ -108,31 +108,31 @@ private:
     std::vector<std::uint8_t> m_pixels;
 };
 
-/// A receiver that has asked for pictures. Where one was sent before, it has got it.
+/// A receiver that has asked for frames. Where one was sent before, it has got it.
 struct Viewer : TestReceiver {
     explicit Viewer(const Source& source, const std::string& name = "TESTER (viewer)",
                     bool low = false, int receiveBuffer = 0)
         : TestReceiver(source.port(), receiveBuffer) {
         sayHello(low, name);
-        EXPECT_TRUE(nextPicture());
+        EXPECT_TRUE(nextFrame());
     }
 
-    /// Waits for the picture of that timecode, behind others and repetitions of them. One that was
+    /// Waits for the frame of that timecode, behind others and repetitions of them. One that was
     /// synthesized is any that is not our own.
-    testsupport::ReceivedPicture pictureOf(std::int64_t timecode) {
-        while (auto received = nextPicture()) {
-            const bool synthesized = received->info.timecode > Picture::kMost;
+    testsupport::ReceivedFrame frameOf(std::int64_t timecode) {
+        while (auto received = nextFrame()) {
+            const bool synthesized = received->info.timecode > TestImage::kMost;
             if (synthesized ? timecode == NDIlib_send_timecode_synthesize
                             : timecode == received->info.timecode) {
                 return std::move(*received);
             }
         }
-        ADD_FAILURE() << "no picture " << timecode;
+        ADD_FAILURE() << "no image " << timecode;
         return {};
     }
 
-    [[nodiscard]] bool sees(const Picture& picture) {
-        return pictureOf(picture.timecode()).info.timecode == picture.timecode();
+    [[nodiscard]] bool sees(const TestImage& image) {
+        return frameOf(image.timecode()).info.timecode == image.timecode();
     }
 };
 

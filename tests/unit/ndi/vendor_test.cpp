@@ -102,7 +102,7 @@ TEST(Dispatch, DISABLED_ToTheVendor) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(instance), 6U);
     NDIlib_video_frame_v2_t frame{};
     frame.xres = 1234;
-    hintChangedRows(instance, {});
+    hintDirtyRows(instance, {});
     NDIlib_send_send_video_v2(instance, &frame);
     NDIlib_send_destroy(instance);
 

@@ -15,7 +15,7 @@ sender::FramePtr frameOf(AVPixelFormat format, int width, int height) {
     return frame;
 }
 
-TEST(BgraConverter, EveryPictureIsExactAndOpaqueAlthoughTheFormatChanges) {
+TEST(BgraConverter, EveryFrameIsExactAndOpaqueAlthoughTheFormatChanges) {
     const struct {
         AVPixelFormat format;
         int bytes, blue, green, red;

@@ -30,16 +30,16 @@ public:
     }
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override {
         m_script.rectangles.push_back({x, y, width, height});
-        m_changed.known = true;
-        m_changed.spans = {{static_cast<int>(m_script.rectangles.size()), 1}};
+        m_dirtyRows.known = true;
+        m_dirtyRows.spans = {{static_cast<int>(m_script.rectangles.size()), 1}};
         return m_script.read(dest);
     }
     void ReleaseAll() override {}
-    [[nodiscard]] const support::ChangedRows& ChangedRows() const override { return m_changed; }
+    [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
     Script& m_script;
-    support::ChangedRows m_changed;
+    support::DirtyRows m_dirtyRows;
 };
 
 /// A sender whose time only passes when it sleeps or sends.
@@ -48,7 +48,7 @@ protected:
     void SetUp() override {
         recording::begin([this](const recording::Sent& sent) {
             nowUs += sendUs;
-            pictures.push_back(sent);
+            frames.push_back(sent);
             happened("send ");
         });
     }
@@ -60,7 +60,7 @@ protected:
         }
     }
 
-    /// Has the sender run until `count` things (sleeps or pictures) have happened. It may go a
+    /// Has the sender run until `count` things (sleeps or frames) have happened. It may go a
     /// little further before it is paused; that is not told.
     std::string run(int count) {
         events.clear();
@@ -77,7 +77,7 @@ protected:
     Script script;
     std::int64_t nowUs = 10'000'000;
     std::int64_t sendUs = 0;
-    std::vector<recording::Sent> pictures;
+    std::vector<recording::Sent> frames;
     std::string events;
     std::atomic<int> left = 0;
     NdiDxSender sender{
@@ -91,7 +91,7 @@ protected:
 
 TEST_F(DxSender, KeepsThePaceOfEveryRate) {
     const struct {
-        int rate, sendUs, readsToAPicture, count;
+        int rate, sendUs, readsPerFrame, count;
         const char* events;
     } kCases[] = {
         {30, 0, 1, 6, "send send sleep33 send send sleep33 "},
@@ -102,7 +102,7 @@ TEST_F(DxSender, KeepsThePaceOfEveryRate) {
     };
     for (const auto& c : kCases) {
         int reads = 0;
-        script.read = [&](unsigned char*) { return ++reads % c.readsToAPicture == 0; };
+        script.read = [&](unsigned char*) { return ++reads % c.readsPerFrame == 0; };
         sendUs = c.sendUs;
         ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, c.rate, "out"));
         EXPECT_EQ(run(c.count), c.events) << c.rate;
@@ -120,25 +120,25 @@ TEST_F(DxSender, SendsWhatWasReadWithItsChangedRows) {
     ASSERT_TRUE(sender.initParmeter(-3, 5, 4, 2, 0, "out"));
     run(3);
     EXPECT_EQ(script.rectangles[0], (std::vector<int>{-3, 5, 4, 2}));
-    const auto& frame = pictures[0].frame;
-    EXPECT_EQ(pictures[0].instance, kInstance);
+    const auto& frame = frames[0].frame;
+    EXPECT_EQ(frames[0].instance, kInstance);
     EXPECT_EQ(frame.FourCC, NDIlib_FourCC_type_BGRA);
     EXPECT_EQ(frame.frame_rate_N, 30000);
     EXPECT_EQ(frame.frame_rate_D, 1001);
     EXPECT_EQ(frame.frame_format_type, NDIlib_frame_format_type_progressive);
     EXPECT_EQ(frame.timecode, NDIlib_send_timecode_synthesize);
     EXPECT_EQ(frame.line_stride_in_bytes, 0);
-    EXPECT_EQ(pictures[0].pixels[5], 77);
-    EXPECT_EQ(pictures[0].pixels[7], 255) << "opaque where nothing was read";
-    EXPECT_FALSE(pictures[0].hint.known) << "nobody knows what was sent before";
-    ASSERT_TRUE(pictures[1].hint.known);
-    EXPECT_EQ(pictures[1].hint.spans.at(0).first, 2);
-    EXPECT_EQ(pictures[2].hint.spans.at(0).first, 3);
+    EXPECT_EQ(frames[0].pixels[5], 77);
+    EXPECT_EQ(frames[0].pixels[7], 255) << "opaque where nothing was read";
+    EXPECT_FALSE(frames[0].hint.known) << "nobody knows what was sent before";
+    ASSERT_TRUE(frames[1].hint.known);
+    EXPECT_EQ(frames[1].hint.spans.at(0).first, 2);
+    EXPECT_EQ(frames[2].hint.spans.at(0).first, 3);
 
-    const auto before = pictures.size();
+    const auto before = frames.size();
     run(2);
-    EXPECT_FALSE(pictures[before].hint.known) << "a new run";
-    EXPECT_TRUE(pictures[before + 1].hint.known);
+    EXPECT_FALSE(frames[before].hint.known) << "a new run";
+    EXPECT_TRUE(frames[before + 1].hint.known);
 }
 
 TEST_F(DxSender, LogsRatesAndDurations) {
@@ -164,7 +164,7 @@ TEST_F(DxSender, RefusesBadParametersAndKeepsTheLastGoodOnes) {
     script.initResult = false;
     EXPECT_FALSE(sender.initParmeter(9, 9, 9, 9, 0, "out"));
     run(1);
-    EXPECT_EQ(pictures[0].frame.xres, 4);
+    EXPECT_EQ(frames[0].frame.xres, 4);
     EXPECT_EQ(script.rectangles[0], (std::vector<int>{1, 1, 4, 2}));
 }
 

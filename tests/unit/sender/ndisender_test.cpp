@@ -30,7 +30,7 @@ protected:
         avdevice_register_all();
         recording::begin();
     }
-    /// A picture in which every pixel differs.
+    /// A frame in which every pixel differs.
     void paint(int seed) {
         m_painter.paint({0, 0, 800, 600}, [seed](int x, int y) {
             return static_cast<std::uint32_t>((y * 800 + x) * 31 + seed * 7919) & 0xFFFFFF;

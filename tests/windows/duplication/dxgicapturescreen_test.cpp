@@ -44,9 +44,9 @@ protected:
 
     bool read() { return read(0, 0, m_machine.frameWidth, m_machine.frameHeight); }
     bool read(int x, int y, int width, int height) {
-        m_picture.assign(static_cast<std::size_t>(width) * height, 0);
+        m_image.assign(static_cast<std::size_t>(width) * height, 0);
         return m_capturer->ReadScreenData(x, y, width, height,
-                                          reinterpret_cast<unsigned char*>(m_picture.data()));
+                                          reinterpret_cast<unsigned char*>(m_image.data()));
     }
 
     /// The calls that `action` makes.
@@ -59,7 +59,7 @@ protected:
 
     FakeGraphics m_machine;
     std::unique_ptr<DXGICaptureScreen> m_capturer = std::make_unique<DXGICaptureScreen>(m_machine);
-    std::vector<std::uint32_t> m_picture;
+    std::vector<std::uint32_t> m_image;
 };
 
 TEST_F(Duplication, OpensTheNamedOutputOfAHardwareAdapterStepByStep) {
@@ -170,12 +170,12 @@ TEST_F(Duplication, RelaysTheFirstFrameAndKeepsWhatItMade) {
                      "device12.CreateCommittedResource(heap 3 flags 0, dimension 1 3920x1 depth 1 "
                      "mips 1 format 0 samples 1 layout 1 flags 0, state 0x400)",
                      "readback.Map(0, all)"}));
-    EXPECT_EQ(m_picture[16 * 20 - 1], m_machine.pixel(19, 15));
+    EXPECT_EQ(m_image[16 * 20 - 1], m_machine.pixel(19, 15));
 
     m_machine.frameNumber = 7;
     EXPECT_EQ(callsOf([&] { EXPECT_TRUE(read()); }), frame("2", {}, {}));
-    EXPECT_EQ(m_picture[0], m_machine.pixel(0, 0));
-    EXPECT_FALSE(m_capturer->ChangedRows().known);
+    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
+    EXPECT_FALSE(m_capturer->DirtyRows().known);
 }
 
 TEST_F(Duplication, SignalsTheCompletedValuePlusOneAndWaitsOnlyForWhatIsNotThere) {
@@ -186,10 +186,10 @@ TEST_F(Duplication, SignalsTheCompletedValuePlusOneAndWaitsOnlyForWhatIsNotThere
     EXPECT_THAT(calls,
                 IsSupersetOf({"context11.Signal(fence11, 42)", "queue.Signal(fence12, 42)"}));
     EXPECT_THAT(calls, Not(Contains(HasSubstr("Wait"))));
-    EXPECT_EQ(m_picture[0], m_machine.pixel(0, 0));
+    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
 }
 
-TEST_F(Duplication, NoNewPictureCostsOneMillisecond) {
+TEST_F(Duplication, NoNewFrameCostsOneMillisecond) {
     ASSERT_TRUE(init());
     m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_WAIT_TIMEOUT;
     const Calls once = {"duplication.AcquireNextFrame(0)", "Sleep(1)"};
@@ -212,7 +212,7 @@ TEST_F(Duplication, ALostDesktopIsLoggedReleasedTwiceAndDuplicatedAgain) {
                 ElementsAre("output11.DuplicateOutput(device11)"));
     m_machine.failing.clear();
     EXPECT_TRUE(read());
-    EXPECT_EQ(m_picture[0], m_machine.pixel(0, 0));
+    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
 }
 
 TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndKeepsTheFrame) {
@@ -234,11 +234,11 @@ TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndKeepsTheFrame) {
             EXPECT_EQ(std::count(made.begin(), made.end(), "duplication.ReleaseFrame()"),
                       call == "resource.QueryInterface" ? 1 : 0)
                 << call;
-            EXPECT_THAT(m_picture, Each(0U)) << call;
+            EXPECT_THAT(m_image, Each(0U)) << call;
             m_machine.failing.clear();
             if (std::count(std::begin(stuck), std::end(stuck), call) == 0) {
                 EXPECT_TRUE(read()) << call;
-                EXPECT_EQ(m_picture[21], m_machine.pixel(1, 1)) << call;
+                EXPECT_EQ(m_image[21], m_machine.pixel(1, 1)) << call;
             }
         }
     }
@@ -266,8 +266,8 @@ TEST_F(Duplication, CutsTheRectangleAndPacksItsRows) {
             expected.push_back(
                 m_machine.pixel(one.firstX + i % one.rowLength, one.firstY + i / one.rowLength));
         }
-        expected.resize(m_picture.size(), 0);
-        EXPECT_EQ(m_picture, expected) << one.x << "," << one.y;
+        expected.resize(m_image.size(), 0);
+        EXPECT_EQ(m_image, expected) << one.x << "," << one.y;
     }
 }
 
@@ -279,14 +279,14 @@ TEST_F(Duplication, KeepsTheFirstFramesSizeUntilItIsInitialisedAgain) {
     m_machine.frameNumber = 3;
     const Calls calls = callsOf([&] { EXPECT_TRUE(read(0, 0, 20, 16)); });
     EXPECT_THAT(calls, Not(Contains(HasSubstr("Create"))));
-    EXPECT_EQ(m_picture[0], m_machine.pixel(0, 0));
-    EXPECT_EQ(m_picture[15 * 20] >> 16 & 0xFF, 0U) << "of the first frame still";
+    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
+    EXPECT_EQ(m_image[15 * 20] >> 16 & 0xFF, 0U) << "of the first frame still";
 
-    // A picture smaller than the output: what it lacks is left alone.
+    // A frame smaller than the output: what it lacks is left alone.
     ASSERT_TRUE(init());
     EXPECT_TRUE(read(0, 0, 12, 16));
-    EXPECT_EQ(m_picture[8 * 12], m_machine.pixel(0, 8));
-    EXPECT_EQ(m_picture[9 * 12], 0U);
+    EXPECT_EQ(m_image[8 * 12], m_machine.pixel(0, 8));
+    EXPECT_EQ(m_image[9 * 12], 0U);
 }
 
 TEST_F(Duplication, ReleasesInOrderAndKeepsTheFactory) {

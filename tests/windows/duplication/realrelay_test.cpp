@@ -1,5 +1,5 @@
 // The relay on real Direct3D interfaces, as far as software drivers go: Direct3D 11 copies a
-// picture between textures, and the whole Direct3D 12 half of the capturer, from the queue to the
+// frame between textures, and the whole Direct3D 12 half of the capturer, from the queue to the
 // mapped buffer, works on a real device. What no software driver here has is put in place of: the
 // duplication, the Direct3D 11 fence, and the sharing of one texture by both.
 
@@ -32,7 +32,7 @@ public:
         frameWidth = kWidth;
         frameHeight = kHeight;
         slow = false;
-        copyFrame = [this] { bringPictureOver(); };
+        copyFrame = [this] { bringImageOver(); };
     }
 
     HRESULT D3D12CreateDevice(IUnknown*, D3D_FEATURE_LEVEL, REFIID interfaceId,
@@ -86,9 +86,9 @@ private:
         m_texture12->Map(0, nullptr, nullptr);  // Windows asks for it, Wine refuses it.
     }
 
-    /// The picture's way through the textures of both.
-    void bringPictureOver() {
-        takePicture();
+    /// The frame's way through the textures of both.
+    void bringImageOver() {
+        readFrame();
         m_context->UpdateSubresource(m_source.Get(), 0, nullptr, texture.data(), kWidth * 4, 0);
         m_context->CopyResource(m_target.Get(), m_source.Get());
         m_context->Flush();
@@ -106,7 +106,7 @@ private:
     ComPtr<ID3D12Resource> m_texture12;
 };
 
-TEST(RealRelay, BringsPicturesFromADirect3D11TextureToTheCaller) {
+TEST(RealRelay, BringsFramesFromADirect3D11TextureToTheCaller) {
     HalfReal machine;
     ASSERT_NO_FATAL_FAILURE(machine.open());
     DXGICaptureScreen capturer(machine);
@@ -116,14 +116,14 @@ TEST(RealRelay, BringsPicturesFromADirect3D11TextureToTheCaller) {
             ASSERT_TRUE(capturer.InitCapture(L"screen"));
         }
         ++machine.frameNumber;
-        std::vector<std::uint32_t> picture(kRow * 60);
+        std::vector<std::uint32_t> image(kRow * 60);
         ASSERT_TRUE(capturer.ReadScreenData(200, 50, kRow, 60,
-                                            reinterpret_cast<unsigned char*>(picture.data())));
+                                            reinterpret_cast<unsigned char*>(image.data())));
         std::vector<std::uint32_t> expected;
         for (int i = 0; i < kRow * 60; ++i) {
             expected.push_back(machine.pixel(200 + i % kRow, 50 + i / kRow));
         }
-        ASSERT_EQ(picture, expected) << frame;
+        ASSERT_EQ(image, expected) << frame;
     }
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The Windows program as its user meets it: installed silently, operated by real clicks and keys on
 # a virtual screen, received by the Linux ndimonitor through multicast DNS, removed again.
-# Pictures and logs stay in RESULT-FOLDER.
+# Screenshots and logs stay in RESULT-FOLDER.
 # usage: run.sh SETUP.exe LINUX-BUILD-FOLDER RESULT-FOLDER
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -28,8 +28,8 @@ installed=$user/AppData/Local/Programs/TarsinNDI
 data=$user/AppData/Roaming/Halvark
 log=$data/TarsinNDI/log/TarsinNDI
 source=WineDemo
-picture=
-trap '[ -z "$picture" ] || kill "$picture" 2>/dev/null || true' EXIT
+pattern=
+trap '[ -z "$pattern" ] || kill "$pattern" 2>/dev/null || true' EXIT
 
 step() { echo "== $*"; }
 fail() {
@@ -74,14 +74,14 @@ receive() {
     "$linux/bin/ndimonitor" "$source" --wait 10 --save "$result/$1.png" "${@:2}" \
         >"$result/$1.out" 2>&1
 }
-# The picture of a screen that comes to rest: nothing changes for a second.
+# The image of a screen that comes to rest: nothing changes for a second.
 screen_at_rest() {
     import -window root "$result/screen.png"
     sleep 1
     import -window root "$result/later.png"
     compare -metric AE "$result/screen.png" "$result/later.png" null:
 }
-# shows NAME GEOMETRY FRAMES: so many pictures arrive, and the last one is this part of the screen,
+# shows NAME GEOMETRY FRAMES: so many frames arrive, and the last one is this part of the screen,
 # within 38 decibels of luma.
 like_screen() {
     screen_at_rest && receive "$1" --frames "$3" || return 1
@@ -93,7 +93,7 @@ like_screen() {
 }
 shows() {
     psnr=
-    eventually like_screen "$@" || fail "$1: not the picture of the screen (${psnr:-none} dB)"
+    eventually like_screen "$@" || fail "$1: not the image of the screen (${psnr:-none} dB)"
     echo "   $1: $psnr dB"
 }
 
@@ -105,9 +105,9 @@ for file in TarsinNDI.exe ndimonitor.exe uninstall.exe $(cd "$here/../../../besi
 done
 [ -n "$(find "$user" -name TarsinNDI.lnk)" ] || fail "no entry in the start menu"
 
-step "The program above a still test picture"
-"$linux/demo/testpicture" >"$result/testpicture.out" 2>&1 &
-picture=$!
+step "The program above a still test pattern"
+"$linux/demo/showpattern" >"$result/showpattern.out" 2>&1 &
+pattern=$!
 mkdir -p "$data/TarsinNDI"
 printf '[SystemSet]\nname=WineDemo\n' >"$data/TarsinNDI/TarsinNDI.ini"
 wine "$installed/TarsinNDI.exe" >"$result/program.out" 2>&1 &
@@ -122,7 +122,7 @@ eventually find_window || fail "no window of 638x260, but ${WIDTH}x$HEIGHT"
 eventually screen_at_rest
 mv "$result/screen.png" "$result/window.png"
 
-step "Start: duplication is tried, the old mode serves, a hundred pictures arrive"
+step "Start: duplication is tried, the old mode serves, a hundred frames arrive"
 logs "DX screenshot failed, switch to the old ffmpeg screenshot mode." start_or_pause
 grep -qF "initParmeter x 0 y 0 w 1280 h 720 framerate 30 outputName \\\\.\\DISPLAY1" "$log" ||
     fail "not started with the whole screen"
@@ -150,7 +150,7 @@ shows region 512x288+640+320 20
 
 step "Pause, continue, reset"
 start_or_pause
-# A receiver that comes now is still given the last picture, about once a second.
+# A receiver that comes now is still given the last frame, about once a second.
 paused() { receive paused --seconds 4 && grep -qE ' [0-3]\.[0-9]+ a second' "$result/paused.out"; }
 eventually paused || fail "not paused"
 logs "captureFrame begin" start_or_pause
@@ -181,4 +181,4 @@ wine "$installed/uninstall.exe" /S
 eventually test ! -e "$installed" || fail "left behind: $(find "$installed")"
 [ -f "$data/TarsinNDI/TarsinNDI.ini" ] || fail "the user's settings are gone"
 [ -z "$(find "$user" -name TarsinNDI.lnk)" ] || fail "the entry in the start menu is still there"
-echo "All of it worked; pictures and logs: $result"
+echo "All of it worked; screenshots and logs: $result"

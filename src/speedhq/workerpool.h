@@ -1,5 +1,5 @@
 #pragma once
-// A few threads that share out the rows of a picture.
+// A few threads that share out the rows of a frame.
 
 #include <condition_variable>
 #include <functional>
@@ -14,28 +14,28 @@ namespace speedhq {
 [[nodiscard]] int defaultThreads();
 
 /// One caller at a time.
-class RowPool {
+class WorkerPool {
 public:
     /// Does a part of the work: `item`, on the thread numbered `thread`.
     using Work = std::function<void(int item, int thread)>;
 
     /// Starts `threads` - 1 threads; the caller of run() is thread 0.
-    explicit RowPool(int threads);
-    ~RowPool();
-    RowPool(const RowPool&) = delete;
-    RowPool& operator=(const RowPool&) = delete;
+    explicit WorkerPool(int threads);
+    ~WorkerPool();
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
 
-    [[nodiscard]] int threads() const { return static_cast<int>(m_helpers.size()) + 1; }
+    [[nodiscard]] int threads() const { return static_cast<int>(m_workers.size()) + 1; }
 
     /// Calls work(item, thread) once for every item of [0, items), on all threads, and returns
     /// when all are done. What the calls wrote can be read then. `work` must not throw.
     void run(int items, const Work& work);
 
 private:
-    void help(int thread);
+    void workLoop(int thread);
     void takeItems(std::unique_lock<std::mutex>& lock, int thread);
 
-    std::vector<std::thread> m_helpers;
+    std::vector<std::thread> m_workers;
     std::mutex m_mutex;
     std::condition_variable m_started;
     std::condition_variable m_finished;

@@ -6,23 +6,23 @@
 namespace ndi {
 
 /// Counts the calls that are inside an object, so that its end can wait for them.
-class Gate {
+class CallGuard {
 public:
     /// One call's stay. False when the gate was closed already.
-    class Visit {
+    class Call {
     public:
-        explicit Visit(Gate& gate) : m_gate(gate), m_inside(gate.enter()) {}
-        ~Visit() {
+        explicit Call(CallGuard& gate) : m_callGuard(gate), m_inside(gate.enter()) {}
+        ~Call() {
             if (m_inside) {
-                m_gate.leave();
+                m_callGuard.leave();
             }
         }
-        Visit(const Visit&) = delete;
-        Visit& operator=(const Visit&) = delete;
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
         explicit operator bool() const { return m_inside; }
 
     private:
-        Gate& m_gate;
+        CallGuard& m_callGuard;
         const bool m_inside;
     };
 

@@ -1,4 +1,4 @@
-#include "speedhq/keptpicture.h"
+#include "speedhq/referenceframe.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,15 +14,15 @@ PixelFormat kindOf(PixelFormat format) {
 
 }  // namespace
 
-bool KeptPicture::shapeLike(const PictureView& picture) {
-    const PixelFormat format = kindOf(picture.format);
-    if (m_pixels && format == m_format && picture.width == m_width && picture.height == m_height) {
+bool ReferenceFrame::shapeLike(const FrameView& frame) {
+    const PixelFormat format = kindOf(frame.format);
+    if (m_pixels && format == m_format && frame.width == m_width && frame.height == m_height) {
         return false;
     }
     const bool uyvy = format == PixelFormat::Uyvy;
     m_format = format;
-    m_width = picture.width;
-    m_height = picture.height;
+    m_width = frame.width;
+    m_height = frame.height;
     m_columns = (m_width + 15) / 16;
     m_rows = (m_height + 15) / 16;
     m_blockBytes = uyvy ? 32 : 64;
@@ -33,8 +33,8 @@ bool KeptPicture::shapeLike(const PictureView& picture) {
     return true;
 }
 
-int KeptPicture::updateRow(const PictureView& picture, int row, int first, int last,
-                           std::uint8_t* changed) {
+int ReferenceFrame::updateRow(const FrameView& frame, int row, int first, int last,
+                              std::uint8_t* changed) {
     first = std::max(first, row * 16);
     last = std::min({last, row * 16 + 16, m_height});
     const int whole = m_width / 16;
@@ -44,7 +44,7 @@ int KeptPicture::updateRow(const PictureView& picture, int row, int first, int l
     const auto rest = static_cast<std::size_t>(m_lineBytes - wholeBytes - (spare ? 1 : 0));
     int marked = 0;
     for (int y = first; y < last && marked < m_columns; ++y) {
-        const std::uint8_t* const source = picture.pixels + y * picture.stride;
+        const std::uint8_t* const source = frame.pixels + y * frame.stride;
         marked += m_kernels.markChanged(source, line(y), whole, m_blockBytes, changed);
         if (rest != 0 && changed[whole] == 0) {
             if (std::memcmp(source + wholeBytes, line(y) + wholeBytes, rest) != 0) {
@@ -62,25 +62,25 @@ int KeptPicture::updateRow(const PictureView& picture, int row, int first, int l
             ++end;
         }
         if (end > column) {
-            copyColumns(picture, row, first, last, column, end - column);
+            copyColumns(frame, row, first, last, column, end - column);
         }
         column = end + 1;
     }
     return marked;
 }
 
-void KeptPicture::takeRow(const PictureView& picture, int row) {
-    copyColumns(picture, row, row * 16, std::min(row * 16 + 16, m_height), 0, m_columns);
+void ReferenceFrame::copyRow(const FrameView& frame, int row) {
+    copyColumns(frame, row, row * 16, std::min(row * 16 + 16, m_height), 0, m_columns);
 }
 
-void KeptPicture::copyColumns(const PictureView& picture, int row, int first, int last, int column,
-                              int count) {
+void ReferenceFrame::copyColumns(const FrameView& frame, int row, int first, int last, int column,
+                                 int count) {
     const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(column) * m_blockBytes;
     const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(count) * m_blockBytes;
     const auto given = static_cast<std::size_t>(std::min(bytes, m_lineBytes - at));
     const bool fill = at + bytes > m_lineBytes || (m_width % 2 == 1 && at + bytes == m_lineBytes);
     for (int y = first; y < last; ++y) {
-        std::memcpy(line(y) + at, picture.pixels + y * picture.stride + at, given);
+        std::memcpy(line(y) + at, frame.pixels + y * frame.stride + at, given);
         if (fill) {
             repeatLastColumn(line(y));
         }
@@ -90,7 +90,7 @@ void KeptPicture::copyColumns(const PictureView& picture, int row, int first, in
     }
 }
 
-void KeptPicture::repeatLastColumn(std::uint8_t* line) const {
+void ReferenceFrame::repeatLastColumn(std::uint8_t* line) const {
     std::uint8_t group[4];
     if (m_format == PixelFormat::Uyvy) {
         std::uint8_t* const last = line + m_lineBytes - 4;

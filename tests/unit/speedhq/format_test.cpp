@@ -3,27 +3,27 @@
 
 #include <gtest/gtest.h>
 
-#include "speedhq/picturecoder.h"
+#include "speedhq/incrementalencoder.h"
 #include "support/libavspeedhq.h"
-#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/testframes.h"
 
 namespace {
 
 using namespace speedhq;
 using namespace testing_support;
 
-std::vector<std::uint8_t> bytesOf(const speedhq::EncodedPicture& picture) {
-    return {picture.data, picture.data + picture.size};
+std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFrame& frame) {
+    return {frame.data, frame.data + frame.size};
 }
 
-std::vector<std::uint8_t> encodeOnce(const Picture& picture, int quality,
+std::vector<std::uint8_t> encodeOnce(const TestFrame& frame, int quality,
                                      double rounding = kRounding) {
-    RowPool pool(1);
-    PictureCoder coder(pool, bestKernels(), kMaxSliceBytes, rounding);
-    const auto packet = coder.encode(picture.view(), {}, quality);
+    WorkerPool pool(1);
+    IncrementalEncoder encoder(pool, bestKernels(), kMaxSliceBytes, rounding);
+    const auto packet = encoder.encode(frame.view(), {}, quality);
     EXPECT_TRUE(packet);
-    EXPECT_EQ(packet->width, (picture.width + 15) / 16 * 16);
-    EXPECT_EQ(packet->height, picture.height);
+    EXPECT_EQ(packet->width, (frame.width + 15) / 16 * 16);
+    EXPECT_EQ(packet->height, frame.height);
     EXPECT_EQ(packet->quality, quality);
     EXPECT_EQ(packet->fourCC, 0x32514853U);
     return bytesOf(*packet);
@@ -37,17 +37,17 @@ TEST(Format, WorkedExample) {
         }
         return x < 8 ? ((x + y) % 2 == 0 ? 16 : 235) : 100;
     };
-    Picture picture(speedhq::PixelFormat::Uyvy, 16, 16);
+    TestFrame frame(speedhq::PixelFormat::Uyvy, 16, 16);
     for (int y = 0; y < 16; ++y) {
         for (int x = 0; x < 16; x += 2) {
-            std::uint8_t* const group = picture.at(x, y);
+            std::uint8_t* const group = frame.at(x, y);
             group[0] = static_cast<std::uint8_t>(y < 8 ? 100 : 90 + x / 2);
             group[1] = static_cast<std::uint8_t>(luma(x, y));
             group[2] = y < 8 ? 160 : y < 12 ? 150 : 170;
             group[3] = static_cast<std::uint8_t>(luma(x + 1, y));
         }
     }
-    EXPECT_EQ(encodeOnce(picture, 80, 0.5),
+    EXPECT_EQ(encodeOnce(frame, 80, 0.5),
               (std::vector<std::uint8_t>{
                   0x50, 0x04, 0x00, 0x00, 0x3D, 0x00, 0x00, 0x01, 0x30, 0x82, 0x84, 0x01, 0x82,
                   0x48, 0xFF, 0x01, 0x60, 0xB2, 0x80, 0x81, 0x06, 0x82, 0x46, 0xFE, 0x81, 0x0A,
@@ -68,10 +68,10 @@ TEST(Format, EverySizeDecodes) {
             for (const int quality : {38, 80, 98}) {
                 SCOPED_TRACE(testing::Message() << width << "x" << height << " format "
                                                 << static_cast<int>(format) << " at " << quality);
-                Picture picture(format, width, height, 12);
-                paint(picture, quality == 98 ? Content::BlackWhite : Content::Mixed, random);
-                const auto packet = encodeOnce(picture, quality);
-                const Planes expected = expectedPlanes(picture);
+                TestFrame frame(format, width, height, 12);
+                paint(frame, quality == 98 ? Content::BlackWhite : Content::Mixed, random);
+                const auto packet = encodeOnce(frame, quality);
+                const Planes expected = expectedPlanes(frame);
                 const Planes decoded =
                     decodeWithLibav(packet.data(), packet.size(), expected.width, height);
                 const double least = quality == 98 ? 38 : quality == 80 ? 24 : 16;

@@ -1,4 +1,4 @@
-#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/testframes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,11 +13,11 @@ int uniform(std::mt19937& random, int low, int high) {
 
 /// Sets the bytes of a rectangle; `byteAt(x, channel)` gives them.
 template <typename ByteAt>
-void fill(Picture& picture, int left, int top, int right, int bottom, ByteAt byteAt) {
-    const int step = picture.format == speedhq::PixelFormat::Uyvy ? 2 : 1;
+void fill(TestFrame& frame, int left, int top, int right, int bottom, ByteAt byteAt) {
+    const int step = frame.format == speedhq::PixelFormat::Uyvy ? 2 : 1;
     for (int y = top; y < bottom; ++y) {
         for (int x = left / step * step; x < right; x += step) {
-            std::uint8_t* const group = picture.at(x, y);
+            std::uint8_t* const group = frame.at(x, y);
             for (int channel = 0; channel < 4; ++channel) {
                 group[channel] = static_cast<std::uint8_t>(byteAt(x, channel));
             }
@@ -25,12 +25,12 @@ void fill(Picture& picture, int left, int top, int right, int bottom, ByteAt byt
     }
 }
 
-void fillRandomly(Picture& picture, int left, int top, int right, int bottom,
+void fillRandomly(TestFrame& frame, int left, int top, int right, int bottom,
                   std::mt19937& random) {
     const int kind = uniform(random, 0, 3);
     const int colour[4] = {uniform(random, 0, 255), uniform(random, 0, 255),
                            uniform(random, 0, 255), uniform(random, 0, 255)};
-    fill(picture, left, top, right, bottom, [&](int x, int channel) {
+    fill(frame, left, top, right, bottom, [&](int x, int channel) {
         switch (kind) {
             case 0:
                 return colour[channel];  // flat
@@ -46,75 +46,75 @@ void fillRandomly(Picture& picture, int left, int top, int right, int bottom,
 
 }  // namespace
 
-Picture::Picture(speedhq::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap)
+TestFrame::TestFrame(speedhq::PixelFormat pixelFormat, int frameWidth, int frameHeight, int gap)
     : format(pixelFormat),
-      width(pictureWidth),
-      height(pictureHeight),
-      lineBytes(pixelFormat == speedhq::PixelFormat::Uyvy ? (pictureWidth + 1) / 2 * 4
-                                                          : pictureWidth * 4),
+      width(frameWidth),
+      height(frameHeight),
+      lineBytes(pixelFormat == speedhq::PixelFormat::Uyvy ? (frameWidth + 1) / 2 * 4
+                                                          : frameWidth * 4),
       stride(lineBytes + gap),
       bytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height), 128) {}
 
-speedhq::PictureView Picture::view() const {
+speedhq::FrameView TestFrame::view() const {
     return {format, width, height, stride, bytes.data(), 60, 1};
 }
 
-std::uint8_t* Picture::at(int x, int y) {
+std::uint8_t* TestFrame::at(int x, int y) {
     return bytes.data() + y * stride + (format == speedhq::PixelFormat::Uyvy ? x / 2 * 4 : x * 4);
 }
 
-void paint(Picture& picture, Content content, std::mt19937& random) {
-    fill(picture, 0, 0, picture.width, picture.height, [&](int, int) {
+void paint(TestFrame& frame, Content content, std::mt19937& random) {
+    fill(frame, 0, 0, frame.width, frame.height, [&](int, int) {
         return content == Content::BlackWhite ? uniform(random, 0, 1) * 255
                                               : uniform(random, 0, 255);
     });
     for (int i = 0; content == Content::Mixed && i < 8; ++i) {
-        const int left = i == 0 ? 0 : uniform(random, 0, picture.width - 1);
-        const int top = i == 0 ? 0 : uniform(random, 0, picture.height - 1);
-        fillRandomly(picture, left, top, picture.width, picture.height, random);
+        const int left = i == 0 ? 0 : uniform(random, 0, frame.width - 1);
+        const int top = i == 0 ? 0 : uniform(random, 0, frame.height - 1);
+        fillRandomly(frame, left, top, frame.width, frame.height, random);
     }
 }
 
-support::ChangedRows damage(Picture& picture, std::mt19937& random) {
-    std::vector<bool> touched(static_cast<std::size_t>(picture.height));
+support::DirtyRows damage(TestFrame& frame, std::mt19937& random) {
+    std::vector<bool> touched(static_cast<std::size_t>(frame.height));
     for (int i = uniform(random, 0, 3); i > 0; --i) {
-        const int left = uniform(random, 0, picture.width - 1);
-        const int top = uniform(random, 0, picture.height - 1);
+        const int left = uniform(random, 0, frame.width - 1);
+        const int top = uniform(random, 0, frame.height - 1);
         const bool large = uniform(random, 0, 1) == 1;
-        const int right = std::min(picture.width, left + uniform(random, 1, large ? 60 : 2));
-        const int bottom = std::min(picture.height, top + uniform(random, 1, large ? 40 : 2));
-        fillRandomly(picture, left, top, right, bottom, random);
+        const int right = std::min(frame.width, left + uniform(random, 1, large ? 60 : 2));
+        const int bottom = std::min(frame.height, top + uniform(random, 1, large ? 40 : 2));
+        fillRandomly(frame, left, top, right, bottom, random);
         std::fill(touched.begin() + top, touched.begin() + bottom, true);
     }
-    support::ChangedRows changed{uniform(random, 0, 3) != 0, {}};
-    for (int y = 0; changed.known && y < picture.height; ++y) {
+    support::DirtyRows dirty{uniform(random, 0, 3) != 0, {}};
+    for (int y = 0; dirty.known && y < frame.height; ++y) {
         if (touched[static_cast<std::size_t>(y)]) {
-            changed.spans.push_back({y, 1});
+            dirty.spans.push_back({y, 1});
         }
     }
-    return changed;
+    return dirty;
 }
 
-Planes expectedPlanes(Picture& picture) {
-    const int width = (picture.width + 15) / 16 * 16;
-    Planes planes{width, picture.height, {}, {}, {}};
-    const bool small = picture.width <= 720 && picture.height <= 576;
+Planes expectedPlanes(TestFrame& frame) {
+    const int width = (frame.width + 15) / 16 * 16;
+    Planes planes{width, frame.height, {}, {}, {}};
+    const bool small = frame.width <= 720 && frame.height <= 576;
     const double red = small ? 0.299 : 0.2126;
     const double blue = small ? 0.114 : 0.0722;
     const auto put = [](std::vector<std::uint8_t>& plane, double value) {
         plane.push_back(static_cast<std::uint8_t>(std::floor(value + 0.5)));
     };
-    for (int y = 0; y < picture.height; ++y) {
+    for (int y = 0; y < frame.height; ++y) {
         for (int x = 0; x < width; x += 2) {
-            const std::uint8_t* const p = picture.at(std::min(x, picture.width - 1), y);
-            const std::uint8_t* const q = picture.at(std::min(x + 1, picture.width - 1), y);
-            if (picture.format == speedhq::PixelFormat::Uyvy) {
-                // Behind the picture, its last pixel: in a picture of odd width a group's first.
-                const int lastLuma = picture.width % 2 == 1 ? 1 : 3;
+            const std::uint8_t* const p = frame.at(std::min(x, frame.width - 1), y);
+            const std::uint8_t* const q = frame.at(std::min(x + 1, frame.width - 1), y);
+            if (frame.format == speedhq::PixelFormat::Uyvy) {
+                // Behind the frame, its last pixel: in a frame of odd width a group's first.
+                const int lastLuma = frame.width % 2 == 1 ? 1 : 3;
                 planes.cb.push_back(p[0]);
                 planes.cr.push_back(p[2]);
-                planes.y.push_back(p[x < picture.width ? 1 : lastLuma]);
-                planes.y.push_back(p[x + 1 < picture.width ? 3 : lastLuma]);
+                planes.y.push_back(p[x < frame.width ? 1 : lastLuma]);
+                planes.y.push_back(p[x + 1 < frame.width ? 3 : lastLuma]);
                 continue;
             }
             double sums[3] = {};

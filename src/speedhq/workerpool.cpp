@@ -1,4 +1,4 @@
-#include "speedhq/rowpool.h"
+#include "speedhq/workerpool.h"
 
 #include <algorithm>
 
@@ -10,25 +10,25 @@ int defaultThreads() {
     return std::clamp(physicalCores() - 1, 1, 4);
 }
 
-RowPool::RowPool(int threads) {
+WorkerPool::WorkerPool(int threads) {
     for (int thread = 1; thread < threads; ++thread) {
-        m_helpers.emplace_back([this, thread] { help(thread); });
+        m_workers.emplace_back([this, thread] { workLoop(thread); });
     }
 }
 
-RowPool::~RowPool() {
+WorkerPool::~WorkerPool() {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_ending = true;
     }
     m_started.notify_all();
-    for (std::thread& helper : m_helpers) {
-        helper.join();
+    for (std::thread& worker : m_workers) {
+        worker.join();
     }
 }
 
-void RowPool::run(int items, const Work& work) {
-    if (m_helpers.empty() || items < 2) {
+void WorkerPool::run(int items, const Work& work) {
+    if (m_workers.empty() || items < 2) {
         for (int item = 0; item < items; ++item) {
             work(item, 0);
         }
@@ -44,7 +44,7 @@ void RowPool::run(int items, const Work& work) {
     m_finished.wait(lock, [this] { return m_unfinished == 0; });
 }
 
-void RowPool::help(int thread) {
+void WorkerPool::workLoop(int thread) {
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
         m_started.wait(lock, [this] { return m_ending || m_nextItem < m_items; });
@@ -55,7 +55,7 @@ void RowPool::help(int thread) {
     }
 }
 
-void RowPool::takeItems(std::unique_lock<std::mutex>& lock, int thread) {
+void WorkerPool::takeItems(std::unique_lock<std::mutex>& lock, int thread) {
     while (m_nextItem < m_items) {
         const int item = m_nextItem++;
         const Work& work = *m_work;

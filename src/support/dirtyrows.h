@@ -4,18 +4,18 @@
 
 namespace support {
 
-/// Picture rows [first, first + count), in pixels from the top.
+/// Frame rows [first, first + count), in pixels from the top.
 struct RowSpan {
     int first = 0;
     int count = 0;
 };
 
-/// What one picture changed against the one before it.
+/// What one frame changed against the one before it.
 ///
 /// `known` false: nothing is known, every row may differ. `known` true: only rows inside `spans`
-/// may differ (they need not); no spans means the two pictures are equal. Spans are ascending and
+/// may differ (they need not); no spans means the two frames are equal. Spans are ascending and
 /// do not overlap.
-struct ChangedRows {
+struct DirtyRows {
     bool known = false;
     std::vector<RowSpan> spans;
 };

@@ -1,4 +1,4 @@
-#include "support/picturecompare.h"
+#include "support/framecompare.h"
 
 #include <algorithm>
 #include <cmath>

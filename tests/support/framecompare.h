@@ -1,12 +1,12 @@
 #pragma once
-// How alike two pictures are.
+// How alike two frames are.
 
 #include <QImage>
 #include <QRect>
 
 namespace tests {
 
-/// Peak signal-to-noise ratio of the luma (BT.709), in decibels; 100 when equal. Pictures of
+/// Peak signal-to-noise ratio of the luma (BT.709), in decibels; 100 when equal. Frames of
 /// different sizes give -1.
 [[nodiscard]] double lumaPsnr(const QImage& a, const QImage& b);
 

@@ -1,5 +1,5 @@
 #pragma once
-// A packet from coded rows: 4 bytes of header, then one field of four slices, each a length of
+// A packet from encoded rows: 4 bytes of header, then one field of four slices, each a length of
 // 3 bytes and the bits of every fourth row, one behind the other.
 
 #include <cstddef>
@@ -15,8 +15,8 @@ namespace speedhq {
 inline constexpr std::size_t kMaxSliceBytes = (std::size_t{1} << 24) - 1;
 
 /// Null when a slice would be longer than `maxSliceBytes`.
-[[nodiscard]] EncodedPicturePtr assembleFrame(const std::vector<CodedRow>& rows, int width,
-                                              int height, int quality, PacketPool& pool,
-                                              std::size_t maxSliceBytes);
+[[nodiscard]] EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width,
+                                             int height, int quality, PacketPool& pool,
+                                             std::size_t maxSliceBytes);
 
 }  // namespace speedhq

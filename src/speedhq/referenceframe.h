@@ -1,5 +1,5 @@
 #pragma once
-// The encoder's copy of the newest picture, filled up to whole macroblocks.
+// The encoder's copy of the newest frame, filled up to whole macroblocks.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,21 +11,21 @@
 namespace speedhq {
 
 /// Rows of macroblocks may be updated by several threads at a time, each row by one.
-class KeptPicture {
+class ReferenceFrame {
 public:
-    explicit KeptPicture(const Kernels& kernels) : m_kernels(kernels) {}
+    explicit ReferenceFrame(const Kernels& kernels) : m_kernels(kernels) {}
 
-    /// Makes room for pictures like `picture`. True when that changed the shape: the contents are
-    /// lost then, and every row must be taken with takeRow().
-    bool shapeLike(const PictureView& picture);
+    /// Makes room for frames like `frame`. True when that changed the shape: the contents are
+    /// lost then, and every row must be taken with copyRow().
+    bool shapeLike(const FrameView& frame);
 
-    /// Finds the macroblocks of `row` that differ within picture lines [first, last), copies those
+    /// Finds the macroblocks of `row` that differ within frame lines [first, last), copies those
     /// and sets their changed[i] to 1, of columns() flags that were all 0. Lines outside are not
     /// looked at. Returns how many there are.
-    int updateRow(const PictureView& picture, int row, int first, int last, std::uint8_t* changed);
+    int updateRow(const FrameView& frame, int row, int first, int last, std::uint8_t* changed);
 
     /// Copies the row as it is, without a comparison.
-    void takeRow(const PictureView& picture, int row);
+    void copyRow(const FrameView& frame, int row);
 
     [[nodiscard]] bool empty() const { return m_pixels == nullptr; }
     [[nodiscard]] PixelFormat format() const { return m_format; }
@@ -35,7 +35,7 @@ public:
     [[nodiscard]] int columns() const { return m_columns; }
     [[nodiscard]] int rows() const { return m_rows; }
 
-    /// The picture with its last column and last line repeated up to whole macroblocks.
+    /// The frame with its last column and last line repeated up to whole macroblocks.
     [[nodiscard]] const std::uint8_t* line(int y) const {
         return reinterpret_cast<const std::uint8_t*>(m_pixels.get()) + y * m_stride;
     }
@@ -47,8 +47,7 @@ private:
     [[nodiscard]] std::uint8_t* line(int y) {
         return reinterpret_cast<std::uint8_t*>(m_pixels.get()) + y * m_stride;
     }
-    void copyColumns(const PictureView& picture, int row, int first, int last, int column,
-                     int count);
+    void copyColumns(const FrameView& frame, int row, int first, int last, int column, int count);
     void repeatLastColumn(std::uint8_t* line) const;
 
     const Kernels& m_kernels;

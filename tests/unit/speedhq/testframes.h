@@ -1,5 +1,5 @@
 #pragma once
-// Pictures for the encoder's tests.
+// Frames for the encoder's tests.
 
 #include <cstdint>
 #include <random>
@@ -10,11 +10,11 @@
 
 namespace testing_support {
 
-/// A picture, grey at first; `gap` bytes between its rows.
-struct Picture {
-    Picture(speedhq::PixelFormat pixelFormat, int pictureWidth, int pictureHeight, int gap = 0);
+/// A frame, grey at first; `gap` bytes between its rows.
+struct TestFrame {
+    TestFrame(speedhq::PixelFormat pixelFormat, int frameWidth, int frameHeight, int gap = 0);
 
-    [[nodiscard]] speedhq::PictureView view() const;
+    [[nodiscard]] speedhq::FrameView view() const;
     /// The pixel, or in UYVY the pair it belongs to when `x` is even.
     [[nodiscard]] std::uint8_t* at(int x, int y);
 
@@ -32,13 +32,13 @@ enum class Content {
     BlackWhite,  ///< Every byte 0 or 255: the largest levels.
 };
 
-void paint(Picture& picture, Content content, std::mt19937& random);
+void paint(TestFrame& frame, Content content, std::mt19937& random);
 
 /// Changes a few rectangles, one of them perhaps a single pixel. Returns the rows that may differ.
-support::ChangedRows damage(Picture& picture, std::mt19937& random);
+support::DirtyRows damage(TestFrame& frame, std::mt19937& random);
 
-/// What the encoder should make of the picture before it transforms it, by the stated rule and in
+/// What the encoder should make of the frame before it transforms it, by the stated rule and in
 /// floating point; the width rounded up to 16 with the last column repeated.
-Planes expectedPlanes(Picture& picture);
+Planes expectedPlanes(TestFrame& frame);
 
 }  // namespace testing_support

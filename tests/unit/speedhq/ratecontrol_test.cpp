@@ -12,7 +12,7 @@ using namespace speedhq;
 
 constexpr double kBudget = 300e3;
 
-/// A picture's size at a quality; `exponent` says how strongly it follows, `at80` is its weight.
+/// A frame's size at a quality; `exponent` says how strongly it follows, `at80` is its weight.
 std::size_t sizeOf(double at80, int quality, double exponent) {
     return static_cast<std::size_t>(at80 * std::pow((100 - quality) / 20.0, -exponent));
 }
@@ -50,20 +50,20 @@ TEST(RateControl, HoldsTheBudgetWithoutSwinging) {
 TEST(RateControl, CaretKeepsTheRefinement) {
     RateControl control = controlled();
     control.refined(98);
-    // Typing: 15 letters a second at 60 pictures a second, each packet three times the budget.
+    // Typing: 15 letters a second at 60 fps, each packet three times the budget.
     for (int i = 0; i < 600; ++i) {
         i % 4 == 0 ? control.sent(static_cast<std::size_t>(3 * kBudget), 0.001)
                    : control.repeated();
         ASSERT_EQ(control.quality(), 98) << i;
     }
-    // A small animation in every picture is more than the network was promised.
-    int pictures = 0;
-    while (control.quality() == 98 && pictures < 100) {
+    // A small animation in every frame is more than the network was promised.
+    int frames = 0;
+    while (control.quality() == 98 && frames < 100) {
         control.sent(static_cast<std::size_t>(3 * kBudget), 0.05);
-        ++pictures;
+        ++frames;
     }
-    EXPECT_LE(pictures, 12);
-    EXPECT_EQ(control.quality(), 80) << "back to what moving pictures had";
+    EXPECT_LE(frames, 12);
+    EXPECT_EQ(control.quality(), 80) << "back to what moving frames had";
     for (int i = 0; i < 100; ++i) {
         control.sent(static_cast<std::size_t>(kBudget), 0.05);
         ASSERT_EQ(control.quality(), 80);

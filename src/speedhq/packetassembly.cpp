@@ -1,4 +1,4 @@
-#include "speedhq/frame.h"
+#include "speedhq/packetassembly.h"
 
 #include <algorithm>
 #include <array>
@@ -21,8 +21,8 @@ void putLength(std::uint8_t* at, std::size_t length) {
 
 }  // namespace
 
-EncodedPicturePtr assembleFrame(const std::vector<CodedRow>& rows, int width, int height,
-                                int quality, PacketPool& pool, std::size_t maxSliceBytes) {
+EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width, int height,
+                               int quality, PacketPool& pool, std::size_t maxSliceBytes) {
     std::array<std::size_t, kSlices> bits{};
     for (std::size_t row = 0; row < rows.size(); ++row) {
         bits[row % kSlices] += rows[row].bitCount();
@@ -37,7 +37,7 @@ EncodedPicturePtr assembleFrame(const std::vector<CodedRow>& rows, int width, in
     }
 
     std::unique_ptr<Packet> packet = pool.take(total + kBitSlack);
-    std::uint8_t* const start = packet->room.get();
+    std::uint8_t* const start = packet->buffer.get();
     start[0] = static_cast<std::uint8_t>(quality);
     putLength(start + 1,
               kHeaderBytes);  // The second field would begin at the first: there is none.
@@ -52,7 +52,7 @@ EncodedPicturePtr assembleFrame(const std::vector<CodedRow>& rows, int width, in
         next = writer.next;
     }
 
-    packet->picture = {kFourCC, width, height, quality, start, total};
+    packet->frame = {kFourCC, width, height, quality, start, total};
     return pool.share(std::move(packet));
 }
 

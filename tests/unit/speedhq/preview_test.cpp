@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "speedhq/encoder.h"
-#include "unit/speedhq/pictures.h"
+#include "unit/speedhq/testframes.h"
 
 namespace {
 
@@ -13,24 +13,24 @@ using namespace speedhq;
 using namespace testing_support;
 
 /// The mean of `channel` over the area that output (x, y) covers: row by row, exactly.
-double exactMean(Picture& picture, int channel, int x, int y, int width, int height) {
-    const double left = static_cast<double>(x) * picture.width / width;
-    const double right = static_cast<double>(x + 1) * picture.width / width;
-    const double top = static_cast<double>(y) * picture.height / height;
-    const double bottom = static_cast<double>(y + 1) * picture.height / height;
+double exactMean(TestFrame& frame, int channel, int x, int y, int width, int height) {
+    const double left = static_cast<double>(x) * frame.width / width;
+    const double right = static_cast<double>(x + 1) * frame.width / width;
+    const double top = static_cast<double>(y) * frame.height / height;
+    const double bottom = static_cast<double>(y + 1) * frame.height / height;
     double sum = 0;
-    for (int line = static_cast<int>(top); line < bottom && line < picture.height; ++line) {
-        for (int column = static_cast<int>(left); column < right && column < picture.width;
+    for (int line = static_cast<int>(top); line < bottom && line < frame.height; ++line) {
+        for (int column = static_cast<int>(left); column < right && column < frame.width;
              ++column) {
             sum += (std::min(column + 1.0, right) - std::max(1.0 * column, left)) *
                    (std::min(line + 1.0, bottom) - std::max(1.0 * line, top)) *
-                   picture.at(column, line)[channel];
+                   frame.at(column, line)[channel];
         }
     }
     return sum / ((right - left) * (bottom - top));
 }
 
-Planes decoded(const speedhq::EncodedPicturePtr& packet) {
+Planes decoded(const speedhq::EncodedFramePtr& packet) {
     return decodeWithLibav(packet->data, packet->size, packet->width, packet->height);
 }
 
@@ -39,25 +39,24 @@ TEST(Preview, IsTheAreaAverage) {
     const std::pair<int, int> sizes[] = {{1920, 1080}, {1366, 768}, {641, 3}, {8192, 9}};
     for (const auto& [width, height] : sizes) {
         SCOPED_TRACE(testing::Message() << width << "x" << height);
-        Picture picture(speedhq::PixelFormat::Bgra, width, height);
-        paint(picture, Content::Mixed, random);
+        TestFrame frame(speedhq::PixelFormat::Bgra, width, height);
+        paint(frame, Content::Mixed, random);
         Encoder encoder(2);
-        speedhq::EncodedPicturePtr packet =
-            encoder.encode(picture.view(), {}, {false, true}).preview;
+        speedhq::EncodedFramePtr packet = encoder.encode(frame.view(), {}, {false, true}).preview;
         for (int i = 0; i < 4; ++i) {
-            packet = encoder.encodeKept({false, true}).preview;
+            packet = encoder.encodeReference({false, true}).preview;
         }
         ASSERT_EQ(packet->quality, 98);
         const int previewHeight = std::max(1, (height * 640 + width / 2) / width);
         ASSERT_EQ(packet->width, 640);
         ASSERT_EQ(packet->height, previewHeight);
 
-        Picture expected(speedhq::PixelFormat::Bgra, 640, previewHeight);
+        TestFrame expected(speedhq::PixelFormat::Bgra, 640, previewHeight);
         for (int y = 0; y < previewHeight; ++y) {
             for (int x = 0; x < 640; ++x) {
                 for (int channel = 0; channel < 3; ++channel) {
                     expected.at(x, y)[channel] = static_cast<std::uint8_t>(
-                        std::lround(exactMean(picture, channel, x, y, 640, previewHeight)));
+                        std::lround(exactMean(frame, channel, x, y, 640, previewHeight)));
                 }
             }
         }
@@ -67,43 +66,43 @@ TEST(Preview, IsTheAreaAverage) {
     }
 }
 
-TEST(Preview, SmallPicturesKeepTheirSize) {
+TEST(Preview, SmallFramesKeepTheirSize) {
     std::mt19937 random(10);
     for (const auto format : {speedhq::PixelFormat::Bgra, speedhq::PixelFormat::Uyvy}) {
         for (const auto& [width, height] : {std::pair{1, 1}, {33, 7}, {639, 40}}) {
-            Picture picture(format, width, height, 4);
-            paint(picture, Content::Mixed, random);
-            const auto streams = Encoder(1).encode(picture.view(), {}, {true, true});
-            EXPECT_EQ(decoded(streams.preview).y, decoded(streams.full).y);
+            TestFrame frame(format, width, height, 4);
+            paint(frame, Content::Mixed, random);
+            const auto streams = Encoder(1).encode(frame.view(), {}, {true, true});
+            EXPECT_EQ(decoded(streams.preview).y, decoded(streams.main).y);
         }
     }
 }
 
-/// After any history the preview is that of the newest picture, and it is left alone while
+/// After any history the preview is that of the newest frame, and it is left alone while
 /// nothing changes or nobody wants it.
-TEST(Preview, FollowsTheKeptPicture) {
+TEST(Preview, FollowsTheKeptFrame) {
     std::mt19937 random(13);
-    Picture picture(speedhq::PixelFormat::Bgra, 1000, 700);
-    paint(picture, Content::Mixed, random);
+    TestFrame frame(speedhq::PixelFormat::Bgra, 1000, 700);
+    paint(frame, Content::Mixed, random);
     Encoder encoder(2);
-    support::ChangedRows changed;
+    support::DirtyRows dirty;
     for (int step = 0; step < 30; ++step) {
         const speedhq::Streams wanted{random() % 2 == 0, random() % 2 == 0};
-        speedhq::EncodedPicturePtr packet;
+        speedhq::EncodedFramePtr packet;
         if (random() % 4 == 0) {
-            encoder.keep(picture.view(), changed);
+            encoder.updateReference(frame.view(), dirty);
         } else {
-            packet = encoder.encode(picture.view(), changed, wanted).preview;
+            packet = encoder.encode(frame.view(), dirty, wanted).preview;
             EXPECT_EQ(packet != nullptr, wanted.preview);
         }
         if (packet) {
             Encoder fresh(1);
             const Planes a = decoded(packet);
-            const Planes b = decoded(fresh.encode(picture.view(), {}, {false, true}).preview);
+            const Planes b = decoded(fresh.encode(frame.view(), {}, {false, true}).preview);
             EXPECT_GT(psnr(a.y, b.y), 30) << step;
-            EXPECT_EQ(encoder.encode(picture.view(), {true, {}}, wanted).preview, packet);
+            EXPECT_EQ(encoder.encode(frame.view(), {true, {}}, wanted).preview, packet);
         }
-        changed = damage(picture, random);
+        dirty = damage(frame, random);
     }
 }
 

@@ -1,5 +1,5 @@
-// testpicture: fills the screen with a test picture, for the demonstration and the tests.
-// usage: testpicture [--moving PICTURES-PER-SECOND]
+// showpattern: fills the screen with a test pattern, for the demonstration and the tests.
+// usage: showpattern [--moving FPS]
 
 #include <QApplication>
 #include <QPainter>
@@ -12,14 +12,14 @@
 
 namespace {
 
-class TestPicture : public QWidget {
+class PatternWindow : public QWidget {
 public:
-    explicit TestPicture(int rate) : m_rate(rate) {
+    explicit PatternWindow(int rate) : m_rate(rate) {
         // A desktop window: the window manager keeps it below everything and undecorated.
         setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
         setAttribute(Qt::WA_OpaquePaintEvent);
         setWindowFlag(Qt::FramelessWindowHint);
-        setWindowTitle(QStringLiteral("testpicture"));
+        setWindowTitle(QStringLiteral("showpattern"));
         setGeometry(QApplication::primaryScreen()->virtualGeometry());
         if (m_rate > 0) {
             connect(&m_timer, &QTimer::timeout, this, QOverload<>::of(&QWidget::update));
@@ -30,17 +30,17 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* /*event*/) override {
-        if (m_picture.size() != size()) {
-            m_picture = QImage(size(), QImage::Format_RGB32);
+        if (m_image.size() != size()) {
+            m_image = QImage(size(), QImage::Format_RGB32);
         }
-        testpattern::paint(m_picture, m_number++, m_rate > 0);
-        QPainter(this).drawImage(0, 0, m_picture);
+        testpattern::paint(m_image, m_number++, m_rate > 0);
+        QPainter(this).drawImage(0, 0, m_image);
     }
 
 private:
     const int m_rate;
     int m_number = 0;
-    QImage m_picture;
+    QImage m_image;
     QTimer m_timer;
 };
 
@@ -54,10 +54,10 @@ int main(int argc, char* argv[]) {
         rate = arguments.at(2).toInt();
     }
     if ((arguments.size() != 1 && arguments.size() != 3) || (arguments.size() == 3 && rate < 1)) {
-        std::fputs("usage: testpicture [--moving PICTURES-PER-SECOND]\n", stderr);
+        std::fputs("usage: showpattern [--moving FPS]\n", stderr);
         return 2;
     }
-    TestPicture picture(rate);
-    picture.show();
+    PatternWindow window(rate);
+    window.show();
     return QApplication::exec();
 }

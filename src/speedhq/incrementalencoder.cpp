@@ -1,0 +1,209 @@
+#include "speedhq/incrementalencoder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace speedhq {
+
+namespace {
+
+/// Below so many macroblocks to look at, waking other threads takes longer than the work.
+constexpr std::size_t kWorthSharing = 512;
+
+}  // namespace
+
+IncrementalEncoder::IncrementalEncoder(WorkerPool& pool, const Kernels& kernels,
+                                       std::size_t maxSliceBytes, double rounding)
+    : m_pool(pool),
+      m_kernels(kernels),
+      m_maxSliceBytes(maxSliceBytes),
+      m_rounding(rounding),
+      m_reference(kernels),
+      m_rowEncoders(static_cast<std::size_t>(pool.threads())) {}
+
+void IncrementalEncoder::updateReference(const FrameView& frame, const support::DirtyRows& dirty) {
+    adoptShape(frame);
+    noteDirtyLines(dirty);
+    forgetEncoded();
+    runRows([&](int row, int) {
+        RowState& state = m_states[static_cast<std::size_t>(row)];
+        if (state.uncopied || state.first < state.last) {
+            copyRow(state, row, frame);
+        }
+    });
+}
+
+EncodedFramePtr IncrementalEncoder::encode(const FrameView& frame, const support::DirtyRows& dirty,
+                                           int quality) {
+    adoptShape(frame);
+    if (quality == m_quantiser.quality || !upToDate()) {
+        setQuality(quality);
+        noteDirtyLines(dirty);
+        return encodeRows(&frame);
+    }
+    // A frame that did not change does not take on the new quality, so that has to be known
+    // first.
+    noteDirtyLines(dirty);
+    forgetEncoded();
+    runRows([&](int row, int thread) {
+        RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
+        RowState& state = m_states[static_cast<std::size_t>(row)];
+        state.stale = updateRow(state, row, encoder, frame) > 0;
+        encoder.clearFlags();
+    });
+    return upToDate() ? m_packet : encodeReference(quality);
+}
+
+EncodedFramePtr IncrementalEncoder::encodeReference(int quality) {
+    if (m_reference.empty()) {
+        return nullptr;
+    }
+    setQuality(quality);
+    noteDirtyLines({true, {}});
+    return encodeRows(nullptr);
+}
+
+bool IncrementalEncoder::upToDate() const {
+    return m_packet && std::none_of(m_states.begin(), m_states.end(),
+                                    [](const RowState& state) { return state.stale; });
+}
+
+double IncrementalEncoder::encodedShare() const {
+    double encoded = 0;
+    for (const RowState& state : m_states) {
+        encoded += state.encoded;
+    }
+    return m_states.empty() ? 0 : encoded / (m_reference.rows() * m_reference.columns());
+}
+
+void IncrementalEncoder::takeChangedMacroblockRows(std::vector<std::uint8_t>& each) {
+    each.resize(m_states.size());
+    for (std::size_t row = 0; row < m_states.size(); ++row) {
+        if (std::exchange(m_states[row].changed, false)) {
+            each[row] = 1;
+        }
+    }
+}
+
+void IncrementalEncoder::adoptShape(const FrameView& frame) {
+    if (!m_reference.shapeLike(frame)) {
+        return;
+    }
+    const auto columns = static_cast<std::size_t>(m_reference.columns());
+    const auto rows = static_cast<std::size_t>(m_reference.rows());
+    for (RowEncoder& encoder : m_rowEncoders) {
+        encoder.prepare(columns);
+    }
+    m_packet = nullptr;
+    m_rows.clear();
+    for (std::size_t row = 0; row < rows; ++row) {
+        m_rows.emplace_back(columns);
+    }
+    m_states.assign(rows, {});
+    m_visits.reserve(rows);
+}
+
+void IncrementalEncoder::forgetEncoded() {
+    for (RowState& state : m_states) {
+        state.encoded = 0;
+    }
+}
+
+/// Fills in the lines to look at, and lists the rows that have such lines or are stale.
+void IncrementalEncoder::noteDirtyLines(const support::DirtyRows& dirty) {
+    for (RowState& state : m_states) {
+        state.first = 0;
+        state.last = dirty.known ? 0 : m_reference.height();
+    }
+    for (const support::RowSpan& span : dirty.spans) {
+        const int first = std::max(span.first, 0);
+        const int last = std::min(span.first + span.count, m_reference.height());
+        for (int row = first / 16; dirty.known && row * 16 < last; ++row) {
+            RowState& state = m_states[static_cast<std::size_t>(row)];
+            state.first = state.last == 0 ? first : state.first;
+            state.last = last;
+        }
+    }
+    m_visits.clear();
+    for (std::size_t row = 0; row < m_states.size(); ++row) {
+        const RowState& state = m_states[row];
+        if (state.stale || state.first < state.last) {
+            m_visits.push_back(static_cast<int>(row));
+        }
+    }
+}
+
+void IncrementalEncoder::setQuality(int quality) {
+    if (quality == m_quantiser.quality) {
+        return;
+    }
+    m_quantiser = makeQuantiser(quality, m_rounding);
+    for (RowState& state : m_states) {
+        state.stale = true;
+    }
+}
+
+void IncrementalEncoder::runRows(const WorkerPool::Work& work) {
+    if (m_visits.size() * static_cast<std::size_t>(m_reference.columns()) < kWorthSharing) {
+        for (const int row : m_visits) {
+            work(row, 0);
+        }
+        return;
+    }
+    m_pool.run(static_cast<int>(m_visits.size()), [&](int item, int thread) {
+        work(m_visits[static_cast<std::size_t>(item)], thread);
+    });
+}
+
+void IncrementalEncoder::copyRow(RowState& state, int row, const FrameView& frame) {
+    m_reference.copyRow(frame, row);
+    state.uncopied = false;
+    state.stale = true;
+    state.changed = true;
+}
+
+int IncrementalEncoder::updateRow(RowState& state, int row, RowEncoder& encoder,
+                                  const FrameView& frame) {
+    const int changed = m_reference.updateRow(frame, row, state.first, state.last, encoder.flags());
+    state.changed = state.changed || changed > 0;
+    return changed;
+}
+
+void IncrementalEncoder::encodeRow(RowState& state, int row, int thread, const FrameView* frame) {
+    RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
+    EncodedRow& encoded = m_rows[static_cast<std::size_t>(row)];
+    int changed = 0;
+    if (frame != nullptr && state.uncopied) {
+        copyRow(state, row, *frame);
+    } else if (frame != nullptr) {
+        changed = updateRow(state, row, encoder, *frame);
+    }
+
+    const RowSettings settings{m_kernels,
+                               colourMatrixFor(m_reference.width(), m_reference.height()),
+                               m_quantiser, codeTables()};
+    if (state.stale || changed == m_reference.columns()) {
+        encoder.encode(settings, m_reference, row, encoded);
+        state.encoded = m_reference.columns();
+    } else if (changed > 0) {
+        encoder.reencode(settings, m_reference, row, encoded);
+        state.encoded = changed;
+    }
+    state.stale = false;
+}
+
+EncodedFramePtr IncrementalEncoder::encodeRows(const FrameView* frame) {
+    forgetEncoded();
+    runRows([&](int row, int thread) {
+        encodeRow(m_states[static_cast<std::size_t>(row)], row, thread, frame);
+    });
+    const bool anyEncoded = std::any_of(m_states.begin(), m_states.end(),
+                                        [](const RowState& state) { return state.encoded > 0; });
+    if (anyEncoded || !m_packet) {
+        m_packet = assemblePacket(m_rows, m_reference.columns() * 16, m_reference.height(),
+                                  m_quantiser.quality, m_packets, m_maxSliceBytes);
+    }
+    return m_packet;
+}
+
+}  // namespace speedhq

@@ -1,0 +1,123 @@
+// Whatever was kept from earlier frames, whichever kernels and however many threads: the packet
+// is the one that coding the frame afresh gives.
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "speedhq/incrementalencoder.h"
+#include "unit/speedhq/testframes.h"
+
+namespace {
+
+using namespace speedhq;
+using namespace testing_support;
+
+std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFramePtr& frame) {
+    return {frame->data, frame->data + frame->size};
+}
+
+std::vector<const Kernels*> allKernels() {
+    std::vector<const Kernels*> all;
+    for (const KernelLevel level :
+         {KernelLevel::Reference, KernelLevel::Sse41, KernelLevel::Avx2, KernelLevel::Avx512}) {
+        if (const Kernels* const kernels = kernelsOf(level)) {
+            all.push_back(kernels);
+        }
+    }
+    return all;
+}
+
+/// Sends `steps` frames with random damage through `encoder` and compares each with a fresh one.
+void checkSequence(IncrementalEncoder& encoder, TestFrame& frame, std::mt19937& random, int steps) {
+    WorkerPool alone(1);
+    const int qualities[] = {38, 60, 80, 90, 98};
+    int quality = qualities[random() % 5];
+    support::DirtyRows dirty;
+    speedhq::EncodedFramePtr before;
+    for (int step = 0; step < steps; ++step) {
+        if (random() % 6 == 0) {
+            quality = qualities[random() % 5];
+        }
+        speedhq::EncodedFramePtr packet;
+        if (random() % 5 == 0) {
+            encoder.updateReference(frame.view(), dirty);
+            packet = encoder.encodeReference(quality);
+        } else {
+            packet = encoder.encode(frame.view(), dirty, quality);
+        }
+        ASSERT_TRUE(packet->quality == quality || packet == before);
+        IncrementalEncoder fresh(alone, *kernelsOf(KernelLevel::Reference));
+        ASSERT_EQ(bytesOf(packet), bytesOf(fresh.encode(frame.view(), {}, packet->quality)))
+            << frame.width << "x" << frame.height << " step " << step;
+        const int anyQuality = qualities[random() % 5];
+        ASSERT_EQ(encoder.encode(frame.view(), {random() % 2 == 0, {}}, anyQuality), packet)
+            << "an equal frame must be the same packet";
+        before = packet;
+        dirty = damage(frame, random);
+    }
+}
+
+TEST(Incremental, AllSizesTo80) {
+    std::mt19937 random(3);
+    const auto kernels = allKernels();
+    WorkerPool pool(1);
+    for (int width = 1; width <= 80; ++width) {
+        for (int height = 1; height <= 80; ++height) {
+            const unsigned turn = static_cast<unsigned>(width * 7 + height);
+            IncrementalEncoder encoder(pool, *kernels[turn % kernels.size()]);
+            TestFrame frame(turn % 3 == 0 ? speedhq::PixelFormat::Uyvy : speedhq::PixelFormat::Bgra,
+                            width, height, static_cast<int>(turn % 5));
+            paint(frame, static_cast<Content>(random() % 3), random);
+            checkSequence(encoder, frame, random, 3);
+            if (testing::Test::HasFailure()) {
+                return;
+            }
+        }
+    }
+}
+
+TEST(Incremental, LargeSizesKernelsAndThreads) {
+    std::mt19937 random(4);
+    const std::pair<int, int> sizes[] = {{1920, 1080}, {1366, 768}, {721, 577},
+                                         {8192, 33},   {31, 8192},  {2560, 1440}};
+    int turn = 0;
+    for (const Kernels* const kernels : allKernels()) {
+        for (int threads = 1; threads <= 4; ++threads) {
+            WorkerPool pool(threads);
+            const auto [width, height] = sizes[turn++ % std::size(sizes)];
+            IncrementalEncoder encoder(pool, *kernels);
+            TestFrame frame(speedhq::PixelFormat::Bgrx, width, height, 16);
+            paint(frame, Content::Mixed, random);
+            checkSequence(encoder, frame, random, 4);
+        }
+    }
+}
+
+TEST(Incremental, ChangesOfShapeAndFormat) {
+    std::mt19937 random(6);
+    WorkerPool pool(2);
+    IncrementalEncoder encoder(pool, bestKernels());
+    for (const auto& [width, height] : {std::pair{640, 480}, {480, 640}, {1, 1}, {641, 480}}) {
+        for (const auto format : {speedhq::PixelFormat::Bgra, speedhq::PixelFormat::Uyvy}) {
+            TestFrame frame(format, width, height);
+            paint(frame, Content::Mixed, random);
+            checkSequence(encoder, frame, random, 2);
+        }
+    }
+}
+
+TEST(Incremental, LooksWhereItIsToldAndCodesWhatChanged) {
+    WorkerPool pool(1);
+    IncrementalEncoder encoder(pool, bestKernels());
+    TestFrame frame(speedhq::PixelFormat::Bgra, 320, 320);
+    const auto before = encoder.encode(frame.view(), {}, 80);
+    EXPECT_EQ(encoder.encodedShare(), 1);
+    *frame.at(100, 40) ^= 255;
+    EXPECT_EQ(encoder.encode(frame.view(), {true, {{0, 40}}}, 80), before);
+    // Spans beyond the frame are cut, not believed.
+    EXPECT_NE(encoder.encode(frame.view(), {true, {{-5, 7}, {40, 4000}, {5000, 3}}}, 80), before);
+    EXPECT_EQ(encoder.encodedShare(), 1 / 400.0);
+}
+
+}  // namespace
