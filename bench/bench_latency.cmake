@@ -1,4 +1,4 @@
-# From the screen to a receiver, and the whole program's cost: see whole-program.sh.
+# The latency from the screen to a receiver. whole-program.sh uses the scene player.
 if(TARGET test_display)
     add_executable(bench_latency bench_latency.cpp)
     target_include_directories(bench_latency PRIVATE ${CMAKE_SOURCE_DIR}/src

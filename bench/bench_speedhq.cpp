@@ -1,5 +1,5 @@
-// What a frame costs: ours against libswscale and libavcodec, by scene, kernels and threads.
-// bench/ratios.sh makes a table of it.
+// The cost of a frame: this encoder against libswscale and libavcodec, by scene, kernels and number
+// of threads. bench/ratios.sh prints the results as a table.
 
 #include <benchmark/benchmark.h>
 
@@ -26,7 +26,7 @@ const char* nameOf(Scene scene) {
     return kNames[static_cast<int>(scene)];
 }
 
-/// libswscale and libavcodec pay for every pixel, whatever the scene.
+/// libswscale and libavcodec process every pixel in every scene.
 void libav(State& state, Scene scene, int width, int height) {
     Desktop desktop(width, height);
     bench::LibavEncoder encoder(width, height, kQuality);
@@ -44,7 +44,7 @@ void libav(State& state, Scene scene, int width, int height) {
 void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width, int height,
           int threads, bool hint) {
     if (kernels == nullptr) {
-        state.SkipWithError("not on this processor");
+        state.SkipWithError("not supported by this processor");
         return;
     }
     Desktop desktop(width, height);
@@ -63,7 +63,7 @@ void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width,
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-/// The preview alone: the large frame's changes are there already.
+/// The preview alone: the main stream's reference frame is already up to date.
 void preview(State& state, Scene scene) {
     Desktop desktop(1920, 1080);
     speedhq::WorkerPool pool(1);
@@ -80,7 +80,7 @@ void preview(State& state, Scene scene) {
     state.counters["bytes"] = static_cast<double>(bytes);
 }
 
-/// One kernel function over the macroblocks of a frame; time per macroblock.
+/// Calls a kernel function with each macroblock of a frame. The result is the time per macroblock.
 template <typename Call>
 void perMacroblock(State& state, Call call) {
     const Desktop desktop(1920, 1080);

@@ -1,5 +1,5 @@
-// Encodes a number of frames of one scene, for callgrind: instructions.sh counts what
-// bench::measured() does and nothing else.
+// Encodes a number of frames of one scene for callgrind. instructions.sh counts the instructions of
+// bench::measured() only.
 // usage: instructions ENCODER SCENE FRAMES        ENCODER: ours, libav
 //                                                 SCENE: full, caret, scrolling, nothing
 
@@ -16,7 +16,7 @@ namespace bench {
 
 constexpr int kQuality = 80;
 
-/// Not inlined: callgrind finds it by its name.
+/// Not inlined, because callgrind selects it by name.
 __attribute__((noinline)) std::size_t measured(speedhq::IncrementalEncoder& encoder,
                                                const Desktop& desktop) {
     return encoder.encode(desktop.view(), desktop.dirty(), kQuality)->size;

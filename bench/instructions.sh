@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Instructions per frame, counted by callgrind: a figure that other work on the machine can't
-# disturb. callgrind knows no AVX-512, so these are the AVX2 kernels.
+# Instructions per frame, counted by callgrind, so other work on the machine does not affect them.
+# callgrind does not support AVX-512, so these are the AVX2 kernels.
 # usage: instructions.sh [BUILD-FOLDER]     default: build/release
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,6 +1,5 @@
 #pragma once
-// libavcodec's SpeedHQ encoder, and libswscale in front of it: what ours is compared with. Failures
-// throw std::runtime_error.
+// libavcodec's SpeedHQ encoder with libswscale, for comparison. Failures throw std::runtime_error.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +9,8 @@
 
 namespace bench {
 
-/// Encodes at an even quality, with one thread and buffers of its own. Widths of 16n, heights
-/// above 48: libavcodec's encoder makes invalid packets of others.
+/// Encodes at an even quality, with one thread and its own buffers. The width must be a multiple of
+/// 16 and the height above 48: libavcodec's encoder writes invalid packets for other sizes.
 class LibavEncoder {
 public:
     LibavEncoder(int width, int height, int quality);

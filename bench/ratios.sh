@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The table of docs/BENCHMARKS.md: CPU time per frame of ours and of libswscale with libavcodec,
-# side by side in one run. Takes the median of several repetitions.
+# Prints the table of docs/BENCHMARKS.md: CPU time per frame of this encoder and of libswscale with
+# libavcodec, from one run. Each figure is the median of several repetitions.
 # usage: ratios.sh [BUILD-FOLDER]     default: build/release
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,10 +13,11 @@ trap 'rm -f "$out"' EXIT
     --benchmark_report_aggregates_only=true --benchmark_min_time=0.1 \
     --benchmark_format=csv >"$out" 2>/dev/null
 
-# Wall-clock times need both cores at once: if we may, ahead of other work, for a few seconds.
-calm=()
-chrt -f 10 true 2>/dev/null && calm=(chrt -f 10)
-"${calm[@]}" "$program" --benchmark_filter='threads:' \
+# Wall-clock times of two threads need both cores at the same time. Where permitted, run these few
+# seconds with real-time priority.
+realtime=()
+chrt -f 10 true 2>/dev/null && realtime=(chrt -f 10)
+"${realtime[@]}" "$program" --benchmark_filter='threads:' \
     --benchmark_repetitions=5 --benchmark_report_aggregates_only=true --benchmark_min_time=0.05 \
     --benchmark_format=csv >>"$out" 2>/dev/null
 

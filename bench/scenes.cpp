@@ -30,8 +30,8 @@ std::uint32_t colour(int red, int green, int blue) {
     return 0xFF000000U | byte(red) << 16 | byte(green) << 8 | byte(blue);
 }
 
-/// Ink of a letter, 0 to 255: two uprights and two bars where its number says so, smoothed as
-/// fonts are.
+/// The ink of a letter at (x, y), 0 to 255: strokes selected by the bits of `letter`, with smoothed
+/// edges as fonts have.
 int ink(std::uint32_t letter, int x, int y) {
     if (letter % 6 == 0 || y < 3 || y > 14) {
         return 0;  // a blank, or the space between lines
@@ -63,7 +63,7 @@ Desktop::Desktop(int width, int height)
       m_canvasWidth(width + kMargin),
       m_canvasHeight(height + kMargin),
       m_frame(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {
-    // The background is a gradient; a quarter is a photograph; windows of text lie on it.
+    // A gradient, with a photograph-like area in one quarter, and two windows of text.
     for (int y = 0; y < m_canvasHeight; ++y) {
         for (int x = 0; x < m_canvasWidth; ++x) {
             auto& pixel =
@@ -99,7 +99,7 @@ void Desktop::drawText(int left, int top, int right, int bottom, int firstLine) 
                          static_cast<std::size_t>(x)];
             const int line = (y - top) / kLineHeight + firstLine;
             const int column = (x - left) / kCell;
-            // Lines end at different columns, as text does.
+            // Lines of text end at different columns.
             const bool written =
                 column < 8 + static_cast<int>(hash(static_cast<std::uint32_t>(line), 77) % 90);
             const int dark = written ? ink(hash(static_cast<std::uint32_t>(line),

@@ -1,5 +1,5 @@
 #pragma once
-// The moving desktops that encoders are measured with: always the same frames.
+// The moving desktops of the benchmarks. They are deterministic: every run has the same frames.
 
 #include <cstdint>
 #include <vector>
@@ -10,7 +10,7 @@ namespace bench {
 
 enum class Scene {
     FullMotion,  ///< The desktop moves 3 pixels up and 5 to the left with every frame.
-    Caret,       ///< A caret that blinks and a letter more per frame.
+    Caret,       ///< A blinking caret, and one more letter per frame.
     Scrolling,   ///< An 800 by 600 window of text scrolls 3 lines per frame.
     Nothing,     ///< Nothing changes.
 };
@@ -24,7 +24,7 @@ public:
     void advance(Scene scene);
 
     [[nodiscard]] speedhq::FrameView view() const;
-    /// The rows the latest advance() drew in: what a screen's damage report would say.
+    /// The rows that the latest advance() drew, as the damage events of a screen would report them.
     [[nodiscard]] const support::DirtyRows& dirty() const { return m_dirtyRows; }
 
 private:
@@ -33,7 +33,7 @@ private:
     int m_width;
     int m_height;
     int m_step = 0;
-    std::vector<std::uint32_t> m_canvas;  ///< Larger than the frame: full motion pans over it.
+    std::vector<std::uint32_t> m_canvas;  ///< Larger than the frame; full motion pans across it.
     int m_canvasWidth;
     int m_canvasHeight;
     std::vector<std::uint32_t> m_frame;

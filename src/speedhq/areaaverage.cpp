@@ -6,14 +6,14 @@ namespace speedhq {
 
 namespace {
 
-/// Half of what a weighted sum is divided by. The sums themselves stay below 2^32.
+/// Half the divisor of a weighted sum, for rounding. The sums stay below 2^32.
 constexpr std::uint32_t kHalf = kLineUnit * kColumnUnit / 2;
 
 }  // namespace
 
 AreaWeights::AreaWeights(int input, int output, int unit) {
     // Input i covers [i * output, (i + 1) * output), output o covers [o * input, (o + 1) * input).
-    // Weights are differences of rounded edges, so that they add up.
+    // Weights are differences of rounded edges, so they add up to exactly `unit`.
     const auto edge = [&](std::int64_t at) { return (at * unit + input / 2) / input; };
     for (int o = 0; o < output; ++o) {
         const std::int64_t begin = static_cast<std::int64_t>(o) * input;
@@ -53,7 +53,7 @@ void averageColumns(const std::uint16_t* sums, const AreaWeights& columns, Chann
 }
 
 void averagePixels(const std::uint16_t* sums, const AreaWeights& columns, std::uint8_t* line) {
-    // Two channels to a word, 32 bits each: one multiplication serves both.
+    // Two channels share a word, 32 bits each, so one multiplication weights both.
     constexpr std::uint64_t kChannels02 = 0x0000FFFF0000FFFF;
     constexpr std::uint64_t kHalves = kHalf | static_cast<std::uint64_t>(kHalf) << 32;
     for (int output = 0; output < columns.outputs(); ++output) {

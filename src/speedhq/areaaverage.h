@@ -1,5 +1,5 @@
 #pragma once
-// Scaling down by area average.
+// Downscaling by area average.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace speedhq {
 
-/// How the samples of one direction share out to fewer: every output is the weighted mean of the
-/// inputs it covers. Weights are whole numbers and add up to exactly `unit`.
+/// The weights for downscaling in one direction: every output is the weighted mean of the inputs it
+/// covers. The weights of an output are integers that add up to exactly `unit`.
 class AreaWeights {
 public:
-    /// `output` is 1 to `input`.
+    /// `input` samples become `output` samples, 1 <= output <= input.
     AreaWeights(int input, int output, int unit);
 
     [[nodiscard]] int outputs() const { return static_cast<int>(m_firsts.size()); }
     [[nodiscard]] int first(int output) const { return m_firsts[static_cast<std::size_t>(output)]; }
     [[nodiscard]] int count(int output) const { return m_counts[static_cast<std::size_t>(output)]; }
-    /// Of the inputs from first() on.
+    /// The weights of the count() inputs that begin with first().
     [[nodiscard]] const std::uint32_t* weights(int output) const {
         return &m_weights[m_starts[static_cast<std::size_t>(output)]];
     }
@@ -32,21 +32,23 @@ private:
 inline constexpr int kLineUnit = 256;
 inline constexpr int kColumnUnit = 65536;
 
-/// Adds `weight` times each of the `count` bytes to the sums. Over the lines of one output line,
-/// weighted in kLineUnit, the sums stay below 2^16.
+/// Adds `weight` times each of the `count` bytes to the sums. The weights of one output line add up
+/// to kLineUnit, so the sums stay below 2^16.
 void addLine(std::uint16_t* sums, const std::uint8_t* bytes, std::size_t count, unsigned weight);
 
-/// Where the samples of one channel lie: `offset` bytes from the line's begin, `step` apart.
+/// The samples of one channel: the first is `offset` bytes from the start of the line, the others
+/// follow `step` bytes apart.
 struct Channel {
     int offset;
     int step;
 };
 
-/// The means of sums of lines: `columns` in kColumnUnit. Rounded to the nearest.
+/// Averages the line sums of one channel horizontally and writes the output line. `columns` has the
+/// unit kColumnUnit. Rounds to nearest.
 void averageColumns(const std::uint16_t* sums, const AreaWeights& columns, Channel channel,
                     std::uint8_t* line);
 
-/// The same for all four channels of 4-byte pixels at once.
+/// averageColumns() for all four channels of 4-byte pixels at once.
 void averagePixels(const std::uint16_t* sums, const AreaWeights& columns, std::uint8_t* line);
 
 }  // namespace speedhq

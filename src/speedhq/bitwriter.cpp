@@ -17,7 +17,7 @@ void store64(std::uint8_t* at, std::uint64_t word) {
     std::memcpy(at, &word, sizeof word);
 }
 
-/// At most 56 bits, of which the upper ones of `bits` are 0.
+/// Appends `count` bits, at most 56. The bits of `bits` from `count` on are 0.
 void put(BitWriter& writer, std::uint64_t bits, unsigned count) {
     writer.pending |= bits << writer.pendingCount;
     writer.pendingCount += count;
@@ -31,7 +31,7 @@ std::uint64_t bitsAt(const std::uint8_t* source, std::size_t first, unsigned cou
     return (load64(source + first / 8) >> (first % 8)) & ((std::uint64_t{1} << count) - 1);
 }
 
-/// Whole bytes; the compiler makes vectors of it.
+/// Copies whole bytes from a bit offset of `shift`. The compiler vectorises the loop.
 void copyShifted(std::uint8_t* target, const std::uint8_t* source, unsigned shift,
                  std::size_t bytes) {
     if (shift == 0) {
@@ -48,7 +48,7 @@ void copyShifted(std::uint8_t* target, const std::uint8_t* source, unsigned shif
 
 void appendBits(BitWriter& writer, const std::uint8_t* source, std::size_t first,
                 std::size_t count) {
-    // First to a whole byte of the target, then bytes, then the rest.
+    // First up to a byte boundary of the target, then whole bytes, then the rest.
     const auto head =
         static_cast<unsigned>(std::min<std::size_t>((8 - writer.pendingCount) % 8, count));
     put(writer, bitsAt(source, first, head), head);

@@ -1,12 +1,12 @@
 #pragma once
-// From blue, green, red to limited-range Y'CbCr 4:2:2.
+// Conversion from BGR to limited-range Y'CbCr 4:2:2.
 //
 // With the coefficients c scaled by 2^15, for each pixel
 //     Y = 16 + ((cR * R + cG * G + cB * B + 2^14) >> 15)
-// and for each pair of pixels 2i and 2i + 1 of a line, on the sums of the two,
+// and for each pair of pixels 2i and 2i + 1 of a line, from the sums of the two,
 //     Cb = 128 + ((cR * (R0 + R1) + cG * (G0 + G1) + cB * (B0 + B1) + 2^15) >> 16),
-// Cr likewise; the shift is arithmetic. That is the mean of the pair, rounded to the nearest,
-// halves upwards. The chroma coefficients of a row sum to 0, so greys give exactly 128.
+// Cr likewise; the shift is arithmetic. That is the mean of the pair, rounded to nearest, halves
+// up. The chroma coefficients of a row sum to 0, so greys give exactly 128.
 
 #include <cstdint>
 
@@ -25,13 +25,14 @@ struct ColourMatrix {
     ColourRow cr;
 };
 
-/// The matrix receivers expect for a frame of this size: BT.601 up to 720x576, above it BT.709.
+/// The matrix that receivers expect for a frame of this size: BT.601 up to 720x576, above it
+/// BT.709.
 ///
 /// Above 1920x1080 the published rule names BT.2020. Whether receivers follow it for ordinary
-/// standard-range frames is doubtful; a desktop is sRGB, whose primaries are BT.709's, and a
-/// wrong guess costs little between 709 and 2020 (13 of 255 at worst) and much between 601 and
-/// either. So large frames stay with BT.709: right for receivers that treat all HD alike, and
-/// scaling a source down or cropping it across the 1920 border does not change its colours.
+/// standard-range frames is doubtful. A desktop is sRGB, whose primaries are those of BT.709. A
+/// mismatch between 709 and 2020 costs at most 13 of 255; a mismatch between 601 and either costs
+/// up to 40. So large frames use BT.709 too: that is right for receivers that treat all HD alike,
+/// and cropping or scaling a source across the limit of 1920 does not change its colours.
 [[nodiscard]] const ColourMatrix& colourMatrixFor(int width, int height);
 
 }  // namespace speedhq

@@ -2,7 +2,7 @@
 
 namespace speedhq {
 
-/// Cores this process can run on, hyperthreads counted once; at least 1.
+/// Physical cores that this process may run on, at least 1. Hyperthreads of a core count once.
 [[nodiscard]] int physicalCores();
 
 }  // namespace speedhq

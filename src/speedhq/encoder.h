@@ -1,5 +1,5 @@
 #pragma once
-// The built-in output's encoder: createFrameEncoder() makes one for this machine.
+// The frame encoder of the built-in output. createFrameEncoder() makes one for this machine.
 
 #include <cstddef>
 
@@ -13,7 +13,7 @@ namespace speedhq {
 
 class Encoder : public FrameEncoder {
 public:
-    /// `threads` counts the caller's.
+    /// `threads` includes the caller's.
     explicit Encoder(int threads = defaultThreads(), const Kernels& kernels = bestKernels());
 
     void updateReference(const FrameView& frame, const support::DirtyRows& dirty) override;

@@ -1,5 +1,5 @@
 #pragma once
-// The seam between a source and the encoder of its frames.
+// The interface between a source and its frame encoder.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,12 +11,12 @@ namespace speedhq {
 
 enum class PixelFormat {
     Bgra,  ///< 4 bytes a pixel: blue, green, red, alpha. Alpha is ignored: frames are opaque.
-    Bgrx,  ///< As Bgra, the fourth byte without meaning.
-    Uyvy,  ///< 2 bytes a pixel: Cb, Y0, Cr, Y1; limited range, matrix as the encoder would choose.
-           ///< A row of odd width ends with a whole group, whose Y1 means nothing.
+    Bgrx,  ///< Like Bgra; the fourth byte is undefined.
+    Uyvy,  ///< 2 bytes a pixel: Cb, Y0, Cr, Y1; limited range, matrix of colourMatrixFor().
+           ///< A row of odd width ends with a complete group whose Y1 is undefined.
 };
 
-/// Somebody else's pixels, valid for one call.
+/// A view of the caller's pixels. The encoder reads them during the call only.
 struct FrameView {
     PixelFormat format = PixelFormat::Bgra;
     int width = 0;              ///< Pixels, 1 to 8192.
@@ -27,11 +27,11 @@ struct FrameView {
     int rateDenominator = 1001;
 };
 
-/// One finished SpeedHQ packet. Immutable and shared: every receiver sends from the same bytes.
+/// One complete SpeedHQ packet. Immutable and shared: all receivers get the same bytes.
 struct EncodedFrame {
-    std::uint32_t fourCC = 0;  ///< Four characters, first one lowest: "SHQ2".
-    /// The size to announce. The width is the source's, rounded up to a multiple of 16, because
-    /// receivers disagree about other widths; the added columns repeat the last one.
+    std::uint32_t fourCC = 0;  ///< "SHQ2", the first character in the lowest byte.
+    /// The size to announce. The width is the frame's, rounded up to a multiple of 16, because
+    /// receivers handle other widths differently. The added columns repeat the last one.
     int width = 0;
     int height = 0;
     int quality = 0;  ///< The packet's quality byte, 0 to 99.
@@ -40,7 +40,7 @@ struct EncodedFrame {
 };
 using EncodedFramePtr = std::shared_ptr<const EncodedFrame>;
 
-/// The two frames a receiver may ask for.
+/// The streams that at least one receiver wants.
 struct Streams {
     bool main = false;
     bool preview = false;  ///< About 640 pixels wide, same aspect.
@@ -48,29 +48,30 @@ struct Streams {
 
 struct EncodedStreams {
     EncodedFramePtr main;     ///< Null when not wanted.
-    EncodedFramePtr preview;  ///< Null when not wanted.
+    EncodedFramePtr preview;  ///< Likewise.
 };
 
-/// Turns one source's frames into packets. It keeps a copy of the newest frame, so that it can
-/// be encoded again for a receiver that joins, or better while nothing moves, after the caller's
-/// pixels are gone. One caller at a time.
+/// Encodes the frames of one source. It keeps the newest frame as its reference frame. So it can
+/// encode that frame again, for a receiver that joins or in better quality while the screen is
+/// still, when the caller's pixels are gone. One caller at a time.
 class FrameEncoder {
 public:
     virtual ~FrameEncoder() = default;
 
-    /// Takes the frame over without encoding it: no receivers are connected. `changed` is measured
-    /// against the frame of the previous updateReference() or encode().
+    /// Makes the frame the reference frame without encoding it, for when no receivers are
+    /// connected. `dirty` is relative to the frame of the previous updateReference() or encode().
+    /// Rows outside known dirty rows are not read.
     virtual void updateReference(const FrameView& frame, const support::DirtyRows& dirty) = 0;
 
-    /// updateReference(), then the packets of the wanted streams. A frame that did not change gives
-    /// the very packet it gave before.
+    /// Makes the frame the reference frame and returns the packets of the wanted streams. An
+    /// unchanged frame gives the same packet object as before.
     [[nodiscard]] virtual EncodedStreams encode(const FrameView& frame,
                                                 const support::DirtyRows& dirty,
                                                 Streams wanted) = 0;
 
-    /// The packets of the kept frame, in equal or better quality than before. Empty when no
-    /// frame has been taken yet. A frame that is as good as it gets is returned as it was,
-    /// at no cost.
+    /// The packets of the reference frame, in equal or better quality than before. Null when there
+    /// is no reference frame yet. Once the best quality is reached, every call returns the same
+    /// packet object at no cost.
     [[nodiscard]] virtual EncodedStreams encodeReference(Streams wanted) = 0;
 };
 

@@ -7,7 +7,7 @@ namespace speedhq {
 
 namespace {
 
-/// Below so many macroblocks to look at, waking other threads takes longer than the work.
+/// With fewer macroblocks to process, waking other threads takes longer than the work itself.
 constexpr std::size_t kWorthSharing = 512;
 
 }  // namespace
@@ -41,8 +41,7 @@ EncodedFramePtr IncrementalEncoder::encode(const FrameView& frame, const support
         noteDirtyLines(dirty);
         return encodeRows(&frame);
     }
-    // A frame that did not change does not take on the new quality, so that has to be known
-    // first.
+    // An unchanged frame keeps its packet, so compare before adopting the new quality.
     noteDirtyLines(dirty);
     forgetEncoded();
     runRows([&](int row, int thread) {
@@ -109,7 +108,7 @@ void IncrementalEncoder::forgetEncoded() {
     }
 }
 
-/// Fills in the lines to look at, and lists the rows that have such lines or are stale.
+/// Sets the dirty lines of each row, and lists the rows that have dirty lines or are stale.
 void IncrementalEncoder::noteDirtyLines(const support::DirtyRows& dirty) {
     for (RowState& state : m_states) {
         state.first = 0;

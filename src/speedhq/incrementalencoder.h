@@ -1,5 +1,5 @@
 #pragma once
-// From frames to packets at a given quality, doing again only what changed.
+// Encodes frames at a given quality. Only what changed is encoded again.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,44 +14,45 @@
 
 namespace speedhq {
 
-/// The packet of a frame is a function of its pixels and its quality alone: neither the history
-/// nor the kernels nor the number of threads show in it. One caller at a time.
+/// A packet depends on the frame's pixels and the quality alone, not on earlier frames, the kernels
+/// or the number of threads. One caller at a time.
 class IncrementalEncoder {
 public:
     IncrementalEncoder(WorkerPool& pool, const Kernels& kernels,
                        std::size_t maxSliceBytes = kMaxSliceBytes, double rounding = kRounding);
 
-    /// Takes the frame over without coding it.
+    /// Makes the frame the reference frame without encoding it.
     void updateReference(const FrameView& frame, const support::DirtyRows& dirty);
 
-    /// Takes the frame over and codes what changed, or all of it when the quality is another one.
-    /// The same packet as before when nothing changed, whatever its quality. Null when the frame
-    /// does not fit into a packet at this quality; it is kept then all the same.
+    /// Makes the frame the reference frame and encodes what changed, or all of it when the quality
+    /// changes. Returns the same packet as before when nothing changed, whatever its quality. Null
+    /// when the frame does not fit into a packet at this quality; it is the reference frame anyway.
     [[nodiscard]] EncodedFramePtr encode(const FrameView& frame, const support::DirtyRows& dirty,
                                          int quality);
 
-    /// The packet of the kept frame.
+    /// The packet of the reference frame, encoded where necessary. Null when there is none, or when
+    /// it does not fit.
     [[nodiscard]] EncodedFramePtr encodeReference(int quality);
 
-    /// Whether the latest packet shows the kept frame.
+    /// Whether the latest packet shows the reference frame.
     [[nodiscard]] bool upToDate() const;
 
     [[nodiscard]] const ReferenceFrame& reference() const { return m_reference; }
 
-    /// How much of the frame the latest call encoded, 0 to 1.
+    /// The share of the frame that the latest call encoded, 0 to 1.
     [[nodiscard]] double encodedShare() const;
 
-    /// Sets each[row] of every row of macroblocks that changed since the previous call of this
-    /// function to 1, and leaves the others alone.
+    /// Sets each[row] to 1 for every macroblock row that changed since the previous call of this
+    /// function, and leaves the other elements unchanged.
     void takeChangedMacroblockRows(std::vector<std::uint8_t>& each);
 
 private:
-    /// What a row of macroblocks waits for.
+    /// The state of one macroblock row.
     struct RowState {
-        bool stale = true;     ///< Its bits are not those of the kept pixels at this quality.
-        bool uncopied = true;  ///< Its pixels have not been copied since the shape changed.
+        bool stale = true;     ///< Its bits do not match the reference frame and the quality.
+        bool uncopied = true;  ///< Not copied yet since the frame size or format changed.
         bool changed = true;   ///< For takeChangedMacroblockRows().
-        int first = 0;         ///< The frame lines that may differ: [first, last).
+        int first = 0;         ///< The dirty lines of the frame: [first, last).
         int last = 0;
         int encoded = 0;  ///< Macroblocks encoded by the latest call.
     };
@@ -77,7 +78,7 @@ private:
     std::vector<RowEncoder> m_rowEncoders;  ///< One per thread.
     std::vector<EncodedRow> m_rows;
     std::vector<RowState> m_states;
-    std::vector<int> m_visits;  ///< The rows the current call has to look at.
+    std::vector<int> m_visits;  ///< The rows that the current call processes.
 };
 
 }  // namespace speedhq

@@ -4,7 +4,7 @@ namespace speedhq {
 
 #if defined(SPEEDHQ_X86)
 
-// The compiler's look at the processor includes whether the system saves the wide registers.
+// __builtin_cpu_supports() also checks that the operating system saves the wide registers.
 const Kernels* kernelsOf(KernelLevel level) {
     switch (level) {
         case KernelLevel::Reference:

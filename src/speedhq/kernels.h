@@ -1,6 +1,6 @@
 #pragma once
-// The inner loops, once per processor level, all giving the same bits. kernels_reference.cpp says
-// in plain C++ what they compute; the others do it in vectors.
+// The inner loops, one set per instruction set, all with the same results. kernels_reference.cpp
+// defines in plain C++ what they compute; the other files vectorise it.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,35 +21,36 @@ struct Kernels {
     int (*markChanged)(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
                        std::uint8_t* changed);
 
-    /// Converts the 16 by 16 pixels at `pixels`, see colour.h.
+    /// Converts the macroblock of 16 by 16 pixels at `pixels`, see colour.h.
     void (*convertBgra)(const std::uint8_t* pixels, std::ptrdiff_t stride,
                         const ColourMatrix& matrix, MacroblockSamples& samples);
 
-    /// Takes the 16 by 16 pixels at `pixels` apart.
+    /// Splits the macroblock of 16 by 16 pixels at `pixels` into its components.
     void (*convertUyvy)(const std::uint8_t* pixels, std::ptrdiff_t stride,
                         MacroblockSamples& samples);
 
-    /// The eight transforms, quantised. Fills everything but `full` of blocks that are not wide.
+    /// Transforms and quantises the eight blocks. Fills in all of `levels` except `full` of blocks
+    /// that are not wide.
     void (*transform)(const MacroblockSamples& samples, const Quantiser& quantiser,
                       MacroblockLevels& levels);
 
-    /// Appends the macroblock's bits, at most kMaxMacroblockBytes, and moves the predictors on.
+    /// Appends the macroblock's bits, at most kMaxMacroblockBytes, and updates the predictors.
     void (*write)(const MacroblockLevels& levels, const CodeTables& codes, DcPredictors& predictors,
                   BitWriter& writer);
 };
 
-/// 8 blocks of a DC, 63 escapes and an end.
+/// 8 blocks of a DC, 63 escapes and an end of block.
 inline constexpr std::size_t kMaxMacroblockBytes = 8 * (21 + 63 * 24 + 4) / 8;
 
 enum class KernelLevel { Reference, Sse41, Avx2, Avx512 };
 
-/// The kernels of a level, or null when this build or this processor lacks it. Any thread.
+/// The kernels of a level. Null when this build or this processor does not support it. Any thread.
 [[nodiscard]] const Kernels* kernelsOf(KernelLevel level);
 
 /// The fastest kernels of this processor. Chosen once; any thread.
 [[nodiscard]] const Kernels& bestKernels();
 
-// One per kernels_*.cpp; ask kernelsOf() instead, which looks at the processor first.
+// One per kernels_*.cpp. Use kernelsOf(), which checks for processor support first.
 extern const Kernels kReferenceKernels;
 extern const Kernels kSse41Kernels;
 extern const Kernels kAvx2Kernels;

@@ -1,4 +1,4 @@
-// The kernels for AVX2: 256 bits, two blocks at a time.
+// The kernels for AVX2: 256-bit vectors, two blocks at a time.
 
 #include <immintrin.h>
 
@@ -86,7 +86,7 @@ inline std::uint32_t lanesAbove127(Vec a) {
            static_cast<std::uint32_t>((mask >> 16) != 0) << 1;
 }
 
-/// Stores 32 levels; the result has a bit set where one is not 0.
+/// Stores 32 levels. Returns a mask of those that are not 0.
 inline std::uint64_t storeLevels(std::int8_t* to, Vec levels) {
     store(to, levels);
     return static_cast<std::uint32_t>(~_mm256_movemask_epi8(_mm256_cmpeq_epi8(levels, zero())));

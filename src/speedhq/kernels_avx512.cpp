@@ -1,4 +1,4 @@
-// The kernels for AVX-512 (F, BW, DQ, VL): 512 bits, four blocks at a time.
+// The kernels for AVX-512 (F, BW, DQ, VL): 512-bit vectors, four blocks at a time.
 
 #include <immintrin.h>
 
@@ -123,8 +123,8 @@ inline __m256i differences(const std::uint8_t* a, const std::uint8_t* b) {
                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
 }
 
-// Half vectors: frames seldom begin at a multiple of 64 bytes, and whole vectors then straddle
-// two cache lines every time.
+// 256-bit vectors: frames rarely start at a multiple of 64 bytes, and every 512-bit load would then
+// cross a cache line.
 int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
                 std::uint8_t* changed) {
     int marked = 0;
@@ -140,7 +140,7 @@ int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int byt
     return marked;
 }
 
-/// Pairs of 16-bit coefficients: those of `even` and `odd` by turns.
+/// Pairs of 16-bit coefficients: `even` and `odd` alternate.
 inline Vec pairs(int even, int odd) {
     return _mm512_set1_epi64(
         static_cast<long long>(static_cast<std::uint64_t>(static_cast<std::uint32_t>(odd)) << 32 |

@@ -1,4 +1,4 @@
-// What every kernel computes, in plain C++.
+// The reference implementation of the kernels, in plain C++.
 
 #include <cstdlib>
 #include <cstring>
@@ -65,14 +65,14 @@ void convertUyvy(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSa
     }
 }
 
-/// a * factor / 2^15, rounded to the nearest, halves upwards.
+/// a * factor / 2^15, rounded to nearest, halves up.
 std::int16_t scale(std::int16_t a, int factor) {
     return narrow((a * factor + (1 << 14)) >> 15);
 }
 
-/// Eight values, `step` apart, become their frequencies: the fast algorithm of Arai, Agui and
-/// Nakajima, whose outputs are scaled by s(k) (see quantiser.h) and sqrt(8). All sums are cut to
-/// 16 bits; those that matter fit.
+/// Transforms eight values, `step` apart, in place: the fast DCT of Arai, Agui and Nakajima, whose
+/// outputs are scaled by s(k) (see quantiser.h) and sqrt(8). Sums wrap at 16 bits; those of real
+/// samples fit.
 void transformLine(std::int16_t* values, int step) {
     constexpr int kCos4 = 23170;          // cos(4 pi / 16)
     constexpr int kCos6 = 12540;          // cos(6 pi / 16)

@@ -1,4 +1,4 @@
-// The kernels for SSE4.1: 128 bits, one block at a time.
+// The kernels for SSE4.1: 128-bit vectors, one block at a time.
 
 #include <smmintrin.h>
 
@@ -135,7 +135,7 @@ struct PairCoefficients {
     }
 };
 
-/// The 32-bit elements of a and b at even (or odd) places.
+/// The even (or odd) 32-bit elements of a and b.
 template <int select>
 inline Vec everySecond(Vec a, Vec b) {
     return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), select));
@@ -152,8 +152,8 @@ void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const Colour
     const Vec lumaOffset = _mm_set1_epi32((1 << 14) + (16 - 128) * (1 << 15));
     const Vec chromaOffset = _mm_set1_epi32(1 << 15);
     for (int line = 0; line < 16; ++line, pixels += stride) {
-        Vec blueness[2];
-        Vec redness[2];
+        Vec cbSamples[2];
+        Vec crSamples[2];
         for (int half = 0; half < 2; ++half) {
             const Vec left = load(pixels + 32 * half);
             const Vec right = load(pixels + 32 * half + 16);
@@ -170,12 +170,12 @@ void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const Colour
                                     everySecond<kOdd>(leftBlueRed, rightBlueRed));
             const Vec green = add(everySecond<kEven>(leftGreen, rightGreen),
                                   everySecond<kOdd>(leftGreen, rightGreen));
-            blueness[half] = _mm_srai_epi32(cb.weigh(blueRed, green, chromaOffset), 16);
-            redness[half] = _mm_srai_epi32(cr.weigh(blueRed, green, chromaOffset), 16);
+            cbSamples[half] = _mm_srai_epi32(cb.weigh(blueRed, green, chromaOffset), 16);
+            crSamples[half] = _mm_srai_epi32(cr.weigh(blueRed, green, chromaOffset), 16);
         }
         auto* const chroma = samples.chroma[line % 8] + line / 8 * 2;
-        store(chroma[0], _mm_packs_epi32(blueness[0], blueness[1]));
-        store(chroma[1], _mm_packs_epi32(redness[0], redness[1]));
+        store(chroma[0], _mm_packs_epi32(cbSamples[0], cbSamples[1]));
+        store(chroma[1], _mm_packs_epi32(crSamples[0], crSamples[1]));
     }
 }
 

@@ -1,7 +1,8 @@
 #pragma once
-// A macroblock, 16 by 16 pixels, on its way from pixels to bits. The order of its blocks is that of
-// the bits: Y top left, Y top right, Y bottom left, Y bottom right, Cb top, Cr top, Cb bottom,
-// Cr bottom; the first four and the last four are kept side by side, as vector lanes want them.
+// The intermediate forms of a macroblock, 16 by 16 pixels, between pixels and bits. Its blocks are
+// in bitstream order: Y top left, Y top right, Y bottom left, Y bottom right, Cb top, Cr top,
+// Cb bottom, Cr bottom. The lines of the four luma and of the four chroma blocks are interleaved,
+// one block per vector lane.
 
 #include <cstdint>
 
@@ -15,14 +16,14 @@ struct alignas(64) MacroblockSamples {
 
 /// Quantised levels.
 struct alignas(64) MacroblockLevels {
-    std::int8_t scanned[8][64];  ///< In scan order, cut to -128 to 127; position 0 is 0.
+    std::int8_t scanned[8][64];  ///< In scan order, clamped to -128 to 127; position 0 is 0.
     std::uint64_t nonZero[8];    ///< Bit p: the level at scan position p is not 0.
-    std::int16_t dc[8];          ///< 8 * mean of the block, rounded, halves upwards: 0 to 2040.
-    std::uint32_t wide;        ///< Bit b: block b has a level beyond -127 to 127, so `full` holds.
+    std::int16_t dc[8];          ///< 8 * mean of the block, rounded, halves up: 0 to 2040.
+    std::uint32_t wide;  ///< Bit b: block b has a level outside -127 to 127, and `full` is valid.
     std::int16_t full[8][64];  ///< Stored transposed (see tables.h); position 0 is 0.
 };
 
-/// The DC values the next block of each component is predicted from.
+/// The DC values that the next block of each component is predicted from.
 struct DcPredictors {
     std::int16_t y = 1024;
     std::int16_t cb = 1024;

@@ -7,10 +7,10 @@ namespace speedhq {
 
 void EncodedRow::store(const std::uint8_t* bits) {
     const std::size_t bytes = (bitCount() + 7) / 8;
-    if (bytes + kBitSlack > m_buffer) {
-        // A quarter more, so that a row that grows by and by does not ask each time.
-        m_buffer = bytes + bytes / 4 + kBitSlack;
-        m_bits.reset(new std::uint8_t[m_buffer]());
+    if (bytes + kBitSlack > m_capacity) {
+        // A quarter more than necessary, so that a slowly growing row rarely reallocates.
+        m_capacity = bytes + bytes / 4 + kBitSlack;
+        m_bits.reset(new std::uint8_t[m_capacity]());
     }
     std::memcpy(m_bits.get(), bits, bytes);
 }
@@ -52,7 +52,7 @@ void RowEncoder::reencode(const RowSettings& settings, const ReferenceFrame& fra
                           EncodedRow& encoded) {
     BitWriter writer(m_buffer.get());
     DcPredictors predictors;
-    EncodedRow::End before{0, {}};  // What stood before the current macroblock in the old bits.
+    EncodedRow::End before{0, {}};  // The end of the previous macroblock in the old bits.
     const int columns = frame.columns();
     for (int column = 0; column < columns;) {
         auto* end = &encoded.ends()[static_cast<std::size_t>(column)];

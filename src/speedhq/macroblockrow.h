@@ -1,8 +1,7 @@
 #pragma once
-// One row of macroblocks as bits. A row's bits depend on nothing but its pixels and the quality,
-// and inside the row a macroblock's bits depend on its own pixels and on the three DC values the
-// macroblock before it leaves. So a macroblock that did not change keeps its bits if those three
-// are what they were.
+// One encoded macroblock row. Its bits depend only on its pixels and the quality. Inside the row, a
+// macroblock's bits depend only on its own pixels and on the three DC predictors. So a macroblock
+// that did not change keeps its bits if its predictors did not change either.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,10 +13,10 @@
 
 namespace speedhq {
 
-/// A row's bits, and how to take them apart.
+/// The bits of a row, and the positions of its macroblocks in them.
 class EncodedRow {
 public:
-    /// Where a macroblock ends, and what it leaves to the next one.
+    /// The end position of a macroblock, and the predictors for the next one.
     struct End {
         std::uint32_t bit = 0;
         DcPredictors dc;
@@ -29,16 +28,16 @@ public:
     [[nodiscard]] std::size_t bitCount() const { return m_ends.back().bit; }
     [[nodiscard]] std::vector<End>& ends() { return m_ends; }
 
-    /// Copies `ends().back().bit` bits; keeps its room for the next time.
+    /// Copies `ends().back().bit` bits. Reuses its buffer where it is large enough.
     void store(const std::uint8_t* bits);
 
 private:
     std::vector<End> m_ends;
     std::unique_ptr<std::uint8_t[]> m_bits;
-    std::size_t m_buffer = 0;
+    std::size_t m_capacity = 0;
 };
 
-/// What all rows of a frame have in common.
+/// The settings that all rows of a frame share.
 struct RowSettings {
     const Kernels& kernels;
     const ColourMatrix& matrix;
@@ -46,22 +45,22 @@ struct RowSettings {
     const CodeTables& codes;
 };
 
-/// Codes rows, one at a time. One per thread.
+/// Encodes rows, one at a time. One per thread.
 class RowEncoder {
 public:
-    /// Makes room for rows of `macroblocks`.
+    /// Allocates the buffers for rows of `macroblocks`.
     void prepare(std::size_t macroblocks);
 
-    /// The flags for the row this thread is at; all 0 between rows.
+    /// The changed flags of the current row's macroblocks. All 0 between rows.
     [[nodiscard]] std::uint8_t* flags() { return m_flags.data(); }
     void clearFlags();
 
-    /// Codes the whole row. Clears the flags.
+    /// Encodes the whole row. Clears the flags.
     void encode(const RowSettings& settings, const ReferenceFrame& frame, int row,
                 EncodedRow& encoded);
 
-    /// Codes the macroblocks with a flag and keeps the bits of the others where it can. The
-    /// result is the same as that of encode(). Clears the flags.
+    /// Encodes the flagged macroblocks and keeps the bits of the others where possible. The result
+    /// is the same as that of encode(). Clears the flags.
     void reencode(const RowSettings& settings, const ReferenceFrame& frame, int row,
                   EncodedRow& encoded);
 

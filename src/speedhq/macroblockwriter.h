@@ -1,7 +1,7 @@
 #pragma once
-// Run/level coding of one macroblock. Every kernel file includes this and gets a copy of its own,
-// compiled for its processor level: hence the unnamed namespace, which keeps the linker from
-// taking one file's copy for all of them, and hence no call to anything shared.
+// Run/level coding of one macroblock. Every kernel file includes this header, so that it is
+// compiled for each instruction set. The unnamed namespace keeps the linker from merging these
+// copies; for the same reason nothing here calls a shared inline function.
 
 #include <cstdint>
 #include <cstring>
@@ -13,7 +13,7 @@
 namespace speedhq {
 namespace {
 
-/// A BitWriter in registers. Up to 56 bits fit between two flushes.
+/// A BitWriter that the compiler can keep in registers. Up to 56 bits fit between two flushes.
 struct OpenWriter {
     std::uint8_t* next;
     std::uint64_t pending;
@@ -31,8 +31,8 @@ struct OpenWriter {
     }
 };
 
-/// The usual block, not all 0: every level has its place in the code table. With fewer than 8 bits
-/// pending, two codes of 24 bits and the end of the block fit without a look.
+/// Writes the usual block, which is not all 0 and whose levels all are in the code table. With
+/// fewer than 8 bits pending, two codes of 24 bits and the end of block fit without a check.
 inline void writeLevels(OpenWriter& out, const Code* acCodes, const std::int8_t* levels,
                         std::uint64_t nonZero) {
     const Code* fromPrevious = acCodes + 128 - 256;
@@ -55,7 +55,7 @@ inline void writeLevels(OpenWriter& out, const Code* acCodes, const std::int8_t*
     }
 }
 
-/// A block with levels beyond 8 bits.
+/// Writes a block with levels of more than 8 bits.
 inline void writeWideLevels(OpenWriter& out, const Code* acCodes, const std::int16_t* levels,
                             std::uint64_t nonZero) {
     unsigned previous = 0;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 namespace speedhq {
 
@@ -36,11 +35,11 @@ EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width, i
         total += bytes;
     }
 
-    std::unique_ptr<Packet> packet = pool.take(total + kBitSlack);
+    const std::shared_ptr<Packet> packet = pool.take(total + kBitSlack);
     std::uint8_t* const start = packet->buffer.get();
     start[0] = static_cast<std::uint8_t>(quality);
-    putLength(start + 1,
-              kHeaderBytes);  // The second field would begin at the first: there is none.
+    // The offset of the second field is that of the first: there is only one.
+    putLength(start + 1, kHeaderBytes);
     std::uint8_t* next = start + kHeaderBytes;
     for (std::size_t slice = 0; slice < kSlices; ++slice) {
         BitWriter writer(next + kLengthBytes);
@@ -53,7 +52,7 @@ EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width, i
     }
 
     packet->frame = {kFourCC, width, height, quality, start, total};
-    return pool.share(std::move(packet));
+    return share(packet);
 }
 
 }  // namespace speedhq

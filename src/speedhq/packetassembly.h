@@ -1,6 +1,6 @@
 #pragma once
-// A packet from encoded rows: 4 bytes of header, then one field of four slices, each a length of
-// 3 bytes and the bits of every fourth row, one behind the other.
+// Assembles a packet from encoded rows: a header of 4 bytes, then one field of four slices. A slice
+// is a length of 3 bytes and the bits of every fourth row, without gaps.
 
 #include <cstddef>
 #include <vector>

@@ -1,41 +1,35 @@
 #pragma once
-// Room for finished packets. A packet is shared and immutable; when the last one who sends from it
-// lets go, its buffer, and that of the shared pointer's counters, comes back here, so that a
-// running encoder allocates nothing.
+// Buffers for finished packets. Packets are shared and immutable. A packet's buffer is reused once
+// all references to it are released, so that a running encoder allocates nothing.
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "speedhq/frameencoder.h"
 
 namespace speedhq {
 
-/// Room for one packet, still being written.
+/// A packet with its buffer, while it is being written.
 struct Packet {
     EncodedFrame frame;
     std::unique_ptr<std::uint8_t[]> buffer;
     std::size_t capacity = 0;
-    /// Where the shared pointer keeps its counters.
-    alignas(std::max_align_t) unsigned char counters[128] = {};
 };
 
-/// Packets may be let go by any thread, also after the pool's end.
+/// One caller at a time. Packets may be released by any thread, also after the pool's destruction.
 class PacketPool {
 public:
-    PacketPool();
-    ~PacketPool();
-
-    /// At least `bytes` of buffer, contents undefined.
-    [[nodiscard]] std::unique_ptr<Packet> take(std::size_t bytes);
-
-    /// Makes `packet` immutable and shared.
-    [[nodiscard]] EncodedFramePtr share(std::unique_ptr<Packet> packet);
-
-    struct Shelf;
+    /// A packet with a buffer of at least `bytes`, whose contents are undefined. Nothing else
+    /// refers to it but the pool.
+    [[nodiscard]] std::shared_ptr<Packet> take(std::size_t bytes);
 
 private:
-    std::shared_ptr<Shelf> m_shelf;
+    std::vector<std::shared_ptr<Packet>> m_packets;
 };
+
+/// Makes a completed packet immutable. Allocates nothing.
+[[nodiscard]] EncodedFramePtr share(std::shared_ptr<Packet> packet);
 
 }  // namespace speedhq

@@ -1,5 +1,5 @@
 #pragma once
-// The small stream for receivers that ask for low quality.
+// The preview stream, for receivers that ask for low bandwidth.
 
 #include <cstdint>
 #include <memory>
@@ -10,17 +10,17 @@
 
 namespace speedhq {
 
-/// A frame of the same aspect, at most 640 pixels wide, scaled by area average; made again only
-/// where the large one changed. One caller at a time.
+/// Encodes frames of the same aspect ratio, at most 640 pixels wide, downscaled by area average.
+/// Only what changed in the main stream's reference frame is scaled again. One caller at a time.
 class Preview {
 public:
     Preview(WorkerPool& pool, const Kernels& kernels)
         : m_pool(pool), m_stream(pool, kernels, previewBudget) {}
 
-    /// The packet for the frame that `main` keeps. `rate` gives the fps.
+    /// The packet for the reference frame of `main`. Only the frame rate of `rate` is used.
     [[nodiscard]] EncodedFramePtr encode(IncrementalEncoder& main, const FrameView& rate);
 
-    /// As Stream::encodeReference(), for the frame that `main` keeps.
+    /// Like Stream::encodeReference(), for the reference frame of `main`.
     [[nodiscard]] EncodedFramePtr encodeReference(IncrementalEncoder& main);
 
 private:
@@ -43,10 +43,10 @@ private:
     std::unique_ptr<AreaWeights> m_lines;
     std::unique_ptr<AreaWeights> m_columns;
     std::unique_ptr<AreaWeights> m_chromaColumns;    ///< UYVY only.
-    std::vector<std::vector<std::uint16_t>> m_sums;  ///< One line, for each thread.
-    std::vector<std::uint8_t> m_changedRows;         ///< Of the source, in macroblocks.
-    std::vector<int> m_lineList;                     ///< Lines to scale again.
-    support::DirtyRows m_dirtyRows;                  ///< The same, as spans.
+    std::vector<std::vector<std::uint16_t>> m_sums;  ///< One line per thread.
+    std::vector<std::uint8_t> m_changedRows;         ///< Per macroblock row of the source.
+    std::vector<int> m_lineList;                     ///< The lines to scale again.
+    support::DirtyRows m_dirtyRows;                  ///< The same lines as spans.
 };
 
 }  // namespace speedhq

@@ -1,5 +1,5 @@
 #pragma once
-// From transformed coefficients to levels.
+// Quantisation: from coefficients to levels.
 //
 // The transform (see macroblock.h) leaves coefficient (u, v) scaled by 16 * s(u) * s(v), with
 // s(0) = 1 and s(k) = sqrt(2) * cos(k * pi / 16). The scale, the weight and the quality are folded
@@ -19,12 +19,12 @@ struct alignas(64) Quantiser {
     int quality;
 };
 
-/// What is added to a magnitude, in steps, before it is cut to a whole number of steps. Plain
-/// rounding would be 0.5; less sends fewer small levels. Measured: docs/BENCHMARKS.md.
+/// Added to a magnitude, in steps, before it is truncated to a whole number of steps. 0.5 is plain
+/// rounding; a smaller value gives fewer small levels. docs/BENCHMARKS.md has the measurements.
 inline constexpr double kRounding = 0.375;
 
-/// `quality` is the packet's quality byte, 2 to 98. Even ones from 38 on are read alike by every
-/// receiver.
+/// `quality` is the packet's quality byte, 2 to 98. All receivers interpret even values from 38 on
+/// in the same way.
 [[nodiscard]] Quantiser makeQuantiser(int quality, double rounding = kRounding);
 
 }  // namespace speedhq

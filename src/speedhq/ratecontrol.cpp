@@ -8,11 +8,11 @@ namespace speedhq {
 
 namespace {
 
-/// From here on a frame counts as new rather than as one with a change in it.
+/// A frame with at least this share of new macroblocks counts as new.
 constexpr double kMostlyNew = 0.25;
-/// Frames are left alone within this share of the budget.
+/// Within this share of the budget the quality does not change.
 constexpr double kTolerance = 0.12;
-/// In frames' budgets.
+/// The largest credit, in budgets of one frame.
 constexpr double kMostCredit = 16;
 
 /// The quantiser's steps are proportional to 100 - quality, which is always even.
@@ -28,8 +28,8 @@ struct RatePoint {
     double bytes;  ///< At 60 fps.
 };
 
-/// The vendor's published rates, plus 11.6 %, which puts 1920x1080 in the middle of what its
-/// streams are seen to have, 130 to 165 Mbit/s.
+/// The vendor's published rates plus 11.6 %. That puts 1920x1080 in the middle of the range
+/// measured on its streams, 130 to 165 Mbit/s.
 constexpr double kAbovePublished = 1.116;
 constexpr RatePoint kPublished[] = {{640.0 * 360, 65.83e6 / 8 / 60},
                                     {1280.0 * 720, 105.83e6 / 8 / 60},
@@ -89,7 +89,7 @@ void RateControl::sent(std::size_t bytes, double encoded) {
     }
 }
 
-/// What a change of quality did to the size says what the next one will do.
+/// Estimates m_exponent from the effect of the latest change of quality.
 void RateControl::learn(double size) {
     if (m_sizeBefore > 0 && m_stepBefore != stepOf(m_quality)) {
         const double exponent = std::log(size / m_sizeBefore) /
@@ -100,7 +100,7 @@ void RateControl::learn(double size) {
     m_stepBefore = stepOf(m_quality);
 }
 
-/// The step at which a frame that is `excess` budgets large would have one.
+/// The step at which a frame of `excess` budgets would meet the budget.
 double RateControl::fittingStep(double excess) const {
     return stepOf(m_quality) * std::pow(excess, 1 / m_exponent);
 }

@@ -1,33 +1,34 @@
 #pragma once
-// Which quality the next frame gets.
+// Rate control: chooses the quality of the next frame.
 //
-// Every packet holds the whole frame, so what counts is the size of the packets, not how much of
-// a frame changed. The quality is one number for the whole frame and changing it means coding
-// everything again, so it changes for one of four reasons only:
+// Every packet holds the whole frame, so the rate depends on the size of the packets, not on how
+// much of a frame changed. The quality applies to the whole frame, and changing it means encoding
+// everything again. So it changes for one of four reasons only:
 //
-// - A frame of which a quarter or more is new came out too large: at once, by as much as its size
-//   suggests, but at most half or double the step.
-// - Frames stayed well below the budget for a while: likewise, the other way. Each time that
-// turns
-//   out to have been too much the wait doubles, so that the quality does not swing.
-// - The frame rests and its sender asks for better ones: in three or four calls to the best.
-// - Something moves on a frame that was refined so: small changes (a caret, a clock) keep the
-//   refined quality as long as there is credit. Each call earns one frame's budget, each new
-//   packet costs its size, and at most 16 budgets are saved up, which a rest does. Once they are
-//   spent, or when a quarter of the frame is new, the quality returns to what moving frames
-//   had.
+// - A frame of which a quarter or more is new is too large: the quality falls at once, by as much
+//   as the size suggests, but the quantiser step at most doubles.
+// - Frames stay well below the budget for a while: the quality rises, and the step at most halves.
+//   Each time that turns out to be too much the wait doubles, so that the quality does not
+//   oscillate.
+// - The frame is still and the caller asks for refinement: three or four calls reach the best
+//   quality.
+// - Something changes on a refined frame: small changes (a caret, a clock) keep the refined quality
+//   as long as there is credit. Each call earns the budget of one frame, each new packet costs its
+//   size, and the credit is limited to 16 budgets; refinement fills it. Once it is spent, or when a
+//   quarter of the frame is new, the quality returns to that of moving frames.
 
 #include <cstddef>
 
 namespace speedhq {
 
-/// The even qualities that all receivers read alike.
+/// All receivers interpret even qualities in this range in the same way.
 inline constexpr int kBestQuality = 98;
 inline constexpr int kWorstQuality = 38;
 
-/// Bytes a full frame should have, near the published rates of the format's vendor: 147 Mbit/s
-/// for 1920x1080 at 60 fps, 102 at 30, 278 for 3840x2160 at 60. In between and
-/// beyond, by a power of the number of pixels; with the square root of the rate.
+/// The target size of a packet in bytes, near the published rates of the format's vendor:
+/// 147 Mbit/s for 1920x1080 at 60 fps, 102 at 30, 278 for 3840x2160 at 60. Other sizes are
+/// interpolated by a power of the number of pixels. The rate grows with the square root of the
+/// frame rate.
 [[nodiscard]] double mainStreamBudget(int width, int height, double framesPerSecond);
 
 /// Likewise for the preview stream: about 19 Mbit/s for 640x360.
@@ -35,30 +36,32 @@ inline constexpr int kWorstQuality = 38;
 
 class RateControl {
 public:
-    /// Bytes per frame. Cheap; to be called with every frame.
+    /// Sets the target size of a packet in bytes. Cheap; called with every frame.
     void setBudget(double bytes) { m_budget = bytes; }
 
-    /// For the next frame.
+    /// The quality for the next frame.
     [[nodiscard]] int quality() const { return m_quality; }
 
-    /// A new packet of `bytes` was made, of which the share `encoded` (0 to 1) is new.
+    /// Call after encoding a new packet of `bytes`. `encoded` is the share of new macroblocks, 0
+    /// to 1.
     void sent(std::size_t bytes, double encoded);
 
-    /// The same packet was sent again.
+    /// Call when the same packet is sent again.
     void repeated();
 
-    /// The next quality for a resting frame, better than quality() but for when that is the best.
+    /// The next quality for a still frame: better than quality(), unless that is the best.
     [[nodiscard]] int refinedQuality() const;
 
-    /// A resting frame was encoded at `quality`.
+    /// Call after encoding a still frame at `quality`.
     void refined(int quality);
 
-    /// A frame does not fit into a packet at quality(); false when there is none below. Below
-    /// kWorstQuality it uses only values that both known readings of the quality byte agree on.
+    /// Lowers the quality when a frame does not fit into a packet. False when there is no lower
+    /// one. Below kWorstQuality it uses only values that both known interpretations of the quality
+    /// byte agree on.
     [[nodiscard]] bool lowerToFit();
 
-    /// A refinement to `quality` does not fit into a packet: not to be tried again before the
-    /// frame changes.
+    /// A refinement to `quality` does not fit into a packet. refinedQuality() does not suggest it
+    /// again before the frame changes.
     void refusedAt(int quality) { m_refused = quality; }
 
 private:
@@ -73,14 +76,15 @@ private:
     double m_budget = 1;
     double m_credit = 0;
     int m_quality = 80;
-    int m_movingQuality = 80;  ///< Without the refinement.
+    int m_movingQuality = 80;  ///< The quality without refinement.
     int m_refused = 100;
-    /// A frame's size falls with about this power of the quantiser's step: 0.5 on most desktops.
+    /// The packet size is proportional to the quantiser step to the power of minus this: 0.5 on
+    /// most desktops.
     double m_exponent = 0.5;
     double m_sizeBefore = 0;
     int m_stepBefore = 0;
-    int m_below = 0;             ///< Frames in a row that stayed well below the budget.
-    int m_wait = kShortestWait;  ///< How many such frames it takes to raise the quality.
+    int m_below = 0;             ///< Consecutive frames well below the budget.
+    int m_wait = kShortestWait;  ///< Such frames required before the quality rises.
     int m_sinceRaise = kLongestWait;
 };
 

@@ -7,15 +7,15 @@ namespace speedhq {
 
 namespace {
 
-// Bgra and Bgrx are the same to the encoder.
-PixelFormat kindOf(PixelFormat format) {
+// Bgra and Bgrx are encoded in the same way.
+PixelFormat encodedFormat(PixelFormat format) {
     return format == PixelFormat::Uyvy ? format : PixelFormat::Bgra;
 }
 
 }  // namespace
 
 bool ReferenceFrame::shapeLike(const FrameView& frame) {
-    const PixelFormat format = kindOf(frame.format);
+    const PixelFormat format = encodedFormat(frame.format);
     if (m_pixels && format == m_format && frame.width == m_width && frame.height == m_height) {
         return false;
     }

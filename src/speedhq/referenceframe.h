@@ -1,5 +1,5 @@
 #pragma once
-// The encoder's copy of the newest frame, filled up to whole macroblocks.
+// The encoder's copy of the newest frame, padded to whole macroblocks.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,37 +10,37 @@
 
 namespace speedhq {
 
-/// Rows of macroblocks may be updated by several threads at a time, each row by one.
+/// Several threads may update different macroblock rows at the same time.
 class ReferenceFrame {
 public:
     explicit ReferenceFrame(const Kernels& kernels) : m_kernels(kernels) {}
 
-    /// Makes room for frames like `frame`. True when that changed the shape: the contents are
-    /// lost then, and every row must be taken with copyRow().
+    /// Adopts the size and format of `frame`. Returns true when they changed: the contents are
+    /// undefined then until every row has been copied with copyRow().
     bool shapeLike(const FrameView& frame);
 
-    /// Finds the macroblocks of `row` that differ within frame lines [first, last), copies those
-    /// and sets their changed[i] to 1, of columns() flags that were all 0. Lines outside are not
-    /// looked at. Returns how many there are.
+    /// Finds the macroblocks of `row` that differ within frame lines [first, last), copies them and
+    /// sets their changed[i] to 1. `changed` has columns() flags, all 0 before the call. Other
+    /// lines are not read. Returns the number of macroblocks that differ.
     int updateRow(const FrameView& frame, int row, int first, int last, std::uint8_t* changed);
 
-    /// Copies the row as it is, without a comparison.
+    /// Copies the row without comparing it.
     void copyRow(const FrameView& frame, int row);
 
     [[nodiscard]] bool empty() const { return m_pixels == nullptr; }
     [[nodiscard]] PixelFormat format() const { return m_format; }
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
-    /// Macroblocks in a row, and rows of them.
+    /// The number of macroblocks in a row, and of macroblock rows.
     [[nodiscard]] int columns() const { return m_columns; }
     [[nodiscard]] int rows() const { return m_rows; }
 
-    /// The frame with its last column and last line repeated up to whole macroblocks.
+    /// A line of the frame. Its last column and last line are repeated up to whole macroblocks.
     [[nodiscard]] const std::uint8_t* line(int y) const {
         return reinterpret_cast<const std::uint8_t*>(m_pixels.get()) + y * m_stride;
     }
     [[nodiscard]] std::ptrdiff_t stride() const { return m_stride; }
-    /// Bytes of one macroblock's line.
+    /// The bytes of one line of a macroblock.
     [[nodiscard]] int blockBytes() const { return m_blockBytes; }
 
 private:
@@ -57,9 +57,9 @@ private:
     int m_columns = 0;
     int m_rows = 0;
     int m_blockBytes = 0;
-    int m_lineBytes = 0;  ///< Of the source, without the filling.
+    int m_lineBytes = 0;  ///< Of the source's line, without padding.
     std::ptrdiff_t m_stride = 0;
-    /// Blocks of a line begin at multiples of 64 bytes, as wide loads like it.
+    /// Aligns the macroblocks to cache lines, so that wide loads do not cross them.
     struct alignas(64) CacheLine {
         std::uint8_t bytes[64];
     };

@@ -13,8 +13,8 @@ EncodedFramePtr Stream::encode(const FrameView& frame, const support::DirtyRows&
     setBudget(frame);
     EncodedFramePtr packet = account(m_encoder.encode(frame, dirty, m_rate.quality()));
     if (m_encoder.encodedShare() > 0) {
-        m_resting = 0;
-    } else if (++m_resting % kRestBeforeRefining == 0) {
+        m_stillFrames = 0;
+    } else if (++m_stillFrames % kStillFramesBeforeRefining == 0) {
         packet = encodeReference();
     }
     return packet;
@@ -45,7 +45,7 @@ void Stream::setBudget(const FrameView& frame) {
     m_rate.setBudget(m_budget(frame.width, frame.height, rate));
 }
 
-/// Tells the rate control about the encoder's latest packet, which is lowered until it fits.
+/// Reports the encoder's latest packet to the rate control. Lowers the quality until it fits.
 EncodedFramePtr Stream::account(EncodedFramePtr packet) {
     while (!packet && m_rate.lowerToFit()) {
         packet = m_encoder.encodeReference(m_rate.quality());

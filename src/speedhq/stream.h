@@ -1,5 +1,5 @@
 #pragma once
-// One stream of packets: a encoder and the control of its rate.
+// One stream of packets: an encoder and its rate control.
 
 #include "speedhq/incrementalencoder.h"
 #include "speedhq/ratecontrol.h"
@@ -17,18 +17,19 @@ public:
 
     void updateReference(const FrameView& frame, const support::DirtyRows& dirty);
 
-    /// A frame that comes again and again unchanged, from a sender that does not look, gets
-    /// better as one that rests. Null only when the frame fits into no packet at any quality.
+    /// The packet of the frame. Frames that stay unchanged are refined here too, for a caller that
+    /// sends every frame without checking for changes. Null only when the frame fits into no packet
+    /// at any quality.
     [[nodiscard]] EncodedFramePtr encode(const FrameView& frame, const support::DirtyRows& dirty);
 
-    /// The packet of the kept frame: first as it would have been sent, then, with each call,
-    /// better; in the end the same packet every time. Null when nothing is kept.
+    /// The packet of the reference frame: first at the current quality, then better with each call,
+    /// finally the same packet every time. Null when there is no reference frame.
     [[nodiscard]] EncodedFramePtr encodeReference();
 
     [[nodiscard]] IncrementalEncoder& encoder() { return m_encoder; }
 
 private:
-    static constexpr int kRestBeforeRefining = 6;  ///< Unchanged frames before each step.
+    static constexpr int kStillFramesBeforeRefining = 6;  ///< Before each step.
 
     void setBudget(const FrameView& frame);
     [[nodiscard]] EncodedFramePtr account(EncodedFramePtr packet);
@@ -36,7 +37,7 @@ private:
     IncrementalEncoder m_encoder;
     const Budget m_budget;
     RateControl m_rate;
-    int m_resting = 0;  ///< Unchanged frames in a row.
+    int m_stillFrames = 0;  ///< Consecutive unchanged frames.
 };
 
 }  // namespace speedhq

@@ -30,7 +30,7 @@ constexpr ScanShuffles shufflesOfScan() {
     return shuffles;
 }
 
-/// A run of zeros and the size of the level behind it; the bits in the order they are sent.
+/// The code of a run of zeros and the magnitude of the level after it, in transmission order.
 struct RunLevelCode {
     unsigned run;
     int level;
@@ -159,7 +159,7 @@ constexpr RunLevelCode kRunLevelCodes[] = {{0, 1, "10"},
                                            {30, 1, "0000000000011100"},
                                            {31, 1, "0000000000011011"}};
 
-/// The bits of a DC size: a prefix code, in the order sent.
+/// The prefix codes of DC sizes, in transmission order.
 constexpr std::string_view kLumaDcSizes[] = {"100",     "00",       "01",        "101",
                                              "110",     "1110",     "11110",     "111110",
                                              "1111110", "11111110", "111111110", "111111111"};
@@ -185,7 +185,7 @@ Code dcCode(const std::string_view (&sizeCodes)[sizes], int difference) {
     while ((std::abs(difference) >> size) != 0) {
         ++size;
     }
-    // Negative differences are sent one lower, which clears the top one of the `size` bits.
+    // Negative differences are sent minus one, which clears the top bit of the `size` bits.
     const int sent = difference < 0 ? difference + (1 << size) - 1 : difference;
     return append(parse(sizeCodes[size]), static_cast<std::uint32_t>(sent), size);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The constant numbers of SpeedHQ: scan order, weights, and the codes as the bit writer wants them.
+// The constants of SpeedHQ: scan order, weights, and the codes in the form the bit writer uses.
 
 #include <array>
 #include <cstdint>
@@ -13,13 +13,14 @@ extern const std::array<std::uint8_t, 64> kScan;
 /// The weight of each coefficient, stored transposed as well. Entry 0 is not used.
 extern const std::array<std::uint8_t, 64> kWeights;
 
-/// The scan for byte shuffles: of scan positions 16q to 16q + 15, kScanShuffles[q][k] takes those
-/// that come from indices 16k to 16k + 15; an entry with its top bit set takes nothing.
-/// [0][3] and [3][0] take nothing at all.
+/// The scan as byte shuffles: kScanShuffles[q][k] moves the levels of indices 16k to 16k + 15 that
+/// belong to scan positions 16q to 16q + 15. An entry with its top bit set gives 0. [0][3] and
+/// [3][0] give 0 only.
 using ScanShuffles = std::array<std::array<std::array<std::uint8_t, 16>, 4>, 4>;
 extern const ScanShuffles kScanShuffles;
 
-/// A code in one word: the bits in the lower 24, the first one sent lowest; the length above.
+/// A code in one word: its bits in the lower 24 bits, the first transmitted lowest, and its length
+/// above them.
 using Code = std::uint32_t;
 constexpr Code makeCode(std::uint32_t bits, unsigned length) {
     return bits | (length << 24);
@@ -31,26 +32,25 @@ constexpr unsigned codeLength(Code code) {
     return code >> 24;
 }
 
-/// The end of every block, and what starts an escape: 6 bits, then 6 bits of run, then 12 bits of
-/// level + 2048.
+/// The end of block. An escape is a prefix of 6 bits, 6 bits of run, and 12 bits of level + 2048.
 inline constexpr Code kEndOfBlock = makeCode(0x6, 4);
 constexpr Code escapeCode(unsigned run, int level) {
     return makeCode(0x20U | (run << 6) | (static_cast<std::uint32_t>(level + 2048) << 12), 24);
 }
 
-/// The largest size of a DC difference: DC values and their predictions are 0 to 2040.
+/// The largest DC difference: DC values and their predictions are 0 to 2040.
 inline constexpr int kMaxDcDifference = 2040;
 
-/// Every code that can be looked up.
+/// The code lookup tables.
 struct CodeTables {
-    /// [prediction - value + kMaxDcDifference], the size and the difference in one code.
+    /// [prediction - value + kMaxDcDifference]: the size and the difference in one code.
     std::array<Code, 2 * kMaxDcDifference + 1> lumaDc;
     std::array<Code, 2 * kMaxDcDifference + 1> chromaDc;
-    /// [256 * run + 128 + level], the sign or the escape included; level -128 to 127, not 0.
+    /// [256 * run + 128 + level]: the code with its sign, or the escape; level -128 to 127, not 0.
     std::array<Code, 64 * 256> ac;
 };
 
-/// Built at the first call; any thread.
+/// Builds the tables at the first call. Any thread.
 [[nodiscard]] const CodeTables& codeTables();
 
 }  // namespace speedhq

@@ -1,7 +1,7 @@
 #pragma once
-// The transform of several blocks at a time, one in each 128-bit lane of a vector. A kernel file
-// defines Vec, kLanes and the operations used below for its processor level, in an unnamed
-// namespace, and then includes this; like macroblockwriter.h it gets a copy of its own.
+// Transforms several blocks at a time, one in each 128-bit lane of a vector. A kernel file defines
+// Vec, kLanes and the operations used below for its instruction set, in an unnamed namespace, and
+// then includes this header. Like macroblockwriter.h it is compiled once per instruction set.
 //
 // kernels_reference.cpp explains the arithmetic. Here a vector holds a line of a block: first line
 // y, its elements the columns x; after the transposition column x, its elements the vertical
@@ -67,7 +67,7 @@ inline void transpose(Vec (&values)[8]) {
     }
 }
 
-/// Levels of `values`, in place, and the magnitudes of all of them or-ed.
+/// Quantises `values` in place. Returns the bitwise or of all magnitudes.
 inline Vec quantise(Vec (&values)[8], const Quantiser& quantiser) {
     Vec magnitudes = zero();
     for (int i = 0; i < 8; ++i) {

@@ -1,5 +1,5 @@
 #pragma once
-// A few threads that share out the rows of a frame.
+// A few worker threads that process the rows of a frame.
 
 #include <condition_variable>
 #include <functional>
@@ -9,14 +9,14 @@
 
 namespace speedhq {
 
-/// Threads an encoder uses by default, the caller's among them: one less than the processor has
-/// cores, at least one, at most four.
+/// The default number of threads of an encoder, including the caller's: one less than the number of
+/// physical cores, at least one, at most four.
 [[nodiscard]] int defaultThreads();
 
 /// One caller at a time.
 class WorkerPool {
 public:
-    /// Does a part of the work: `item`, on the thread numbered `thread`.
+    /// Processes one item, on the thread numbered `thread`.
     using Work = std::function<void(int item, int thread)>;
 
     /// Starts `threads` - 1 threads; the caller of run() is thread 0.
@@ -27,8 +27,8 @@ public:
 
     [[nodiscard]] int threads() const { return static_cast<int>(m_workers.size()) + 1; }
 
-    /// Calls work(item, thread) once for every item of [0, items), on all threads, and returns
-    /// when all are done. What the calls wrote can be read then. `work` must not throw.
+    /// Calls work(item, thread) once for every item of [0, items), on all threads, and returns when
+    /// all calls have finished. Their results are visible to the caller. `work` must not throw.
     void run(int items, const Work& work);
 
 private:

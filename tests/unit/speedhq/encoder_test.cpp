@@ -1,8 +1,9 @@
-// The encoder as the output sees it.
+// The encoder behind the interface that the output uses.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <future>
 
 #include "speedhq/encoder.h"
 #include "support/allocations.h"
@@ -13,7 +14,7 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-TEST(Encoder, RestingFrameRefinesAndStandsStill) {
+TEST(Encoder, RefinesAStillFrameThenRepeatsIt) {
     std::mt19937 random(1);
     TestFrame frame(speedhq::PixelFormat::Bgra, 1280, 720);
     paint(frame, Content::Mixed, random);
@@ -28,14 +29,14 @@ TEST(Encoder, RestingFrameRefinesAndStandsStill) {
     EXPECT_EQ(packet->quality, kBestQuality);
     EXPECT_EQ(encoder->encodeReference({true, false}).main, packet);
     EXPECT_EQ(encoder->encode(frame.view(), {true, {}}, {true, false}).main, packet);
-    // A caret leaves the quality alone.
+    // A caret does not lower the quality.
     *frame.at(600, 300) ^= 255;
     const auto caret = encoder->encode(frame.view(), {true, {{300, 1}}}, {true, false}).main;
     EXPECT_NE(caret, packet);
     EXPECT_EQ(caret->quality, kBestQuality);
 }
 
-/// Holds a camera's 1080p60 near the rate that the format's streams are known for.
+/// A noisy 1080p60 video has about the rate that streams of this format usually have.
 TEST(Encoder, HoldsTheRate) {
     std::mt19937 random(3);
     TestFrame frame(speedhq::PixelFormat::Bgra, 1920, 1080);
@@ -69,14 +70,41 @@ TEST(Encoder, AllocatesNothingOnceItRuns) {
     paint(frames[1], Content::Mixed, random);
     Encoder encoder(2);
     const support::DirtyRows unknown;
-    speedhq::EncodedStreams onTheirWay[2];
+    speedhq::EncodedStreams inUse[2];
     int before = 0;
     for (unsigned i = 0; i < 200; ++i) {
-        // By then the quality has found its place, and the packets their size.
+        // By then the quality and the sizes of the packets have settled.
         before = i == 150 ? testsupport::allocations() : before;
-        onTheirWay[i % 2] = encoder.encode(frames[i % 2].view(), unknown, {true, true});
+        inUse[i % 2] = encoder.encode(frames[i % 2].view(), unknown, {true, true});
     }
     EXPECT_EQ(testsupport::allocations(), before);
+}
+
+/// Receivers send packets from their own threads and release them there.
+TEST(Encoder, PacketsStayIntactUntilReleased) {
+    std::mt19937 random(7);
+    TestFrame frame(speedhq::PixelFormat::Bgra, 64, 64);
+    WorkerPool pool(1);
+    IncrementalEncoder encoder(pool, bestKernels());
+    std::vector<std::future<bool>> receivers;
+    for (int i = 0; i < 60; ++i) {
+        paint(frame, Content::Mixed, random);
+        speedhq::EncodedFramePtr packet = encoder.encode(frame.view(), {}, 80);
+        std::vector<std::uint8_t> expected = bytesOf(packet);
+        const auto launch = i % 30 < 20 ? std::launch::deferred : std::launch::async;
+        receivers.push_back(std::async(
+            launch, [packet = std::move(packet), expected = std::move(expected)]() mutable {
+                const bool intact = bytesOf(packet) == expected;
+                packet = nullptr;
+                return intact;
+            }));
+        if (i % 30 == 29) {
+            for (auto& receiver : receivers) {
+                EXPECT_TRUE(receiver.get());
+            }
+            receivers.clear();
+        }
+    }
 }
 
 TEST(Encoder, LowersTheQualityUntilTheFrameFits) {
@@ -94,8 +122,8 @@ TEST(Encoder, LowersTheQualityUntilTheFrameFits) {
                 << "a refinement that does not fit changes nothing";
         }
     }
-    Stream hopeless(pool, bestKernels(), mainStreamBudget, 100);
-    EXPECT_FALSE(hopeless.encode(frame.view(), {}));
+    Stream impossible(pool, bestKernels(), mainStreamBudget, 100);
+    EXPECT_FALSE(impossible.encode(frame.view(), {}));
 }
 
 }  // namespace

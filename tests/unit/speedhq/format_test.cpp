@@ -1,5 +1,4 @@
-// The packets themselves: a worked example byte for byte, and every size and format against
-// libavcodec.
+// The packet format: a worked example byte for byte, and all sizes and formats against libavcodec.
 
 #include <gtest/gtest.h>
 
@@ -12,10 +11,6 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFrame& frame) {
-    return {frame.data, frame.data + frame.size};
-}
-
 std::vector<std::uint8_t> encodeOnce(const TestFrame& frame, int quality,
                                      double rounding = kRounding) {
     WorkerPool pool(1);
@@ -26,7 +21,7 @@ std::vector<std::uint8_t> encodeOnce(const TestFrame& frame, int quality,
     EXPECT_EQ(packet->height, frame.height);
     EXPECT_EQ(packet->quality, quality);
     EXPECT_EQ(packet->fourCC, 0x32514853U);
-    return bytesOf(*packet);
+    return bytesOf(packet);
 }
 
 /// One macroblock with flat blocks, edges, stripes and ramps.
@@ -59,7 +54,7 @@ TEST(Format, WorkedExample) {
 
 TEST(Format, EverySizeDecodes) {
     std::mt19937 random(5);
-    // The colour matrix is another one above 720 by 576.
+    // Above 720 by 576 the colour matrix is a different one.
     const std::pair<int, int> sizes[] = {{1, 1},     {3, 5},    {8, 40},   {15, 16},
                                          {17, 15},   {79, 80},  {136, 72}, {720, 576},
                                          {640, 577}, {721, 20}, {4096, 3}};

@@ -1,4 +1,4 @@
-// The preview stream and the scaling behind it.
+// The preview stream and its downscaling.
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 using namespace speedhq;
 using namespace testing_support;
 
-/// The mean of `channel` over the area that output (x, y) covers: row by row, exactly.
+/// The exact mean of `channel` over the area that output (x, y) covers.
 double exactMean(TestFrame& frame, int channel, int x, int y, int width, int height) {
     const double left = static_cast<double>(x) * frame.width / width;
     const double right = static_cast<double>(x + 1) * frame.width / width;
@@ -78,9 +78,9 @@ TEST(Preview, SmallFramesKeepTheirSize) {
     }
 }
 
-/// After any history the preview is that of the newest frame, and it is left alone while
-/// nothing changes or nobody wants it.
-TEST(Preview, FollowsTheKeptFrame) {
+/// After any history the preview shows the newest frame, and an unchanged frame gives the same
+/// packet.
+TEST(Preview, FollowsTheReferenceFrame) {
     std::mt19937 random(13);
     TestFrame frame(speedhq::PixelFormat::Bgra, 1000, 700);
     paint(frame, Content::Mixed, random);

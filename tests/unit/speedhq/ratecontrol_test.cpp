@@ -1,4 +1,4 @@
-// The quality over time, on a model of how sizes follow the quality.
+// The quality over time, with a model of how packet sizes depend on the quality.
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ using namespace speedhq;
 
 constexpr double kBudget = 300e3;
 
-/// A frame's size at a quality; `exponent` says how strongly it follows, `at80` is its weight.
+/// The size of a frame at a quality: `at80` at quality 80, proportional to the step ^ -exponent.
 std::size_t sizeOf(double at80, int quality, double exponent) {
     return static_cast<std::size_t>(at80 * std::pow((100 - quality) / 20.0, -exponent));
 }
@@ -23,7 +23,7 @@ RateControl controlled() {
     return control;
 }
 
-TEST(RateControl, HoldsTheBudgetWithoutSwinging) {
+TEST(RateControl, HoldsTheBudgetWithoutOscillating) {
     for (const double exponent : {0.35, 0.5, 0.7}) {
         for (const double at80 : {60e3, 150e3, 300e3, 500e3, 650e3}) {
             RateControl control = controlled();
@@ -37,10 +37,10 @@ TEST(RateControl, HoldsTheBudgetWithoutSwinging) {
                 EXPECT_TRUE(control.quality() % 2 == 0 && control.quality() >= kWorstQuality &&
                             control.quality() <= kBestQuality);
             }
-            // Near the budget, unless the scale of qualities ends first.
-            const bool atAnEnd =
+            // Near the budget, unless the quality is at its limit.
+            const bool atLimit =
                 control.quality() == kBestQuality || control.quality() == kWorstQuality;
-            EXPECT_LT(size, kBudget * (atAnEnd ? 2.0 : 1.13)) << at80 << " " << exponent;
+            EXPECT_LT(size, kBudget * (atLimit ? 2.0 : 1.13)) << at80 << " " << exponent;
             EXPECT_GT(size, kBudget * (control.quality() >= 96 ? 0.15 : 0.85)) << at80;
             EXPECT_LE(changes, 4) << at80 << " " << exponent;
         }
@@ -56,14 +56,14 @@ TEST(RateControl, CaretKeepsTheRefinement) {
                    : control.repeated();
         ASSERT_EQ(control.quality(), 98) << i;
     }
-    // A small animation in every frame is more than the network was promised.
+    // A small animation in every frame exceeds the budget.
     int frames = 0;
     while (control.quality() == 98 && frames < 100) {
         control.sent(static_cast<std::size_t>(3 * kBudget), 0.05);
         ++frames;
     }
     EXPECT_LE(frames, 12);
-    EXPECT_EQ(control.quality(), 80) << "back to what moving frames had";
+    EXPECT_EQ(control.quality(), 80) << "back to the quality of moving frames";
     for (int i = 0; i < 100; ++i) {
         control.sent(static_cast<std::size_t>(kBudget), 0.05);
         ASSERT_EQ(control.quality(), 80);

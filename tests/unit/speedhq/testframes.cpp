@@ -109,7 +109,8 @@ Planes expectedPlanes(TestFrame& frame) {
             const std::uint8_t* const p = frame.at(std::min(x, frame.width - 1), y);
             const std::uint8_t* const q = frame.at(std::min(x + 1, frame.width - 1), y);
             if (frame.format == speedhq::PixelFormat::Uyvy) {
-                // Behind the frame, its last pixel: in a frame of odd width a group's first.
+                // Beyond the frame the last pixel is repeated. In a frame of odd width that is the
+                // first of its group.
                 const int lastLuma = frame.width % 2 == 1 ? 1 : 3;
                 planes.cb.push_back(p[0]);
                 planes.cr.push_back(p[2]);
@@ -130,6 +131,10 @@ Planes expectedPlanes(TestFrame& frame) {
         }
     }
     return planes;
+}
+
+std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFramePtr& packet) {
+    return {packet->data, packet->data + packet->size};
 }
 
 }  // namespace testing_support

@@ -1,5 +1,5 @@
 #pragma once
-// Frames for the encoder's tests.
+// Test frames for the encoder.
 
 #include <cstdint>
 #include <random>
@@ -10,12 +10,12 @@
 
 namespace testing_support {
 
-/// A frame, grey at first; `gap` bytes between its rows.
+/// A frame, initially grey, with `gap` bytes between its rows.
 struct TestFrame {
     TestFrame(speedhq::PixelFormat pixelFormat, int frameWidth, int frameHeight, int gap = 0);
 
     [[nodiscard]] speedhq::FrameView view() const;
-    /// The pixel, or in UYVY the pair it belongs to when `x` is even.
+    /// The address of a pixel; in UYVY that of its pair of pixels.
     [[nodiscard]] std::uint8_t* at(int x, int y);
 
     speedhq::PixelFormat format;
@@ -27,18 +27,20 @@ struct TestFrame {
 };
 
 enum class Content {
-    Mixed,       ///< Flat areas, edges, ramps and some noise: most ways through the encoder.
+    Mixed,       ///< Flat areas, edges, ramps and some noise.
     Noise,       ///< Every byte random.
     BlackWhite,  ///< Every byte 0 or 255: the largest levels.
 };
 
 void paint(TestFrame& frame, Content content, std::mt19937& random);
 
-/// Changes a few rectangles, one of them perhaps a single pixel. Returns the rows that may differ.
+/// Changes up to three rectangles, some of them a single pixel. Returns the dirty rows.
 support::DirtyRows damage(TestFrame& frame, std::mt19937& random);
 
-/// What the encoder should make of the frame before it transforms it, by the stated rule and in
-/// floating point; the width rounded up to 16 with the last column repeated.
+/// The 4:2:2 samples that the encoder should transform, computed in floating point. The width is
+/// rounded up to 16, the last column repeated.
 Planes expectedPlanes(TestFrame& frame);
+
+[[nodiscard]] std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFramePtr& packet);
 
 }  // namespace testing_support
