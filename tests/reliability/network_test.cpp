@@ -80,7 +80,7 @@ Phase watch(Sender& sender, GoodReceivers& good, std::chrono::seconds time) {
 void printAccounts(const std::string& log) {
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
-        if (line.find("it was sent") != std::string::npos &&
+        if (line.find("dropped: ") != std::string::npos &&
             line.find("CROWD (return)") == std::string::npos) {
             fmt::print("  {}\n", line);
         }
