@@ -1,4 +1,5 @@
-// Which vendor's runtime is taken, and what happens when it is no good. The runtimes are ours.
+// Which vendor's runtime is chosen, and what happens when it can't be used. The runtimes are
+// stand-ins built with the test.
 
 #include <gtest/gtest.h>
 
@@ -31,7 +32,7 @@ protected:
                       m_root / name / ("libndi.so." + version));
     }
 
-    /// The tag of the runtime that was taken, 0 for none. `folders` by the variable's last letter.
+    /// The tag of the runtime that was chosen, 0 for none. `folders` by the variable's last letter.
     std::uintptr_t load(const std::map<std::string, std::string>& folders) {
         m_library = loadVendorLibrary(
             [&](const std::string& name) {
@@ -73,7 +74,7 @@ TEST_F(Vendor, PlacesAreTriedInOrder) {
         EXPECT_EQ(fs::path(m_path), m_root / c.path);
     }
     EXPECT_EQ(load({}), 0U);
-    EXPECT_EQ(m_reason, "") << "none installed is no fault";
+    EXPECT_EQ(m_reason, "") << "no runtime installed is not an error";
 }
 
 TEST_F(Vendor, FaultyOnesAreNamedAndPassedOver) {
