@@ -15,8 +15,7 @@ bool isBlank(const char* text) {
     return std::string(text).find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
-/// Instances are numbers that are never used again, so a handle that outlived its source is told
-/// from the others.
+/// Handles are numbers that are never reused: a stale handle never refers to a newer source.
 class BuiltInLibrary : public SendLibrary {
 public:
     explicit BuiltInLibrary(std::function<SourceParts()> parts) : m_parts(std::move(parts)) {
@@ -27,13 +26,12 @@ public:
     NDIlib_send_instance_t create(const NDIlib_send_create_t* settings) override {
         if (settings == nullptr || settings->p_ndi_name == nullptr ||
             isBlank(settings->p_ndi_name)) {
-            HV_ERROR("a source was not made: it was given no {}",
-                     settings == nullptr ? "settings" : "name");
+            HV_ERROR("source not created: no {} given", settings == nullptr ? "settings" : "name");
             return nullptr;
         }
         const std::string name = settings->p_ndi_name;
         if (isOurs(wire::instanceName(wire::machineName(), name))) {
-            HV_WARN("source {} was not made: this program has one of that name", name);
+            HV_WARN("source {} not created: this program already has a source of that name", name);
             return nullptr;
         }
         const std::shared_ptr<Source> source = open(name, settings->clock_video);
@@ -43,7 +41,7 @@ public:
         const std::lock_guard lock(m_mutex);
         const std::uintptr_t number = ++m_lastNumber;
         m_sources.emplace(number, source);
-        // Nobody looks behind it, and a destroyed one's number never comes again.
+        // An opaque number; it is never dereferenced.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         return reinterpret_cast<NDIlib_send_instance_t>(number);
     }
@@ -77,8 +75,8 @@ private:
         try {
             return Source::open({name, clocked}, m_parts());
         } catch (const std::exception& error) {
-            // No thread or no descriptor is to be had; exceptions must not reach a C caller.
-            HV_ERROR("source {} was not made: {}", name, error.what());
+            // Out of threads or descriptors; exceptions must not reach a C caller.
+            HV_ERROR("source {} not created: {}", name, error.what());
             return nullptr;
         }
     }
@@ -94,8 +92,8 @@ private:
         }
         unsigned suppressed = 0;
         if (m_misuse.allows(suppressed)) {
-            HV_ERROR("{} was called with {} source ({} more such calls before)", caller,
-                     instance == nullptr ? "no" : "a destroyed or unknown", suppressed);
+            HV_ERROR("{} was called with {} source ({} more such calls since the last line)",
+                     caller, instance == nullptr ? "no" : "a destroyed or unknown", suppressed);
         }
         return nullptr;
     }

@@ -27,7 +27,7 @@ typedef enum NDIlib_frame_format_type_e : std::int32_t {
     NDIlib_frame_format_type_field_1 = 3,
 } NDIlib_frame_format_type_e;
 
-/// Timecode value: "take the time of the call".
+/// Timecode value: use the time of the call.
 constexpr std::int64_t NDIlib_send_timecode_synthesize = INT64_MAX;
 
 typedef struct NDIlib_send_create_t {
@@ -50,14 +50,14 @@ typedef struct NDIlib_video_frame_v2_t {
     std::int64_t timestamp;    ///< Units of 100 ns since 1970-01-01 UTC.
 } NDIlib_video_frame_v2_t;
 
-/// Prepares the library. False: it can't run on this machine. May be called again.
+/// Prepares the library. False: it can't run on this machine. May be called more than once.
 bool NDIlib_initialize();
 
-/// Makes a source visible on the network. Null when it can't be made, for example because its
+/// Creates a source and announces it on the network. Null when that fails, for example because its
 /// name is taken. Blocks until the name is known to be free (about a second).
 NDIlib_send_instance_t NDIlib_send_create(const NDIlib_send_create_t* p_create_settings);
 
-/// Sends one uncompressed frame. The data is not used after the call. With clock_video the call
+/// Sends one uncompressed frame. The data is not read after the call. With clock_video the call
 /// returns when the next frame is due.
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t p_instance,
                                const NDIlib_video_frame_v2_t* p_video_data);

@@ -34,21 +34,21 @@ std::unique_ptr<ndi::SendLibrary> chooseLibrary() {
     std::string path;
     std::string reason;
     if (auto vendor = ndi::loadVendorLibrary(ndi::environment, path, reason)) {
-        HV_INFO("NDI: the vendor's runtime serves: {}", path);
+        HV_INFO("NDI: using the vendor's runtime {}", path);
         return vendor;
     }
     const std::string self = ndi::libraryPathOf(reinterpret_cast<const void*>(&chooseLibrary));
     if (reason.empty()) {
-        HV_INFO("NDI: the built-in output serves, no runtime of the vendor's is installed: {}",
+        HV_INFO("NDI: using the built-in output in {}; the vendor's runtime is not installed",
                 self);
     } else {
-        HV_WARN("NDI: the built-in output serves, the vendor's runtime can't: {}: {}", reason,
-                self);
+        HV_WARN("NDI: using the built-in output in {}; the vendor's runtime can't be used: {}",
+                self, reason);
     }
     return ndi::makeBuiltInLibrary();
 }
 
-/// The choice, made once by the first NDIlib_initialize().
+/// The implementation, chosen once by the first NDIlib_initialize().
 class Choice {
 public:
     void make() {

@@ -1,14 +1,15 @@
 #pragma once
-// What our own programs may ask of the NDI library beyond the vendor's four functions.
+// What our own programs may ask of the NDI library beyond the vendor's four functions. Call these
+// after NDIlib_initialize().
 
 #include "ndi/ndilib.h"
 #include "support/dirtyrows.h"
 
 namespace ndi {
 
-/// Says which rows of the next frame sent on `instance` may differ from the frame sent before
-/// it, so that the built-in output need not look at the others. Holds for one send. The vendor's
-/// runtime has no such thing and ignores it. Same thread as the send.
+/// Names the rows of the next frame sent on `instance` that may differ from the frame sent before
+/// it; the built-in output does not compare the others. Holds for one send. The vendor's runtime
+/// has no such function, the hint is ignored then. Same thread as the send.
 void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& dirty);
 
 }  // namespace ndi

@@ -1,5 +1,5 @@
 #pragma once
-// What stands behind the C interface.
+// The implementations of the C interface.
 
 #include <functional>
 #include <memory>
@@ -11,8 +11,8 @@
 
 namespace ndi {
 
-/// The vendor's runtime or the built-in output. Any thread. The arguments are the C interface's,
-/// wrong ones included.
+/// The vendor's runtime or the built-in output. Any thread. The arguments come unchecked from the
+/// C interface.
 class SendLibrary {
 public:
     virtual ~SendLibrary() = default;
@@ -26,17 +26,17 @@ public:
 /// Reads an environment variable; empty when it is not set.
 using Environment = std::function<std::string(const char*)>;
 
-/// The vendor's runtime, loaded and initialised, `path` its file. Null when there is none that
-/// works: `reason` is then empty if none was found at all, else it says what is wrong with those
-/// that were found or that a variable promised.
+/// Loads and initialises the vendor's runtime; `path` receives its file. Null when none works:
+/// `reason` is empty if none is installed, else it says what is wrong with each one that was found
+/// or that a variable names.
 ///
-/// NDI_RUNTIME_DIR_V6, then _V5, then _V4 name the folder to look in. On Linux the loader's path is
+/// NDI_RUNTIME_DIR_V6, then _V5, then _V4 name the folder to search. On Linux the loader's path is
 /// searched when none of them is set.
 [[nodiscard]] std::unique_ptr<SendLibrary> loadVendorLibrary(const Environment& environment,
                                                              std::string& path,
                                                              std::string& reason);
 
-/// The built-in output. `parts` makes what each source works with.
+/// The built-in output. `parts` is called once for each source.
 [[nodiscard]] std::unique_ptr<SendLibrary> makeBuiltInLibrary(std::function<SourceParts()> parts =
                                                                   [] { return SourceParts{}; });
 

@@ -20,7 +20,7 @@ bool bind(const SharedLibrary& library, const char* name, Function& function, st
 
 class VendorLibrary : public SendLibrary {
 public:
-    /// Null when the library is not what we need; `reason` says why.
+    /// Null when the library can't be used; `reason` says why.
     static std::unique_ptr<VendorLibrary> open(std::unique_ptr<SharedLibrary> library,
                                                std::string& path, std::string& reason) {
         std::unique_ptr<VendorLibrary> vendor(new VendorLibrary(std::move(library)));
@@ -33,7 +33,7 @@ public:
             return nullptr;
         }
         if (!initialize()) {
-            reason = "its NDIlib_initialize() says that it can't run on this machine";
+            reason = "its NDIlib_initialize() reports that it can't run on this machine";
             return nullptr;
         }
         vendor->m_library->stay();
@@ -62,7 +62,7 @@ private:
 
 struct Candidate {
     std::string path;
-    bool promised;  ///< A variable says that it is there.
+    bool promised;  ///< Named by a variable, so its absence is an error.
 };
 
 std::vector<Candidate> candidates(const Environment& variable) {

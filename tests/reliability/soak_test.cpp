@@ -1,5 +1,5 @@
-// A source for a whole evening: 1080p30, with everything that goes wrong on a network going wrong
-// all the time, a little. RELIABILITY_SOAK_MINUTES says how long; without it there is no soak.
+// Hours of 1080p30 with everything that goes wrong on a network going wrong all the time, a little.
+// RELIABILITY_SOAK_MINUTES says how long; without it there is no soak.
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -52,11 +52,11 @@ TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
                  {"watch:1", "stop:1", "return:1", "fickle:1", "pause:1000", "churn:2", "noise:1"});
     sleepFor(50s);
     const Footprint before = restingFootprint();
-    fmt::print("after the first minute: {}\n", before.describe());
-    std::fflush(stdout);
-
     Footprint after = before;
-    for (int minute = 2; steady_clock::now() < end; ++minute) {
+    for (int minute = 1; minute == 1 || steady_clock::now() < end; ++minute) {
+        fmt::print("minute {}: {}; {}\n", minute, after.describe(),
+                   sender.takeCallTimes().describe());
+        std::fflush(stdout);
         // A cable is pulled for a second, and this machine's address comes and goes.
         runToEnd({"ip", "link", "set", "port3", "down"});
         runToEnd({"ip", "addr", "add", "10.7.0.77/24", "dev", "wire"});
@@ -65,20 +65,16 @@ TEST(Soak, HoldsNothingMoreAtTheEndThanAfterTheFirstMinute) {
         runToEnd({"ip", "addr", "del", "10.7.0.77/24", "dev", "wire"});
         sleepFor(48s);
         after = restingFootprint();
-        fmt::print("minute {}: {}; {}\n", minute, after.describe(),
-                   sender.takeCallTimes().describe());
-        std::fflush(stdout);
     }
-    const Report watching = sumOf(good.soFar(), "watch");
-    const Report low = sumOf(good.end(), "low");
-    const auto reports = others.end();
-    fmt::print("{} sent; two good receivers: {} taken, {} lost; preview: {} taken, {} lost\n",
-               sender.sent(), watching.frames, watching.lost, low.frames, low.lost);
-    for (const Report& one : reports) {
-        fmt::print("  {}: {} frames, {} connections, {} of them closed or failed\n", one.role,
-                   one.frames, one.connections, one.dropped);
-        EXPECT_GT(one.connections, 0U);
+    fmt::print("end: {}; {} frames sent\n", after.describe(), sender.sent());
+    const Reports received = good.end();
+    for (const Reports& reports : {received, others.end()}) {
+        for (const Report& one : reports) {
+            fmt::print("  {}: {} frames, {} lost, {} connections, {} of them closed or failed\n",
+                       one.role, one.frames, one.lost, one.connections, one.dropped);
+        }
     }
+    const Report watching = sumOf(received, "watch");
     EXPECT_EQ(watching.connections, 2U);
     EXPECT_EQ(watching.dropped, 0U);
     EXPECT_EQ(after.threads, before.threads);

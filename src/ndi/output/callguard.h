@@ -1,20 +1,21 @@
 #pragma once
+// Keeps callers out of an object that is closing.
 
 #include <condition_variable>
 #include <mutex>
 
 namespace ndi {
 
-/// Counts the calls that are inside an object, so that its end can wait for them.
+/// Counts the calls that are inside an object, so that its end can wait for them. Any thread.
 class CallGuard {
 public:
-    /// One call's stay. False when the gate was closed already.
+    /// One call. False when the guard is already closed; the call must then return.
     class Call {
     public:
-        explicit Call(CallGuard& gate) : m_callGuard(gate), m_inside(gate.enter()) {}
+        explicit Call(CallGuard& guard) : m_guard(guard), m_inside(guard.enter()) {}
         ~Call() {
             if (m_inside) {
-                m_callGuard.leave();
+                m_guard.leave();
             }
         }
         Call(const Call&) = delete;
@@ -22,11 +23,11 @@ public:
         explicit operator bool() const { return m_inside; }
 
     private:
-        CallGuard& m_callGuard;
+        CallGuard& m_guard;
         const bool m_inside;
     };
 
-    /// From now on nobody comes in.
+    /// Refuses every later call.
     void close() {
         const std::lock_guard lock(m_mutex);
         m_closed = true;

@@ -6,10 +6,10 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// Who is later than this starts a new grid.
-constexpr std::chrono::seconds kForgivenLateness(1);
+/// A caller later than this starts a new grid.
+constexpr std::chrono::seconds kMaxLateness(1);
 
-/// Nobody can be paced faster.
+/// Shorter slots are not paced: a wait can't be that exact.
 constexpr std::chrono::microseconds kShortestSlot(100);
 
 }  // namespace
@@ -34,7 +34,7 @@ void Timekeeper::release() {
 
 FrameClock::TimePoint FrameClock::next(TimePoint now, int rateNumerator, int rateDenominator) {
     const bool newRate = m_numerator != rateNumerator || m_denominator != rateDenominator;
-    if (newRate || now - m_slot > kForgivenLateness) {
+    if (newRate || now - m_slot > kMaxLateness) {
         const std::int64_t cycleNs = std::int64_t{rateDenominator} * 1'000'000'000;
         m_numerator = rateNumerator;
         m_denominator = rateDenominator;

@@ -1,5 +1,5 @@
 #pragma once
-// When the next frame is due.
+// The time base of sending: when the next frame is due.
 
 #include <chrono>
 #include <condition_variable>
@@ -8,7 +8,7 @@
 
 namespace ndi {
 
-/// Time as the sending side sees it; a test can stand in for it. Any thread.
+/// The clocks that sending uses; a test can replace it. Any thread.
 class Timekeeper {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -35,17 +35,16 @@ private:
     bool m_released = false;
 };
 
-/// The slots of a frame rate: a grid against an absolute clock, so that rounding and late callers
-/// add up to no drift. Not thread-safe.
+/// The slots of a frame rate: a grid on an absolute clock, so that rounding and late callers cause
+/// no drift. Not thread-safe.
 class FrameClock {
 public:
     using TimePoint = Timekeeper::TimePoint;
 
-    /// The slot to wait for after a frame of that rate was sent at `now`; not later than `now`
-    /// for a caller that is late. Slots that nobody came for are left out, so no burst makes up
-    /// for them. The first call, one that is more than a second late, and the first one after a
-    /// change of rate start the grid at `now`. Both numbers are positive; at more than 10,000
-    /// fps nobody waits.
+    /// The slot to wait for after a frame of that rate was sent at `now`; not later than `now` for
+    /// a late caller. Missed slots are skipped, never made up for. The first call, a call more than
+    /// a second late and the first call after a change of rate start a new grid at `now`. Both
+    /// numbers are positive; above 10,000 fps the result is `now`.
     [[nodiscard]] TimePoint next(TimePoint now, int rateNumerator, int rateDenominator);
 
 private:

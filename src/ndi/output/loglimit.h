@@ -1,17 +1,18 @@
 #pragma once
+// Limits the number of log lines.
 
 #include <chrono>
 #include <mutex>
 
 namespace ndi {
 
-/// Lets a few log lines through in ten seconds, so that a fault that comes with every frame or
+/// Allows a few log lines in ten seconds, so that an error that recurs with every frame or
 /// connection does not fill the log. Any thread.
 class LogLimit {
 public:
     explicit LogLimit(unsigned lines = 1) : m_lines(lines) {}
 
-    /// True: log now. `suppressed` is then the number of lines held back since the last one.
+    /// True: log now. `suppressed` is then the number of lines suppressed since the last one.
     [[nodiscard]] bool allows(unsigned& suppressed) {
         const auto now = std::chrono::steady_clock::now();
         const std::lock_guard lock(m_mutex);

@@ -1,4 +1,5 @@
 #pragma once
+// Encoded frames on their way to the receivers.
 
 #include <array>
 #include <cstddef>
@@ -10,31 +11,32 @@
 namespace ndi {
 
 enum class Audience {
-    All,                 ///< Whoever wants the stream.
-    AwaitingFirstFrame,  ///< Who wants it and has not been offered a frame since.
+    All,                 ///< Every receiver of the stream.
+    AwaitingFirstFrame,  ///< Only those that still wait for their first frame.
 };
 
 /// A frame ready for the wire. Copies share the packet.
 struct OutgoingFrame {
     wire::MessageHead head;
     speedhq::EncodedFramePtr packet;  ///< Null: none.
-    bool repeat = false;              ///< The last frame once more: nothing is lost with it.
+    bool repeat = false;              ///< The last frame again: dropping it loses nothing.
     Audience audience = Audience::All;
 };
 
-/// The newest frames that wait for somebody, in their order. Two of them, so that nothing is lost
-/// when that somebody misses the moment of one frame on a busy machine.
+/// The newest frames that wait for one consumer, oldest first. Two of them, so that a consumer
+/// that is late by one frame on a busy machine drops nothing.
 class WaitingFrames {
 public:
-    /// True: a frame is lost by that, the oldest one, which had to make room.
+    /// True: two frames waited already and the oldest one was dropped.
     bool push(const OutgoingFrame& newer) {
         if (m_count > 0 && (newer.repeat || last().repeat)) {
-            // The same frame once more, perhaps a better one of it, or a new one after a repeat.
-            const bool forEverybody = last().audience == Audience::All;
+            // A repeat of the frame that waits, perhaps in better quality, or the new frame after
+            // a repeat: either one replaces it.
+            const bool toAll = last().audience == Audience::All;
             const bool repeat = newer.repeat && last().repeat;
             last() = newer;
             last().repeat = repeat;
-            last().audience = forEverybody ? Audience::All : newer.audience;
+            last().audience = toAll ? Audience::All : newer.audience;
             return false;
         }
         const bool full = m_count == m_frames.size();
@@ -45,7 +47,7 @@ public:
         return full;
     }
 
-    /// Takes the oldest one out. Not when empty().
+    /// Removes the oldest one. Not when empty().
     OutgoingFrame pop() {
         OutgoingFrame oldest = std::move(m_frames[0]);
         m_frames[0] = std::move(m_frames[1]);

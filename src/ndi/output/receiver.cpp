@@ -4,22 +4,19 @@
 #include <variant>
 
 #include "ndi/output/socketoptions.h"
+#include "ndi/wire/endpoint.h"
 #include "support/log.h"
 
 namespace ndi {
 namespace {
 
-/// What the reader may keep between messages.
+/// Bytes that the reader may keep allocated between messages.
 constexpr std::size_t kReaderCapacity = 16 * 1024;
 
 std::string addressOf(const asio::ip::tcp::socket& socket) {
     asio::error_code error;
     const auto peer = socket.remote_endpoint(error);
-    if (error) {
-        return "unknown address";
-    }
-    const std::string address = peer.address().to_string();
-    return fmt::format(peer.address().is_v6() ? "[{}]:{}" : "{}:{}", address, peer.port());
+    return error ? "unknown address" : wire::endpointText(peer);
 }
 
 /// `buffers` without their first `size` bytes.
@@ -44,7 +41,7 @@ Receiver::Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const Recei
 void Receiver::start(std::vector<std::uint8_t> greeting) {
     m_secondStart = m_progress = std::chrono::steady_clock::now();
     m_joinBy = m_secondStart + m_limits.handshake;
-    // Later than our own limit, so that a living receiver is told from a dead one.
+    // Later than the stall limit, so that the log tells a stalled receiver from a dead one.
     setReceiverOptions(m_socket, m_limits.unsentBytes,
                        std::chrono::ceil<std::chrono::seconds>(2 * m_limits.stall));
     sendText(std::move(greeting));
@@ -70,9 +67,9 @@ void Receiver::close(const std::string& reason) {
 
 void Receiver::checkTime(TimePoint now) {
     if (!m_joined && now > m_joinBy) {
-        close(fmt::format("it did not say within {} ms what it wants", m_limits.handshake.count()));
+        close(fmt::format("no ndi_enabled_streams within {} ms", m_limits.handshake.count()));
     } else if (writing() && now - m_progress > m_limits.stall) {
-        close(fmt::format("it took nothing for {} ms", m_limits.stall.count()));
+        close(fmt::format("accepted no data for {} ms", m_limits.stall.count()));
     }
 }
 
@@ -80,9 +77,9 @@ std::string Receiver::peerName() const {
     return m_name + " at " + m_address;
 }
 
-std::string Receiver::account() const {
+std::string Receiver::summary() const {
     return fmt::format(
-        "was sent {} frames ({:.1f} MB); dropped: receiver too slow {}, I/O thread late {}, "
+        "sent {} frames ({:.1f} MB); dropped: receiver too slow {}, I/O thread late {}, "
         "connection closed {}",
         m_sentFrames, static_cast<double>(m_sentBytes) / 1e6, m_droppedSlow, m_droppedLate,
         m_droppedClosed);
@@ -103,8 +100,8 @@ void Receiver::onRead(const asio::error_code& error, std::size_t size) {
         return;
     }
     if (error) {
-        close(error == asio::error::eof ? "it closed the connection"
-                                        : "reading from it failed: " + error.message());
+        close(error == asio::error::eof ? "closed by the receiver"
+                                        : "reading failed: " + error.message());
         return;
     }
     m_reader.append(m_input.data(), size);
@@ -118,7 +115,7 @@ void Receiver::onRead(const asio::error_code& error, std::size_t size) {
         result = m_reader.next(message);
     }
     if (result == wire::MessageReader::Result::Garbage) {
-        close(fmt::format("it sent garbage: {}", m_reader.error()));
+        close(fmt::format("malformed message: {}", m_reader.error()));
         return;
     }
     m_reader.trim(kReaderCapacity);
@@ -132,7 +129,7 @@ void Receiver::onMessage(const wire::Message& message) {
         m_messagesThisSecond = 0;
     }
     if (++m_messagesThisSecond > m_limits.messagesPerSecond) {
-        close(fmt::format("it sent more than {} messages a second", m_limits.messagesPerSecond));
+        close(fmt::format("more than {} messages per second", m_limits.messagesPerSecond));
         return;
     }
     if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Text) || !message.readable) {
@@ -146,7 +143,7 @@ void Receiver::onMessage(const wire::Message& message) {
 void Receiver::onText(const wire::MalformedText& text) {
     unsigned suppressed = 0;
     if (m_peerLogLimit.allows(suppressed)) {
-        HV_WARN("ignored a text from {} that is no XML: {}", peerName(), text.reason);
+        HV_WARN("ignored a text message from {} that is not XML: {}", peerName(), text.reason);
     }
 }
 
@@ -155,7 +152,7 @@ void Receiver::onText(const wire::UnknownText& text) {
 }
 
 void Receiver::onText(const wire::VersionText& text) {
-    HV_DEBUG("{} reads text {}, video {}, audio {}; sdk {} on {}", peerName(), text.text,
+    HV_DEBUG("{} reads versions: text {}, video {}, audio {}; sdk {} on {}", peerName(), text.text,
              text.video, text.audio, text.sdk, text.platform);
 }
 
@@ -208,7 +205,7 @@ void Receiver::chooseStream() {
         HV_INFO("{} wants {}", peerName(),
                 choice == StreamChoice::None   ? "no video"
                 : choice == StreamChoice::Main ? "the main stream"
-                                               : "the preview");
+                                               : "the preview stream");
     }
     m_host.streamChanged(*this);
 }
@@ -250,7 +247,7 @@ void Receiver::writeNext() {
 }
 
 void Receiver::writeSome() {
-    // async_write() would cut what we have into pieces of 64 KiB; this is one gathering write.
+    // async_write() would split the frame into pieces of 64 KiB; this is one gathering write.
     m_socket.async_write_some(
         m_unwritten, [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
             self->onWritten(error, size);
@@ -262,7 +259,7 @@ void Receiver::onWritten(const asio::error_code& error, std::size_t size) {
         return;
     }
     if (error) {
-        close("writing to it failed: " + error.message());
+        close("writing failed: " + error.message());
         return;
     }
     m_progress = std::chrono::steady_clock::now();

@@ -19,69 +19,68 @@ namespace ndi {
 
 class Receiver;
 
-/// What a receiver may do to us. Over a limit its connection is closed.
+/// The limits of one receiver's connection. Beyond one of them it is closed.
 struct ReceiverLimits {
     std::chrono::milliseconds handshake{10'000};  ///< From the connection to ndi_enabled_streams.
-    std::chrono::milliseconds stall{30'000};      ///< Taking nothing of what we are sending.
+    std::chrono::milliseconds stall{30'000};      ///< Accepting no data while some is being sent.
     int messagesPerSecond = 100;
-    int unsentBytes = 128 * 1024;  ///< What the kernel takes beyond what is on the wire.
-    wire::Limits messages;         ///< Sizes of what it sends.
+    int unsentBytes = 128 * 1024;  ///< Queued in the kernel beyond what is on the wire.
+    wire::Limits messages;         ///< Sizes of the messages it sends.
 };
 
 enum class StreamChoice { None, Main, Preview };
 
-/// Who a receiver reports to, on its I/O thread.
+/// What a receiver reports its changes to, on the I/O thread.
 class ReceiverHost {
 public:
-    /// wants() has another answer than before.
+    /// stream() has changed.
     virtual void streamChanged(Receiver& receiver) = 0;
     virtual void tallyChanged(Receiver& receiver) = 0;
     /// The handshake is complete.
     virtual void joined(Receiver& receiver) = 0;
-    /// Closed for good, for the given reason. Called once.
+    /// The connection is closed. Called once.
     virtual void left(Receiver& receiver, const std::string& reason) = 0;
 
 protected:
     ~ReceiverHost() = default;
 };
 
-/// A state machine around one connection: it greets, reads texts, and writes frames. One frame
-/// is on its way and the newest two wait at most; what waits for a receiver is bounded by that.
-/// Everything happens on the I/O thread; nothing blocks. Lives in a shared_ptr, which its pending
-/// operations share.
+/// One connection: sends the greeting, reads text messages, writes frames. At most one frame is
+/// being written and the two newest wait. Everything happens on the I/O thread; nothing blocks.
+/// Owned by shared_ptr, shared with its pending operations.
 class Receiver : public std::enable_shared_from_this<Receiver> {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `host` outlives the connection's close().
+    /// `host` and `limits` outlive the connection's close().
     Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const ReceiverLimits& limits);
 
-    /// Sends `greeting` and begins to read.
+    /// Sends `greeting` and starts to read.
     void start(std::vector<std::uint8_t> greeting);
 
-    /// Sends this frame after the one that may still wait, and instead of an older one.
+    /// Queues the frame behind one that waits; when two wait already, the older one is dropped.
     void offer(const OutgoingFrame& frame);
 
-    /// Sends a text, instead of one that still waits.
+    /// Sends a text; it replaces one that still waits.
     void sendText(std::vector<std::uint8_t> message);
 
-    /// Closes the connection when the receiver is beyond one of the limits of time.
+    /// Closes the connection when a time limit has passed.
     void checkTime(TimePoint now);
 
     void close(const std::string& reason);
 
-    [[nodiscard]] StreamChoice wants() const { return m_stream; }
-    /// Wants a frame and was not offered one since.
+    [[nodiscard]] StreamChoice stream() const { return m_stream; }
+    /// Has chosen a stream and has not been offered a frame since.
     [[nodiscard]] bool awaitingFirstFrame() const { return m_awaitingFirstFrame; }
     [[nodiscard]] bool hasJoined() const { return m_joined; }
     [[nodiscard]] const wire::TallyText& tally() const { return m_tally; }
-    /// Counts frames that were lost before they could be offered.
+    /// Counts frames that were dropped before they could be offered.
     void countLate(std::uint64_t frames) { m_droppedLate += frames; }
 
     /// Name and address, for the log.
     [[nodiscard]] std::string peerName() const;
-    /// What it was sent and what it lost, by cause, in words.
-    [[nodiscard]] std::string account() const;
+    /// Frames sent and dropped, by cause, for the log.
+    [[nodiscard]] std::string summary() const;
 
 private:
     void read();
@@ -117,7 +116,7 @@ private:
     TimePoint m_joinBy;
     LogLimit m_peerLogLimit{20};
 
-    // What it asked for.
+    // What the receiver asked for.
     bool m_joined = false;
     bool m_video = false;
     bool m_low = false;
@@ -127,13 +126,13 @@ private:
 
     // Writing.
     std::vector<std::uint8_t> m_nextText;
-    std::vector<std::uint8_t> m_text;  ///< On its way.
+    std::vector<std::uint8_t> m_text;  ///< Being written.
     WaitingFrames m_waiting;
-    OutgoingFrame m_inFlight;  ///< On its way.
+    OutgoingFrame m_inFlight;  ///< Being written.
     std::array<asio::const_buffer, 2> m_unwritten;
-    TimePoint m_progress;  ///< When the last bytes were taken.
+    TimePoint m_progress;  ///< When the receiver last accepted bytes.
 
-    // Accounts.
+    // Counters. Repeats are not counted as dropped.
     std::uint64_t m_sentFrames = 0;
     std::uint64_t m_sentBytes = 0;
     std::uint64_t m_droppedSlow = 0;

@@ -16,7 +16,7 @@ using asio::ip::tcp;
 constexpr std::chrono::seconds kTick(1);
 constexpr std::chrono::seconds kAcceptPause(1);
 
-/// The machine has no such protocol at all.
+/// The machine does not have this IP version.
 bool isMissingProtocol(const asio::error_code& error) {
     return error == asio::error::address_family_not_supported ||
            error == std::errc::address_not_available;
@@ -28,14 +28,16 @@ void append(std::vector<std::uint8_t>& message, const std::vector<std::uint8_t>&
 
 }  // namespace
 
-/// The handler that brings the I/O thread to its mailboxes.
+/// The handler that makes the I/O thread empty its mailboxes. asio recycles memory only for
+/// handlers posted from one of its own threads; this one is posted by the sending thread, with
+/// every frame.
 struct Server::Wake {
-    using allocator_type = HandlerAllocator<void>;
+    using allocator_type = std::pmr::polymorphic_allocator<std::byte>;
 
     Server* server;
 
     [[nodiscard]] allocator_type get_allocator() const {
-        return allocator_type(server->m_wakeMemory);
+        return allocator_type(&server->m_wakeMemory);
     }
     void operator()() const { server->deliver(); }
 };
@@ -135,14 +137,14 @@ void Server::onAccept(Listener& listener, const asio::error_code& error, tcp::so
     } else {
         unsigned suppressed = 0;
         if (m_acceptErrors.allows(suppressed)) {
-            HV_ERROR("{}: accepting a receiver failed: {} ({} more times before)", m_instance,
-                     error.message(), suppressed);
+            HV_ERROR("{}: accepting a connection failed: {} ({} more times since the last line)",
+                     m_instance, error.message(), suppressed);
         }
         acceptLater(listener);
     }
 }
 
-/// Out of descriptors, most likely: who wants to connect stays in the queue meanwhile.
+/// Most likely out of descriptors; new connections wait in the kernel's queue meanwhile.
 void Server::acceptLater(Listener& listener) {
     listener.pause.expires_after(kAcceptPause);
     listener.pause.async_wait([this, &listener](const asio::error_code& /*error*/) {
@@ -158,8 +160,8 @@ void Server::admit(tcp::socket socket) {
     if (m_receivers.size() >= m_limits.receivers && !closeIdleReceiver()) {
         unsigned suppressed = 0;
         if (m_refusals.allows(suppressed)) {
-            HV_WARN("{}: {} was refused, there are {} receivers already ({} more were refused)",
-                    m_instance, receiver->peerName(), m_receivers.size(), suppressed);
+            HV_WARN("{}: refused {}: connection limit of {} reached ({} more since the last line)",
+                    m_instance, receiver->peerName(), m_limits.receivers, suppressed);
         }
         return;  // the last reference closes the connection
     }
@@ -178,7 +180,7 @@ bool Server::closeIdleReceiver() {
         return false;
     }
     const auto receiver = *idle;
-    receiver->close("it made room for another one before it said what it wants");
+    receiver->close("replaced by a new connection, connection limit reached");
     return true;
 }
 
@@ -189,11 +191,11 @@ std::vector<std::uint8_t> Server::greeting() const {
     return message;
 }
 
-/// Once a second while there are receivers: a glance at each one's deadlines.
+/// Checks the time limits of the receivers once a second while there are any.
 void Server::tick() {
     const auto now = std::chrono::steady_clock::now();
     for (std::size_t i = m_receivers.size(); i-- > 0;) {
-        const auto receiver = m_receivers[i];  // may remove itself
+        const auto receiver = m_receivers[i];  // a copy: it may remove itself
         receiver->checkTime(now);
     }
     if (m_receivers.empty()) {
@@ -208,7 +210,7 @@ void Server::tick() {
     });
 }
 
-// --- what receivers report -------------------------------------------------------------------
+// --- reports of the receivers -------------------------------------------------------------------
 
 void Server::joined(Receiver& receiver) {
     HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.peerName(), joinedCount());
@@ -216,12 +218,12 @@ void Server::joined(Receiver& receiver) {
 
 void Server::left(Receiver& receiver, const std::string& reason) {
     if (receiver.hasJoined()) {
-        HV_INFO("{}: {} left: {}; it {}; receivers now: {}", m_instance, receiver.peerName(),
-                reason, receiver.account(), joinedCount() - 1);
+        HV_INFO("{}: {} left: {}; {}; receivers now: {}", m_instance, receiver.peerName(), reason,
+                receiver.summary(), joinedCount() - 1);
     } else {
         unsigned suppressed = 0;
         if (m_connectionLogLimit.allows(suppressed)) {
-            HV_INFO("{}: {} left before it had asked for anything: {} ({} more like it)",
+            HV_INFO("{}: {} left before asking for a stream: {} ({} more since the last line)",
                     m_instance, receiver.peerName(), reason, suppressed);
         }
     }
@@ -237,8 +239,8 @@ void Server::streamChanged(Receiver& receiver) {
     int main = 0;
     int preview = 0;
     for (const auto& other : m_receivers) {
-        main += other->wants() == StreamChoice::Main ? 1 : 0;
-        preview += other->wants() == StreamChoice::Preview ? 1 : 0;
+        main += other->stream() == StreamChoice::Main ? 1 : 0;
+        preview += other->stream() == StreamChoice::Preview ? 1 : 0;
     }
     m_wantMain = main;
     m_wantPreview = preview;
@@ -314,7 +316,7 @@ void Server::deliver() {
 void Server::deliver(Mailbox& mailbox, StreamChoice stream) {
     for (const OutgoingFrame& frame : mailbox.frames) {
         for (const auto& receiver : m_receivers) {
-            if (receiver->wants() == stream &&
+            if (receiver->stream() == stream &&
                 (frame.audience == Audience::All || receiver->awaitingFirstFrame())) {
                 receiver->countLate(mailbox.late);
                 receiver->offer(frame);

@@ -1,5 +1,5 @@
 #pragma once
-// The receivers of one source, and the thread that serves them.
+// The receivers of one source, and the thread that sends to them.
 
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
@@ -9,12 +9,12 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <memory_resource>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "ndi/output/handlermemory.h"
 #include "ndi/output/loglimit.h"
 #include "ndi/output/outgoingframe.h"
 #include "ndi/output/receiver.h"
@@ -22,11 +22,11 @@
 namespace ndi {
 
 struct ServerLimits {
-    /// The first of these ports that can be bound is taken.
+    /// The server listens on the first of these ports that is free.
     std::uint16_t firstPort = 5961;
     std::uint16_t lastPort = 6960;
-    /// Connections at once. A new one beyond that takes the place of the oldest one that has not
-    /// said what it wants; if there is none, it is closed.
+    /// The connection limit. A further connection replaces the oldest one that has not asked for a
+    /// stream; if there is none, it is refused.
     std::size_t receivers = 250;
     ReceiverLimits receiver;
 };
@@ -35,40 +35,40 @@ struct ServerLimits {
 /// thread between listen() and stop(); they never wait for the network.
 class Server : private ReceiverHost {
 public:
-    /// `onJoin` is called on the I/O thread whenever joinCount() has grown; it must not block.
+    /// `onJoin` is called on the I/O thread after joinCount() has grown; it must not block.
     Server(std::string instance, const ServerLimits& limits, std::function<void()> onJoin);
     /// stop() must have returned.
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Takes a port on IPv4 and IPv6, or on the one of them that the machine has, and starts the
-    /// thread. Empty when that worked, else why not.
+    /// Binds a port on IPv4 and IPv6, or on the one that the machine has, and starts the thread.
+    /// Empty on success, else the error.
     [[nodiscard]] std::string listen();
     [[nodiscard]] std::uint16_t port() const { return m_port; }
 
     /// Closes every connection and ends the thread.
     void stop();
 
-    /// The streams that somebody wants now.
+    /// The streams that at least one receiver wants now.
     [[nodiscard]] speedhq::Streams wanted() const;
 
-    /// How often a receiver has begun to await its first frame. Read it before wanted(): a receiver
-    /// that joined too late for the one shows in a later value of the other.
+    /// How many times a receiver has started to wait for its first frame. Read it before wanted():
+    /// a receiver that joins between the two calls then shows in the next value.
     [[nodiscard]] std::uint64_t joinCount() const { return m_joinCount; }
 
-    /// Leaves frames with the receivers; a stream without a frame is left alone.
+    /// Queues the frames for their receivers. A frame without a packet is ignored.
     void publish(const OutgoingFrame& main, const OutgoingFrame& preview);
 
 private:
-    /// One stream's place between the sending thread and the I/O thread.
+    /// One stream's frames between the sending thread and the I/O thread.
     struct Mailbox {
         WaitingFrames frames;
-        std::uint64_t late = 0;  ///< Frames that were lost here.
+        std::uint64_t late = 0;  ///< Frames dropped here: I/O thread late.
     };
     struct Wake;
 
-    /// One protocol's side of the port.
+    /// The listening socket of one IP version.
     struct Listener {
         explicit Listener(asio::io_context& io) : acceptor(io), pause(io) {}
         asio::ip::tcp::acceptor acceptor;
@@ -100,11 +100,11 @@ private:
     const std::function<void()> m_onJoin;
     std::uint16_t m_port = 0;
 
-    // Crossing threads.
+    // Shared between threads.
     std::mutex m_mailMutex;
     Mailbox m_main;
     Mailbox m_preview;
-    HandlerMemory m_wakeMemory;
+    std::pmr::synchronized_pool_resource m_wakeMemory;
     std::atomic<bool> m_wakePending{false};
     std::atomic<int> m_wantMain{0};
     std::atomic<int> m_wantPreview{0};
@@ -112,7 +112,7 @@ private:
 
     // I/O thread only, once it runs.
     asio::io_context m_io{1};
-    bool m_stopping = false;  ///< No listener may be touched any more.
+    bool m_stopping = false;  ///< The listeners are gone.
     std::list<Listener> m_listeners;
     asio::steady_timer m_ticker{m_io};
     bool m_ticking = false;

@@ -1,20 +1,19 @@
 #pragma once
-// Socket options that each platform spells in its own way. A failure to set one is not an error:
-// the connection works without, only worse.
+// Socket options that differ between platforms. A failure to set one is not an error: the
+// connection works without it.
 
 #include <asio/ip/tcp.hpp>
 #include <chrono>
 
 namespace ndi {
 
-/// Before bind: a port of which another program's connections linger may be bound, one that another
-/// program listens on may not.
+/// Call before bind. Allows a port on which another program's connections linger in TIME_WAIT, but
+/// not one on which another program listens.
 void setListenerOptions(asio::ip::tcp::acceptor& acceptor);
 
-/// For a receiver's connection: small messages leave at once; the kernel takes about `unsent` bytes
-/// that are not on the wire yet, so that what waits is ours to replace by something newer, while
-/// what is on the wire is left to the kernel's own control; a peer that is gone without a word is
-/// noticed after about `deadPeer`.
+/// For a receiver's connection. Small messages are sent at once. The kernel queues about `unsent`
+/// bytes that are not on the wire yet: what waits beyond that stays in this program, where a newer
+/// frame can replace it. A peer that has vanished is detected after about `deadPeer`.
 void setReceiverOptions(asio::ip::tcp::socket& socket, int unsent, std::chrono::seconds deadPeer);
 
 }  // namespace ndi

@@ -15,7 +15,7 @@ using std::chrono::steady_clock;
 
 constexpr std::uint32_t kProgressive = NDIlib_frame_format_type_progressive;
 
-/// Waiting for longer makes no sense, and some clocks overflow.
+/// The longest single wait; some implementations overflow with a time point near the maximum.
 constexpr std::chrono::hours kLongWait(1);
 
 bool sameShape(const speedhq::FrameView& a, const speedhq::FrameView& b) {
@@ -43,14 +43,14 @@ Source::Source(const SourceSettings& settings, SourceParts parts)
 
 bool Source::start() {
     if (const std::string reason = m_server.listen(); !reason.empty()) {
-        HV_ERROR("source {} was not made: {}", m_instance, reason);
+        HV_ERROR("source {} not created: {}", m_instance, reason);
         return false;
     }
     m_repeatThread = std::thread([this] { repeatLoop(); });
 
     mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port());
     if (outcome.result == mdns::AnnounceResult::NameTaken) {
-        HV_WARN("source {} was not made: the name is in use on the network{}{}", m_instance,
+        HV_WARN("source {} not created: the name is in use on the network{}{}", m_instance,
                 outcome.reason.empty() ? "" : ": ", outcome.reason);
         return false;
     }
@@ -58,7 +58,7 @@ bool Source::start() {
     if (outcome.result == mdns::AnnounceResult::Established) {
         HV_INFO("source {} is on the network, port {}", m_instance, port());
     } else {
-        HV_WARN("source {} can be reached by address only, port {}; announcing it failed: {}",
+        HV_WARN("source {} is not announced, receivers can connect by address only, port {}: {}",
                 m_instance, port(), outcome.reason);
     }
     return true;
@@ -118,7 +118,8 @@ void Source::refuse(const std::string& error) {
     }
     unsigned suppressed = 0;
     if (m_refusals.allows(suppressed)) {
-        HV_ERROR("{}: a frame was not sent: {} ({} more before it)", m_instance, error, suppressed);
+        HV_ERROR("{}: a frame was not sent: {} ({} more since the last line)", m_instance, error,
+                 suppressed);
     }
 }
 
@@ -145,11 +146,11 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
     m_servedJoins = joins;
     noteQuality(streams, true);
     if (repeatDue() < m_repeatWakeTime) {
-        m_repeatWake.notify_all();  // the first frame after a while; not with each one
+        m_repeatWake.notify_all();  // the wait would end too late; rare, not with each frame
     }
 }
 
-/// What changed since the frame that the encoder took last.
+/// The rows that may differ from the last frame that the encoder was given.
 const support::DirtyRows& Source::takeHint(const speedhq::FrameView& view) {
     static const support::DirtyRows kUnknown;
     const bool usable = m_hinted && !m_hintBroken && sameShape(view, m_lastView);
@@ -213,8 +214,8 @@ void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Stre
         (wanted.main && streams.main == nullptr) || (wanted.preview && streams.preview == nullptr);
     unsigned suppressed = 0;
     if (missing && m_encoderErrors.allows(suppressed)) {
-        HV_ERROR("{}: a frame of {}x{} could not be encoded ({} more before it)", m_instance,
-                 m_lastView.width, m_lastView.height, suppressed);
+        HV_ERROR("{}: a frame of {}x{} could not be encoded ({} more since the last line)",
+                 m_instance, m_lastView.width, m_lastView.height, suppressed);
     }
 }
 
@@ -257,7 +258,7 @@ void Source::repeatNow() {
         const std::lock_guard repeatLock(m_repeatMutex);
         const TimePoint now = steady_clock::now();
         if (m_closing || repeatDue() > now) {
-            return;  // a new frame came meanwhile
+            return;  // a new frame was sent meanwhile
         }
         const auto pause = m_refining ? m_repeat.refineInterval : m_repeat.interval;
         if (m_lastPublish + pause > now) {
@@ -280,8 +281,8 @@ void Source::repeatNow() {
     noteQuality(streams, false);
 }
 
-/// With m_repeatMutex held. After a new frame better ones of it may follow; they are over when
-/// no stream improves any more.
+/// With m_repeatMutex held. Repeats of a new frame improve its quality until no stream improves
+/// any more.
 void Source::noteQuality(const speedhq::EncodedStreams& streams, bool newFrame) {
     const int main = streams.main != nullptr ? streams.main->quality : 0;
     const int preview = streams.preview != nullptr ? streams.preview->quality : 0;

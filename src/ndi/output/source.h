@@ -28,17 +28,18 @@ struct SourceSettings {
     bool clocked = true;  ///< send() returns at the next slot of the frame rate.
 };
 
-/// When the last frame is sent again.
+/// When the repeat thread sends the last frame again.
 struct RepeatTimes {
-    std::chrono::milliseconds interval{1000};  ///< While nothing new comes.
-    std::chrono::milliseconds refineInterval{
-        150};  ///< While each repetition is better than the last.
-    /// A receiver that joins gets the next frame of a sender that was active this recently, and
-    /// the last one otherwise.
+    /// While no new frame is sent: the repeat interval.
+    std::chrono::milliseconds interval{1000};
+    /// While each repeat is of better quality than the one before.
+    std::chrono::milliseconds refineInterval{150};
+    /// A receiver that joins waits for the next frame if the last one is younger than this, else
+    /// it gets a repeat at once.
     std::chrono::milliseconds active{100};
 };
 
-/// What a source works with; a test can replace each.
+/// The collaborators of a source; a test can replace each of them.
 struct SourceParts {
     std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t)> announce =
         mdns::announceService;
@@ -48,13 +49,13 @@ struct SourceParts {
     RepeatTimes repeat;
 };
 
-/// Publishes frames under a name. Three threads serve it: the caller's encodes, the server's
-/// writes to the receivers, and a third repeats the last frame while the caller is silent.
-/// Every member function may be called from any thread.
+/// Publishes frames under a name. The caller's thread encodes, the server's thread writes to the
+/// receivers, and the repeat thread sends the last frame again while no new one is sent. Every
+/// member function may be called from any thread.
 class Source {
 public:
-    /// Null when there is no port, or when the name is taken; the log says which. A source that
-    /// can't be announced for another reason is made all the same: it can be reached by address.
+    /// Null when no port is free or the name is taken; the log says which. A source that can't be
+    /// announced for another reason is opened all the same: receivers can connect by address.
     [[nodiscard]] static std::unique_ptr<Source> open(const SourceSettings& settings,
                                                       SourceParts parts);
 
@@ -63,19 +64,20 @@ public:
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
-    /// What the next frame changed against the one sent before it; holds for one send().
+    /// The rows of the next frame that may differ from the frame before it; holds for one send().
     void hint(const support::DirtyRows& dirty);
 
-    /// Encodes the frame for those who watch, leaves it with them, and waits for its slot. A
-    /// frame that can't be sent is ignored with a log line. Nothing of `frame` is used afterwards.
+    /// Encodes the frame for the receivers that want it, queues it for them, and waits for its
+    /// slot. A frame that can't be sent is ignored with a log line. `frame` and its pixels are not
+    /// used after the call.
     void send(const NDIlib_video_frame_v2_t* frame);
 
-    /// Withdraws the source. A send() in another thread is over before this returns; it does not
-    /// wait for its slot any more.
+    /// Withdraws the source. A send() in another thread stops waiting for its slot and has returned
+    /// before this does.
     void close();
 
     [[nodiscard]] std::uint16_t port() const { return m_server.port(); }
-    /// As the network sees it.
+    /// The name on the network: "MACHINE (name)".
     [[nodiscard]] const std::string& instance() const { return m_instance; }
 
 private:
@@ -110,11 +112,11 @@ private:
     LogLimit m_refusals;
     LogLimit m_encoderErrors;
 
-    // The encoder and what belongs to the newest frame.
+    // The encoder and the newest frame's properties.
     std::mutex m_encoding;
     support::DirtyRows m_hint;
     bool m_hinted = false;
-    bool m_hintBroken = false;  ///< A frame in between was not taken.
+    bool m_hintBroken = false;  ///< A frame since the last encoded one was refused.
     speedhq::FrameView m_lastView;
     wire::VideoInfo m_info;
     float m_givenAspect = 0;
@@ -123,7 +125,7 @@ private:
     std::mutex m_clockMutex;
     FrameClock m_clock;
 
-    // When to repeat. Held for a few assignments only.
+    // When to repeat. The mutex is held for a few assignments only.
     mutable std::mutex m_repeatMutex;
     std::condition_variable m_repeatWake;
     bool m_closing = false;
@@ -134,7 +136,7 @@ private:
     std::uint64_t m_servedJoins = 0;
     TimePoint m_lastSend;
     TimePoint m_lastPublish;
-    TimePoint m_repeatWakeTime = TimePoint::max();  ///< By itself.
+    TimePoint m_repeatWakeTime = TimePoint::max();  ///< When the repeat thread's wait times out.
     std::thread m_repeatThread;
 };
 

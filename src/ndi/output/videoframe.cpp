@@ -38,23 +38,24 @@ std::string checkFrame(const NDIlib_video_frame_v2_t* frame, speedhq::FrameView&
     }
     if (frame->xres < 1 || frame->yres < 1 || frame->xres > kMaxFrameSide ||
         frame->yres > kMaxFrameSide) {
-        return fmt::format("its size is {}x{}, allowed is 1x1 to {}x{}", frame->xres, frame->yres,
-                           kMaxFrameSide, kMaxFrameSide);
+        return fmt::format("its size is {}x{}, supported are 1x1 to {}x{}", frame->xres,
+                           frame->yres, kMaxFrameSide, kMaxFrameSide);
     }
-    // Read as a number: a caller may have put anything there.
+    // As a number: the caller may have stored any value there.
     const auto fourCC = static_cast<std::int32_t>(frame->FourCC);
     if (!readFormat(fourCC, view.format)) {
-        return fmt::format("its pixel format 0x{:08x} is none of BGRA, BGRX and UYVY",
+        return fmt::format("its pixel format 0x{:08x} is not BGRA, BGRX or UYVY",
                            static_cast<std::uint32_t>(fourCC));
     }
     const int packed = packedStride(view.format, frame->xres);
     const int stride = frame->line_stride_in_bytes == 0 ? packed : frame->line_stride_in_bytes;
     if (stride < packed) {
-        return fmt::format("its rows are {} bytes apart, {} pixels need {}", stride, frame->xres,
+        return fmt::format("its stride is {} bytes, {} pixels need {}", stride, frame->xres,
                            packed);
     }
     if (frame->frame_rate_N < 1 || frame->frame_rate_D < 1) {
-        return fmt::format("its frame rate is {}/{}", frame->frame_rate_N, frame->frame_rate_D);
+        return fmt::format("its frame rate is {}/{}, both numbers must be positive",
+                           frame->frame_rate_N, frame->frame_rate_D);
     }
     view.width = frame->xres;
     view.height = frame->yres;

@@ -1,5 +1,5 @@
 #pragma once
-// A frame as it comes through the C interface, checked.
+// Checks a frame that comes through the C interface.
 
 #include <string>
 
@@ -10,7 +10,8 @@ namespace ndi {
 
 inline constexpr int kMaxFrameSide = 8192;
 
-/// Reads `frame` into `view`. Empty when it can be sent, else what is wrong with it, in words.
+/// Reads `frame` into `view`, which then refers to its pixels. Empty when the frame can be sent,
+/// else the error for the log.
 [[nodiscard]] std::string checkFrame(const NDIlib_video_frame_v2_t* frame,
                                      speedhq::FrameView& view);
 

@@ -7,7 +7,7 @@
 
 namespace ndi::wire {
 
-/// Somebody else's bytes.
+/// A range of bytes owned elsewhere.
 struct ByteView {
     const std::uint8_t* data = nullptr;
     std::size_t size = 0;

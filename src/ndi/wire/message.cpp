@@ -30,10 +30,10 @@ const char* readHeader(const std::uint8_t* bytes, const Limits& limits, Header& 
     header.infoSize = loadLittle<std::uint32_t>(bytes + 4);
     header.dataSize = loadLittle<std::uint32_t>(bytes + 8);
     if (header.infoSize > limits.info) {
-        return "more info than any message has";
+        return "the info block is too large";
     }
     if (header.dataSize > (isKind(header, Kind::Text) ? limits.text : limits.other)) {
-        return "more data than such a message has";
+        return "the data block is too large";
     }
     return nullptr;
 }

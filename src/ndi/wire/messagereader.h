@@ -1,5 +1,5 @@
 #pragma once
-// Cuts what arrives on a connection into messages.
+// Splits the bytes of a connection into messages.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,23 +10,22 @@
 
 namespace ndi::wire {
 
-/// One message, its scrambled parts made plain. Points into the reader.
+/// One message, unscrambled. Points into the reader.
 struct Message {
     Header header;
-    bool readable = false;  ///< False: of a later protocol version, its parts are still scrambled.
+    bool readable = false;  ///< False: a later protocol version, its parts are still scrambled.
     ByteView info;
     ByteView data;
 };
 
-/// Feed it with append(), then call next() until it returns something else than Ready. Memory
-/// grows with the bytes that really arrived, never with a size that a header only claims. Not
-/// thread-safe.
+/// Call append(), then next() until it returns something other than Ready. Memory grows with the
+/// bytes that arrived, never with a size that a header states. Not thread-safe.
 class MessageReader {
 public:
     enum class Result {
         Ready,    ///< A message; valid until the next call of append(), next() or trim().
         More,     ///< Not complete yet.
-        Garbage,  ///< Not our protocol; error() says why. Final: close the connection.
+        Garbage,  ///< Not this protocol; error() says why. Final: close the connection.
     };
 
     explicit MessageReader(const Limits& limits) : m_limits(limits) {}
@@ -35,7 +34,7 @@ public:
     [[nodiscard]] Result next(Message& message);
     [[nodiscard]] const char* error() const { return m_error; }
 
-    /// Gives memory back when nothing is held and more than `capacity` bytes are kept for later.
+    /// Frees the buffer when it is empty and larger than `capacity` bytes.
     void trim(std::size_t capacity);
 
 private:
@@ -43,7 +42,7 @@ private:
 
     Limits m_limits;
     std::vector<std::uint8_t> m_buffer;
-    std::size_t m_begin = 0;  ///< Where the first message that was not handed out begins.
+    std::size_t m_begin = 0;  ///< Start of the first message that next() has not returned.
     const char* m_error = nullptr;
 };
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 
-/// The generator's state feeds on the plain text, so both directions need to know it.
+/// The generator's state depends on the plain text: the input when scrambling, else the output.
 template <bool kPlainIsInput>
 void run(std::uint8_t* bytes, std::size_t size, std::uint32_t seed) {
     const std::uint64_t start = (std::uint64_t{seed} << 32) + seed;

@@ -1,5 +1,5 @@
 #pragma once
-// The keyed stream that hides parts of a message, first kind.
+// The keyed xorshift stream that scrambles parts of a message, first kind.
 
 #include <cstddef>
 #include <cstdint>

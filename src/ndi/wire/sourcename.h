@@ -1,5 +1,5 @@
 #pragma once
-// The name under which a source is found.
+// The name under which receivers find a source.
 
 #include <cstddef>
 #include <string>
@@ -14,8 +14,8 @@ inline constexpr std::size_t kMaxInstanceName = 63;
 [[nodiscard]] std::string machineName();
 
 /// "MACHINE (Source name)" in at most kMaxInstanceName bytes of clean UTF-8. The source part is cut
-/// at a character so that the closing bracket fits; a machine name is cut only when it would leave
-/// less than 20 bytes for the source.
+/// at a character boundary so that the closing bracket fits; the machine part is cut only when it
+/// would leave less than 20 bytes for the source.
 [[nodiscard]] std::string instanceName(std::string_view machine, std::string_view source);
 
 }  // namespace ndi::wire

@@ -9,15 +9,15 @@
 namespace ndi::wire {
 namespace {
 
-constexpr std::size_t kMaxLookedInto = 16 * 1024;
+constexpr std::size_t kMaxParsedText = 16 * 1024;
 constexpr std::size_t kMaxString = 128;
 
-std::string fitForLog(std::string_view text) {
+std::string cleanForLog(std::string_view text) {
     return support::cutUtf8(support::cleanUtf8(text), kMaxString);
 }
 
 std::string attribute(const pugi::xml_node& element, const char* name) {
-    return fitForLog(element.attribute(name).as_string());
+    return cleanForLog(element.attribute(name).as_string());
 }
 
 bool flag(const pugi::xml_node& element, const char* name) {
@@ -73,10 +73,10 @@ const char* VersionText::ownPlatform() {
 TextMessage parseText(ByteView text) {
     const std::uint8_t* const end = std::find(text.data, text.data + text.size, std::uint8_t{0});
     const auto size = static_cast<std::size_t>(end - text.data);
-    if (size > kMaxLookedInto) {
-        return UnknownText{"(too long to be looked into)"};
+    if (size > kMaxParsedText) {
+        return UnknownText{"(too long to be parsed)"};
     }
-    // pugixml knows no entities but the five of XML itself and does not recurse, so neither
+    // pugixml expands only XML's five predefined entities and does not recurse, so neither
     // expansion nor nesting costs more than a small multiple of the text's size.
     pugi::xml_document document;
     const auto result = document.load_buffer(
@@ -112,7 +112,7 @@ TextMessage parseText(ByteView text) {
     if (name == "ndi_tally_echo") {
         return TallyEchoText{flag(element, "on_program"), flag(element, "on_preview")};
     }
-    return UnknownText{fitForLog(name)};
+    return UnknownText{cleanForLog(name)};
 }
 
 std::string composeText(const VersionText& message) {

@@ -1,5 +1,5 @@
 #pragma once
-// The text messages that we know: one XML element each.
+// The known text messages: one XML element each.
 
 #include <string>
 #include <variant>
@@ -8,7 +8,7 @@
 
 namespace ndi::wire {
 
-/// `ndi_version`: what a peer can read.
+/// `ndi_version`: the message versions that a peer can read.
 struct VersionText {
     int text = 2;
     int video = 3;
@@ -19,17 +19,17 @@ struct VersionText {
     [[nodiscard]] static const char* ownPlatform();
 };
 
-/// `ndi_identify`: who a peer is.
+/// `ndi_identify`: a peer's name.
 struct IdentifyText {
     std::string name;
 };
 
-/// `ndi_video`: which frame a receiver wants.
+/// `ndi_video`: the main or the preview stream.
 struct QualityText {
     bool low = false;  ///< The preview stream.
 };
 
-/// `ndi_enabled_streams`: what a receiver wants to be sent.
+/// `ndi_enabled_streams`: what a receiver wants to receive.
 struct EnabledStreamsText {
     bool video = false;
     bool audio = false;
@@ -42,13 +42,13 @@ struct TallyText {
     bool onPreview = false;
 };
 
-/// `ndi_tally_echo`: some receiver has.
+/// `ndi_tally_echo`: whether any receiver has it on air or in preview.
 struct TallyEchoText {
     bool onProgram = false;
     bool onPreview = false;
 };
 
-/// Well-formed, but no message that we know.
+/// Well-formed, but not a known message.
 struct UnknownText {
     std::string element;
 };
@@ -62,9 +62,9 @@ using TextMessage = std::variant<MalformedText, UnknownText, VersionText, Identi
                                  EnabledStreamsText, TallyText, TallyEchoText>;
 
 /// Reads the data part of a text message, with or without its closing zero byte. The strings in
-/// the result are fit for a log line: valid UTF-8, no control characters, at most 128 bytes.
-/// Elements inside the first one, entities and unknown attributes are ignored. Texts of more than
-/// 16 KiB are unknown to us and not looked into.
+/// the result are safe in a log line: valid UTF-8, no control characters, at most 128 bytes.
+/// Nested elements, custom entities and unknown attributes are ignored. Texts of more than 16 KiB
+/// are not parsed and count as unknown.
 [[nodiscard]] TextMessage parseText(ByteView text);
 
 [[nodiscard]] std::string composeText(const VersionText& message);

@@ -8,14 +8,14 @@
 namespace ndi::wire {
 namespace {
 
-// Where the fields are.
+// Offsets of the fields, in bytes.
 constexpr std::size_t kFourCC = 0;
 constexpr std::size_t kWidth = 4;
 constexpr std::size_t kHeight = 8;
 constexpr std::size_t kRateNumerator = 12;
 constexpr std::size_t kRateDenominator = 16;
 constexpr std::size_t kAspect = 20;
-constexpr std::size_t kCommonEnd = 24;  // every version has the fields up to here
+constexpr std::size_t kCommonEnd = 24;  // every protocol version has the fields up to here
 constexpr std::size_t kFrameFormat = 28;
 constexpr std::size_t kTimecode = 40;
 constexpr std::size_t kTimestamp = 48;

@@ -1,5 +1,5 @@
 #pragma once
-// What a video message says about its frame.
+// The info block of a video message.
 
 #include <cstdint>
 #include <optional>
@@ -16,22 +16,22 @@ struct VideoInfo {
     std::uint32_t height = 0;
     std::uint32_t rateNumerator = 0;
     std::uint32_t rateDenominator = 0;
-    float aspect = 0;               ///< Of the frame, width / height.
+    float aspect = 0;               ///< Of the frame: width / height.
     std::uint32_t frameFormat = 1;  ///< 0 interleaved, 1 progressive, 2 and 3 single fields.
     std::int64_t timecode = 0;      ///< Units of 100 ns.
     std::int64_t timestamp = 0;     ///< Units of 100 ns since 1970-01-01 UTC.
     std::string metadata;           ///< XML or empty.
 };
 
-/// Metadata of more bytes does not fit a message.
+/// Longer metadata does not fit into a message.
 inline constexpr std::size_t kMaxVideoMetadata = kMaxInfoSize - 56 - 1;
 
-/// Header and info of the message whose data has `dataSize` bytes. Metadata that does not fit is
-/// left out.
+/// Writes header and info of a message whose data has `dataSize` bytes. Metadata that does not fit
+/// is left out.
 void writeVideoHead(const VideoInfo& info, std::uint32_t dataSize, MessageHead& head);
 
-/// Reads a plain info. The first 24 bytes must be there, what is missing behind them is left at
-/// its default. Empty: too short, or a size or rate of zero.
+/// Reads an unscrambled info block. The first 24 bytes are required; fields missing after them keep
+/// their defaults. Empty: too short, or a size or rate of zero.
 [[nodiscard]] std::optional<VideoInfo> parseVideoInfo(ByteView bytes);
 
 }  // namespace ndi::wire

@@ -84,7 +84,7 @@ TEST(Receivers, SeeTheFrameAndWhatTheCallerSaysAboutIt) {
     EXPECT_NEAR(decoded->cr[100], 208, 2);
 }
 
-/// Times are those of the source's own clock: what a busy machine delays on the way does not count.
+/// By the source's own timestamps: delays of a busy machine on the way do not count.
 TEST(Receivers, GetTheLastFrameAtOnceThenBetterOnesThenOneASecond) {
     const auto source = openSource();
     TestImage image(640, 360);
@@ -119,7 +119,7 @@ TEST(Receivers, SwitchQualityAtAnyTimeEachInItsOwn) {
     image.sendTo(*source);
     Viewer one(*source, "ONE (viewer)");
     Viewer other(*source, "OTHER (viewer)", true);
-    // What was on its way comes first.
+    // Frames that were queued before come first.
     const auto gets = [&](Viewer& viewer, std::uint32_t width) {
         return eventually([&] {
             image.sendTo(*source);
@@ -135,7 +135,7 @@ TEST(Receivers, SwitchQualityAtAnyTimeEachInItsOwn) {
     EXPECT_TRUE(gets(one, 640));
 }
 
-TEST(Receivers, HearOfEveryTally) {
+TEST(Receivers, AreToldOfEveryTally) {
     const LogCapture log;
     const auto source = openSource();
     TestReceiver first(source->port());
@@ -154,7 +154,7 @@ TEST(Receivers, HearOfEveryTally) {
     EXPECT_EQ(echo(first, 5), std::pair(true, true));
     EXPECT_TRUE(log.says("tally of FIRST (viewer) at 127.0.0.1:"));
 
-    // Who leaves takes its tally along, unless another has it, too.
+    // The tally of a receiver that leaves ends, unless another receiver has it too.
     first.vanish();
     EXPECT_TRUE(log.says("FIRST (viewer) at 127.0.0.1:"));
     TestReceiver third(source->port());
@@ -163,7 +163,7 @@ TEST(Receivers, HearOfEveryTally) {
     EXPECT_EQ(echo(third, 4), std::pair(false, false));
 }
 
-TEST(Receivers, OneThatStallsHurtsNobodyElse) {
+TEST(Receivers, AStallingOneDelaysNoOther) {
     const LogCapture log;
     const auto source = openSource();
     TestImage image(1280, 720);
@@ -192,8 +192,8 @@ TEST(Receivers, OneThatStallsHurtsNobodyElse) {
     EXPECT_TRUE(log.says("dropped: receiver too slow 0, I/O thread late 0"));
 }
 
-/// Each of them while a good receiver watches, who must not miss a frame.
-TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
+/// A good receiver is connected meanwhile; it must not miss a frame.
+TEST(Receivers, HostileOnesAreClosedAloneWithOneLine) {
     const LogCapture log;
     SourceParts parts = testParts();
     parts.limits.receiver.handshake = 3000ms;
@@ -218,13 +218,15 @@ TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
         std::string bytes;
         const char* line;
     } cases[] = {
-        {"garbage", noise, "it sent garbage"},
+        {"garbage", noise, "malformed message"},
         {"a 4 GiB text", std::string("\x01\x80\x02\0\x08\0\0\0\xff\xff\xff\xff", 12),
-         "more data than such a message has"},
-        {"a flood", flood, "more than 100 messages a second"},
-        {"half a header", std::string("\x01\x80\x02\0\x08", 5), "did not say within 3000 ms"},
-        {"an endless text", message("<ndi_video/>").substr(0, 30), "did not say within 3000 ms"},
-        {"nothing", "", "did not say within 3000 ms"},
+         "the data block is too large"},
+        {"a flood", flood, "more than 100 messages per second"},
+        {"half a header", std::string("\x01\x80\x02\0\x08", 5),
+         "no ndi_enabled_streams within 3000 ms"},
+        {"an endless text", message("<ndi_video/>").substr(0, 30),
+         "no ndi_enabled_streams within 3000 ms"},
+        {"nothing", "", "no ndi_enabled_streams within 3000 ms"},
     };
     std::vector<std::unique_ptr<TestReceiver>> hostile;
     for (const auto& c : cases) {
@@ -244,19 +246,19 @@ TEST(Receivers, HostileOnesAreSentAwayAloneWithOneLine) {
     EXPECT_TRUE(eventually([&] {
         large.sendTo(*source);
         EXPECT_TRUE(good.sees(large));
-        return log.count("it took nothing for 3000 ms") == 1;
+        return log.count("accepted no data for 3000 ms") == 1;
     }));
     for (std::size_t i = 0; i < hostile.size(); ++i) {
         EXPECT_TRUE(hostile[i]->isClosed()) << cases[i].what;
         EXPECT_TRUE(log.says(cases[i].line)) << cases[i].what;
     }
-    EXPECT_EQ(log.count("did not say within 3000 ms"), 3);
+    EXPECT_EQ(log.count("no ndi_enabled_streams within 3000 ms"), 3);
     good.vanish();
     EXPECT_TRUE(log.says("GOOD (viewer) at "));
     EXPECT_TRUE(log.says("dropped: receiver too slow 0, I/O thread late 0"));
 }
 
-TEST(Receivers, BeyondTheLimitAreRefusedUnlessSomebodyIdles) {
+TEST(Receivers, BeyondTheLimitAreRefusedUnlessOneIsIdle) {
     const LogCapture log;
     SourceParts parts = testParts();
     parts.limits.receivers = 3;
@@ -270,7 +272,7 @@ TEST(Receivers, BeyondTheLimitAreRefusedUnlessSomebodyIdles) {
     EXPECT_TRUE(idle.isClosed());
     TestReceiver d(source->port());
     EXPECT_TRUE(d.isClosed());
-    EXPECT_TRUE(log.says("was refused, there are 3 receivers already"));
+    EXPECT_TRUE(log.says("connection limit of 3 reached"));
     EXPECT_TRUE(a.nextFrame());
     a.vanish();
     EXPECT_TRUE(log.says("receivers now: 2"));

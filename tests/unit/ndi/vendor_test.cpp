@@ -1,4 +1,5 @@
-// Which vendor's runtime is taken, and what happens when it is no good. The runtimes are ours.
+// Which vendor's runtime is chosen, and what happens when it can't be used. The runtimes are
+// stand-ins built with the test.
 
 #include <gtest/gtest.h>
 
@@ -31,7 +32,7 @@ protected:
                       m_root / name / ("libndi.so." + version));
     }
 
-    /// The tag of the runtime that was taken, 0 for none. `folders` by the variable's last letter.
+    /// The tag of the runtime that was chosen, 0 for none. `folders` by the variable's last letter.
     std::uintptr_t load(const std::map<std::string, std::string>& folders) {
         m_library = loadVendorLibrary(
             [&](const std::string& name) {
@@ -73,7 +74,7 @@ TEST_F(Vendor, PlacesAreTriedInOrder) {
         EXPECT_EQ(fs::path(m_path), m_root / c.path);
     }
     EXPECT_EQ(load({}), 0U);
-    EXPECT_EQ(m_reason, "") << "none installed is no fault";
+    EXPECT_EQ(m_reason, "") << "no runtime installed is not an error";
 }
 
 TEST_F(Vendor, FaultyOnesAreNamedAndPassedOver) {
@@ -81,7 +82,7 @@ TEST_F(Vendor, FaultyOnesAreNamedAndPassedOver) {
     install("incomplete", "b", "6");
     fs::create_directories(m_root / "c");
     for (const auto& [where, why] :
-         {std::pair{"a", "libndi.so.6: its NDIlib_initialize() says"},
+         {std::pair{"a", "libndi.so.6: its NDIlib_initialize() reports"},
           {"b", "libndi.so.6: it does not export NDIlib_send_send_video_v2"},
           {"c", "No such file"}}) {
         EXPECT_EQ(load({{"6", where}}), 0U);
@@ -96,7 +97,7 @@ TEST(Dispatch, DISABLED_ToTheVendor) {
     const LogCapture log;
     EXPECT_TRUE(NDIlib_initialize());
     EXPECT_TRUE(NDIlib_initialize());
-    EXPECT_EQ(log.count("NDI: the vendor's runtime serves: "), 1);
+    EXPECT_EQ(log.count("NDI: using the vendor's runtime "), 1);
     const NDIlib_send_create_t settings{"x", nullptr, true, false};
     const auto instance = NDIlib_send_create(&settings);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(instance), 6U);
@@ -107,7 +108,7 @@ TEST(Dispatch, DISABLED_ToTheVendor) {
     NDIlib_send_destroy(instance);
 
     const std::string text = log.text();
-    const auto from = text.find("serves: ") + 8;
+    const auto from = text.find("runtime ") + 8;
     std::string reason;
     const auto library = loadLibrary(text.substr(from, text.find(' ', from) - from), reason);
     ASSERT_NE(library, nullptr) << reason;
@@ -123,9 +124,9 @@ TEST(Dispatch, DISABLED_ToTheBuiltInOutput) {
     EXPECT_TRUE(NDIlib_initialize());
     EXPECT_TRUE(NDIlib_initialize());
     EXPECT_EQ(log.count("NDI: "), 1);
-    EXPECT_EQ(log.count("NDI: the built-in output serves, the vendor's runtime can't: "), 1);
+    EXPECT_EQ(log.count("the vendor's runtime can't be used: "), 1);
     EXPECT_EQ(NDIlib_send_create(nullptr), nullptr);
-    EXPECT_TRUE(log.says("it was given no settings"));
+    EXPECT_TRUE(log.says("no settings given"));
     NDIlib_send_send_video_v2(nullptr, nullptr);
     NDIlib_send_destroy(nullptr);
 }

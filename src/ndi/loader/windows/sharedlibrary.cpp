@@ -49,7 +49,7 @@ private:
 }  // namespace
 
 std::unique_ptr<SharedLibrary> loadLibrary(const std::string& path, std::string& reason) {
-    // The library's own folder counts for what it needs itself, the current folder never does.
+    // Its dependencies are searched in its own folder, never in the current one.
     const HMODULE module =
         ::LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module == nullptr) {

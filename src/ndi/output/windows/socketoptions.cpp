@@ -10,7 +10,7 @@
 namespace ndi {
 
 void setListenerOptions(asio::ip::tcp::acceptor& acceptor) {
-    // SO_REUSEADDR would take the port of a program that listens on it.
+    // Here SO_REUSEADDR would share the port with a program that listens on it.
     const BOOL on = TRUE;
     (void)::setsockopt(acceptor.native_handle(), SOL_SOCKET, SO_EXCLUSIVEADDRUSE,
                        reinterpret_cast<const char*>(&on), sizeof(on));
@@ -19,10 +19,10 @@ void setListenerOptions(asio::ip::tcp::acceptor& acceptor) {
 void setReceiverOptions(asio::ip::tcp::socket& socket, int unsent, std::chrono::seconds deadPeer) {
     asio::error_code ignored;
     socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-    // There is no limit for unsent bytes alone; this one bounds what is on the wire as well.
+    // Windows has no limit for unsent bytes alone; this one includes the bytes on the wire.
     socket.set_option(asio::socket_base::send_buffer_size(std::max(unsent, 1 << 20)), ignored);
 
-    // Ten probes follow, that number is fixed.
+    // Windows sends ten probes; the number is fixed.
     tcp_keepalive probing{};
     probing.onoff = 1;
     probing.keepalivetime = static_cast<ULONG>(deadPeer.count()) * 1000 / 2;
