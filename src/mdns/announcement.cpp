@@ -11,20 +11,20 @@
 namespace mdns {
 namespace {
 
-/// A DNS label holds no more bytes (RFC 1035).
+/// Bytes in a DNS label (RFC 1035).
 constexpr std::size_t kMaxInstanceName = 63;
 
-/// Empty when `instance` can be a service's name.
+/// Why `instance` can't be the name of a service; "" when it can.
 std::string instanceNameError(const std::string& instance) {
     if (instance.empty()) {
         return "the name of the service is empty";
     }
     if (instance.size() > kMaxInstanceName) {
-        return fmt::format("the name \"{}\" has {} bytes, a service name may have {}", instance,
+        return fmt::format("the name \"{}\" has {} bytes; a service name may have {}", instance,
                            instance.size(), kMaxInstanceName);
     }
     if (support::cleanUtf8(instance) != instance) {
-        return "the name of the service is not UTF-8, or holds control characters";
+        return "the name of the service is not UTF-8 or has control characters";
     }
     return {};
 }

@@ -23,7 +23,8 @@ bool sameLabel(const std::string& a, const std::string& b) {
 
 // ---- reading -------------------------------------------------------------------------------
 
-/// A place in a message. After the first failed read everything reads as zero and ok() is false.
+/// Reads from a position in a message. After the first failed read every value is zero and ok() is
+/// false.
 class Reader {
 public:
     Reader(const std::uint8_t* bytes, std::size_t size) : m_bytes(bytes), m_size(size) {}
@@ -60,13 +61,13 @@ public:
         return {first, first + count};
     }
 
-    /// A name, compressed or not. A pointer may only lead to a place before the part of the name
-    /// that it ends, so every chain of pointers comes to an end.
+    /// A name, compressed or not. A pointer must point before the part of the name that it ends, so
+    /// every chain of pointers is finite.
     Name name() {
         Name labels;
         std::size_t length = 1;
         std::size_t partStart = m_position;
-        std::size_t afterName = 0;  // Where reading goes on once a pointer was followed.
+        std::size_t afterName = 0;  // The position after the first pointer.
         for (;;) {
             const std::uint8_t head = u8();
             if (!m_ok || head == 0) {
@@ -199,7 +200,7 @@ public:
         u8(0);
     }
 
-    /// Ends the name with a pointer to the longest tail that was written before.
+    /// Ends the name with a pointer to the longest tail that is in the message already.
     void compressedName(const Name& name) {
         for (auto label = name.begin(); label != name.end(); ++label) {
             Name tail(label, name.end());
@@ -354,7 +355,7 @@ bool sameRecord(const Record& a, const Record& b) {
     if (a.type != b.type || a.rclass != b.rclass || !sameName(a.name, b.name)) {
         return false;
     }
-    // A PTR's target is a name and compares like one.
+    // The target of a PTR is a name: case does not matter.
     const auto* aTarget = std::get_if<Name>(&a.data);
     const auto* bTarget = std::get_if<Name>(&b.data);
     if (aTarget != nullptr && bTarget != nullptr) {

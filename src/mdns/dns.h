@@ -1,6 +1,6 @@
 #pragma once
 // DNS messages as multicast DNS uses them (RFC 1035, RFC 6762): bytes to records and back.
-// Free of I/O and of state; any thread.
+// No I/O, no state; any thread.
 
 #include <array>
 #include <cstddef>
@@ -16,16 +16,16 @@ namespace mdns::dns {
 using Bytes = std::vector<std::uint8_t>;
 
 /// The labels of a name, without dots and without the empty root label: {"_ndi", "_tcp", "local"}.
-/// A label is any 1 to 63 bytes; it may hold dots.
+/// A label is any 1 to 63 bytes, dots included.
 using Name = std::vector<std::string>;
 
-/// Splits at dots: for names whose labels hold none. Empty labels are left out.
+/// Splits at dots, for names whose labels have none. Empty labels are left out.
 [[nodiscard]] Name nameFromText(std::string_view text);
 
 /// Labels joined with dots, for the log.
 [[nodiscard]] std::string nameToText(const Name& name);
 
-/// Names compare without regard to the case of ASCII letters.
+/// Compares names without regard to the case of ASCII letters.
 [[nodiscard]] bool sameName(const Name& a, const Name& b);
 
 /// True when every label is 1 to 63 bytes and the whole fits the 255 bytes of a name.
@@ -60,7 +60,7 @@ struct Srv {
 using Ipv4 = std::array<std::uint8_t, 4>;
 using Ipv6 = std::array<std::uint8_t, 16>;
 
-/// PTR: Name. SRV: Srv. A: Ipv4. AAAA: Ipv6. TXT and every other type: the bytes as they stand.
+/// PTR: Name. SRV: Srv. A: Ipv4. AAAA: Ipv6. TXT and every other type: the bytes, unchanged.
 using RecordData = std::variant<Bytes, Name, Srv, Ipv4, Ipv6>;
 
 struct Record {
@@ -85,17 +85,17 @@ struct Message {
     std::vector<Record> additionals;
 };
 
-/// Reads one message. Nothing when any part of it is malformed, reaches beyond the end or refers
-/// forward, or when it holds more than 1000 questions and records.
+/// Reads one message. Returns nothing when a part of it is malformed, ends beyond the message or
+/// has a compression pointer forward, or when it has more than 1000 questions and records.
 [[nodiscard]] std::optional<Message> parse(const std::uint8_t* bytes, std::size_t size);
 
 /// Writes a message whose names are all isWritable(), compressing owner names and PTR targets.
 [[nodiscard]] Bytes write(const Message& message);
 
-/// The record's data uncompressed, as it is compared between hosts.
+/// The record's data without compression, as the tie-break compares it (RFC 6762, 8.2).
 [[nodiscard]] Bytes dataBytes(const Record& record);
 
-/// Same name, type, class and data; lifetime and cache-flush bit are left out.
+/// Same name, type, class and data; time to live and cache-flush bit may differ.
 [[nodiscard]] bool sameRecord(const Record& a, const Record& b);
 
 }  // namespace mdns::dns

@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kInterfaceInterval{2};
 constexpr std::size_t kMaxHostLabel = 59;
 
-/// Everything that lives on the publisher's thread.
+/// Everything that the publisher's thread alone uses.
 class Engine {
 public:
     Engine(asio::io_context& context, ServiceInfo service, EmbeddedPublisher::OnStatus onStatus)
@@ -36,7 +36,7 @@ public:
                     }),
           m_dueTimer(context),
           m_interfaceTimer(context) {
-        lookAtInterfaces();
+        updateInterfaces();
     }
 
     void sayGoodbye() {
@@ -45,11 +45,11 @@ public:
     }
 
 private:
-    void lookAtInterfaces() {
+    void updateInterfaces() {
         m_interfaceTimer.expires_after(kInterfaceInterval);
         m_interfaceTimer.async_wait([this](asio::error_code error) {
             if (!error) {
-                lookAtInterfaces();
+                updateInterfaces();
             }
         });
         const auto interfaces = multicastInterfaces();
@@ -63,7 +63,7 @@ private:
         proceed();
     }
 
-    /// Does what is due, sends it, and comes back when the next thing is due.
+    /// Does what is due, sends it, and sets the timer for what is due next.
     void proceed() {
         m_responder.advance(Clock::now());
         sendOutgoing();
@@ -88,7 +88,7 @@ private:
             } else if (!m_sockets.sendToGroup(each.link, each.bytes)) {
                 m_links.erase(std::remove(m_links.begin(), m_links.end(), each.link),
                               m_links.end());
-                // Until the next look at the interfaces, which starts it anew.
+                // Left out until the next update of the interfaces, which probes on it again.
                 m_responder.setLinks(m_interfaces, m_links, Clock::now());
             }
         }
@@ -112,12 +112,12 @@ private:
                 break;
             case Responder::State::Probing:
                 m_onStatus(PublishState::Trying,
-                           fmt::format("still asking whether \"{}\" is free", m_instance));
+                           fmt::format("still probing for \"{}\"", m_instance));
                 break;
             case Responder::State::NoLink:
                 m_onStatus(PublishState::Trying,
                            m_sockets.lastError().empty()
-                               ? "no network interface is up and able to multicast"
+                               ? "no network interface is up and supports multicast"
                                : m_sockets.lastError());
                 break;
         }
@@ -145,7 +145,7 @@ private:
     asio::steady_timer m_dueTimer;
     asio::steady_timer m_interfaceTimer;
     std::vector<NetInterface> m_interfaces;
-    std::vector<Link> m_links;  ///< Those that work.
+    std::vector<Link> m_links;  ///< Without those where sending failed.
     std::string m_loggedLinks;
     std::optional<Responder::State> m_reported;
 };
@@ -170,7 +170,7 @@ void EmbeddedPublisher::run(const std::string& instance, const std::string& type
         try {
             m_context->run();
         } catch (const std::exception& error) {
-            HV_ERROR("multicast DNS for \"{}\" stumbled and goes on: {}", instance, error.what());
+            HV_ERROR("multicast DNS for \"{}\" failed: {}; continuing", instance, error.what());
         }
     }
     if (m_goodbye) {

@@ -1,5 +1,5 @@
 #pragma once
-// Publishes a service without the help of a daemon: the Responder, its sockets and a thread.
+// Publishes a service without a daemon: the Responder, its sockets and a thread.
 
 #include <atomic>
 #include <cstdint>
@@ -16,8 +16,8 @@ class io_context;
 
 namespace mdns {
 
-/// Looks at the network interfaces every two seconds (well below a millisecond of work each time),
-/// so that new ones are announced on.
+/// Lists the network interfaces every two seconds (well below a millisecond of work each time) and
+/// announces the service on new and changed ones.
 class EmbeddedPublisher {
 public:
     /// Called on the publisher's own thread at every change.
@@ -31,7 +31,7 @@ public:
     EmbeddedPublisher(const EmbeddedPublisher&) = delete;
     EmbeddedPublisher& operator=(const EmbeddedPublisher&) = delete;
 
-    /// The service lives on, published by somebody else: no goodbye. Any thread.
+    /// Another publisher takes the service over: the destructor says no goodbye. Any thread.
     void leaveQuietly() { m_goodbye = false; }
 
 private:

@@ -14,7 +14,7 @@ namespace {
 
 using asio::ip::udp;
 
-constexpr int kHops = 255;  // Answers with fewer hops left did not start on this link.
+constexpr int kHops = 255;  // RFC 6762, 11.
 
 udp::endpoint groupOf(const Link& link) {
     if (!link.v6) {
@@ -69,7 +69,7 @@ struct MulticastSockets::Socket {
     const Link link;
     const NetInterface on;
     udp::endpoint from;
-    std::array<std::uint8_t, 9000> buffer{};  ///< The longest message that mDNS allows.
+    std::array<std::uint8_t, 9000> buffer{};  ///< RFC 6762, 17: the longest message.
 };
 
 std::vector<Link> linksOf(const std::vector<NetInterface>& interfaces) {

@@ -18,7 +18,7 @@ namespace mdns {
 
 inline constexpr std::uint16_t kPort = 5353;
 
-/// One interface seen through one IP version.
+/// An interface and an IP version.
 struct Link {
     unsigned interfaceIndex = 0;
     bool v6 = false;
@@ -32,13 +32,14 @@ struct Link {
     }
 };
 
-/// The links of the interfaces: one for each IP version they have an address of.
+/// The links of the interfaces: one for each IP version that they have an address of.
 [[nodiscard]] std::vector<Link> linksOf(const std::vector<NetInterface>& interfaces);
 
-/// One thread at a time, the one that runs the io_context. No handler runs after destruction.
+/// One thread at a time, the one that runs the io_context. The handler is not called after
+/// destruction.
 class MulticastSockets {
 public:
-    /// Called for every datagram that arrives; the bytes are valid for the call.
+    /// Called for every datagram that arrives; the bytes are valid during the call.
     using Handler = std::function<void(const Link& link, const asio::ip::udp::endpoint& from,
                                        const std::uint8_t* bytes, std::size_t size)>;
 
@@ -47,16 +48,17 @@ public:
     MulticastSockets(const MulticastSockets&) = delete;
     MulticastSockets& operator=(const MulticastSockets&) = delete;
 
-    /// Opens what is new, closes what is gone, tries again what failed before. A failure is logged
-    /// once. Returns the links that are open.
+    /// Opens sockets on new links, closes those of links that are gone, retries what failed before.
+    /// A failure is logged once. Returns the links that are open.
     std::vector<Link> setInterfaces(const std::vector<NetInterface>& interfaces);
 
-    /// To the multicast group of the link. False when that failed, which is logged once per link.
+    /// Sends to the multicast group of the link. False when that failed, which is logged once per
+    /// link.
     bool sendToGroup(const Link& link, const dns::Bytes& bytes);
 
     bool sendTo(const Link& link, const asio::ip::udp::endpoint& to, const dns::Bytes& bytes);
 
-    /// What went wrong last when opening or sending; "" when nothing did.
+    /// The last error of opening or sending; "" when there was none.
     [[nodiscard]] const std::string& lastError() const { return m_lastError; }
 
 private:

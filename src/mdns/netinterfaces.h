@@ -1,6 +1,5 @@
 #pragma once
-// The network interfaces that multicast DNS can use. Implemented once per platform, but for what
-// both have in common.
+// The network interfaces that multicast DNS can use. Each platform has its own implementation.
 
 #include <asio/ip/address.hpp>
 #include <asio/ip/udp.hpp>
@@ -28,17 +27,16 @@ struct NetInterface {
     }
 };
 
-/// The interfaces that are up, running, able to multicast and have an address. Empty when there is
-/// none or the system can't be asked, which is logged. One system call or two: well below a
-/// millisecond. Any thread.
+/// The interfaces that are up, running, support multicast and have an address. Empty when there is
+/// none, and when listing them failed, which is logged. Well below a millisecond. Any thread.
 [[nodiscard]] std::vector<NetInterface> multicastInterfaces();
 
-/// The address in what the system calls a socket address; it must be one of IPv4 or IPv6, in full
-/// length. For the platforms' parts.
+/// The address in a sockaddr of IPv4 or IPv6, which must have its full length. For the
+/// implementations of multicastInterfaces().
 [[nodiscard]] asio::ip::address toAddress(const asio::ip::udp::endpoint::data_type& address);
 
 /// Platform options of a socket about to be bound to the mDNS port: share the port with other
-/// programs, and receive only from the groups that this very socket joined.
+/// programs, and receive only from the groups that this socket joined itself.
 void shareMulticastPort(asio::ip::udp::socket::native_handle_type socket, bool v6);
 
 }  // namespace mdns

@@ -1,5 +1,5 @@
 #pragma once
-// A service being published, by whatever means this platform has.
+// A service that is published by the means of the platform.
 
 #include <cstdint>
 #include <memory>

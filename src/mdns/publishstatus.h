@@ -1,5 +1,5 @@
 #pragma once
-// How far the publishing of a service has come, told by one thread and awaited by another.
+// The state of a published service, set by the publishing thread and awaited by another one.
 
 #include <chrono>
 #include <condition_variable>
@@ -9,9 +9,9 @@
 namespace mdns {
 
 enum class PublishState {
-    Trying,  ///< Neither established nor given up; the reason says what is in the way, if known.
-    Established,  ///< Visible under its name.
-    NameTaken,    ///< Somebody else has the name; it is tried again now and then.
+    Trying,       ///< Not announced yet; the reason says why, if known.
+    Established,  ///< Announced under its name.
+    NameTaken,    ///< Another host or program publishes the name; it is tried again.
 };
 
 struct PublishStatus {
@@ -35,7 +35,7 @@ public:
         return m_status;
     }
 
-    /// Returns when the name is known to be ours or taken, or after `limit`.
+    /// Returns when the name is announced or found taken, or after `limit`.
     [[nodiscard]] PublishStatus waitSettled(std::chrono::milliseconds limit) const {
         std::unique_lock lock(m_mutex);
         m_changed.wait_for(lock, limit, [this] { return m_status.state != PublishState::Trying; });

@@ -1,5 +1,5 @@
-// DNS messages as anybody on the network may send them: read, written and read again, and handed
-// to a responder that has announced itself.
+// Arbitrary datagrams: read, written and read again, and received by a responder while it probes,
+// announces and runs.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mdns::Responder responder({"A (x)", "_ndi._tcp", 5961, "a"}, 1);
     responder.setLinks({on}, {kLink}, now);
     for (int step = 0; step < 10; ++step) {
-        // While it probes, announces and runs; from an mDNS host and from a plain DNS client.
+        // From an mDNS host and from a plain DNS client.
         const std::uint16_t port = step % 2 == 0 ? mdns::kPort : 40000;
         responder.receive(kLink, {asio::ip::make_address("10.0.0.9"), port}, data, size, now);
         now += std::chrono::milliseconds(300);

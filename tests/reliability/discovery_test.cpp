@@ -26,26 +26,26 @@ using tests::Process;
 using tests::runToEnd;
 using tests::sleepFor;
 
-/// A machine at the other end of a cable.
+/// Another machine, connected by a cable.
 class Discovery : public testing::Test {
 protected:
     Discovery() { m_wire.plug(m_far, 2); }
 
-    /// What somebody finds there who asks the network now.
-    [[nodiscard]] std::string listedThere() const {
+    /// The sources that the other machine finds now.
+    [[nodiscard]] std::string listedFar() const {
         Process monitor(m_far.exec({RELIABILITY_MONITOR, "--list", "--wait", "1.5"}));
         EXPECT_TRUE(monitor.waitFor(30s));
         return monitor.output();
     }
-    [[nodiscard]] bool foundThere(const std::string& text) const {
-        return eventually([&] { return listedThere().find(text) != std::string::npos; }, 40s);
+    [[nodiscard]] bool foundFar(const std::string& text) const {
+        return eventually([&] { return listedFar().find(text) != std::string::npos; }, 40s);
     }
-    [[nodiscard]] bool goneThere(const std::string& text) const {
-        return eventually([&] { return listedThere().find(text) == std::string::npos; }, 40s);
+    [[nodiscard]] bool goneFar(const std::string& text) const {
+        return eventually([&] { return listedFar().find(text) == std::string::npos; }, 40s);
     }
 
-    /// Receives five frames there.
-    void expectItArrives(const std::string& name, const std::string& from) const {
+    /// Receives five frames on the other machine.
+    void expectFrames(const std::string& name, const std::string& from) const {
         Process monitor(
             m_far.exec({RELIABILITY_MONITOR, name, "--frames", "5", "--wait", "10", "--json"}));
         EXPECT_EQ(monitor.waitFor(60s).value_or(-1), 0) << monitor.output();
@@ -56,17 +56,17 @@ protected:
     Host m_far;
 };
 
-/// By our own browser and by Avahi's, on a machine and a network without the other protocol.
+/// By our own browser and by Avahi's, on machines and networks with one IP version only.
 TEST_F(Discovery, OverIPv6OnlyAndOverIPv4Only) {
     const auto without = [&](const std::string& other, const Command& device) {
         runToEnd(Command{"ip", other, "addr", "flush", "dev"} + device);
     };
     const auto check = [&](const std::string& address, const std::string& notAddress) {
-        const AvahiDaemon witness(m_far.exec({}));
+        const AvahiDaemon avahi(m_far.exec({}));
         const Sender sender("Cam", 320, 180);
-        EXPECT_TRUE(foundThere("(Cam)")) << listedThere();
-        EXPECT_THAT(listedThere(), Not(HasSubstr(notAddress)));
-        expectItArrives("Cam", "5961");
+        EXPECT_TRUE(foundFar("(Cam)")) << listedFar();
+        EXPECT_THAT(listedFar(), Not(HasSubstr(notAddress)));
+        expectFrames("Cam", "5961");
         EXPECT_TRUE(AvahiDaemon::finds(";" + address + ";5961;")) << AvahiDaemon::browse();
     };
     without("-4", {"wire"});
@@ -83,30 +83,30 @@ TEST_F(Discovery, OverIPv6OnlyAndOverIPv4Only) {
 TEST_F(Discovery, FollowsTheInterfaceWhileSending) {
     const Sender sender("Cam", 320, 180);
     Crowd viewer(m_far, "10.7.0.1", {"watch:1"});
-    EXPECT_TRUE(foundThere("(Cam)\t10.7.0.1:5961")) << listedThere();
+    EXPECT_TRUE(foundFar("(Cam)\t10.7.0.1:5961")) << listedFar();
 
-    // The cable is pulled for two seconds: the connection outlives that.
+    // The cable is pulled for two seconds: the connection survives that.
     runToEnd({"ip", "link", "set", "port2", "down"});
-    EXPECT_THAT(listedThere(), Not(HasSubstr("Cam")));
+    EXPECT_THAT(listedFar(), Not(HasSubstr("Cam")));
     runToEnd({"ip", "link", "set", "port2", "up"});
-    EXPECT_TRUE(foundThere("(Cam)")) << listedThere();
+    EXPECT_TRUE(foundFar("(Cam)")) << listedFar();
     EXPECT_TRUE(eventually([&] { return viewer.soFar().at(0).lost > 0; }, 40s))
         << "the cable was not pulled";
     const Report seen = viewer.end().at(0);
     EXPECT_EQ(seen.connections, 1U);
     EXPECT_EQ(seen.dropped, 0U);
 
-    // The interface goes and comes back, and then gets another address.
+    // The interface goes down and up again, and then gets another address.
     runToEnd({"ip", "link", "set", "wire", "down"});
     sleepFor(1s);
     runToEnd({"ip", "link", "set", "wire", "up"});
-    EXPECT_TRUE(foundThere("10.7.0.1:5961")) << listedThere();
+    EXPECT_TRUE(foundFar("10.7.0.1:5961")) << listedFar();
     runToEnd({"ip", "addr", "add", "10.7.0.99/24", "dev", "wire"});
     runToEnd({"ip", "addr", "del", "10.7.0.1/24", "dev", "wire"});
     runToEnd({"ip", "addr", "replace", "10.7.0.99/24", "dev", "wire"});
-    EXPECT_TRUE(foundThere("10.7.0.99:5961")) << listedThere();
-    EXPECT_TRUE(goneThere("10.7.0.1:5961")) << listedThere();
-    expectItArrives("Cam", "5961");
+    EXPECT_TRUE(foundFar("10.7.0.99:5961")) << listedFar();
+    EXPECT_TRUE(goneFar("10.7.0.1:5961")) << listedFar();
+    expectFrames("Cam", "5961");
 }
 
 TEST_F(Discovery, TwoMachinesAndThreeProgramsWantOneName) {
@@ -114,7 +114,7 @@ TEST_F(Discovery, TwoMachinesAndThreeProgramsWantOneName) {
     Process rival(m_far.exec({RELIABILITY_SENDER, "Cam"}));
     ASSERT_TRUE(rival.says("ready")) << rival.output();
     {
-        // Our own name is taken by a machine of the same name.
+        // A machine with our host name has taken the name.
         const Sender refused("Cam", 64, 64);
         EXPECT_EQ(refused.instance(), nullptr);
         EXPECT_TRUE(log.says("the name is in use on the network"));
@@ -128,10 +128,10 @@ TEST_F(Discovery, TwoMachinesAndThreeProgramsWantOneName) {
     const auto lines = [](const std::string& text) {
         return std::count(text.begin(), text.end(), '\n');
     };
-    EXPECT_TRUE(eventually([&] { return lines(listedThere()) == 4; }, 40s));
+    EXPECT_TRUE(eventually([&] { return lines(listedFar()) == 4; }, 40s));
     std::set<std::string> names;
     std::set<std::string> addresses;
-    std::istringstream list(listedThere());
+    std::istringstream list(listedFar());
     for (std::string line; std::getline(list, line);) {
         const auto tab = line.find('\t');
         names.insert(line.substr(line.rfind('(', tab), tab - line.rfind('(', tab)));
@@ -139,26 +139,26 @@ TEST_F(Discovery, TwoMachinesAndThreeProgramsWantOneName) {
     }
     EXPECT_EQ(names, (std::set<std::string>{"(Cam)", "(Cam1)", "(Cam2)", "(Cam3)"}));
     EXPECT_EQ(addresses.size(), 4U) << "ports do not collide";
-    expectItArrives("Cam2", "10.7.0.1:");
+    expectFrames("Cam2", "10.7.0.1:");
 
-    // Who crashes says no goodbye: who asks afterwards gets no answer, the others are still there.
+    // A crashed source says no goodbye, and answers no query afterwards. The others still do.
     second.signal(SIGKILL);
     rival.signal(SIGKILL);
-    EXPECT_TRUE(eventually([&] { return lines(listedThere()) == 2; }, 40s)) << listedThere();
-    EXPECT_TRUE(goneThere("(Cam)"));
+    EXPECT_TRUE(eventually([&] { return lines(listedFar()) == 2; }, 40s)) << listedFar();
+    EXPECT_TRUE(goneFar("(Cam)"));
 }
 
-/// What others remember of a crashed source is gone when its time to live is over.
-TEST_F(Discovery, ACrashIsForgottenAfterTheTimeToLive) {
+/// A crashed source stays in the caches of others until its time to live is over.
+TEST_F(Discovery, ACrashedSourceExpiresAfterItsTimeToLive) {
     if (!longForm()) {
         GTEST_SKIP() << "takes two minutes; RELIABILITY_LONG=1";
     }
-    const AvahiDaemon witness;
+    const AvahiDaemon avahi;
     Process crashing(m_far.exec({RELIABILITY_SENDER, "Crash"}));
     ASSERT_TRUE(crashing.says("ready"));
     EXPECT_TRUE(AvahiDaemon::finds(";10.7.0.2;5961;"));
     crashing.signal(SIGKILL);
-    EXPECT_THAT(AvahiDaemon::browse(), HasSubstr(";10.7.0.2;5961;")) << "remembered";
+    EXPECT_THAT(AvahiDaemon::browse(), HasSubstr(";10.7.0.2;5961;")) << "cached";
     sleepFor(125s);
     EXPECT_THAT(AvahiDaemon::browse(), Not(HasSubstr(";10.7.0.2;5961;")));
 }

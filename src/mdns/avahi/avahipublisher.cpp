@@ -32,14 +32,14 @@ void AvahiPublisher::run(std::chrono::milliseconds limit) {
         connect();
     } else {
         if (avahi_simple_poll_iterate(m_poll.get(), static_cast<int>(limit.count())) != 0) {
-            std::this_thread::sleep_for(limit);  // Polling itself fails; do not spin on it.
+            std::this_thread::sleep_for(limit);  // Polling itself failed; no busy loop.
         }
     }
     if (m_clientState == AVAHI_CLIENT_FAILURE) {
         forgetService();
         m_client.reset();
     } else if (m_clientState != AVAHI_CLIENT_S_RUNNING) {
-        // The daemon is settling its host name, or away: what was registered is void.
+        // The daemon probes for its host name, or has stopped: it has dropped the service.
         forgetService();
         m_nextAttempt = {};
         m_status = {PublishState::Trying, "the Avahi daemon is not ready yet"};
@@ -74,10 +74,10 @@ PublishStatus AvahiPublisher::publish() {
 void AvahiPublisher::registerService() {
     m_nextAttempt = Clock::now() + kAttemptInterval;
     m_status.state = PublishState::Trying;
-    m_status.reason = fmt::format("the Avahi daemon is still asking for \"{}\"", m_instance);
+    m_status.reason = fmt::format("the Avahi daemon is still probing for \"{}\"", m_instance);
     m_group.reset(avahi_entry_group_new(m_client.get(), &AvahiPublisher::groupChanged, this));
     if (!m_group) {
-        fail("making an entry group", avahi_client_errno(m_client.get()));
+        fail("creating an entry group", avahi_client_errno(m_client.get()));
         return;
     }
     int result = avahi_entry_group_add_service_strlst(
@@ -114,7 +114,7 @@ void AvahiPublisher::clientChanged(AvahiClient* client, AvahiClientState state, 
     auto& publisher = *static_cast<AvahiPublisher*>(self);
     publisher.m_clientState = state;
     if (state == AVAHI_CLIENT_FAILURE) {
-        // Freed by run(), once this callback is over, and connected again at once.
+        // run() frees the client after this callback, and connects again at once.
         publisher.m_nextConnect = Clock::now();
         publisher.m_nextAttempt = {};
         publisher.m_status = {PublishState::Trying,
@@ -138,7 +138,8 @@ void AvahiPublisher::groupChanged(AvahiEntryGroup* /*group*/, AvahiEntryGroupSta
             break;
         case AVAHI_ENTRY_GROUP_FAILURE:
             publisher.m_registered = false;
-            publisher.m_status = {PublishState::Trying, "the Avahi daemon gave the service up"};
+            publisher.m_status = {PublishState::Trying,
+                                  "the Avahi daemon failed to publish the service"};
             break;
         case AVAHI_ENTRY_GROUP_UNCOMMITED:
         case AVAHI_ENTRY_GROUP_REGISTERING:

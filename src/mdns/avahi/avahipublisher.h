@@ -14,8 +14,8 @@
 
 namespace mdns {
 
-/// One thread, except for wakeUp(). The calls to the daemon wait for its answer: at once from a
-/// daemon that is well; one that hangs is given up on by D-Bus after 25 seconds.
+/// One thread, except for wakeUp(). Calls to the daemon block until it replies. When it hangs,
+/// D-Bus ends the call with an error after 25 seconds.
 class AvahiPublisher {
 public:
     AvahiPublisher(std::string instance, std::string type, std::uint16_t port);
@@ -25,19 +25,19 @@ public:
     AvahiPublisher(const AvahiPublisher&) = delete;
     AvahiPublisher& operator=(const AvahiPublisher&) = delete;
 
-    /// Handles what the daemon has to say, for at most `limit` or until wakeUp(). Connects first
-    /// when there is no connection; without a bus that is tried every five seconds, which costs
-    /// one attempt to connect to a local socket.
+    /// Handles the daemon's messages for at most `limit` or until wakeUp(). Connects first when
+    /// there is no connection; without a bus that is retried every five seconds, at the cost of one
+    /// attempt to connect to a local socket.
     void run(std::chrono::milliseconds limit);
 
     /// Ends run() early. Any thread.
     void wakeUp();
 
-    /// A daemon is there; it may still be settling its host name.
+    /// A daemon runs; it may still be probing for its host name.
     [[nodiscard]] bool daemonPresent() const;
 
-    /// Registers the service if that has not been done yet and the daemon is ready, and says how
-    /// far it is. A taken name is tried again every ten seconds.
+    /// Registers the service if that has not been done yet and the daemon is ready. Returns the
+    /// state. A taken name is retried every ten seconds.
     [[nodiscard]] PublishStatus publish();
 
 private:
@@ -62,11 +62,11 @@ private:
     std::unique_ptr<AvahiSimplePoll, Free<avahi_simple_poll_free>> m_poll;
     std::unique_ptr<AvahiClient, Free<avahi_client_free>> m_client;
     std::unique_ptr<AvahiEntryGroup, Free<avahi_entry_group_free>> m_group;
-    bool m_registered = false;  ///< The daemon has the service and did not give it back.
+    bool m_registered = false;  ///< The daemon has the service and reported no failure.
     AvahiClientState m_clientState = AVAHI_CLIENT_FAILURE;
     PublishStatus m_status;
     std::chrono::steady_clock::time_point m_nextConnect;
-    std::chrono::steady_clock::time_point m_nextAttempt;  ///< Of a name that was taken or refused.
+    std::chrono::steady_clock::time_point m_nextAttempt;  ///< After a name was taken or refused.
 };
 
 }  // namespace mdns

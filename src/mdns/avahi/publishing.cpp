@@ -14,12 +14,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// A daemon that restarts is back within this time; no need to step in.
+/// A daemon that restarts is back within this time; the embedded responder does not take over.
 constexpr std::chrono::seconds kRestartTime{2};
-constexpr std::chrono::seconds kLookInterval{1};
+constexpr std::chrono::seconds kPollTime{1};
 
-/// The Avahi daemon publishes while it runs, the embedded responder while it does not. One of the
-/// two at a time: each would take the other one for somebody else with the same name.
+/// The Avahi daemon publishes while it runs, the embedded responder while it does not. Never both:
+/// each would see a conflict with the other one.
 class DaemonOrEmbedded : public Publishing {
 public:
     DaemonOrEmbedded(const std::string& instance, std::uint16_t port)
@@ -37,7 +37,7 @@ public:
 private:
     void run() {
         while (!m_stop) {
-            m_avahi.run(kLookInterval);
+            m_avahi.run(kPollTime);
             if (m_avahi.daemonPresent()) {
                 publishThroughDaemon();
             } else {
@@ -47,7 +47,7 @@ private:
     }
 
     void publishThroughDaemon() {
-        m_daemonMissedSince.reset();
+        m_daemonGoneSince.reset();
         m_daemonSeen = true;
         if (m_embedded) {
             HV_INFO("an Avahi daemon has appeared; it takes over \"{}\"", m_instance);
@@ -81,8 +81,8 @@ private:
             return;
         }
         const auto now = Clock::now();
-        m_daemonMissedSince = m_daemonMissedSince.value_or(now);
-        if (m_daemonSeen && now - *m_daemonMissedSince < kRestartTime) {
+        m_daemonGoneSince = m_daemonGoneSince.value_or(now);
+        if (m_daemonSeen && now - *m_daemonGoneSince < kRestartTime) {
             return;
         }
         m_logged = {};
@@ -97,7 +97,7 @@ private:
     const std::uint16_t m_port;
     AvahiPublisher m_avahi;
     std::optional<EmbeddedPublisher> m_embedded;
-    std::optional<Clock::time_point> m_daemonMissedSince;
+    std::optional<Clock::time_point> m_daemonGoneSince;
     bool m_daemonSeen = false;
     PublishStatus m_logged;
     std::atomic<bool> m_stop{false};

@@ -28,7 +28,7 @@ std::vector<NetInterface> multicastInterfaces() {
     constexpr ULONG kFlags =
         GAA_FLAG_SKIP_ANYCAST | GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_SKIP_DNS_SERVER;
     ULONG size = 16 * 1024;
-    std::vector<std::uint64_t> buffer;  // 64-bit words, for the records' alignment.
+    std::vector<std::uint64_t> buffer;  // 64-bit words align the list.
     ULONG result = ERROR_BUFFER_OVERFLOW;
     IP_ADAPTER_ADDRESSES* list = nullptr;
     for (int attempt = 0; attempt < 3 && result == ERROR_BUFFER_OVERFLOW; ++attempt) {
@@ -64,7 +64,8 @@ std::vector<NetInterface> multicastInterfaces() {
 }
 
 void shareMulticastPort(asio::ip::udp::socket::native_handle_type, bool) {
-    // SO_REUSEADDR alone shares the port here, and a socket hears only the groups it joined.
+    // On Windows SO_REUSEADDR shares the port, and a socket receives only from the groups that it
+    // joined.
 }
 
 }  // namespace mdns

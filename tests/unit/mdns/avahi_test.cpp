@@ -1,5 +1,5 @@
-// Publishing through an Avahi daemon that comes, goes and is killed, and through the embedded
-// responder meanwhile.
+// Publishing through an Avahi daemon that starts, stops and is killed, and through the embedded
+// responder while there is none.
 #include <gtest/gtest.h>
 
 #include <asio/io_context.hpp>
@@ -22,7 +22,7 @@ using tests::eventually;
 
 const bool kOwnBus = setenv("DBUS_SYSTEM_BUS_ADDRESS", AvahiDaemon::kAddress, 1) == 0;
 
-/// Asks the network itself where `instance` is: the host that answers, or "" when nobody does.
+/// The host that answers a query for the SRV record of `instance`; "" without an answer.
 std::string hostOf(const std::string& instance) {
     namespace dns = mdns::dns;
     asio::io_context context;
@@ -65,7 +65,7 @@ TEST(AvahiPublishing, OutlivesTheDaemon) {
     ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
     EXPECT_EQ(mdns::announceService("HOST (first)", 5962).result, mdns::AnnounceResult::NameTaken);
     EXPECT_TRUE(servedBy(kDaemon));
-    // A restart within two seconds is not stepped into.
+    // The embedded responder does not take over from a daemon that is back within two seconds.
     for (const int signal : {SIGTERM, SIGKILL}) {
         daemon.end(signal);
         daemon.start();
@@ -83,7 +83,7 @@ TEST(AvahiPublishing, OutlivesTheDaemon) {
         eventually([] { return AvahiDaemon::browse().find("first") == std::string::npos; }));
 }
 
-TEST(AvahiPublishing, StartsWithoutABusAndTakesTheDaemonWhenItComes) {
+TEST(AvahiPublishing, StartsWithoutABusAndSwitchesToADaemonThatStarts) {
     std::filesystem::remove("/run/test-bus");
     auto source = mdns::announceService("HOST (first)", 5961);
     ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;

@@ -43,7 +43,7 @@ Message everyRecord() {
     return all;
 }
 
-TEST(Dns, ReadsWhatItWrote) {
+TEST(Dns, ReadsItsOwnMessages) {
     const Message sent = everyRecord();
     const Bytes wire = write(sent);
     const auto read = parsed(wire);
@@ -56,14 +56,14 @@ TEST(Dns, ReadsWhatItWrote) {
         EXPECT_EQ(read->answers[i].ttl, sent.answers[i].ttl) << i;
         EXPECT_EQ(read->answers[i].cacheFlush, sent.answers[i].cacheFlush) << i;
     }
-    EXPECT_EQ(write(*read), wire) << "the same in every section";
-    // "_ndi._tcp.local" stands in the message once.
+    EXPECT_EQ(write(*read), wire) << "every section is the same";
+    // "_ndi._tcp.local" is in the message once.
     const std::string text(wire.begin(), wire.end());
     EXPECT_EQ(text.find("_ndi"), text.rfind("_ndi"));
 }
 
 TEST(Dns, ReadsKnownBytes) {
-    // What a browser asks: PTR of _ndi._tcp.local, then its answer with a pointer into the
+    // The query of a browser, PTR of _ndi._tcp.local, and an answer with a pointer into the
     // question.
     const auto read = parsed(
         message(1, 1, bytes({4,   '_', 'n', 'd',  'i',  4,  '_', 't', 'c',  'p',  5, 'l', 'o',
@@ -108,12 +108,9 @@ TEST(Dns, RefusesHostileMessages) {
     for (const auto& each : cases) {
         EXPECT_FALSE(parsed(each.wire)) << each.what;
     }
-}
-
-TEST(Dns, RefusesMessagesCutAtEveryByte) {
     const Bytes whole = write(everyRecord());
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        // A copy of exactly this size, so that a read beyond it is caught.
+        // A copy of exactly this size, so that a sanitizer finds a read beyond it.
         EXPECT_FALSE(parsed(Bytes(whole.begin(), whole.begin() + static_cast<long>(size)))) << size;
     }
 }

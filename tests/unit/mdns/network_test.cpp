@@ -1,5 +1,5 @@
-// The embedded responder on a real network stack, seen by Avahi as an independent witness. Our own
-// process finds no D-Bus here, so that mdns::announceService() takes the embedded responder.
+// The embedded responder on a real network stack, observed by Avahi. Our own process finds no D-Bus
+// here, so that mdns::announceService() uses the embedded responder.
 #include <gmock/gmock.h>
 
 #include "mdns/announcement.h"
@@ -12,8 +12,8 @@ using mdns::announceService;
 using testing::HasSubstr;
 using tests::AvahiDaemon;
 
-TEST(EmbeddedResponder, IsFoundAndItsGoodbyeHeard) {
-    const AvahiDaemon witness;
+TEST(EmbeddedResponder, IsResolvedAndSaysGoodbye) {
+    const AvahiDaemon avahi;
     auto source = mdns::announceService("HOST (first)", 5961);
     ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
     auto second = mdns::announceService("HOST (second)", 5962);
@@ -30,8 +30,8 @@ TEST(EmbeddedResponder, IsFoundAndItsGoodbyeHeard) {
     EXPECT_EQ(browser->output().find("-;lo;IPv4;HOST\\032\\040second"), std::string::npos);
 }
 
-TEST(EmbeddedResponder, FindsNamesTaken) {
-    const AvahiDaemon witness;
+TEST(EmbeddedResponder, DetectsTakenNames) {
+    const AvahiDaemon avahi;
     const auto rival =
         AvahiDaemon::tool({"avahi-publish", "-s", "HOST (first)", "_ndi._tcp", "7000"});
     ASSERT_TRUE(rival->says("Established"));
@@ -49,7 +49,7 @@ TEST(EmbeddedResponder, FindsNamesTaken) {
     EXPECT_TRUE(late->says("collision")) << late->output();
 }
 
-TEST(EmbeddedResponder, RefusesNamesThatCannotBe) {
+TEST(EmbeddedResponder, RefusesInvalidNames) {
     for (const std::string& bad : {std::string(), std::string(64, 'x'), std::string("a\xFF")}) {
         const auto outcome = mdns::announceService(bad, 5961);
         EXPECT_EQ(outcome.result, mdns::AnnounceResult::Failed);
@@ -65,7 +65,7 @@ TEST(EmbeddedResponder, WaitsForANetwork) {
     EXPECT_TRUE(source.announcement);
     EXPECT_THAT(source.reason, HasSubstr("no network interface"));
     tests::runToEnd({"ip", "link", "set", "lo", "multicast", "on"});
-    const AvahiDaemon witness;
+    const AvahiDaemon avahi;
     EXPECT_TRUE(AvahiDaemon::finds(";127.0.0.1;5961;"));
 }
 

@@ -1,4 +1,4 @@
-// The responder's logic: two or more of them on a cable made of vectors, in a time made of numbers.
+// The responder without sockets: several of them on a simulated cable, with a simulated clock.
 #include "mdns/responder.h"
 
 #include <gtest/gtest.h>
@@ -21,8 +21,8 @@ struct Sent {
     dns::Message message;
 };
 
-/// Hosts 10.0.0.1, 10.0.0.2 ... on one cable. Everything multicast reaches everybody, its sender
-/// included, at once.
+/// Hosts 10.0.0.1, 10.0.0.2 ... on one cable. A multicast reaches all of them at once, its sender
+/// included.
 class Cable {
 public:
     struct Host {
@@ -53,7 +53,7 @@ public:
         }
     }
 
-    /// From the test to everybody, from `port` of host `from`.
+    /// Multicasts from `port` of host `from`, which is not one of ours.
     void send(const dns::Message& message, std::uint16_t port = kPort, int from = 99) {
         const auto wire = dns::write(message);
         for (auto& host : m_hosts) {
@@ -176,7 +176,7 @@ TEST_F(Established, AnswersQuestions) {
         {"everything", instanceName("a (X)"), dns::kTypeAny, 2, 1},
         {"address", dns::nameFromText("a.local"), dns::kTypeA, 1, 0},
         {"no such address", dns::nameFromText("a.local"), dns::kTypeAaaa, 0, 0},
-        {"somebody else", instanceName("B (x)"), dns::kTypeSrv, 0, 0},
+        {"another instance", instanceName("B (x)"), dns::kTypeSrv, 0, 0},
     };
     for (const auto& each : cases) {
         cable.run(milliseconds(1500));
@@ -190,7 +190,7 @@ TEST_F(Established, AnswersQuestions) {
             EXPECT_EQ(sent[0].message.additionals.size(), each.additionals) << each.what;
         }
     }
-    // Asked again and again within a second: one answer a second.
+    // However often it is queried: one answer a second.
     for (int i = 0; i < 20; ++i) {
         cable.send(ask(kType, dns::kTypePtr));
         cable.run(milliseconds(100));
@@ -200,14 +200,14 @@ TEST_F(Established, AnswersQuestions) {
     EXPECT_LE(sent.size(), 3U);
 }
 
-TEST_F(Established, AnswersByUnicastWhereAsked) {
+TEST_F(Established, AnswersByUnicast) {
     cable.send(ask(kType, dns::kTypePtr, true));
     auto sent = cable.taken();
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].to, udp::endpoint(Cable::address(99), kPort));
     EXPECT_EQ(find(sent[0].message.answers, dns::kTypePtr)->ttl, 4500U);
 
-    // The record was multicast long ago: everybody's cache profits.
+    // More than a quarter of its time to live after the last multicast: multicast again.
     cable.run(milliseconds(40000));
     cable.send(ask(instanceName("A (x)"), dns::kTypeSrv, true));
     cable.run(milliseconds(200));
@@ -215,7 +215,7 @@ TEST_F(Established, AnswersByUnicastWhereAsked) {
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_FALSE(sent[0].to);
 
-    // A plain DNS client: its id and question come back, and short lifetimes.
+    // A plain DNS client gets its id and question back, and a short time to live.
     auto legacy = ask(kType, dns::kTypePtr);
     legacy.id = 77;
     cable.send(legacy, 40000);
@@ -227,7 +227,7 @@ TEST_F(Established, AnswersByUnicastWhereAsked) {
     EXPECT_LE(sent[0].message.answers.at(0).ttl, 10U);
 }
 
-TEST_F(Established, LeavesOutWhatTheAskerKnows) {
+TEST_F(Established, SuppressesKnownAnswers) {
     dns::Record known;
     known.name = kType;
     known.type = dns::kTypePtr;
@@ -240,7 +240,7 @@ TEST_F(Established, LeavesOutWhatTheAskerKnows) {
         cable.run(milliseconds(1500));
         EXPECT_EQ(cable.taken().size(), answers) << ttl;
     }
-    // What it knows comes in a second message.
+    // The known answers follow in a second message.
     auto query = ask(kType, dns::kTypePtr);
     query.truncated = true;
     cable.send(query);
@@ -253,77 +253,74 @@ TEST_F(Established, LeavesOutWhatTheAskerKnows) {
     EXPECT_TRUE(cable.taken().empty());
 }
 
-TEST(Responder, FindsTheNameTaken) {
+TEST(Responder, DetectsATakenNameAndTakesItOnceItIsFree) {
     Cable cable;
     auto& first = cable.add("A (x)", 5961, "a");
     cable.run(milliseconds(3000));
     auto& second = cable.add("a (X)", 5961, "b");
-    cable.run(milliseconds(1200));
-    EXPECT_EQ(first.state(), State::Established);
-    EXPECT_EQ(second.state(), State::NameTaken);
-    // It stays taken over the next attempts ...
-    cable.run(milliseconds(30000));
-    EXPECT_EQ(first.state(), State::Established);
-    EXPECT_EQ(second.state(), State::NameTaken);
-    // ... and is ours once it is free.
+    for (const int wait : {1200, 30000}) {
+        cable.run(milliseconds(wait));
+        EXPECT_EQ(first.state(), State::Established);
+        EXPECT_EQ(second.state(), State::NameTaken);
+    }
     cable.goodbye(first);
     cable.run(milliseconds(12000));
     EXPECT_EQ(second.state(), State::Established);
 }
 
-TEST(Responder, OneOfTwoThatStartTogetherWins) {
-    Cable cable;
-    auto& first = cable.add("A (x)", 5961, "a");
-    auto& second = cable.add("A (x)", 5962, "b");
-    cable.run(milliseconds(3000));
-    // The greater record wins: port 5962.
-    EXPECT_EQ(first.state(), State::NameTaken);
-    EXPECT_EQ(second.state(), State::Established);
-}
-
-/// Their records differ in nothing but the address, until one of them changes its host name.
-TEST(Responder, TwoMachinesOfOneNameShareNoSource) {
-    for (const int headStart : {0, 100, 5000}) {
+TEST(Responder, OneOfTwoHostsGetsTheName) {
+    const struct {
+        int headStart;
+        const char* secondHost;
+        std::uint16_t secondPort;
+    } cases[] = {
+        {0, "b", 5962},  // The tie-break: the greater record, port 5962, goes first.
+        {0, "a", 5961},  // Hosts of one name: the records differ in nothing but the address.
+        {100, "a", 5961},
+        {5000, "a", 5961},
+    };
+    for (const auto& each : cases) {
         Cable cable;
         auto& first = cable.add("A (x)", 5961, "a");
-        cable.run(milliseconds(headStart));
-        auto& second = cable.add("A (x)", 5961, "a");
+        cable.run(milliseconds(each.headStart));
+        auto& second = cable.add("A (x)", each.secondPort, each.secondHost);
         cable.run(milliseconds(8000));
         const bool firstHasIt = first.state() == State::Established;
-        EXPECT_NE(firstHasIt, second.state() == State::Established) << headStart;
-        EXPECT_NE(first.state() == State::NameTaken, second.state() == State::NameTaken)
-            << headStart;
+        EXPECT_EQ((firstHasIt ? second : first).state(), State::NameTaken) << each.headStart;
+        EXPECT_EQ((firstHasIt ? first : second).state(), State::Established) << each.headStart;
         EXPECT_NE(first.hostName(), second.hostName());
-        EXPECT_TRUE(firstHasIt || headStart < 1000);
+        if (each.secondPort == 5962 || each.headStart > 1000) {
+            EXPECT_EQ(firstHasIt, each.secondPort == 5961);
+        }
     }
 }
 
-TEST_F(Established, AsksAgainWhenTheNameIsContestedLater) {
+TEST_F(Established, ProbesAgainOnAConflict) {
     dns::Message rival;
     rival.response = true;
     rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
                       dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
 
-    // Not from the mDNS port, or from another network: nobody on this link said that.
+    // Not from the mDNS port: not from a responder.
     cable.send(rival, 40000);
     EXPECT_EQ(one.state(), State::Established);
-    rival.answers[0].ttl = 0;  // A goodbye contests nothing.
+    rival.answers[0].ttl = 0;  // A goodbye is no conflict.
     cable.send(rival);
     EXPECT_EQ(one.state(), State::Established);
 
     rival.answers[0].ttl = 120;
     cable.send(rival);
     EXPECT_EQ(one.state(), State::Probing);
-    cable.run(milliseconds(1200));  // Nobody insists.
+    cable.run(milliseconds(1200));  // The other host gives way.
     EXPECT_EQ(one.state(), State::Established);
 
     cable.send(rival);
     cable.run(milliseconds(400));
-    cable.send(rival);  // Somebody insists.
+    cable.send(rival);  // The other host defends it.
     EXPECT_EQ(one.state(), State::NameTaken);
 }
 
-TEST_F(Established, GivesWayWithTheHostNameToAnotherMachineOnly) {
+TEST_F(Established, GivesUpTheHostNameToAnotherMachineOnly) {
     dns::Message owner;
     owner.response = true;
     owner.answers = {{dns::nameFromText("a.local"), dns::kTypeA, dns::kClassIn, true, 120,
