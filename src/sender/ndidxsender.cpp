@@ -6,12 +6,12 @@
 #include <optional>
 #include <utility>
 
-#include "capture/devicename.h"
 #include "ndi/ndilibrary.h"
 #include "sender/senderstatistics.h"
 #include "sender/videoframe.h"
 #include "support/clock.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ bool NdiDxSender::initParmeter(int x, int y, int w, int h, int framerate, std::s
 }
 
 bool NdiDxSender::initCapture(const std::string& outputName) {
-    auto deviceName = capture::wideDeviceName(outputName);
+    auto deviceName = support::wideFromUtf8(outputName);
     if (deviceName.size() > kLongestOutputName) {
         HV_WARN("an output's name of {} characters is too long, {} are allowed", deviceName.size(),
                 kLongestOutputName);

@@ -5,9 +5,9 @@
 #include <thread>
 #include <utility>
 
-#include "capture/devicename.h"
 #include "capture/x11/screensession.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 using capture::x11::Rect;
 using capture::x11::ScreenSession;
@@ -64,17 +64,17 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     if (deviceName != nullptr) {
         m_deviceName = deviceName;
     } else if (!monitors.empty()) {
-        m_deviceName = capture::wideDeviceName(monitors.front().name);
+        m_deviceName = support::wideFromUtf8(monitors.front().name);
     }
     locateOutput();
     if (!m_output) {
         HV_WARN("no screen capture from output \"{}\" of X display \"{}\": its outputs are {}",
-                capture::utf8DeviceName(m_deviceName), m_display, namesOf(monitors));
+                support::utf8FromWide(m_deviceName), m_display, namesOf(monitors));
         ReleaseAll();
         return false;
     }
     HV_INFO("screen capture from output \"{}\" of X display \"{}\", {}x{} at {},{}{}",
-            capture::utf8DeviceName(m_deviceName), m_display, m_output->width, m_output->height,
+            support::utf8FromWide(m_deviceName), m_display, m_output->width, m_output->height,
             m_output->x, m_output->y,
             m_session->damage() != nullptr
                 ? ""
@@ -156,7 +156,7 @@ bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned c
         return false;
     }
     if (std::exchange(m_failing, false)) {
-        HV_INFO("output \"{}\" can be read again", capture::utf8DeviceName(m_deviceName));
+        HV_INFO("output \"{}\" can be read again", support::utf8FromWide(m_deviceName));
     }
     reportDirtyRows(read);
     m_lastRead = read;
@@ -200,7 +200,7 @@ bool X11CaptureScreen::connect() {
 void X11CaptureScreen::locateOutput() {
     std::optional<Rect> found;
     for (const auto& monitor : m_session->monitors()) {
-        if (!found && capture::wideDeviceName(monitor.name) == m_deviceName) {
+        if (!found && support::wideFromUtf8(monitor.name) == m_deviceName) {
             found = areaOf(monitor);
         }
     }
@@ -212,11 +212,11 @@ void X11CaptureScreen::locateOutput() {
     }
     m_output = found;
     if (m_output) {
-        HV_INFO("output \"{}\" is now {}x{} at {},{}", capture::utf8DeviceName(m_deviceName),
+        HV_INFO("output \"{}\" is now {}x{} at {},{}", support::utf8FromWide(m_deviceName),
                 m_output->width, m_output->height, m_output->x, m_output->y);
     } else {
         HV_WARN("output \"{}\" was switched off; waiting for it",
-                capture::utf8DeviceName(m_deviceName));
+                support::utf8FromWide(m_deviceName));
     }
 }
 
@@ -261,6 +261,6 @@ void X11CaptureScreen::fail() {
     m_nextTry = Clock::now() + kRetryInterval;
     if (m_session->alive() && !std::exchange(m_failing, true)) {
         HV_WARN("output \"{}\" of X display \"{}\" can't be read: trying again",
-                capture::utf8DeviceName(m_deviceName), m_display);
+                support::utf8FromWide(m_deviceName), m_display);
     }
 }

@@ -4,6 +4,7 @@
 
 #include "screens/enumeration.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace screens {
 namespace {
@@ -12,17 +13,6 @@ using Microsoft::WRL::ComPtr;
 
 // A driver that never says where its outputs end must not keep the window from opening.
 constexpr UINT kMaxOutputs = 256;
-
-std::string utf8(const wchar_t* wide) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) {
-        return {};
-    }
-    std::string text(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), size, nullptr, nullptr);
-    text.pop_back();  // The terminating zero.
-    return text;
-}
 
 OutputDescInfo outputInfo(IDXGIOutput& output) {
     DXGI_OUTPUT_DESC description = {};
@@ -33,7 +23,7 @@ OutputDescInfo outputInfo(IDXGIOutput& output) {
     info.top = desktop.top;
     info.right = desktop.right;
     info.bottom = desktop.bottom;
-    info.deviceName = utf8(description.DeviceName);
+    info.deviceName = support::utf8FromWide(description.DeviceName);
     return info;
 }
 
@@ -42,7 +32,7 @@ DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
     adapter.GetDesc(&description);
     DeviceAdaptorInfo info;
     info.deviceId = description.DeviceId;
-    info.adaptorName = utf8(description.Description);
+    info.adaptorName = support::utf8FromWide(description.Description);
     info.luidLowPart = static_cast<std::uint32_t>(description.AdapterLuid.LowPart);
     info.luidHighPart = static_cast<std::int32_t>(description.AdapterLuid.HighPart);
 

@@ -118,7 +118,7 @@ TEST(X11Servers, BadInputIsRefusedWithOneLineAndTheNextTryMaySucceed) {
         std::wstring output;
         std::string logged;
     } kCases[] = {
-        {"", L"screen", "no screen capture from X display \"\": the display's name is missing"},
+        {"", L"screen", "no screen capture from X display \"\": the display name is missing"},
         {"nonsense", L"screen", "no screen capture from X display \"nonsense\""},
         {display.name() + ".7", L"screen", "no such screen"},
         {palette.name(), L"screen", "a palette"},
