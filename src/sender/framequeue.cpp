@@ -14,7 +14,7 @@ void FrameQueue::close() {
 
 void FrameQueue::setOpen(bool open) {
     {
-        // Both mutexes, or a thread between its test and its wait would miss the news for good.
+        // Both mutexes, so that no thread is between its test and its wait.
         const std::lock_guard popLock(m_popMutex);
         const std::lock_guard pushLock(m_pushMutex);
         m_open = open;
@@ -33,8 +33,8 @@ void FrameQueue::push(support::FramePtr frame) {
         m_buffer[m_write % m_capacity] = std::move(frame);
         ++m_write;
     }
-    // Passing through popMutex means that the consumer is either before its test or already
-    // waiting, so that this frame is not left lying until the next one comes.
+    // After taking popMutex once, the consumer is either before its test or already waiting, so the
+    // notification can't be lost.
     { const std::lock_guard lock(m_popMutex); }
     m_notEmpty.notify_all();
 }

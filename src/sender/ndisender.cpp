@@ -38,7 +38,7 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
         return false;
     }
     if (h > std::numeric_limits<int>::max() / 4 / w) {
-        HV_WARN("a region of {}x{} pixels is too large to be sent", w, h);
+        HV_WARN("a region of {}x{} pixels is too large: a frame buffer has at most 2 GiB", w, h);
         return false;
     }
     m_bOpened = false;
@@ -78,7 +78,7 @@ bool NDISender::openDevice(int rate) {
     const AVInputFormat* format = av_find_input_format(device.format);
     AVFormatContext* demuxer = nullptr;
     int result = AVERROR_DEMUXER_NOT_FOUND;
-    if (format != nullptr) {  // Without a format FFmpeg would look for a file of that name.
+    if (format != nullptr) {  // Without a format FFmpeg would open a file of that name.
         result = avformat_open_input(&demuxer, device.source.c_str(), format, &options);
     }
     const support::DictionaryPtr unusedOptions(options);
@@ -88,8 +88,8 @@ bool NDISender::openDevice(int rate) {
         return false;
     }
 
-    // A grabbing device says its rate itself. Measuring it would hold the window up for 20 frames
-    // and send them later, stale.
+    // A grabbing device reports its rate. Measuring it would block the window for 20 frames and
+    // send them late.
     demuxer->fps_probe_size = 0;
     result = avformat_find_stream_info(demuxer, nullptr);
     if (result < 0) {
@@ -169,7 +169,7 @@ void NDISender::reset() {
 void NDISender::captureFrame(VsFrame* vsFrame) {
     HV_INFO("captureFrame begin");
     if (!vsFrame->packet) {
-        // Nothing but initParmeter() can change that, and only after pause().
+        // Only initParmeter() can change that, and only after pause().
         HV_INFO("vsFrame->packet is nullptr");
         return;
     }
@@ -202,7 +202,7 @@ void NDISender::decodeAndPush(VsFrame& vsFrame) {
 
 void NDISender::sendFrameThread() {
     sender::FrameTimes times;
-    bool saidUnreadable = false;
+    bool warnedOfFormat = false;
     while (m_bRun) {
         const support::FramePtr frame = m_queue.pop();
         const std::int64_t start = getLocalTimeUs();
@@ -212,9 +212,9 @@ void NDISender::sendFrameThread() {
         }
         if (!m_converter.convert(*frame, m_videoFrame.xres, m_videoFrame.yres,
                                  m_videoFrame.p_data)) {
-            if (!std::exchange(saidUnreadable, true)) {
-                HV_WARN("{}: frames of pixel format {} can't be converted and are not sent",
-                        m_device, frame->format);
+            if (!std::exchange(warnedOfFormat, true)) {
+                HV_WARN("{}: frames of pixel format {} are not supported and not sent", m_device,
+                        frame->format);
             }
             continue;
         }

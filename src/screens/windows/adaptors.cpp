@@ -11,7 +11,7 @@ namespace {
 
 using Microsoft::WRL::ComPtr;
 
-// A driver that never says where its outputs end must not keep the window from opening.
+// A driver that never ends its list of outputs must not keep the window from opening.
 constexpr UINT kMaxOutputs = 256;
 
 OutputDescInfo outputInfo(IDXGIOutput& output) {
@@ -41,7 +41,7 @@ DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
         if (adapter.EnumOutputs(index, output.GetAddressOf()) == DXGI_ERROR_NOT_FOUND) {
             break;
         }
-        // Any other answer without an output is passed over.
+        // Other errors affect this index only.
         if (output) {
             info.outputs.push_back(outputInfo(*output.Get()));
         }
@@ -67,7 +67,7 @@ std::list<DeviceAdaptorInfo> platformAdaptors() {
     ComPtr<IDXGIFactory1> factory;
     const HRESULT result = CreateDXGIFactory1(IID_PPV_ARGS(factory.GetAddressOf()));
     if (FAILED(result)) {
-        HV_WARN("the graphics adapters can't be listed: CreateDXGIFactory1 gives {:#010x}",
+        HV_WARN("listing the graphics adapters failed: CreateDXGIFactory1 returned {:#010x}",
                 static_cast<std::uint32_t>(result));
         return {};
     }

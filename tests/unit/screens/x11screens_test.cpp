@@ -81,7 +81,7 @@ TEST(X11Screens, AreNoneWithoutADisplay) {
     const DisplayVariable variable("");
     tests::LogCapture log;
     EXPECT_EQ(screens(), List{});
-    EXPECT_EQ(log.count("no screens from the X display"), 1);
+    EXPECT_EQ(log.count("listing the screens of the X display failed"), 1);
 }
 
 }  // namespace
