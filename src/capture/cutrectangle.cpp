@@ -30,8 +30,8 @@ Cut cutRectangle(int x, int y, int width, int height, int outputWidth, int outpu
         return {};
     }
     const auto rowLength = columns.end - columns.begin;
-    const auto room = std::int64_t{width} * height / rowLength;
-    const auto rowCount = std::min<std::int64_t>(rows.end - rows.begin, room);
+    const auto maxRows = std::int64_t{width} * height / rowLength;
+    const auto rowCount = std::min<std::int64_t>(rows.end - rows.begin, maxRows);
     return {static_cast<int>(columns.begin), static_cast<int>(rows.begin),
             static_cast<int>(rowLength), static_cast<int>(rowCount)};
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The frame of one display output, as the default capture path takes it.
+// Captures one display output, for the default capture path.
 
 #include <memory>
 

@@ -1,5 +1,5 @@
 #pragma once
-// Graphics adapters, their outputs, and which output shows a screen.
+// Graphics adapters, their outputs, and the output that shows a screen.
 
 #include <cstdint>
 #include <list>
@@ -12,7 +12,7 @@ struct OutputDescInfo {
     std::int32_t top = 0;
     std::int32_t right = 0;
     std::int32_t bottom = 0;
-    std::string deviceName;  ///< UTF-8; what ScreenCapturer::InitCapture() is called with.
+    std::string deviceName;  ///< UTF-8; the argument of ScreenCapturer::InitCapture().
 };
 
 struct DeviceAdaptorInfo {
@@ -27,7 +27,7 @@ struct DeviceAdaptorInfo {
 /// The adapters in enumeration order, each logged at info level. Empty when there is no display.
 [[nodiscard]] std::list<DeviceAdaptorInfo> enumerateAdaptors();
 
-/// The device name of the first output whose top-left corner is the screen's, or "". Width and
-/// height do not matter: mirrored outputs share a corner, and the first one serves.
+/// The device name of the first output with the same top-left corner as the screen, or "". Width
+/// and height are not compared: of mirrored outputs, which share a corner, the first one is used.
 [[nodiscard]] std::string findOutputDeviceName(const std::list<DeviceAdaptorInfo>& adaptors,
                                                const struScreenItem& screen);

@@ -1,5 +1,5 @@
 #pragma once
-// What each platform's folder implements.
+// Implemented once per platform.
 
 #include <list>
 

@@ -1,5 +1,5 @@
 #pragma once
-// The list of screens, in the binary record that the window keeps.
+// The list of screens, as a binary record with a fixed layout.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 #pragma pack(push, 1)
 
-/// One screen. Packed, little-endian, 336 bytes. Bytes not named are not read by anyone.
+/// One screen. Packed, little-endian, 336 bytes. Reserved bytes are never read.
 struct struScreenItem {
     std::int32_t reserved0 = -1;
     std::int16_t x = 0;  ///< Left edge, virtual-desktop pixels.
@@ -38,13 +38,13 @@ static_assert(offsetof(struScreenItem, reserved41) == 41);
 static_assert(offsetof(struScreenItem, reserved81) == 81);
 static_assert(offsetof(struScreensMsg, screens) == 34);
 
-/// Asks the platform for its screens. Used once, on the GUI thread.
+/// Lists the platform's screens. Used on the GUI thread.
 class ScreensDetector {
 public:
-    /// Both texts name the machine that is asked; only this one can be.
+    /// Both arguments name the machine; they are ignored, it is always this one.
     ScreensDetector(const std::string& host, const std::string& address);
 
-    /// The screens in physical pixels, at most 20, in the same order from run to run. None when
-    /// there is no display.
+    /// The screens in physical pixels, at most 20, in the same order in every run. None when there
+    /// is no display.
     [[nodiscard]] struScreensMsg getScreens();
 };

@@ -6,27 +6,27 @@
 #include <mutex>
 #include <vector>
 
-#include "sender/ffmpeghandles.h"
+#include "support/ffmpeghandles.h"
 
-/// A bounded ring of frames between one producer and one consumer. Closed at first; while it is
-/// closed neither side waits, pushed frames are dropped, and what is inside stays until it is
-/// taken or cleared. A full queue holds the producer up instead of dropping anything.
+/// A bounded ring of frames between one producer and one consumer. It starts closed. While closed,
+/// neither side waits, pushed frames are dropped, and queued frames stay until they are popped or
+/// cleared. While open, a full queue blocks the producer and drops nothing.
 class FrameQueue {
 public:
     explicit FrameQueue(std::uint32_t capacity);
 
     void open();
 
-    /// Wakes whoever waits; nobody waits afterwards.
+    /// Wakes waiting threads; none waits afterwards.
     void close();
 
-    /// Producer. Waits while the queue is open and full. Frees `frame` when it is closed.
-    void push(sender::FramePtr frame);
+    /// Producer. Waits while the queue is open and full. Drops `frame` when it is closed.
+    void push(support::FramePtr frame);
 
     /// Consumer. Waits while the queue is open and empty. Null: closed and empty.
-    [[nodiscard]] sender::FramePtr pop();
+    [[nodiscard]] support::FramePtr pop();
 
-    /// Frees everything inside. Only while no consumer runs.
+    /// Frees all queued frames. Only while no consumer runs.
     void clear();
 
 private:
@@ -35,14 +35,14 @@ private:
     void setOpen(bool open);
 
     const std::uint32_t m_capacity;
-    std::vector<sender::FramePtr> m_buffer;
+    std::vector<support::FramePtr> m_buffer;
     // Counters that only grow; the slot of a value is value % capacity.
     std::atomic<std::uint32_t> m_write{0};
     std::atomic<std::uint32_t> m_read{0};
     std::atomic<bool> m_open{false};
-    // Whoever takes both takes popMutex first.
+    // Lock order: popMutex, then pushMutex.
     std::mutex m_popMutex;
     std::mutex m_pushMutex;
-    std::condition_variable m_notFull;   ///< Waited for under pushMutex.
-    std::condition_variable m_notEmpty;  ///< Waited for under popMutex.
+    std::condition_variable m_notFull;   ///< Used with pushMutex.
+    std::condition_variable m_notEmpty;  ///< Used with popMutex.
 };

@@ -6,12 +6,12 @@
 #include <optional>
 #include <utility>
 
-#include "capture/devicename.h"
 #include "ndi/ndilibrary.h"
 #include "sender/senderstatistics.h"
 #include "sender/videoframe.h"
 #include "support/clock.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace {
 
@@ -69,9 +69,9 @@ bool NdiDxSender::initParmeter(int x, int y, int w, int h, int framerate, std::s
 }
 
 bool NdiDxSender::initCapture(const std::string& outputName) {
-    auto deviceName = capture::wideDeviceName(outputName);
+    auto deviceName = support::wideFromUtf8(outputName);
     if (deviceName.size() > kLongestOutputName) {
-        HV_WARN("an output's name of {} characters is too long, {} are allowed", deviceName.size(),
+        HV_WARN("the output name has {} characters, at most {} are allowed", deviceName.size(),
                 kLongestOutputName);
         deviceName.clear();
     }
@@ -79,18 +79,17 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
     return m_capturer->InitCapture(deviceName.c_str());
 }
 
-/// A new buffer, opaque and black where no frame will reach it. The old one is gone when this
-/// succeeds.
+/// Replaces the buffer by a new one, opaque black where no capture will write.
 bool NdiDxSender::allocateFrame(int w, int h) {
     const std::int64_t pixels = std::int64_t{w} * h;
     if (pixels > std::numeric_limits<std::int32_t>::max() / 4) {
-        HV_ERROR("a frame of {}x{} is larger than any frame buffer", w, h);
+        HV_ERROR("a frame of {}x{} is too large: a frame buffer has at most 2 GiB", w, h);
         return false;
     }
     try {
         m_frame = std::vector<std::uint32_t>(static_cast<std::size_t>(pixels), kOpaqueBlack);
     } catch (const std::bad_alloc&) {
-        HV_ERROR("no memory for a frame of {}x{}", w, h);
+        HV_ERROR("allocating a frame of {}x{} failed: out of memory", w, h);
         return false;
     }
     return true;
@@ -148,8 +147,8 @@ void NdiDxSender::sendFrameThread() {
         }
         sentBefore = true;
 
-        // The tick is taken before the sleep, so the sleep counts as time spent on the next
-        // frame: that is the wanted pace.
+        // The tick is taken before the sleep, so the sleep counts as part of the next frame's time.
+        // This pacing is intended.
         const auto now = m_timing.clockMs();
         const auto elapsed = now - lastTick;
         lastTick = now;
@@ -166,9 +165,9 @@ bool NdiDxSender::readFrame() {
 }
 
 void NdiDxSender::sendFrame(bool buildsOnLastOne) {
-    // Before this thread's first frame, somebody else may have sent one on this instance.
+    // The frame before this thread's first one on this instance may come from another sender.
     static const support::DirtyRows kUnknown;
-    // Only this thread reads frames, so nobody changes the rows behind our back.
+    // Only this thread reads frames, so the rows stay valid until its next read.
     ndi::hintDirtyRows(m_pSendInstance, buildsOnLastOne ? m_capturer->DirtyRows() : kUnknown);
     NDIlib_send_send_video_v2(m_pSendInstance, &m_videoFrame);
 }

@@ -13,14 +13,15 @@
 #include "ndi/ndilib.h"
 #include "sender/ndisenderbase.h"
 
-/// The sender of the default capture path: one thread takes the region from the platform's
-/// capturer straight into the frame buffer, sends it and paces itself.
+/// The sender of the default capture path: one thread reads the region from the platform's capturer
+/// into the frame buffer, sends it and paces itself.
 ///
-/// The announced rate stays 30000/1001 and the pacing sleeps on every second frame only; both
-/// are meant to be so.
+/// The announced rate is always 30000/1001, and the pacing sleeps on every second frame only; both
+/// are intended.
 class NdiDxSender : public NDISenderBase {
 public:
-    /// Time and sleep as the send thread sees them. Both clocks are monotonic.
+    /// The clocks and the sleep of the send thread; a test replaces them. Both clocks are
+    /// monotonic.
     struct Timing {
         std::function<std::int64_t()> clockMs;  ///< Milliseconds since the program started.
         std::function<std::int64_t()> clockUs;  ///< Microseconds; only differences are used.

@@ -1,10 +1,5 @@
 #include "sender/ndisender.h"
 
-extern "C" {
-#include <libavutil/error.h>
-}
-
-#include <array>
 #include <cstdio>
 #include <limits>
 #include <optional>
@@ -20,12 +15,6 @@ namespace {
 
 constexpr std::uint32_t kQueueCapacity = 4;
 constexpr int kDecoderThreads = 4;
-
-std::string errorText(int error) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
 
 }  // namespace
 
@@ -49,7 +38,7 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
         return false;
     }
     if (h > std::numeric_limits<int>::max() / 4 / w) {
-        HV_WARN("a region of {}x{} pixels is too large to be sent", w, h);
+        HV_WARN("a region of {}x{} pixels is too large: a frame buffer has at most 2 GiB", w, h);
         return false;
     }
     m_bOpened = false;
@@ -89,18 +78,18 @@ bool NDISender::openDevice(int rate) {
     const AVInputFormat* format = av_find_input_format(device.format);
     AVFormatContext* demuxer = nullptr;
     int result = AVERROR_DEMUXER_NOT_FOUND;
-    if (format != nullptr) {  // Without a format FFmpeg would look for a file of that name.
+    if (format != nullptr) {  // Without a format FFmpeg would open a file of that name.
         result = avformat_open_input(&demuxer, device.source.c_str(), format, &options);
     }
-    const sender::DictionaryPtr unusedOptions(options);
+    const support::DictionaryPtr unusedOptions(options);
     m_pVsFrame->demuxer.reset(demuxer);
     if (result != 0) {
         reportFailure("Couldn't open input stream.\n", result);
         return false;
     }
 
-    // A grabbing device says its rate itself. Measuring it would hold the window up for 20 frames
-    // and send them later, stale.
+    // A grabbing device reports its rate. Measuring it would block the window for 20 frames and
+    // send them late.
     demuxer->fps_probe_size = 0;
     result = avformat_find_stream_info(demuxer, nullptr);
     if (result < 0) {
@@ -137,7 +126,8 @@ bool NDISender::openDecoder() {
 void NDISender::reportFailure(const char* text, int error) const {
     std::fputs(text, stdout);
     HV_WARN("{}, region {}x{} at {},{}: {}: {}", m_device, m_w, m_h, m_x, m_y,
-            std::string_view(text).substr(0, std::string_view(text).find('.')), errorText(error));
+            std::string_view(text).substr(0, std::string_view(text).find('.')),
+            support::ffmpegError(error));
 }
 
 void NDISender::start() {
@@ -179,7 +169,7 @@ void NDISender::reset() {
 void NDISender::captureFrame(VsFrame* vsFrame) {
     HV_INFO("captureFrame begin");
     if (!vsFrame->packet) {
-        // Nothing but initParmeter() can change that, and only after pause().
+        // Only initParmeter() can change that, and only after pause().
         HV_INFO("vsFrame->packet is nullptr");
         return;
     }
@@ -193,7 +183,7 @@ void NDISender::captureFrame(VsFrame* vsFrame) {
         const int result = av_read_frame(vsFrame->demuxer.get(), vsFrame->packet.get());
         if (result != 0) {
             HV_WARN("{}, region {}x{} at {},{}: capture ended: {}", m_device, m_w, m_h, m_x, m_y,
-                    errorText(result));
+                    support::ffmpegError(result));
             return;
         }
         if (vsFrame->packet->stream_index == vsFrame->streamIndex) {
@@ -204,7 +194,7 @@ void NDISender::captureFrame(VsFrame* vsFrame) {
 
 void NDISender::decodeAndPush(VsFrame& vsFrame) {
     avcodec_send_packet(vsFrame.decoder.get(), vsFrame.packet.get());
-    sender::FramePtr frame(av_frame_alloc());
+    support::FramePtr frame(av_frame_alloc());
     if (avcodec_receive_frame(vsFrame.decoder.get(), frame.get()) == 0) {
         m_queue.push(std::move(frame));
     }
@@ -212,9 +202,9 @@ void NDISender::decodeAndPush(VsFrame& vsFrame) {
 
 void NDISender::sendFrameThread() {
     sender::FrameTimes times;
-    bool saidUnreadable = false;
+    bool warnedOfFormat = false;
     while (m_bRun) {
-        const sender::FramePtr frame = m_queue.pop();
+        const support::FramePtr frame = m_queue.pop();
         const std::int64_t start = getLocalTimeUs();
         if (!frame) {
             HV_INFO("sendFrameThread, get frame is null");
@@ -222,9 +212,9 @@ void NDISender::sendFrameThread() {
         }
         if (!m_converter.convert(*frame, m_videoFrame.xres, m_videoFrame.yres,
                                  m_videoFrame.p_data)) {
-            if (!std::exchange(saidUnreadable, true)) {
-                HV_WARN("{}: frames of pixel format {} can't be converted and are not sent",
-                        m_device, frame->format);
+            if (!std::exchange(warnedOfFormat, true)) {
+                HV_WARN("{}: frames of pixel format {} are not supported and not sent", m_device,
+                        frame->format);
             }
             continue;
         }

@@ -9,31 +9,30 @@
 
 #include "ndi/ndilib.h"
 #include "sender/bgraconverter.h"
-#include "sender/ffmpeghandles.h"
 #include "sender/framequeue.h"
 #include "sender/ndisenderbase.h"
+#include "support/ffmpeghandles.h"
 
-/// What one opened capture needs to read and decode.
+/// The demuxer and decoder of one opened capture.
 struct VsFrame {
-    sender::DemuxerPtr demuxer;
+    support::DemuxerPtr demuxer;
     int streamIndex = 0;
-    sender::DecoderPtr decoder;
-    sender::PacketPtr packet;  ///< The one packet that every read fills again.
+    support::CodecContextPtr decoder;
+    support::PacketPtr packet;  ///< Reused for every read.
 };
 
-/// Grabs the desktop through FFmpeg's grabbing device of this platform: one thread reads and
-/// decodes, another one converts and sends. The device paces the reads at the chosen rate, the NDI
-/// send paces itself at the announced one, and a queue of 4 frames lies between, which makes a
-/// slow send hold the capture up rather than drop frames.
+/// Grabs the desktop through FFmpeg's grabbing device for this platform: one thread reads and
+/// decodes, another one converts and sends. The device paces the reads at the chosen rate, and the
+/// NDI send paces itself at the announced rate. A queue of 4 frames connects them: a slow send
+/// blocks the capture instead of dropping frames.
 ///
 /// pause(), and with it stop(), reset() and the destructor, waits for one read of the device and
-/// one NDI send. A read lasts at most one frame interval and the display's answer, which the
-/// window depends on as well. A display that goes away ends the waiting; some devices then go on
-/// handing out old frames.
+/// one NDI send. A read takes at most one frame interval plus the display's response time. A read
+/// also ends when the display goes away; some devices then keep delivering old frames.
 ///
-/// Coordinates are those of the whole desktop; the output's name is kept and not needed. Failures
-/// of initParmeter() are said on standard output, and with their cause in the log. A capture that
-/// breaks down later is logged; nothing more is sent until the sender is reset.
+/// Coordinates are those of the whole desktop; the output name is stored but not used. Failures of
+/// initParmeter() are printed to standard output and logged with their cause. A capture that fails
+/// later is logged; nothing more is sent until the sender is reset.
 class NDISender : public NDISenderBase {
 public:
     /// `instance` may be null; it must outlive this object otherwise.
@@ -60,7 +59,7 @@ private:
 
     NDIlib_send_instance_t m_pSendInstance;
     NDIlib_video_frame_v2_t m_videoFrame{};
-    std::vector<std::uint8_t> m_frameBuffer;  ///< What m_videoFrame.p_data points to.
+    std::vector<std::uint8_t> m_frameBuffer;  ///< m_videoFrame.p_data points here.
     std::unique_ptr<VsFrame> m_pVsFrame;
     std::unique_ptr<std::thread> m_pSendThread;
     std::unique_ptr<std::thread> m_pCaptureThread;
@@ -71,7 +70,7 @@ private:
     int m_y = 0;
     int m_w = 1920;
     int m_h = 1080;
-    std::string m_device;  ///< Device and display for messages.
+    std::string m_device;  ///< Device and display, for log lines.
     std::string m_name;
     std::string m_auxName;
     FrameQueue m_queue;

@@ -2,26 +2,25 @@
 
 #include <string>
 
-/// The one interface through which the window drives a capture-and-send engine. All calls come
-/// from one thread, the window's. The sender publishes through an NDI send instance that it is
-/// given and never owns.
+/// The interface through which the window drives a capture-and-send engine. All calls come from the
+/// window's thread. The sender publishes through an NDI send instance that it does not own.
 class NDISenderBase {
 public:
     virtual ~NDISenderBase() = default;
 
-    /// Stores the parameters and opens the capture. The rectangle is in pixels, w and h at least
-    /// 1; `framerate` in fps; `outputName` names the output in UTF-8. True: start()
-    /// may follow. False: nothing was changed that a later reset() does not undo.
+    /// Stores the parameters and opens the capture. The rectangle is in pixels, w and h at least 1;
+    /// `framerate` is in fps; `outputName` is UTF-8. True: start() may follow. False: reset()
+    /// undoes what a failed attempt has changed.
     virtual bool initParmeter(int x, int y, int w, int h, int framerate,
                               std::string outputName) = 0;
 
-    /// Launches the threads, provided that initParmeter() succeeded.
+    /// Starts the threads if initParmeter() succeeded.
     virtual void start() = 0;
 
-    /// Ends and joins the threads; the capture stays open.
+    /// Stops and joins the threads; the capture stays open.
     virtual void pause() = 0;
 
-    /// pause(), then releases what initParmeter() opened.
+    /// pause(), then releases the capture that initParmeter() opened.
     virtual void stop() = 0;
 
     /// stop(), then renews the per-run state so that initParmeter() can be called again.
@@ -30,6 +29,6 @@ public:
     /// True only for the sender of the default capture path.
     [[nodiscard]] virtual bool isDxSender() const { return false; }
 
-    /// Keeps a text that nobody reads.
+    /// Stores a text that is not used.
     virtual void setAuxName(std::string name) = 0;
 };

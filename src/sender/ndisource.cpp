@@ -19,14 +19,15 @@ namespace {
 constexpr int kMostNumberedNames = 16;
 constexpr int kMillisecondsBetweenAttempts = 1000;
 
-std::optional<std::string> bringUpMedia() {
+std::optional<std::string> initializeSdlAndDevices() {
     constexpr Uint32 kSubsystems = SDL_INIT_TIMER | SDL_INIT_AUDIO | SDL_INIT_VIDEO;
     static_assert(kSubsystems == 49);
     SDL_SetMainReady();
-    // SDL would turn SIGINT and SIGTERM into events that nobody reads here.
+    // SDL would turn SIGINT and SIGTERM into events, which this program does not read.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     if (SDL_Init(kSubsystems) != 0) {
-        HV_WARN("SDL finds no usable sound or video: {}; trying without either", SDL_GetError());
+        HV_WARN("SDL has no usable audio or video driver: {}; using its dummy drivers",
+                SDL_GetError());
         SDL_SetHint(SDL_HINT_AUDIODRIVER, "dummy");
         SDL_SetHint(SDL_HINT_VIDEODRIVER, "dummy");
         if (SDL_Init(kSubsystems) != 0) {
@@ -40,7 +41,7 @@ std::optional<std::string> bringUpMedia() {
 }  // namespace
 
 NdiSourceCalls NdiSourceCalls::real() {
-    return {NDIlib_initialize, bringUpMedia, NDIlib_send_create, NDIlib_send_destroy,
+    return {NDIlib_initialize, initializeSdlAndDevices, NDIlib_send_create, NDIlib_send_destroy,
             [](int milliseconds) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
             }};

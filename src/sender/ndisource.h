@@ -1,5 +1,5 @@
 #pragma once
-// Bringing up the media libraries and the one NDI source.
+// Initialises the media libraries and creates the NDI source.
 
 #include <functional>
 #include <optional>
@@ -7,24 +7,24 @@
 
 #include "ndi/ndilib.h"
 
-/// The calls that createNdiSource() makes, so that a test can stand in for them.
+/// The functions that createNdiSource() calls; a test replaces them.
 struct NdiSourceCalls {
     std::function<bool()> initializeLibrary;
-    /// SDL and FFmpeg's devices. Nothing, or why SDL can't be brought up.
+    /// Initialises SDL and FFmpeg's devices. Returns SDL's error, or nothing on success.
     std::function<std::optional<std::string>()> initializeMedia;
     std::function<NDIlib_send_instance_t(const NDIlib_send_create_t*)> create;
     std::function<void(NDIlib_send_instance_t)> destroy;
     std::function<void(int milliseconds)> sleep;
 
-    /// The real ones. SDL leaves the process's signals alone. Where it finds no sound or video
-    /// hardware it gets its dummy drivers instead, because nothing here plays a sound or draws
-    /// through it; drivers named in SDL's environment variables are respected, and fail if absent.
+    /// The real functions. SDL does not handle signals. Without audio or video hardware it uses its
+    /// dummy drivers, because no sound or video goes through it. Drivers named in SDL's environment
+    /// variables are used, and are an error if absent.
     static NdiSourceCalls real();
 };
 
-/// Destroys `instance` if set, brings the libraries up and creates a source named `name`; while
+/// Destroys `instance` if set, initialises the libraries and creates a source named `name`; while
 /// that fails, tries name1, name2 ... name16, a second apart. `instance` receives the result, null
-/// when every attempt failed; it keeps its (stale) value when a library can't be brought up, which
-/// is said on standard output. Blocks for up to 17 seconds.
+/// when every attempt failed. It keeps its (stale) value when a library can't be initialised, which
+/// is printed to standard output. Blocks for up to 17 seconds.
 void createNdiSource(const std::string& name, NDIlib_send_instance_t& instance,
                      const NdiSourceCalls& calls = NdiSourceCalls::real());

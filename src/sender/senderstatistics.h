@@ -1,5 +1,5 @@
 #pragma once
-// What the senders measure of themselves. Each object belongs to one thread.
+// Loop rate and frame times of the senders. Each object belongs to one thread.
 
 #include <cstdint>
 #include <optional>
@@ -34,12 +34,12 @@ public:
 
 private:
     int m_count = 0;
-    std::int64_t m_secondBegan = 0;  ///< 0: not yet.
+    std::int64_t m_secondBegan = 0;  ///< 0: not started.
     int m_sum = 0;
     int m_seconds = 0;
 };
 
-/// Adds up how long the frames took.
+/// Adds up the time per frame.
 class FrameTimes {
 public:
     static constexpr int kFrames = 100;

@@ -4,8 +4,8 @@
 
 namespace sender {
 
-/// A sender's frame description before initParmeter(). The rate stays as announced here, whatever
-/// rate the operator chose: that one paces the capture only.
+/// A sender's frame description before initParmeter(). The announced rate is always this one; the
+/// rate that the operator chooses paces the capture only.
 [[nodiscard]] inline NDIlib_video_frame_v2_t initialVideoFrame() {
     NDIlib_video_frame_v2_t frame{};
     frame.FourCC = NDIlib_FourCC_type_UYVY;

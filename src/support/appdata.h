@@ -5,12 +5,12 @@
 
 namespace support {
 
-/// The folder `below` our maker's folder in the user's application data, with a native separator
-/// at its end: on Linux "$XDG_DATA_HOME/Halvark/..." (default ~/.local/share), on Windows the
+/// The folder `below` the folder `maker` in the user's application data, with a trailing native
+/// separator: on Linux "$XDG_DATA_HOME/Halvark/..." (default ~/.local/share), on Windows the
 /// roaming folder. The same before and after the application object exists, whatever it is called.
 [[nodiscard]] QString appDataFolder(const QString& maker, const QStringList& below);
 
-/// Makes the folder and its missing parents. False: it does not exist afterwards.
+/// Creates the folder and its missing parents. False: it does not exist afterwards.
 bool ensureFolder(const QString& folder);
 
 }  // namespace support

@@ -2,5 +2,5 @@
 
 #include <cstdint>
 
-/// Monotonic wall clock in microseconds; only differences mean anything. Any thread.
+/// Monotonic clock in microseconds; only differences are meaningful. Any thread.
 std::int64_t getLocalTimeUs();

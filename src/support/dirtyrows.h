@@ -10,11 +10,11 @@ struct RowSpan {
     int count = 0;
 };
 
-/// What one frame changed against the one before it.
+/// The rows of a frame that may differ from the frame before it.
 ///
-/// `known` false: nothing is known, every row may differ. `known` true: only rows inside `spans`
-/// may differ (they need not); no spans means the two frames are equal. Spans are ascending and
-/// do not overlap.
+/// `known` false: every row may differ. `known` true: only rows inside `spans` may differ (they
+/// need not); without spans the two frames are equal. Spans are in ascending order and do not
+/// overlap.
 struct DirtyRows {
     bool known = false;
     std::vector<RowSpan> spans;

@@ -1,11 +1,11 @@
 #pragma once
-// The one way our own code writes a log line:
+// How our own code writes a log line:
 //
 //     HV_INFO("received {} bytes from {}", size, peer);
 //
-// The message is formatted with fmt, the place of the call is appended as
-// " \n //file:function()#line.", and the result goes to the process logger as it is: braces in
-// it are printed, not formatted again. Free of Qt; may be called from any thread.
+// The message is formatted with fmt, the source location is appended as
+// " \n //file:function()#line.", and the result is logged verbatim: braces in it are not formatted
+// again. No Qt. Any thread.
 
 #include <fmt/format.h>
 
@@ -27,7 +27,7 @@ constexpr std::string_view sourceBaseName(std::string_view path) {
     return path.substr(0, path.find_last_of('.'));
 }
 
-/// Appends the place of the call to `message` and logs it. `level` is spdlog's number.
+/// Appends the source location to `message` and logs it. `level` is spdlog's number.
 inline void logAt(int level, std::string_view file, std::string_view function, int line,
                   std::string message) {
     fmt::format_to(std::back_inserter(message), " \n //{}:{}()#{}.", sourceBaseName(file), function,
@@ -36,8 +36,8 @@ inline void logAt(int level, std::string_view file, std::string_view function, i
                                                     spdlog::string_view_t(message));
 }
 
-/// Formats with a text that was checked against its arguments at compile time; the plain text comes
-/// along because a C++17 macro can't split it off its arguments.
+/// Formats with a text that was checked against its arguments at compile time. The plain text is
+/// passed as well because a C++17 macro can't separate it from the arguments.
 template <typename CheckedText, typename... Arguments>
 std::string formatChecked(const CheckedText& checked, const char* /*plain*/,
                           Arguments&&... arguments) {
@@ -46,8 +46,8 @@ std::string formatChecked(const CheckedText& checked, const char* /*plain*/,
 
 }  // namespace support
 
-/// The general form. `function` is the name to print, normally __func__; after it the format text
-/// and its arguments.
+/// The general form. `function` is the name to print, normally __func__; the format text and its
+/// arguments follow.
 #define HV_LOG(level, function, ...)                          \
     ::support::logAt((level), __FILE__, (function), __LINE__, \
                      ::support::formatChecked(FMT_STRING(HV_HEAD(__VA_ARGS__, "")), __VA_ARGS__))

@@ -20,7 +20,7 @@ void initIniPath() {
     const QString folder = support::appDataFolder("Halvark", {"TarsinNDI"});
     g_iniPath = (folder + "TarsinNDI.ini").toLocal8Bit().toStdString();
     if (!support::ensureFolder(folder)) {
-        HV_WARN("settings folder of {} can't be created, changes will be lost", g_iniPath);
+        HV_WARN("creating the folder of settings file {} failed: changes will be lost", g_iniPath);
     }
 }
 

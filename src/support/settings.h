@@ -9,10 +9,10 @@ extern std::string g_iniPath;
 /// Computes g_iniPath below the per-user application-data folder and creates its folder.
 void initIniPath();
 
-/// Reads one key of an INI file: opens, reads and closes it. Missing key or file: "". What can't
-/// be read is logged and reads as missing.
+/// Reads one key of an INI file: opens, reads and closes it. "" when key or file is missing, or
+/// when the file can't be read, which is logged.
 [[nodiscard]] QString readIniValue(const QString& path, const QString& group, const QString& key);
 
-/// Writes one key of an INI file at once. A failure to write is logged, nothing else happens.
+/// Writes one key of an INI file at once. A failure is logged and otherwise ignored.
 void writeIniValue(const QString& path, const QString& group, const QString& key,
                    const QString& value);

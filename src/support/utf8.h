@@ -1,5 +1,5 @@
 #pragma once
-// Text from outside, made safe for names and log lines.
+// UTF-8 text: made safe for names and log lines, and converted from and to wide characters.
 
 #include <cstddef>
 #include <string>
@@ -12,5 +12,12 @@ namespace support {
 
 /// `text` with "?" for each byte that is not valid UTF-8 and blanks for control characters.
 [[nodiscard]] std::string cleanUtf8(std::string_view text);
+
+/// UTF-8 to wide characters: UTF-16 where wchar_t has 16 bits, else UTF-32. Each byte that is not
+/// valid UTF-8 becomes U+FFFD.
+[[nodiscard]] std::wstring wideFromUtf8(std::string_view text);
+
+/// The inverse. Surrogates without their other half become U+FFFD.
+[[nodiscard]] std::string utf8FromWide(std::wstring_view wide);
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// A program without a console window of its own keeps what it prints when it was started from one.
+// Lets a program without a console window print to the console it was started from.
 
 #include <windows.h>
 
@@ -21,12 +21,12 @@ void printToConsole(FILE* stream, DWORD which) {
     }
 }
 
-/// Runs before main(): the first lines are written by the logger's set-up.
-struct ConsoleOfTheCaller {
-    ConsoleOfTheCaller() {
+/// Runs before main(), because the logger's set-up already prints.
+struct ParentConsole {
+    ParentConsole() {
         const bool output = isOpen(STD_OUTPUT_HANDLE);
         const bool error = isOpen(STD_ERROR_HANDLE);
-        // A stream that was sent to a file or a pipe stays there.
+        // A stream that is redirected to a file or a pipe stays redirected.
         if ((output && error) || AttachConsole(ATTACH_PARENT_PROCESS) == FALSE) {
             return;
         }
@@ -37,6 +37,6 @@ struct ConsoleOfTheCaller {
             printToConsole(stderr, STD_ERROR_HANDLE);
         }
     }
-} consoleOfTheCaller;
+} parentConsole;
 
 }  // namespace

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Draws the program's icon anew from the window's, in the sizes that Windows shows.
+# Renders the program's icon from the window's SVG, in the sizes that Windows shows.
 # Needs rsvg-convert and ImageMagick (packages.list, kinds art and test).
 set -euo pipefail
 cd "$(dirname "$0")"

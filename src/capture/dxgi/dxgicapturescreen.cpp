@@ -177,8 +177,8 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
 }
 
 void DXGICaptureScreen::dropDuplication() {
-    // Released twice, explicitly and by clearing the holder, in this order. The explicit one gives
-    // back a reference of its own; the object is gone when the holder lets go.
+    // Released twice, first explicitly, then by the holder. The explicit release returns a
+    // reference taken here, so the object lives until the holder releases it.
     m_duplication->AddRef();
     m_duplication->Release();
     m_duplication.Reset();
@@ -265,7 +265,7 @@ bool DXGICaptureScreen::copyToReadback() {
         })) {
         return false;
     }
-    // The list's own result says whether the next frame can be recorded.
+    // The result of the list's reset says whether the next frame can be recorded.
     m_commandAllocator->Reset();
     return SUCCEEDED(m_commandList->Reset(m_commandAllocator.Get(), nullptr));
 }
@@ -273,7 +273,7 @@ bool DXGICaptureScreen::copyToReadback() {
 template <typename Fence, typename Signal>
 bool DXGICaptureScreen::waitForFence(Fence& fence, HANDLE event, Signal signal) {
     const std::uint64_t next = fence.GetCompletedValue() + 1;
-    // Waiting for a value that was never asked for would last for ever.
+    // Without a signal the wait would never end.
     if (FAILED(signal(next))) {
         return false;
     }

@@ -1,7 +1,7 @@
 #pragma once
-// Desktop duplication, relayed through two APIs: the duplicated frame is a Direct3D 11 texture,
-// is copied on the GPU into a shared texture, from there by Direct3D 12 into a buffer that the CPU
-// reads, and from there, cut to the rectangle, to the caller.
+// Desktop duplication, relayed through two APIs: Direct3D 11 copies the duplicated frame into a
+// shared texture, Direct3D 12 copies that into a buffer that the CPU can read, and the requested
+// rectangle is copied from there to the caller.
 
 #include <wrl/client.h>
 
@@ -59,8 +59,8 @@ private:
     [[nodiscard]] bool copyToReadback();
     void copyRectangle(int x, int y, int width, int height, unsigned char* dest) const;
 
-    /// Lets `signal` signal the fence at its completed value plus one, and waits until it is there.
-    /// False: the fence can't be signalled or waited for, so the copy before it can't be trusted.
+    /// Calls `signal` with the fence's completed value plus one and waits until the fence reaches
+    /// it. False: signalling or waiting failed, so the copy before it may be incomplete.
     template <typename Fence, typename Signal>
     [[nodiscard]] bool waitForFence(Fence& fence, HANDLE event, Signal signal);
 
@@ -71,7 +71,7 @@ private:
     ComPtr<IDXGIAdapter1> m_adapter;
     ComPtr<IDXGIOutput1> m_output;
     ComPtr<IDXGIOutputDuplication> m_duplication;
-    std::uint32_t m_outputWidth = 0;  ///< Of the output's rectangle on the desktop, pixels.
+    std::uint32_t m_outputWidth = 0;  ///< Size of the output on the desktop, in pixels.
     std::uint32_t m_outputHeight = 0;
 
     ComPtr<ID3D11Device5> m_d3d11Device;
@@ -86,12 +86,12 @@ private:
     ComPtr<ID3D12Fence> m_d3d12Fence;
     HANDLE m_d3d12Event = nullptr;
 
-    // One texture as both APIs see it; made on the first frame.
+    // One texture, opened in both APIs; created with the first frame.
     ComPtr<ID3D11Texture2D> m_d3d11Texture;
-    HANDLE m_sharedHandle = nullptr;  ///< Belongs to the texture; not to be closed.
+    HANDLE m_sharedHandle = nullptr;  ///< Owned by the texture; never closed here.
     ComPtr<ID3D12Resource> m_d3d12Texture;
 
-    // The buffer the CPU reads; made on the first frame and mapped while it lives.
+    // The buffer the CPU reads; created with the first frame and mapped for its whole life.
     ComPtr<ID3D12Resource> m_readback;
     D3D12_PLACED_SUBRESOURCE_FOOTPRINT m_footprint = {};
     UINT m_rowCount = 0;

@@ -1,13 +1,12 @@
 #pragma once
-// The platform's functions behind DXGICaptureScreen: what is not a method of a COM object. The
-// objects that they hand out are interfaces already, so a test that stands in for these functions
-// stands in for DXGI, Direct3D 11 and Direct3D 12 as a whole.
+// The platform functions that DXGICaptureScreen calls. The objects they create are COM interfaces,
+// so a test that replaces these functions replaces DXGI, Direct3D 11 and Direct3D 12 as a whole.
 
 #include <d3d11_4.h>
 #include <d3d12.h>
 #include <dxgi1_5.h>
 
-/// Each function does what the platform's function of the same name does, with the same arguments.
+/// Each function has the arguments and the meaning of the platform function of the same name.
 class DxgiOperations {
 public:
     virtual ~DxgiOperations() = default;
@@ -29,6 +28,6 @@ public:
     virtual DWORD GetLastError() = 0;
     virtual void Sleep(DWORD milliseconds) = 0;
 
-    /// The machine's own.
+    /// The platform's own functions.
     static DxgiOperations& real();
 };

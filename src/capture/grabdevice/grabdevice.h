@@ -4,13 +4,13 @@
 
 namespace capture {
 
-/// FFmpeg's input device that grabs the desktop on this platform, and how it is told what to grab.
-/// Position and size are physical pixels of the whole desktop.
+/// FFmpeg's input device for grabbing the desktop on this platform, and its options. Position and
+/// size are physical pixels of the whole desktop.
 struct GrabDevice {
     const char* format;   ///< FFmpeg's name of the device.
-    std::string source;   ///< What is opened.
-    const char* optionX;  ///< The device's option for the region's left edge,
-    const char* optionY;  ///< and for its top edge.
+    std::string source;   ///< The URL to open.
+    const char* optionX;  ///< Option for the region's left edge.
+    const char* optionY;  ///< Option for the region's top edge.
 };
 
 [[nodiscard]] GrabDevice platformGrabDevice();

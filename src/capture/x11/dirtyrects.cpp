@@ -5,14 +5,14 @@
 namespace capture::x11 {
 namespace {
 
-/// Fetching this many rows more costs about what another request does.
-constexpr int kRowsWorthARequest = 16;
+/// Fetching this many more rows costs about as much as one more request.
+constexpr int kRowsPerRequest = 16;
 
-Rect intersect(const xcb_rectangle_t& drawn, const Rect& area) {
-    const int left = std::max<int>(drawn.x, area.x);
-    const int top = std::max<int>(drawn.y, area.y);
-    const int right = std::min(drawn.x + drawn.width, area.x + area.width);
-    const int bottom = std::min(drawn.y + drawn.height, area.y + area.height);
+Rect intersect(const xcb_rectangle_t& damaged, const Rect& area) {
+    const int left = std::max<int>(damaged.x, area.x);
+    const int top = std::max<int>(damaged.y, area.y);
+    const int right = std::min(damaged.x + damaged.width, area.x + area.width);
+    const int bottom = std::min(damaged.y + damaged.height, area.y + area.height);
     return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 
@@ -26,16 +26,15 @@ void extend(Rect& rect, const Rect& by) {
 
 }  // namespace
 
-void coverDamage(const std::vector<xcb_rectangle_t>& drawn, const Rect& area,
+void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
                  std::vector<Rect>& rects) {
     rects.clear();
-    for (const auto& rectangle : drawn) {
+    for (const auto& rectangle : damage) {
         const Rect inside = intersect(rectangle, area);
         if (inside.width == 0 || inside.height == 0) {
             continue;
         }
-        if (!rects.empty() &&
-            inside.y < rects.back().y + rects.back().height + kRowsWorthARequest) {
+        if (!rects.empty() && inside.y < rects.back().y + rects.back().height + kRowsPerRequest) {
             extend(rects.back(), inside);
         } else {
             rects.push_back(inside);

@@ -1,5 +1,5 @@
 #pragma once
-// From the rectangles that were drawn to the pieces that are fetched.
+// Turns damaged rectangles into the rectangles that are fetched.
 
 #include <xcb/xcb.h>
 
@@ -19,11 +19,11 @@ struct Rect {
     }
 };
 
-/// Covers what lies of `drawn` inside `area`: `rects` comes out ascending, no two with a row in
-/// common, each as wide as its rows need. Rects that are only a few rows apart are fetched
-/// as one, so that their number stays small whatever was drawn. `drawn` is in the order of an X
-/// region: by top edge, then by left edge.
-void coverDamage(const std::vector<xcb_rectangle_t>& drawn, const Rect& area,
+/// Covers the part of `damage` that lies inside `area` with `rects`: in ascending order, no two
+/// with a row in common, each as wide as its damaged rows. Rectangles that are only a few rows
+/// apart become one, which bounds the number of requests. `damage` is in the order of an X region:
+/// by top edge, then by left edge.
+void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
                  std::vector<Rect>& rects);
 
 }  // namespace capture::x11

@@ -28,7 +28,7 @@ const xcb_format_t* findFormat(const xcb_setup_t& setup, std::uint8_t depth) {
     return nullptr;
 }
 
-/// BGRX to BGRA. memcpy keeps it legal for unaligned memory; the compiler makes vectors of it.
+/// BGRX to BGRA. memcpy allows unaligned memory, and the compiler still vectorises the loop.
 void makeOpaque(const std::uint8_t* source, std::uint8_t* dest, std::size_t pixels) {
     for (std::size_t i = 0; i < pixels; ++i) {
         std::uint32_t pixel = 0;

@@ -1,5 +1,5 @@
 #pragma once
-// How a server's pixels lie in memory, and their way to opaque BGRA.
+// The pixel layout of an X server's images, and their conversion to opaque BGRA.
 
 #include <xcb/xcb.h>
 
@@ -10,22 +10,22 @@
 
 namespace capture::x11 {
 
-/// The layout of the root window's images: true colour, 16 or 32 bits a pixel.
+/// The pixel layout of the root window: true colour, 16 or 32 bits per pixel.
 class PixelFormat {
 public:
-    /// Nothing when the screen's visual is of another kind (a palette, 24 packed bits).
+    /// Nothing when the screen has another kind of visual (a palette, 24 packed bits).
     [[nodiscard]] static std::optional<PixelFormat> of(const xcb_setup_t& setup,
                                                        const xcb_screen_t& screen);
 
     /// Bytes of one row of `width` pixels as the server delivers it.
     [[nodiscard]] std::size_t rowBytes(int width) const;
 
-    /// Turns `rows` rows of the server's into BGRA with alpha 255. Strides are in bytes.
+    /// Converts `rows` rows of a server image to BGRA with alpha 255. Strides are in bytes.
     void convert(const std::uint8_t* source, std::size_t sourceStride, std::uint8_t* dest,
                  std::size_t destStride, int width, int rows) const;
 
 private:
-    /// One colour's bits within a pixel, and the 8-bit value of each of its levels.
+    /// The bits of one colour channel, and the 8-bit value of each of its levels.
     struct Channel {
         Channel() = default;
         explicit Channel(std::uint32_t mask);
@@ -40,7 +40,7 @@ private:
     template <int BytesPerPixel>
     void convertRow(const std::uint8_t* source, std::uint8_t* dest, int width) const;
 
-    bool m_isBgrx = false;  ///< BGRA but for the fourth byte: what nearly every server has.
+    bool m_isBgrx = false;  ///< BGRA except that the fourth byte is undefined; nearly every server.
     bool m_highByteFirst = false;
     int m_bytesPerPixel = 4;
     std::size_t m_rowPadding = 4;  ///< Rows begin at multiples of this many bytes.

@@ -9,7 +9,7 @@ std::unique_ptr<RootDamage> RootDamage::watch(support::x11::Connection& connecti
     if (extension == nullptr || connection.extension(xcb_xfixes_id) == nullptr) {
         return nullptr;
     }
-    // Both extensions refuse every request until they were told which version we speak.
+    // Both extensions reject every request until the client has named its version.
     auto* const c = connection.get();
     const auto damageCookie = xcb_damage_query_version(c, 1, 1);
     const auto fixesCookie = xcb_xfixes_query_version(c, 2, 0);
@@ -21,7 +21,7 @@ std::unique_ptr<RootDamage> RootDamage::watch(support::x11::Connection& connecti
         return nullptr;
     }
     std::unique_ptr<RootDamage> result(new RootDamage(connection, extension->first_event));
-    // One event per take(), however much is drawn: the rectangles are asked for when wanted.
+    // One event per take(), however much is drawn: take() fetches the rectangles.
     const auto created = xcb_damage_create_checked(c, result->m_damage, connection.root(),
                                                    XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     const auto region = xcb_xfixes_create_region_checked(c, result->m_region, 0, nullptr);
@@ -36,14 +36,14 @@ RootDamage::RootDamage(support::x11::Connection& connection, std::uint8_t firstE
       m_damage(xcb_generate_id(connection.get())),
       m_region(xcb_generate_id(connection.get())) {}
 
-void RootDamage::notice(const xcb_generic_event_t& event) {
+void RootDamage::handleEvent(const xcb_generic_event_t& event) {
     if ((event.response_type & 0x7F) == m_notifyEvent) {
         m_pending = true;
     }
 }
 
-bool RootDamage::take(std::vector<xcb_rectangle_t>& drawn) {
-    drawn.clear();
+bool RootDamage::take(std::vector<xcb_rectangle_t>& damage) {
+    damage.clear();
     auto* const c = m_connection.get();
     xcb_damage_subtract(c, m_damage, XCB_NONE, m_region);
     const Owned<xcb_xfixes_fetch_region_reply_t> reply(
@@ -53,7 +53,7 @@ bool RootDamage::take(std::vector<xcb_rectangle_t>& drawn) {
         return false;
     }
     const auto* first = xcb_xfixes_fetch_region_rectangles(reply.get());
-    drawn.assign(first, first + xcb_xfixes_fetch_region_rectangles_length(reply.get()));
+    damage.assign(first, first + xcb_xfixes_fetch_region_rectangles_length(reply.get()));
     return true;
 }
 

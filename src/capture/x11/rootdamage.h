@@ -1,5 +1,5 @@
 #pragma once
-// What was drawn on the screen.
+// Damage of the root window.
 
 #include <xcb/damage.h>
 #include <xcb/xfixes.h>
@@ -11,25 +11,25 @@
 
 namespace capture::x11 {
 
-/// Collects, in the server, the region of the root window that was drawn since it was last taken:
-/// by any program, in any window. The pointer's own movement is not drawing. Lives no longer than
-/// its connection.
+/// Accumulates, in the server, the region of the root window that any program has damaged, in any
+/// window, since the region was last taken. The pointer causes no damage when it moves. Must not
+/// outlive its connection.
 class RootDamage {
 public:
     /// Null when the server has no DAMAGE extension. Makes round trips.
     [[nodiscard]] static std::unique_ptr<RootDamage> watch(support::x11::Connection& connection);
 
-    /// Looks at an event that came in; no round trip.
-    void notice(const xcb_generic_event_t& event);
+    /// Handles an event of the connection; no round trip.
+    void handleEvent(const xcb_generic_event_t& event);
 
-    /// Something was drawn since the last take() or discard(), as far as events have come in.
+    /// There is damage since the last take() or discard(), according to the events handled so far.
     [[nodiscard]] bool pending() const { return m_pending; }
 
-    /// Moves the region into `drawn`, by top edge, then by left edge, and starts anew. False: the
-    /// server did not tell. One round trip.
-    [[nodiscard]] bool take(std::vector<xcb_rectangle_t>& drawn);
+    /// Moves the region into `damage`, by top edge, then by left edge, and empties it. False: the
+    /// server did not answer. One round trip.
+    [[nodiscard]] bool take(std::vector<xcb_rectangle_t>& damage);
 
-    /// Starts anew; no round trip.
+    /// Empties the region; no round trip.
     void discard();
 
 private:

@@ -18,8 +18,8 @@ RootReader::RootReader(support::x11::Connection& connection, PixelFormat format)
 
 bool RootReader::read(const std::vector<Rect>& rects, const Rect& area, std::uint8_t* dest,
                       std::size_t destStride) {
-    // No two rects share a row, so they fit side by side where the whole area does.
-    makeRoom(m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
+    // No two rectangles share a row, so all of them together fit where the whole area does.
+    reserve(m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
     request(rects);
     bool complete = true;
     for (std::size_t i = 0; i < rects.size(); ++i) {
@@ -31,7 +31,7 @@ bool RootReader::read(const std::vector<Rect>& rects, const Rect& area, std::uin
     return complete;
 }
 
-void RootReader::makeRoom(std::size_t bytes) {
+void RootReader::reserve(std::size_t bytes) {
     if (!m_canShare || (m_segment && m_segment->size() >= bytes)) {
         return;
     }
@@ -40,8 +40,8 @@ void RootReader::makeRoom(std::size_t bytes) {
     if (!m_segment && m_connection.alive()) {
         m_canShare = false;
         HV_WARN(
-            "screen images of {} bytes can't be shared with the X server (it runs elsewhere "
-            "or lacks MIT-SHM 1.2): they come through the connection, which is slower",
+            "sharing {} bytes of memory with the X server failed (it runs on another machine or "
+            "lacks MIT-SHM 1.2): frames come through the connection, which is slower",
             bytes);
     }
 }
@@ -94,8 +94,8 @@ bool RootReader::receive(const Rect& rect, const Pending& pending, std::uint8_t*
     }
     const Owned<xcb_generic_error_t> ownedError(error);
     if (pixels == nullptr) {
-        HV_DEBUG("no frame of {}x{} at {},{}: X error {}", rect.width, rect.height, rect.x, rect.y,
-                 error != nullptr ? error->error_code : 0);
+        HV_DEBUG("reading {}x{} pixels at {},{} failed: X error {}", rect.width, rect.height,
+                 rect.x, rect.y, error != nullptr ? error->error_code : 0);
         return false;
     }
     m_format.convert(pixels, stride, dest, destStride, rect.width, rect.height);

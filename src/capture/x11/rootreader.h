@@ -1,5 +1,5 @@
 #pragma once
-// Pixels of the root window, as opaque BGRA.
+// Reads pixels of the root window as opaque BGRA.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,26 +13,26 @@
 
 namespace capture::x11 {
 
-/// Fetches rects of the screen: through shared memory, or in the server's replies where memory
-/// can't be shared. The pointer is not in them. Lives no longer than its connection.
+/// Fetches rectangles of the screen, without the pointer: through shared memory, or in the server's
+/// replies where memory can't be shared. Must not outlive its connection.
 class RootReader {
 public:
     RootReader(support::x11::Connection& connection, PixelFormat format);
 
-    /// Fetches `rects`, all inside `area` and no two sharing a row, to where they belong in
-    /// `dest`, which holds `area` with rows of `destStride` bytes. False: at least one could
-    /// not be had (the screen may have shrunk, or the server gone), and `dest` is a mixture.
+    /// Fetches `rects`, all inside `area` and no two sharing a row, to their place in `dest`, which
+    /// holds `area` with rows of `destStride` bytes. False: at least one failed (the screen may
+    /// have shrunk, or the server is gone), and `dest` mixes old and new rows.
     [[nodiscard]] bool read(const std::vector<Rect>& rects, const Rect& area, std::uint8_t* dest,
                             std::size_t destStride);
 
 private:
-    /// Where a requested rect will arrive.
+    /// A requested rectangle.
     struct Pending {
         unsigned sequence = 0;
         std::size_t offset = 0;  ///< In the segment.
     };
 
-    void makeRoom(std::size_t bytes);
+    void reserve(std::size_t bytes);
     void request(const std::vector<Rect>& rects);
     [[nodiscard]] bool receive(const Rect& rect, const Pending& pending, std::uint8_t* dest,
                                std::size_t destStride);

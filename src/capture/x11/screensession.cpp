@@ -16,15 +16,15 @@ std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, s
     }
     auto format = PixelFormat::of(*xcb_get_setup(connection->get()), connection->screen());
     if (!format) {
-        error = "its images have a palette or packed pixels";
+        error = "its pixels have a palette or 24 packed bits";
         return nullptr;
     }
     std::unique_ptr<ScreenSession> session(
         new ScreenSession(std::move(connection), std::move(*format)));
-    session->watchArrangement();
+    session->watchMonitors();
     session->m_damage = RootDamage::watch(*session->m_connection);
     if (!session->alive()) {
-        error = "the server went away";
+        error = "the server closed the connection";
         return nullptr;
     }
     return session;
@@ -33,7 +33,7 @@ std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, s
 ScreenSession::ScreenSession(std::unique_ptr<Connection> connection, PixelFormat format)
     : m_connection(std::move(connection)), m_reader(*m_connection, std::move(format)) {}
 
-void ScreenSession::watchArrangement() {
+void ScreenSession::watchMonitors() {
     auto* const c = m_connection->get();
     if (support::x11::hasMonitors(*m_connection)) {
         m_randrEvent = m_connection->extension(xcb_randr_id)->first_event;
@@ -42,7 +42,8 @@ void ScreenSession::watchArrangement() {
                                    XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                    XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
     }
-    // A monitor that a user declares is announced as a change of the root window.
+    // A monitor that a user declares (xrandr --setmonitor) is reported as a change of the root
+    // window.
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(c, m_connection->root(), XCB_CW_EVENT_MASK, &events);
     xcb_flush(c);
@@ -50,10 +51,10 @@ void ScreenSession::watchArrangement() {
 
 void ScreenSession::poll() {
     auto* const c = m_connection->get();
-    // The first look reads the socket; the others take what it brought.
+    // The first call reads the socket, the others only the events it has queued.
     for (Owned<xcb_generic_event_t> event(xcb_poll_for_event(c)); event;
          event.reset(xcb_poll_for_queued_event(c))) {
-        notice(*event);
+        handleEvent(*event);
     }
 }
 
@@ -63,19 +64,19 @@ bool ScreenSession::waitForEvent(std::chrono::milliseconds limit) const {
     return ::poll(&socket, 1, static_cast<int>(limit.count())) > 0;
 }
 
-void ScreenSession::notice(const xcb_generic_event_t& event) {
+void ScreenSession::handleEvent(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7F;
     if (type == XCB_CONFIGURE_NOTIFY ||
         (m_randrEvent && (type == *m_randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                           type == *m_randrEvent + XCB_RANDR_NOTIFY))) {
-        m_rearranged = true;
+        m_monitorsChanged = true;
     } else if (m_damage) {
-        m_damage->notice(event);
+        m_damage->handleEvent(event);
     }
 }
 
-bool ScreenSession::takeRearranged() {
-    return std::exchange(m_rearranged, false);
+bool ScreenSession::takeMonitorsChanged() {
+    return std::exchange(m_monitorsChanged, false);
 }
 
 std::vector<support::x11::Monitor> ScreenSession::monitors() const {

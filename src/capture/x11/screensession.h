@@ -1,5 +1,5 @@
 #pragma once
-// One connection to an X server, and everything of a capture that dies with it.
+// One connection to an X server, and every part of a capture that depends on it.
 
 #include <chrono>
 #include <memory>
@@ -20,33 +20,33 @@ public:
     [[nodiscard]] static std::unique_ptr<ScreenSession> open(const std::string& display,
                                                              std::string& error);
 
-    /// Takes in what the server has announced, without a round trip.
+    /// Handles the events that have arrived, without a round trip.
     void poll();
 
-    /// Waits until the server has something to say or has gone. False: `limit` passed.
+    /// Waits until the server has sent something or is gone. False: `limit` passed.
     [[nodiscard]] bool waitForEvent(std::chrono::milliseconds limit) const;
 
     [[nodiscard]] bool alive() const { return m_connection->alive(); }
 
-    /// The arrangement of the monitors may have changed since the last call.
-    [[nodiscard]] bool takeRearranged();
+    /// The monitors may have changed since the last call.
+    [[nodiscard]] bool takeMonitorsChanged();
 
     [[nodiscard]] std::vector<support::x11::Monitor> monitors() const;
 
-    /// Null when the server does not tell what was drawn.
+    /// Null when the server lacks the DAMAGE extension.
     [[nodiscard]] RootDamage* damage() const { return m_damage.get(); }
     [[nodiscard]] RootReader& reader() { return m_reader; }
 
 private:
     ScreenSession(std::unique_ptr<support::x11::Connection> connection, PixelFormat format);
-    void watchArrangement();
-    void notice(const xcb_generic_event_t& event);
+    void watchMonitors();
+    void handleEvent(const xcb_generic_event_t& event);
 
     std::unique_ptr<support::x11::Connection> m_connection;
     std::unique_ptr<RootDamage> m_damage;
     RootReader m_reader;
-    std::optional<std::uint8_t> m_randrEvent;  ///< RandR's first event code, when it has RandR.
-    bool m_rearranged = false;
+    std::optional<std::uint8_t> m_randrEvent;  ///< RandR's first event code; nothing without RandR.
+    bool m_monitorsChanged = false;
 };
 
 }  // namespace capture::x11

@@ -12,7 +12,7 @@ namespace {
 using support::x11::Owned;
 
 bool serverTakesDescriptors(support::x11::Connection& connection) {
-    // Handing a descriptor to a server that is not on this machine would end the connection.
+    // Passing a descriptor to a server on another machine would end the connection.
     if (!connection.isLocal() || connection.extension(xcb_shm_id) == nullptr) {
         return false;
     }
@@ -35,7 +35,7 @@ std::unique_ptr<SharedSegment> SharedSegment::create(support::x11::Connection& c
         return nullptr;
     }
     void* memory = MAP_FAILED;
-    // Without fchmod anybody could open it through /proc.
+    // Without fchmod every user could open it through /proc.
     if (fchmod(file, S_IRUSR | S_IWUSR) == 0 && ftruncate(file, static_cast<off_t>(size)) == 0) {
         memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     }
@@ -44,7 +44,7 @@ std::unique_ptr<SharedSegment> SharedSegment::create(support::x11::Connection& c
         return nullptr;
     }
     std::unique_ptr<SharedSegment> segment(new SharedSegment(connection, memory, size));
-    // XCB closes the file once it has been sent.
+    // XCB closes the file after sending it.
     const auto attached =
         xcb_shm_attach_fd_checked(connection.get(), segment->m_id, file, /*read_only=*/0);
     const Owned<xcb_generic_error_t> error(xcb_request_check(connection.get(), attached));

@@ -1,5 +1,5 @@
 #pragma once
-// Memory that this process and the X server both see.
+// Memory shared between this process and the X server.
 
 #include <xcb/shm.h>
 
@@ -11,11 +11,11 @@
 
 namespace capture::x11 {
 
-/// A segment the server can write images into. It is an anonymous file without a name that
-/// anybody could open, and readable by this user only. Lives no longer than its connection.
+/// A segment that the server writes pixels into: an anonymous file that only this user may open.
+/// Must not outlive its connection.
 class SharedSegment {
 public:
-    /// Null when the server can't share memory with us (it runs elsewhere, or lacks MIT-SHM 1.2).
+    /// Null when memory can't be shared: the server runs on another machine or lacks MIT-SHM 1.2.
     /// Makes round trips.
     [[nodiscard]] static std::unique_ptr<SharedSegment> create(support::x11::Connection& connection,
                                                                std::size_t size);

@@ -5,9 +5,9 @@
 #include <thread>
 #include <utility>
 
-#include "capture/devicename.h"
 #include "capture/x11/screensession.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 using capture::x11::Rect;
 using capture::x11::ScreenSession;
@@ -15,11 +15,11 @@ using support::x11::Monitor;
 
 namespace {
 
-/// Between attempts at what fails for a while: soon enough for the eye, and no load on anybody.
+/// Between attempts to read or to connect again: rare enough to cost nothing.
 constexpr std::chrono::milliseconds kRetryInterval(500);
 
-/// After so many reads without damage (a third of a second at the sender's pace) the screen counts
-/// as still.
+/// After this many reads without damage (a third of a second at the sender's pace) the screen
+/// counts as still.
 constexpr int kStillReads = 100;
 constexpr std::chrono::milliseconds kStillWait(15);
 
@@ -57,28 +57,30 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     std::string error;
     m_session = ScreenSession::open(m_display, error);
     if (!m_session) {
-        HV_WARN("no screen capture from X display \"{}\": {}", m_display, error);
+        HV_WARN("capturing from X display \"{}\" failed: {}", m_display, error);
         return false;
     }
     const auto monitors = m_session->monitors();
     if (deviceName != nullptr) {
         m_deviceName = deviceName;
     } else if (!monitors.empty()) {
-        m_deviceName = capture::wideDeviceName(monitors.front().name);
+        m_deviceName = support::wideFromUtf8(monitors.front().name);
     }
     locateOutput();
     if (!m_output) {
-        HV_WARN("no screen capture from output \"{}\" of X display \"{}\": its outputs are {}",
-                capture::utf8DeviceName(m_deviceName), m_display, namesOf(monitors));
+        HV_WARN(
+            "capturing output \"{}\" of X display \"{}\" failed: it does not exist or is off; "
+            "outputs: {}",
+            support::utf8FromWide(m_deviceName), m_display, namesOf(monitors));
         ReleaseAll();
         return false;
     }
-    HV_INFO("screen capture from output \"{}\" of X display \"{}\", {}x{} at {},{}{}",
-            capture::utf8DeviceName(m_deviceName), m_display, m_output->width, m_output->height,
+    HV_INFO("capturing output \"{}\" of X display \"{}\", {}x{} at {},{}{}",
+            support::utf8FromWide(m_deviceName), m_display, m_output->width, m_output->height,
             m_output->x, m_output->y,
             m_session->damage() != nullptr
                 ? ""
-                : "; the server lacks DAMAGE, so every frame is taken for new");
+                : "; the server lacks the DAMAGE extension, so every frame is read whole");
     m_initialized = true;
     return true;
 }
@@ -104,15 +106,15 @@ bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsig
     return waitForDamage() && readFrame(x, y, width, height, dest);
 }
 
-/// What a read without damage costs its caller in time. True: the server has announced something.
+/// Waits after a read without damage. True: the server has sent something.
 bool X11CaptureScreen::waitForDamage() {
     if (m_stillReads < kStillReads) {
         ++m_stillReads;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         return false;
     }
-    // Waking up a few hundred times a second is nearly all that a still screen costs, and can be
-    // more than one per cent of a core. This wait is longer, yet damage ends it at once.
+    // On a still screen most of the cost is waking up a few hundred times a second. This wait is
+    // longer, but damage ends it at once.
     const bool announced = m_session && m_session->waitForEvent(kStillWait);
     if (!m_session) {
         std::this_thread::sleep_for(kStillWait);
@@ -129,13 +131,14 @@ bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned c
     }
     m_session->poll();
     if (!m_session->alive()) {
-        HV_WARN("the X server of display \"{}\" went away; waiting for it", m_display);
+        HV_WARN("the X server of display \"{}\" closed the connection; waiting for it to return",
+                m_display);
         m_lastRead.reset();
         m_output.reset();
         m_session.reset();
         return false;
     }
-    if (m_session->takeRearranged()) {
+    if (m_session->takeMonitorsChanged()) {
         m_nextTry = {};
         locateOutput();
     }
@@ -156,7 +159,7 @@ bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned c
         return false;
     }
     if (std::exchange(m_failing, false)) {
-        HV_INFO("output \"{}\" can be read again", capture::utf8DeviceName(m_deviceName));
+        HV_INFO("output \"{}\" can be read again", support::utf8FromWide(m_deviceName));
     }
     reportDirtyRows(read);
     m_lastRead = read;
@@ -168,8 +171,8 @@ void X11CaptureScreen::warnOfWayland() {
         variable("XDG_SESSION_TYPE") == "wayland" || !variable("WAYLAND_DISPLAY").empty();
     if (wayland && !std::exchange(m_warnedOfWayland, true)) {
         HV_WARN(
-            "this is a Wayland session: only windows of X11 programs can be captured, all else "
-            "stays black. Log in to an X11 (Xorg) session to capture the whole screen.");
+            "this is a Wayland session: only windows of X11 programs are captured, everything else "
+            "is black. Log in to an X11 (Xorg) session to capture the whole screen.");
     }
 }
 
@@ -196,15 +199,15 @@ bool X11CaptureScreen::connect() {
     return true;
 }
 
-/// Finds where the output is now and says when that is a change.
+/// Finds the output's current rectangle and logs a change.
 void X11CaptureScreen::locateOutput() {
     std::optional<Rect> found;
     for (const auto& monitor : m_session->monitors()) {
-        if (!found && capture::wideDeviceName(monitor.name) == m_deviceName) {
+        if (!found && support::wideFromUtf8(monitor.name) == m_deviceName) {
             found = areaOf(monitor);
         }
     }
-    // Whatever was rearranged, the screen's memory may be another one now.
+    // After any change the screen's memory may have been replaced.
     m_lastRead.reset();
     if (!m_initialized || found == m_output) {
         m_output = found;
@@ -212,15 +215,15 @@ void X11CaptureScreen::locateOutput() {
     }
     m_output = found;
     if (m_output) {
-        HV_INFO("output \"{}\" is now {}x{} at {},{}", capture::utf8DeviceName(m_deviceName),
+        HV_INFO("output \"{}\" is now {}x{} at {},{}", support::utf8FromWide(m_deviceName),
                 m_output->width, m_output->height, m_output->x, m_output->y);
     } else {
         HV_WARN("output \"{}\" was switched off; waiting for it",
-                capture::utf8DeviceName(m_deviceName));
+                support::utf8FromWide(m_deviceName));
     }
 }
 
-/// Chooses what has to be fetched. False: nothing, the buffer is as new as the screen.
+/// Chooses the rectangles to fetch. False: none, the buffer is up to date.
 bool X11CaptureScreen::chooseRects(const Read& read) {
     auto* const damage = m_session->damage();
     const Rect area = {read.output.x + read.cut.x, read.output.y + read.cut.y, read.cut.width,
@@ -229,8 +232,8 @@ bool X11CaptureScreen::chooseRects(const Read& read) {
         if (!damage->pending()) {
             return false;
         }
-        if (damage->take(m_drawn)) {
-            capture::x11::coverDamage(m_drawn, area, m_dirtyRects);
+        if (damage->take(m_damage)) {
+            capture::x11::coverDamage(m_damage, area, m_dirtyRects);
             return !m_dirtyRects.empty();
         }
     } else if (damage != nullptr) {
@@ -245,7 +248,7 @@ bool X11CaptureScreen::chooseRects(const Read& read) {
 }
 
 void X11CaptureScreen::reportDirtyRows(const Read& read) {
-    // In a frame whose rows were cut short they are not where the frame's rows are.
+    // Rows that were cut short are not at the frame's own row positions.
     m_dirtyRows.known = m_lastRead == read && read.cut.width == read.requestedWidth;
     m_dirtyRows.spans.clear();
     if (m_dirtyRows.known) {
@@ -255,12 +258,12 @@ void X11CaptureScreen::reportDirtyRows(const Read& read) {
     }
 }
 
-/// What was read is a mixture: the next frame is fetched whole.
+/// The buffer mixes old and new rows, so the next read fetches the whole area.
 void X11CaptureScreen::fail() {
     m_lastRead.reset();
     m_nextTry = Clock::now() + kRetryInterval;
     if (m_session->alive() && !std::exchange(m_failing, true)) {
-        HV_WARN("output \"{}\" of X display \"{}\" can't be read: trying again",
-                capture::utf8DeviceName(m_deviceName), m_display);
+        HV_WARN("output \"{}\" of X display \"{}\" can't be read; retrying every half second",
+                support::utf8FromWide(m_deviceName), m_display);
     }
 }

@@ -14,12 +14,12 @@ namespace capture::x11 {
 class ScreenSession;
 }
 
-/// The frame of one RandR monitor, found by its name and followed wherever it is moved. A new
-/// frame is one in which something was drawn inside the rectangle that is read; only the rows in
-/// question are fetched again into the same buffer.
+/// Captures one RandR monitor, found by its name, and follows it when it is moved. A frame is new
+/// when something inside the rectangle was damaged; only the damaged rows are fetched again into the
+/// same buffer.
 ///
-/// Reads answer false while the output is off and while the X server is away; when they are back,
-/// so is the frame. Each such turn is logged once.
+/// Reads return false while the output is off or the X server is gone, and resume when it is back.
+/// Each change is logged once.
 class X11CaptureScreen : public ScreenCapturer {
 public:
     /// `display` as in the variable DISPLAY; empty: that variable, as InitCapture() finds it.
@@ -34,7 +34,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// What the pixels in a buffer were read as: the same read again may build on them.
+    /// The parameters of a read: an equal read needs only the damaged rows.
     struct Read {
         capture::Cut cut;
         capture::x11::Rect output;
@@ -66,11 +66,11 @@ private:
     int m_stillReads = 0;
     Clock::time_point m_nextTry;
 
-    std::unique_ptr<capture::x11::ScreenSession> m_session;  ///< Null while the server is away.
-    std::optional<capture::x11::Rect> m_output;              ///< Nothing while it is off.
+    std::unique_ptr<capture::x11::ScreenSession> m_session;  ///< Null while the server is gone.
+    std::optional<capture::x11::Rect> m_output;              ///< Nothing while the output is off.
     std::optional<Read> m_lastRead;
 
-    std::vector<xcb_rectangle_t> m_drawn;
+    std::vector<xcb_rectangle_t> m_damage;
     std::vector<capture::x11::Rect> m_dirtyRects;
     support::DirtyRows m_dirtyRows;
 };

@@ -4,25 +4,15 @@
 
 #include "screens/enumeration.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace screens {
 namespace {
 
 using Microsoft::WRL::ComPtr;
 
-// A driver that never says where its outputs end must not keep the window from opening.
+// A driver that never ends its list of outputs must not keep the window from opening.
 constexpr UINT kMaxOutputs = 256;
-
-std::string utf8(const wchar_t* wide) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, wide, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) {
-        return {};
-    }
-    std::string text(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide, -1, text.data(), size, nullptr, nullptr);
-    text.pop_back();  // The terminating zero.
-    return text;
-}
 
 OutputDescInfo outputInfo(IDXGIOutput& output) {
     DXGI_OUTPUT_DESC description = {};
@@ -33,7 +23,7 @@ OutputDescInfo outputInfo(IDXGIOutput& output) {
     info.top = desktop.top;
     info.right = desktop.right;
     info.bottom = desktop.bottom;
-    info.deviceName = utf8(description.DeviceName);
+    info.deviceName = support::utf8FromWide(description.DeviceName);
     return info;
 }
 
@@ -42,7 +32,7 @@ DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
     adapter.GetDesc(&description);
     DeviceAdaptorInfo info;
     info.deviceId = description.DeviceId;
-    info.adaptorName = utf8(description.Description);
+    info.adaptorName = support::utf8FromWide(description.Description);
     info.luidLowPart = static_cast<std::uint32_t>(description.AdapterLuid.LowPart);
     info.luidHighPart = static_cast<std::int32_t>(description.AdapterLuid.HighPart);
 
@@ -51,7 +41,7 @@ DeviceAdaptorInfo adaptorInfo(IDXGIAdapter& adapter) {
         if (adapter.EnumOutputs(index, output.GetAddressOf()) == DXGI_ERROR_NOT_FOUND) {
             break;
         }
-        // Any other answer without an output is passed over.
+        // Other errors affect this index only.
         if (output) {
             info.outputs.push_back(outputInfo(*output.Get()));
         }
@@ -77,7 +67,7 @@ std::list<DeviceAdaptorInfo> platformAdaptors() {
     ComPtr<IDXGIFactory1> factory;
     const HRESULT result = CreateDXGIFactory1(IID_PPV_ARGS(factory.GetAddressOf()));
     if (FAILED(result)) {
-        HV_WARN("the graphics adapters can't be listed: CreateDXGIFactory1 gives {:#010x}",
+        HV_WARN("listing the graphics adapters failed: CreateDXGIFactory1 returned {:#010x}",
                 static_cast<std::uint32_t>(result));
         return {};
     }

@@ -8,7 +8,7 @@
 
 namespace screens {
 
-/// The adapters that `factory` knows, in its order.
+/// The adapters of `factory`, in its order.
 [[nodiscard]] std::list<DeviceAdaptorInfo> adaptorsOf(IDXGIFactory1& factory);
 
 }  // namespace screens

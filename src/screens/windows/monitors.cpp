@@ -38,7 +38,7 @@ struScreensMsg screensOf(std::vector<Monitor> monitors) {
     std::sort(monitors.begin(), monitors.end(), numberedBefore);
     struScreensMsg message;
     if (monitors.size() > std::size(message.screens)) {
-        HV_WARN("{} monitors, the first {} are offered", monitors.size(),
+        HV_WARN("there are {} monitors; only the first {} are listed", monitors.size(),
                 std::size(message.screens));
         monitors.resize(std::size(message.screens));
     }
@@ -58,11 +58,12 @@ struScreensMsg screensOf(std::vector<Monitor> monitors) {
 ScreensDetector::ScreensDetector(const std::string& /*host*/, const std::string& /*address*/) {}
 
 struScreensMsg ScreensDetector::getScreens() {
-    // Physical pixels, because the manifest declares the program aware of each monitor's scaling.
+    // Physical pixels: the manifest declares the program aware of per-monitor scaling.
     std::vector<screens::Monitor> monitors;
     if (EnumDisplayMonitors(nullptr, nullptr, screens::addMonitor,
                             reinterpret_cast<LPARAM>(&monitors)) == FALSE) {
-        HV_WARN("the monitors can't be listed: EnumDisplayMonitors fails with {}", GetLastError());
+        HV_WARN("listing the monitors failed: EnumDisplayMonitors reports error {}",
+                GetLastError());
     }
     return screens::screensOf(std::move(monitors));
 }

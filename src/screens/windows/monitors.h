@@ -15,8 +15,8 @@ struct Monitor {
     bool primary = false;
 };
 
-/// The monitors' record, ordered by the number in their names, which Windows keeps from run to run;
-/// at most 20.
+/// The monitors as a record, at most 20, ordered by the number in their names, which Windows keeps
+/// from run to run.
 [[nodiscard]] struScreensMsg screensOf(std::vector<Monitor> monitors);
 
 }  // namespace screens

@@ -20,7 +20,7 @@ struct Provider {
     std::vector<xcb_randr_output_t> outputs;
 };
 
-/// RandR's providers are the graphics adapters. Their number in the server identifies them best.
+/// RandR's providers are the graphics adapters. Their id in the server serves as device id.
 std::vector<Provider> listProviders(const Connection& connection) {
     std::vector<Provider> providers;
     if (!support::x11::hasMonitors(connection)) {
@@ -49,8 +49,8 @@ std::vector<Provider> listProviders(const Connection& connection) {
     return providers;
 }
 
-/// Stands for the adapters of a server that names none, as virtual ones do.
-Provider serverItself(const Connection& connection) {
+/// The one adapter of a server without providers, as virtual servers are.
+Provider serverAsProvider(const Connection& connection) {
     const auto* setup = xcb_get_setup(connection.get());
     Provider provider;
     provider.adaptor.deviceId = setup->release_number;
@@ -59,8 +59,8 @@ Provider serverItself(const Connection& connection) {
     return provider;
 }
 
-/// The provider that drives the monitor's output. A monitor without an output of its own is a part
-/// of the screen, which belongs to the first one.
+/// The provider that drives the monitor's output. A monitor without an output of its own is part of
+/// the screen and counted to the first provider.
 Provider& providerOf(const Monitor& monitor, std::vector<Provider>& providers) {
     const auto drives = [&monitor](const Provider& provider) {
         return std::find(provider.outputs.begin(), provider.outputs.end(), monitor.output) !=
@@ -76,12 +76,12 @@ std::list<DeviceAdaptorInfo> platformAdaptors() {
     std::string error;
     const auto connection = Connection::open({}, error);
     if (!connection) {
-        HV_WARN("no graphics adapters from the X display: {}", error);
+        HV_WARN("listing the outputs of the X display failed: {}", error);
         return {};
     }
     auto providers = listProviders(*connection);
     if (providers.empty()) {
-        providers.push_back(serverItself(*connection));
+        providers.push_back(serverAsProvider(*connection));
     }
     for (const auto& monitor : support::x11::listMonitors(*connection)) {
         providerOf(monitor, providers)

@@ -13,7 +13,7 @@ struScreensMsg ScreensDetector::getScreens() {
     std::string error;
     const auto connection = support::x11::Connection::open({}, error);
     if (!connection) {
-        HV_WARN("no screens from the X display: {}", error);
+        HV_WARN("listing the screens of the X display failed: {}", error);
         return message;
     }
     const auto monitors = support::x11::listMonitors(*connection);
@@ -30,7 +30,7 @@ struScreensMsg ScreensDetector::getScreens() {
         screen.isDefault = monitors[i].primary ? 1 : 0;
     }
     if (std::none_of(monitors.begin(), monitors.end(), [](const auto& m) { return m.primary; })) {
-        message.screens[0].isDefault = 1;  // Not every desktop names a primary one.
+        message.screens[0].isDefault = 1;  // Not every desktop has a primary monitor.
     }
     message.count = static_cast<std::uint16_t>(count);
     return message;

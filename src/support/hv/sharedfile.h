@@ -1,5 +1,5 @@
 #pragma once
-// Files that several programs have open at a time.
+// Files that several programs have open at the same time.
 
 #include <cstdio>
 #include <filesystem>
@@ -7,11 +7,12 @@
 
 namespace HV {
 
-/// Opens a file for appending, and makes it if need be. Meanwhile anybody may read, extend, rename
-/// and remove it. Closed by std::fclose(). Throws std::system_error when it can't be opened.
+/// Opens a file for appending, and creates it if it is missing. Other programs may read, extend,
+/// rename and remove it meanwhile. Closed by std::fclose(). Throws std::system_error when it can't
+/// be opened.
 [[nodiscard]] std::FILE* openShared(const std::filesystem::path& path);
 
-/// The path that a name in the local 8-bit encoding means.
+/// Converts a file name in the local 8-bit encoding.
 [[nodiscard]] std::filesystem::path localPath(const std::string& name);
 
 }  // namespace HV

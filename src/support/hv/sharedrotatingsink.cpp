@@ -13,10 +13,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Who moves files takes far less; an older lock is that of a program that was killed.
+/// Rotating takes far less; an older lock was left by a program that was killed.
 constexpr std::chrono::seconds kStaleLock(10);
 
-/// Held by one program at a time. It is a folder, because making one tells whether it was there.
+/// Held by one program at a time. It is a folder, because creating one fails when it exists.
 class RotationLock {
 public:
     explicit RotationLock(fs::path folder) : m_folder(std::move(folder)) {
@@ -73,7 +73,7 @@ void SharedRotatingSink::sink_it_(const spdlog::details::log_msg& message) {
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
     if (!m_file) {
-        open();  // it failed when the files were moved on
+        open();  // It failed after the last rotation.
     }
     if (m_size + line.size() > m_maxSize) {
         rotate(line.size());
@@ -89,7 +89,7 @@ void SharedRotatingSink::flush_() {
         return;
     }
     std::fflush(m_file.get());
-    m_size = spdlog::details::os::filesize(m_file.get());  // with the lines of other programs
+    m_size = spdlog::details::os::filesize(m_file.get());  // Includes the lines of other programs.
 }
 
 void SharedRotatingSink::rotate(std::size_t needed) {
@@ -98,20 +98,21 @@ void SharedRotatingSink::rotate(std::size_t needed) {
     lockPath += ".lock";
     const RotationLock lock(lockPath);
     if (!lock) {
-        return;  // Another program is at it; the next line tries again.
+        return;  // Another program is rotating; the next line tries again.
     }
     m_file.reset();
     std::error_code error;
     const auto size = fs::file_size(m_path, error);
     if (!error && size + needed > m_maxSize) {
-        moveFilesOn();
+        shiftFiles();
     }
     open();
 }
 
-/// The oldest one goes when every number is taken. What can't be moved stays where it is and grows;
-/// the number that is free then keeps the next try from moving the older ones on again.
-void SharedRotatingSink::moveFilesOn() const {
+/// Renames each file to the next number; the oldest one is overwritten when every number is taken.
+/// A file that can't be renamed stays and grows; the free number after it keeps the next attempt
+/// from shifting the older files again.
+void SharedRotatingSink::shiftFiles() const {
     std::error_code ignored;
     if (m_rotatedFiles == 0) {
         fs::remove(m_path, ignored);

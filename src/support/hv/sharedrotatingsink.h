@@ -11,9 +11,9 @@
 
 namespace HV {
 
-/// A rotating log file that several programs may write at a time: whoever finds it full moves the
-/// files on, one program at a time, and no line is lost by that. The files are called as those of
-/// spdlog's own rotating sink. Any thread.
+/// A rotating log file that several programs may write at the same time. The program that finds it
+/// full rotates the files, one program at a time; no line is lost. The files are named like those
+/// of spdlog's own rotating sink. Any thread.
 class SharedRotatingSink : public spdlog::sinks::base_sink<std::mutex> {
 public:
     /// `rotatedFiles` older files are kept beside `path`. Throws std::system_error when the file
@@ -31,13 +31,13 @@ private:
 
     void open();
     void rotate(std::size_t needed);
-    void moveFilesOn() const;
+    void shiftFiles() const;
 
     const std::filesystem::path m_path;
     const std::size_t m_maxSize;
     const std::size_t m_rotatedFiles;
-    std::unique_ptr<std::FILE, Close> m_file;  ///< Null: it could not be opened again.
-    std::size_t m_size = 0;                    ///< Of the file, as far as we know.
+    std::unique_ptr<std::FILE, Close> m_file;  ///< Null: reopening failed.
+    std::size_t m_size = 0;  ///< The file's size at the last flush, plus what this sink wrote.
 };
 
 }  // namespace HV

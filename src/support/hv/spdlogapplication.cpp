@@ -12,8 +12,8 @@
 namespace HV {
 namespace {
 
-/// "%l" as our log files show it: five characters, critical called FATAL. spdlog has its own
-/// texts compiled in, hence a flag of our own under the same letter.
+/// "%l" in five characters, with critical shown as FATAL. spdlog's level names are compiled in, so
+/// this custom flag replaces its own.
 class PaddedLevelFlag : public spdlog::custom_flag_formatter {
 public:
     void format(const spdlog::details::log_msg& message, const std::tm& /*time*/,
@@ -81,7 +81,7 @@ void SpdlogBase::shutdownLogger() {
 std::shared_ptr<spdlog::logger> SpdlogBase::makeLogger(std::vector<spdlog::sink_ptr> sinks) const {
     auto made = std::make_shared<spdlog::logger>(m_loggerName, sinks.begin(), sinks.end());
     made->set_level(spdlog::level::trace);
-    // A crash must not take the lines that explain it along.
+    // The lines that explain a crash must be in the file when it happens.
     made->flush_on(spdlog::level::info);
     return made;
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The process-wide logger: a thin layer over spdlog, free of Qt.
+// The process-wide logger: a thin layer over spdlog. No Qt.
 
 #include <spdlog/spdlog.h>
 
@@ -11,7 +11,7 @@
 
 namespace HV {
 
-/// Collects sinks, then makes one logger of them. Every member function may be called from any
+/// Collects sinks, then creates one logger with them. Every member function may be called from any
 /// thread; the append functions take effect at the next setupLogger().
 class SpdlogBase {
 public:
@@ -21,7 +21,7 @@ public:
     SpdlogBase& operator=(const SpdlogBase&) = delete;
 
     /// Adds a coloured console sink. `level` is spdlog's number (0 trace ... 6 off).
-    /// Throws spdlog::spdlog_ex when the sink can't be made.
+    /// Throws spdlog::spdlog_ex when the sink can't be created.
     void appendConsoleSink(int level, const std::string& pattern);
 
     /// Adds a file sink that rotates at `maxSize` bytes; at most `maxFiles` files (1 or more) exist
@@ -31,11 +31,11 @@ public:
     void appendRotatingFileSink(int level, const std::string& pattern, const std::string& filePath,
                                 std::size_t maxSize, std::size_t maxFiles);
 
-    /// Makes the process logger from the sinks appended so far, none included.
+    /// Creates the process logger with the sinks appended so far, if any.
     void setupLogger();
 
     /// The process logger. Never null: before setupLogger() and after shutdownLogger() it is a
-    /// logger without sinks, so that a late log line is lost and nothing else.
+    /// logger without sinks, so that a late log line is lost but harmless.
     [[nodiscard]] std::shared_ptr<spdlog::logger> logger() const;
 
     void flush();

@@ -32,7 +32,7 @@ struct Size {
     int height = 0;
 };
 
-/// The root window's size now; the one in the connection's setup is that of the connection's time.
+/// The current size of the root window; the connection's setup has the size at connection time.
 std::optional<Size> rootSize(const Connection& connection) {
     auto* const c = connection.get();
     const Owned<xcb_get_geometry_reply_t> reply(

@@ -1,5 +1,5 @@
 #pragma once
-// The monitors of an X screen, as the user has arranged them.
+// The monitors of an X screen.
 
 #include <xcb/randr.h>
 
@@ -10,13 +10,13 @@
 
 namespace support::x11 {
 
-/// One active RandR monitor: normally an output, or several that were joined to one, or a part of
-/// the screen that the user declared to be a monitor.
+/// One active RandR monitor: normally an output, or several outputs combined, or a part of the
+/// screen that the user declared to be a monitor.
 struct Monitor {
-    /// The name of its first output (HDMI-1), or the monitor's own when it has no output. No two
-    /// monitors share it.
+    /// The name of its first output (HDMI-1), or the monitor's own name when it has no output.
+    /// Unique.
     std::string name;
-    int x = 0;  ///< Physical pixels from the root window's corner.
+    int x = 0;  ///< Physical pixels from the root window's top-left corner.
     int y = 0;
     int width = 0;  ///< Cut at the root window's edge, at least 1.
     int height = 0;
@@ -24,12 +24,12 @@ struct Monitor {
     xcb_randr_output_t output = XCB_NONE;  ///< The first output, or none.
 };
 
-/// Whether the server has RandR 1.5, whose monitors listMonitors() asks for. Makes round trips.
+/// Whether the server has RandR 1.5, the first version with monitors. Makes round trips.
 [[nodiscard]] bool hasMonitors(const Connection& connection);
 
-/// The active monitors from left to right, then from top to bottom: the same order whichever was
-/// plugged in first. A server without RandR 1.5 has one monitor, the whole screen, named "screen".
-/// Empty when all are off, and when the server is gone. Makes several round trips.
+/// The active monitors from left to right, then from top to bottom, whichever was plugged in first.
+/// A server without RandR 1.5 has one monitor, the whole screen, named "screen". Empty when all are
+/// off or the server is gone. Makes several round trips.
 [[nodiscard]] std::vector<Monitor> listMonitors(const Connection& connection);
 
 }  // namespace support::x11

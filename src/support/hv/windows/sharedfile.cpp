@@ -11,8 +11,8 @@
 namespace HV {
 
 std::FILE* openShared(const std::filesystem::path& path) {
-    // With the right to append alone, the system itself puts each write at the file's end. The C
-    // library's own ways to open a file would keep others from renaming it.
+    // With append access only, the system writes at the end of the file. A file opened by the C
+    // library can't be renamed by others.
     const HANDLE handle =
         CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
@@ -22,7 +22,7 @@ std::FILE* openShared(const std::filesystem::path& path) {
         throw std::system_error(error, std::system_category(),
                                 "opening " + path.string() + " for writing");
     }
-    // Each of the two takes over what it is given, if it succeeds.
+    // Each call takes ownership of its argument when it succeeds.
     const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_APPEND);
     std::FILE* const file = descriptor < 0 ? nullptr : _fdopen(descriptor, "ab");
     if (file == nullptr) {
@@ -39,7 +39,7 @@ std::FILE* openShared(const std::filesystem::path& path) {
 }
 
 std::filesystem::path localPath(const std::string& name) {
-    // The standard library would take the name for UTF-8.
+    // The standard library would read the name as UTF-8.
     std::wstring wide(name.size(), L'\0');
     wide.resize(static_cast<std::size_t>(
         MultiByteToWideChar(CP_ACP, 0, name.data(), static_cast<int>(name.size()), wide.data(),
