@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "sender/ffmpeghandles.h"
+#include "support/ffmpeghandles.h"
 
 namespace sender {
 
@@ -19,7 +19,7 @@ public:
     void release() { m_scaler.reset(); }
 
 private:
-    ScalerPtr m_scaler;
+    support::ScalerPtr m_scaler;
 };
 
 }  // namespace sender

@@ -23,7 +23,7 @@ void FrameQueue::setOpen(bool open) {
     m_notEmpty.notify_all();
 }
 
-void FrameQueue::push(sender::FramePtr frame) {
+void FrameQueue::push(support::FramePtr frame) {
     {
         std::unique_lock lock(m_pushMutex);
         m_notFull.wait(lock, [this] { return !m_open || !isFull(); });
@@ -39,14 +39,14 @@ void FrameQueue::push(sender::FramePtr frame) {
     m_notEmpty.notify_all();
 }
 
-sender::FramePtr FrameQueue::pop() {
+support::FramePtr FrameQueue::pop() {
     std::unique_lock popLock(m_popMutex);
     m_notEmpty.wait(popLock, [this] { return !m_open || !isEmpty(); });
     const std::lock_guard pushLock(m_pushMutex);
     if (isEmpty()) {
         return nullptr;
     }
-    sender::FramePtr frame = std::move(m_buffer[m_read % m_capacity]);
+    support::FramePtr frame = std::move(m_buffer[m_read % m_capacity]);
     ++m_read;
     m_notFull.notify_all();
     return frame;
@@ -54,7 +54,7 @@ sender::FramePtr FrameQueue::pop() {
 
 void FrameQueue::clear() {
     const std::lock_guard lock(m_pushMutex);
-    for (sender::FramePtr& slot : m_buffer) {
+    for (support::FramePtr& slot : m_buffer) {
         slot.reset();
     }
     m_write = 0;

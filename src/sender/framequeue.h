@@ -6,7 +6,7 @@
 #include <mutex>
 #include <vector>
 
-#include "sender/ffmpeghandles.h"
+#include "support/ffmpeghandles.h"
 
 /// A bounded ring of frames between one producer and one consumer. Closed at first; while it is
 /// closed neither side waits, pushed frames are dropped, and what is inside stays until it is
@@ -21,10 +21,10 @@ public:
     void close();
 
     /// Producer. Waits while the queue is open and full. Frees `frame` when it is closed.
-    void push(sender::FramePtr frame);
+    void push(support::FramePtr frame);
 
     /// Consumer. Waits while the queue is open and empty. Null: closed and empty.
-    [[nodiscard]] sender::FramePtr pop();
+    [[nodiscard]] support::FramePtr pop();
 
     /// Frees everything inside. Only while no consumer runs.
     void clear();
@@ -35,7 +35,7 @@ private:
     void setOpen(bool open);
 
     const std::uint32_t m_capacity;
-    std::vector<sender::FramePtr> m_buffer;
+    std::vector<support::FramePtr> m_buffer;
     // Counters that only grow; the slot of a value is value % capacity.
     std::atomic<std::uint32_t> m_write{0};
     std::atomic<std::uint32_t> m_read{0};

@@ -1,10 +1,5 @@
 #include "sender/ndisender.h"
 
-extern "C" {
-#include <libavutil/error.h>
-}
-
-#include <array>
 #include <cstdio>
 #include <limits>
 #include <optional>
@@ -20,12 +15,6 @@ namespace {
 
 constexpr std::uint32_t kQueueCapacity = 4;
 constexpr int kDecoderThreads = 4;
-
-std::string errorText(int error) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
 
 }  // namespace
 
@@ -92,7 +81,7 @@ bool NDISender::openDevice(int rate) {
     if (format != nullptr) {  // Without a format FFmpeg would look for a file of that name.
         result = avformat_open_input(&demuxer, device.source.c_str(), format, &options);
     }
-    const sender::DictionaryPtr unusedOptions(options);
+    const support::DictionaryPtr unusedOptions(options);
     m_pVsFrame->demuxer.reset(demuxer);
     if (result != 0) {
         reportFailure("Couldn't open input stream.\n", result);
@@ -137,7 +126,8 @@ bool NDISender::openDecoder() {
 void NDISender::reportFailure(const char* text, int error) const {
     std::fputs(text, stdout);
     HV_WARN("{}, region {}x{} at {},{}: {}: {}", m_device, m_w, m_h, m_x, m_y,
-            std::string_view(text).substr(0, std::string_view(text).find('.')), errorText(error));
+            std::string_view(text).substr(0, std::string_view(text).find('.')),
+            support::ffmpegError(error));
 }
 
 void NDISender::start() {
@@ -193,7 +183,7 @@ void NDISender::captureFrame(VsFrame* vsFrame) {
         const int result = av_read_frame(vsFrame->demuxer.get(), vsFrame->packet.get());
         if (result != 0) {
             HV_WARN("{}, region {}x{} at {},{}: capture ended: {}", m_device, m_w, m_h, m_x, m_y,
-                    errorText(result));
+                    support::ffmpegError(result));
             return;
         }
         if (vsFrame->packet->stream_index == vsFrame->streamIndex) {
@@ -204,7 +194,7 @@ void NDISender::captureFrame(VsFrame* vsFrame) {
 
 void NDISender::decodeAndPush(VsFrame& vsFrame) {
     avcodec_send_packet(vsFrame.decoder.get(), vsFrame.packet.get());
-    sender::FramePtr frame(av_frame_alloc());
+    support::FramePtr frame(av_frame_alloc());
     if (avcodec_receive_frame(vsFrame.decoder.get(), frame.get()) == 0) {
         m_queue.push(std::move(frame));
     }
@@ -214,7 +204,7 @@ void NDISender::sendFrameThread() {
     sender::FrameTimes times;
     bool saidUnreadable = false;
     while (m_bRun) {
-        const sender::FramePtr frame = m_queue.pop();
+        const support::FramePtr frame = m_queue.pop();
         const std::int64_t start = getLocalTimeUs();
         if (!frame) {
             HV_INFO("sendFrameThread, get frame is null");

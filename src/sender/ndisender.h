@@ -9,16 +9,16 @@
 
 #include "ndi/ndilib.h"
 #include "sender/bgraconverter.h"
-#include "sender/ffmpeghandles.h"
 #include "sender/framequeue.h"
 #include "sender/ndisenderbase.h"
+#include "support/ffmpeghandles.h"
 
 /// What one opened capture needs to read and decode.
 struct VsFrame {
-    sender::DemuxerPtr demuxer;
+    support::DemuxerPtr demuxer;
     int streamIndex = 0;
-    sender::DecoderPtr decoder;
-    sender::PacketPtr packet;  ///< The one packet that every read fills again.
+    support::CodecContextPtr decoder;
+    support::PacketPtr packet;  ///< The one packet that every read fills again.
 };
 
 /// Grabs the desktop through FFmpeg's grabbing device of this platform: one thread reads and

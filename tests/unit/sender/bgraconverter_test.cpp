@@ -6,8 +6,8 @@
 
 namespace {
 
-sender::FramePtr frameOf(AVPixelFormat format, int width, int height) {
-    sender::FramePtr frame(av_frame_alloc());
+support::FramePtr frameOf(AVPixelFormat format, int width, int height) {
+    support::FramePtr frame(av_frame_alloc());
     frame->format = format;
     frame->width = width;
     frame->height = height;

@@ -11,8 +11,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-sender::FramePtr numbered(std::int64_t number) {
-    sender::FramePtr frame(av_frame_alloc());
+support::FramePtr numbered(std::int64_t number) {
+    support::FramePtr frame(av_frame_alloc());
     frame->pts = number;
     return frame;
 }
