@@ -11,6 +11,10 @@ target_include_directories(fmt::fmt SYSTEM INTERFACE ${TARSIN_WINDOWS_PREFIX}/in
 target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
 add_library(spdlog::spdlog INTERFACE IMPORTED)
 target_link_libraries(spdlog::spdlog INTERFACE fmt::fmt)
+foreach(library CLI11::CLI11 nlohmann_json::nlohmann_json)
+    add_library(${library} INTERFACE IMPORTED)
+    target_include_directories(${library} SYSTEM INTERFACE ${TARSIN_WINDOWS_PREFIX}/include)
+endforeach()
 
 # windows.h without its min and max macros and without the sockets of 1991; Windows 10.
 add_compile_definitions(NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE

@@ -84,7 +84,7 @@ build_googletest() {
 build_headers() {
     mkdir -p "$prefix/include"
     cp -r /usr/include/spdlog /usr/include/fmt /usr/include/asio /usr/include/asio.hpp \
-        "$prefix/include"
+        /usr/include/CLI /usr/include/nlohmann "$prefix/include"
 }
 
 # build_with_cmake SOURCE [OPTION...]
@@ -97,7 +97,8 @@ build_with_cmake() {
 }
 
 declare -A made_from=(
-    [headers]="libspdlog-dev libfmt-dev libasio-dev" [googletest]=googletest
+    [headers]="libspdlog-dev libfmt-dev libasio-dev libcli11-dev nlohmann-json3-dev"
+    [googletest]=googletest
     [pugixml]=libpugixml-dev [sdl]=libsdl2-dev [qt]=qtbase5-dev
     [ffmpeg]="libavcodec-dev libz-mingw-w64-dev")
 

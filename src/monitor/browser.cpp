@@ -12,7 +12,7 @@ bool sameText(std::string_view a, std::string_view b) {
     return mdns::dns::sameName({std::string(a)}, {std::string(b)});
 }
 
-/// "Name" of "MACHINE (Name)"; the whole name when it has no brackets.
+/// "Name" from "MACHINE (Name)"; the whole name if it has no brackets.
 std::string_view bracketPart(std::string_view name) {
     const auto open = name.find(" (");
     if (open == std::string_view::npos || name.back() != ')') {

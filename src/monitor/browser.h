@@ -1,5 +1,5 @@
 #pragma once
-// Which NDI sources are on the network.
+// Finds the NDI sources on the network.
 
 #include <asio/ip/tcp.hpp>
 #include <chrono>
@@ -16,23 +16,25 @@ struct FoundSource {
 };
 using FoundSources = std::vector<FoundSource>;
 
-/// Asked whenever something new was found, and ten times a second: true ends the search.
+/// Called after every answer from the network and at least ten times per second; true ends the
+/// search.
 using Enough = std::function<bool(const FoundSources&)>;
 
-/// Searches until `enough` or `limit`: through the Avahi daemon when one runs, else by asking the
-/// network itself. The sources are those whose address is known, ordered by name.
+/// Searches until `enough` returns true or `limit` has passed: through the Avahi daemon if it runs,
+/// else by multicast DNS. Returns the sources whose address is known, ordered by name.
 [[nodiscard]] FoundSources browse(std::chrono::milliseconds limit, const Enough& enough);
 
-/// The two ways. The first gives nothing where no daemon runs.
+/// The two ways of searching. The first returns nothing if no daemon runs.
 [[nodiscard]] std::optional<FoundSources> browseThroughDaemon(std::chrono::milliseconds limit,
                                                               const Enough& enough);
 [[nodiscard]] FoundSources browseByMulticast(std::chrono::milliseconds limit, const Enough& enough);
 
-/// The sources that `wanted` may mean: the one with exactly this full name; else those with it as
-/// full name, else as the part in brackets, whatever the case of ASCII letters.
+/// The sources that `wanted` may mean: the one with exactly this full name; else those with this
+/// full name in other case; else those whose part in brackets is this name. Only the case of ASCII
+/// letters is ignored.
 [[nodiscard]] FoundSources matching(const FoundSources& sources, const std::string& wanted);
 
-/// Adds `endpoint` to `source` in its place, once.
+/// Inserts `endpoint` in the order given above, unless `source` has it already.
 void addEndpoint(FoundSource& source, const asio::ip::tcp::endpoint& endpoint);
 
 }  // namespace monitor

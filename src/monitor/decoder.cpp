@@ -3,8 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+
+#include "monitor/videotext.h"
 
 namespace monitor {
 namespace {
@@ -18,12 +19,6 @@ bool isSpeedHq(std::uint32_t fourCC) {
 
 }  // namespace
 
-std::string libavError(int error) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
-
 bool Decoder::open(std::uint32_t fourCC, std::uint32_t width, std::uint32_t height) {
     if (m_context && m_context->codec_tag == fourCC &&
         m_context->width == static_cast<int>(width) &&
@@ -32,12 +27,14 @@ bool Decoder::open(std::uint32_t fourCC, std::uint32_t width, std::uint32_t heig
     }
     m_context.reset();
     if (!isSpeedHq(fourCC) || width > kMaxSide || height > kMaxSide) {
-        m_error = fmt::format("a frame of {}x{} in format {:#x} is nothing we can decode", width,
-                              height, fourCC);
+        m_error = fmt::format(
+            "{}x{} pixels in format {} can't be decoded: only SpeedHQ up to {} pixels wide and "
+            "high can",
+            width, height, fourCCText(fourCC), kMaxSide);
         return false;
     }
     const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_SPEEDHQ);
-    CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
+    support::CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
     if (!context) {
         m_error = "this libavcodec has no SpeedHQ decoder";
         return false;
@@ -47,7 +44,7 @@ bool Decoder::open(std::uint32_t fourCC, std::uint32_t width, std::uint32_t heig
     context->height = static_cast<int>(height);
     const int result = avcodec_open2(context.get(), codec, nullptr);
     if (result < 0) {
-        m_error = "opening the SpeedHQ decoder failed: " + libavError(result);
+        m_error = "opening the SpeedHQ decoder failed: " + support::ffmpegError(result);
         return false;
     }
     m_context = std::move(context);
@@ -62,7 +59,8 @@ const AVFrame* Decoder::decode(std::uint32_t fourCC, std::uint32_t width, std::u
     av_packet_unref(m_packet.get());
     int result = av_new_packet(m_packet.get(), static_cast<int>(size));
     if (result == 0) {
-        // libav reads behind the end of a packet, so it needs one of its own making.
+        // libavcodec reads beyond the packet's end, so the packet needs the padding that
+        // av_new_packet adds.
         std::memcpy(m_packet->data, data, size);
         result = avcodec_send_packet(m_context.get(), m_packet.get());
     }
@@ -70,7 +68,7 @@ const AVFrame* Decoder::decode(std::uint32_t fourCC, std::uint32_t width, std::u
         result = avcodec_receive_frame(m_context.get(), m_frame.get());
     }
     if (result < 0) {
-        m_error = fmt::format("decoding {} bytes failed: {}", size, libavError(result));
+        m_error = fmt::format("decoding {} bytes failed: {}", size, support::ffmpegError(result));
         m_context.reset();
         return nullptr;
     }

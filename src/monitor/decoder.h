@@ -1,19 +1,19 @@
 #pragma once
-// SpeedHQ packets to frames, by libavcodec.
+// Decodes SpeedHQ packets with libavcodec.
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-#include "monitor/libav.h"
+#include "support/ffmpeghandles.h"
 
 namespace monitor {
 
-/// One thread.
+/// Not thread-safe.
 class Decoder {
 public:
-    /// Decodes one packet. Null when it is damaged, of another codec, or of a size beyond 8192
-    /// pixels; error() says what is wrong. The frame is valid until the next call.
+    /// Decodes one packet. Null when the packet is damaged, is not SpeedHQ, or is wider or higher
+    /// than 8192 pixels; error() says which. The frame is valid until the next call.
     [[nodiscard]] const AVFrame* decode(std::uint32_t fourCC, std::uint32_t width,
                                         std::uint32_t height, const std::uint8_t* data,
                                         std::size_t size);
@@ -22,9 +22,9 @@ public:
 private:
     bool open(std::uint32_t fourCC, std::uint32_t width, std::uint32_t height);
 
-    CodecContextPtr m_context;
-    PacketPtr m_packet{av_packet_alloc()};
-    FramePtr m_frame{av_frame_alloc()};
+    support::CodecContextPtr m_context;
+    support::PacketPtr m_packet{av_packet_alloc()};
+    support::FramePtr m_frame{av_frame_alloc()};
     std::string m_error;
 };
 

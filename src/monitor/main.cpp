@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <asio/io_context.hpp>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -11,11 +10,12 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include "monitor/browser.h"
 #include "monitor/options.h"
 #include "monitor/png.h"
 #include "monitor/receiver.h"
 #include "monitor/report.h"
+#include "monitor/search.h"
+#include "monitor/videotext.h"
 
 namespace {
 
@@ -25,90 +25,15 @@ enum ExitCode { kDone = 0, kNothing = 1, kUsage = 2, kEarly = 3, kNotSaved = 4 }
 
 std::atomic<bool> g_interrupted{false};
 
-std::chrono::milliseconds milliseconds(double seconds) {
-    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-}
-
-bool interrupted(const FoundSources& /*soFar*/) {
-    return g_interrupted;
-}
-
-FoundSources browseAll(const Options& options) {
-    auto found = browse(milliseconds(options.waitSeconds), interrupted);
-    if (found.empty()) {
-        fmt::print(stderr, "No NDI source was found within {} s.\n", options.waitSeconds);
-    }
-    return found;
-}
-
 int list(const Options& options) {
-    const auto found = browseAll(options);
+    const auto found = findAll(options, g_interrupted);
     fmt::print("{}", options.json ? listJson(found) : listText(found));
     return found.empty() ? kNothing : kDone;
 }
 
-/// Searches for the one source that is meant. After the first match of its full name, more of its
-/// addresses get a moment to show up; after a match of the short name, other sources that have it
-/// too. Empty: the user was told why.
-std::vector<Target> findByName(const Options& options) {
-    using Clock = std::chrono::steady_clock;
-    std::optional<Clock::time_point> firstMatch;
-    const auto enough = [&](const FoundSources& soFar) {
-        const auto matches = matching(soFar, options.name);
-        if (matches.empty()) {
-            return g_interrupted.load();
-        }
-        firstMatch = firstMatch.value_or(Clock::now());
-        const std::chrono::milliseconds settling(matches[0].name == options.name ? 200 : 500);
-        return g_interrupted || Clock::now() - *firstMatch > settling;
-    };
-    const auto all = browse(milliseconds(options.waitSeconds), enough);
-    const auto matches = matching(all, options.name);
-    if (matches.size() == 1) {
-        return {{matches[0].name, matches[0].endpoints}};
-    }
-    if (matches.empty()) {
-        fmt::print(stderr, "No source \"{}\" was found within {} s.{}\n{}", options.name,
-                   options.waitSeconds, all.empty() ? "" : " There are:", listText(all));
-    } else {
-        fmt::print(stderr, "Several sources are called \"{}\"; give the full name of one:\n{}",
-                   options.name, listText(matches));
-    }
-    return {};
-}
-
-std::vector<Target> findByAddress(const Options& options) {
-    asio::io_context context;
-    asio::ip::tcp::resolver resolver(context);
-    asio::error_code error;
-    Target target{options.address, {}};
-    for (const auto& entry : resolver.resolve(options.host, std::to_string(options.port), error)) {
-        target.endpoints.push_back(entry.endpoint());
-    }
-    if (error) {
-        fmt::print(stderr, "Looking up {} failed: {}\n", options.host, error.message());
-        return {};
-    }
-    return {target};
-}
-
-std::vector<Target> findTargets(const Options& options) {
-    if (!options.address.empty()) {
-        return findByAddress(options);
-    }
-    if (!options.all) {
-        return findByName(options);
-    }
-    std::vector<Target> targets;
-    for (const auto& source : browseAll(options)) {
-        targets.push_back({source.name, source.endpoints});
-    }
-    return targets;
-}
-
-/// One thread for each source.
-std::vector<Reception> receiveAll(const std::vector<Target>& targets, const Options& options) {
-    std::vector<Reception> receptions(targets.size());
+/// Receives from all targets at the same time, each on its own thread.
+std::vector<Outcome> receiveAll(const std::vector<Target>& targets, const Options& options) {
+    std::vector<Outcome> outcomes(targets.size());
     std::vector<std::thread> threads;
     std::mutex outputMutex;
     for (std::size_t i = 0; i < targets.size(); ++i) {
@@ -117,16 +42,16 @@ std::vector<Reception> receiveAll(const std::vector<Target>& targets, const Opti
                 const std::lock_guard lock(outputMutex);
                 fmt::print(stderr, "{}: {}\n", targets[i].name, line);
             };
-            receptions[i] = receive(targets[i], options, g_interrupted, tell);
+            outcomes[i].reception = receive(targets[i], options, g_interrupted, tell);
         });
     }
     for (auto& thread : threads) {
         thread.join();
     }
-    return receptions;
+    return outcomes;
 }
 
-/// "frame.png" for one source; "frame-1.png", "frame-2.png" ... for all.
+/// "frame.png" for one source; "frame-1.png", "frame-2.png" ... with --all.
 std::string fileFor(const Options& options, std::size_t index) {
     if (!options.all) {
         return options.saveFile;
@@ -139,7 +64,7 @@ std::string fileFor(const Options& options, std::size_t index) {
                        index + 1, ending);
 }
 
-int codeOf(const Reception& reception) {
+ExitCode exitCodeOf(const Reception& reception) {
     switch (reception.end) {
         case Reception::End::Complete:
             return kDone;
@@ -152,62 +77,77 @@ int codeOf(const Reception& reception) {
     return kNothing;
 }
 
-/// Saves and reports one reception; returns its exit code.
-int conclude(const Reception& reception, const Options& options, const std::string& file,
-             std::string& json) {
-    int code = codeOf(reception);
-    if (code == kNothing) {
+/// Says on standard error why the reception ended, if not because everything had arrived.
+void printReason(const Reception& reception) {
+    if (exitCodeOf(reception) == kNothing) {
         fmt::print(stderr, "Nothing arrived from {}{}{}\n", reception.name,
                    reception.reason.empty() ? "" : ": ", reception.reason);
     } else if (!reception.reason.empty()) {
         fmt::print(stderr, "{}: {}\n", reception.name, reception.reason);
     }
-    std::string saved;
-    if (!file.empty() && code != kNothing) {
-        const std::string error =
-            reception.frame ? savePng(*reception.frame, file) : "no frame could be decoded";
-        if (error.empty()) {
-            saved = file;
-        } else {
-            fmt::print(stderr, "{}\n", error);
-            code = kNotSaved;
-        }
+}
+
+/// Saves the last frame and remembers the file. False, with a line on standard error, when this
+/// fails.
+bool save(Outcome& outcome, const std::string& file) {
+    const auto& frame = outcome.reception.frame;
+    const std::string error =
+        frame ? savePng(*frame, file) : file + " was not written: no frame could be decoded";
+    if (!error.empty()) {
+        fmt::print(stderr, "{}\n", error);
+        return false;
     }
-    if (options.json) {
-        json += (json.empty() ? "" : ",\n") + reportJson(reception, saved);
-    } else if (code != kNothing) {
-        fmt::print("{} at {}{}\n{}", reception.name, reception.address,
-                   reception.video ? ": " + describe(*reception.video) : "",
-                   reportText(reception, options.stats));
-        if (!saved.empty()) {
-            fmt::print("Saved {}\n", saved);
-        }
+    outcome.savedFile = file;
+    return true;
+}
+
+void printReport(const Outcome& outcome, bool withLatency) {
+    const auto& reception = outcome.reception;
+    fmt::print("{} at {}{}\n{}", reception.name, reception.address,
+               reception.video ? ": " + describe(*reception.video) : "",
+               reportText(reception, withLatency));
+    if (!outcome.savedFile.empty()) {
+        fmt::print("Saved {}\n", outcome.savedFile);
+    }
+}
+
+/// Reports and saves one reception.
+ExitCode conclude(Outcome& outcome, const Options& options, const std::string& file) {
+    ExitCode code = exitCodeOf(outcome.reception);
+    printReason(outcome.reception);
+    if (code == kNothing) {
+        return code;
+    }
+    if (!file.empty() && !save(outcome, file)) {
+        code = kNotSaved;
+    }
+    if (!options.json) {
+        printReport(outcome, options.stats);
     }
     return code;
 }
 
 int receiveTask(const Options& options) {
-    const auto targets = findTargets(options);
+    const auto targets = findTargets(options, g_interrupted);
     if (targets.empty()) {
         return kNothing;
     }
-    const auto receptions = receiveAll(targets, options);
-    int worst = kDone;
-    std::string json;
-    for (std::size_t i = 0; i < receptions.size(); ++i) {
+    auto outcomes = receiveAll(targets, options);
+    int firstFailure = kDone;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
         const std::string file = options.saveFile.empty() ? "" : fileFor(options, i);
-        const int code = conclude(receptions[i], options, file, json);
-        worst = worst == kDone ? code : worst;
+        const int code = conclude(outcomes[i], options, file);
+        firstFailure = firstFailure == kDone ? code : firstFailure;
     }
     if (options.json) {
-        fmt::print(options.all ? "[{}]\n" : "{}\n", json);
+        fmt::print("{}", reportJson(outcomes, options.all));
     }
-    return worst;
+    return firstFailure;
 }
 
 }  // namespace
 
-// An exception that nobody catches ends the program at once, which is the best it can do.
+// An uncaught exception ends the program, and there is nothing better to do with it.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     const auto parsed = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
@@ -215,21 +155,13 @@ int main(int argc, char** argv) {
         fmt::print(stderr, "ndimonitor: {}\nSee ndimonitor --help.\n", error->message);
         return kUsage;
     }
+    if (const auto* information = std::get_if<Information>(&parsed)) {
+        fmt::print("{}", information->text);
+        return kDone;
+    }
     const auto& options = std::get<Options>(parsed);
     std::signal(SIGINT, [](int) { g_interrupted = true; });
     std::signal(SIGTERM, [](int) { g_interrupted = true; });
-    av_log_set_level(AV_LOG_QUIET);
-    switch (options.task) {
-        case Options::Task::Help:
-            fmt::print("{}", helpText());
-            return kDone;
-        case Options::Task::Version:
-            fmt::print("ndimonitor {}\n", TARSIN_VERSION);
-            return kDone;
-        case Options::Task::List:
-            return list(options);
-        case Options::Task::Receive:
-            break;
-    }
-    return receiveTask(options);
+    av_log_set_level(AV_LOG_QUIET);  // Its messages would appear among this program's own.
+    return options.task == Options::Task::List ? list(options) : receiveTask(options);
 }

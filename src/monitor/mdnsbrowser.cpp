@@ -1,4 +1,4 @@
-// Asks the network itself, as any multicast DNS host does.
+// Searches by multicast DNS (RFC 6762): sends queries and collects the records of the answers.
 #include <algorithm>
 #include <asio/io_context.hpp>
 #include <map>
@@ -14,6 +14,7 @@ namespace {
 namespace dns = mdns::dns;
 using Clock = std::chrono::steady_clock;
 
+/// Orders names without regard to the case of ASCII letters, as DNS compares them.
 struct ByText {
     bool operator()(const dns::Name& a, const dns::Name& b) const {
         const auto lowered = [](const dns::Name& name) {
@@ -26,10 +27,10 @@ struct ByText {
     }
 };
 
-/// What was heard so far. Bounded, because anybody may say anything.
-class Heard {
+/// The records received so far. Their number is limited, because any host may send any number.
+class Records {
 public:
-    void take(const mdns::Link& link, const dns::Record& record) {
+    void add(const mdns::Link& link, const dns::Record& record) {
         constexpr std::size_t kMax = 10000;
         if (record.type == dns::kTypePtr && dns::sameName(record.name, m_type)) {
             const auto& instance = std::get<dns::Name>(record.data);
@@ -78,7 +79,7 @@ public:
         return found;
     }
 
-    /// The sources, and what the answers did not bring along on their own.
+    /// Asks for the sources, and for the records that the answers so far did not include.
     [[nodiscard]] dns::Message query() const {
         dns::Message message;
         message.questions = {{m_type, dns::kTypePtr, dns::kClassIn, false}};
@@ -107,7 +108,7 @@ private:
 }  // namespace
 
 FoundSources browseByMulticast(std::chrono::milliseconds limit, const Enough& enough) {
-    Heard heard;
+    Records records;
     asio::io_context context;
     mdns::MulticastSockets sockets(
         context, [&](const mdns::Link& link, const asio::ip::udp::endpoint& from,
@@ -118,7 +119,7 @@ FoundSources browseByMulticast(std::chrono::milliseconds limit, const Enough& en
             }
             for (const auto* section : {&message->answers, &message->additionals}) {
                 for (const auto& record : *section) {
-                    heard.take(link, record);
+                    records.add(link, record);
                 }
             }
         });
@@ -126,9 +127,9 @@ FoundSources browseByMulticast(std::chrono::milliseconds limit, const Enough& en
     const auto end = Clock::now() + limit;
     auto interval = std::chrono::milliseconds(500);
     auto nextQuery = Clock::now();
-    while (Clock::now() < end && !enough(heard.sources())) {
+    while (Clock::now() < end && !enough(records.sources())) {
         if (Clock::now() >= nextQuery) {
-            const auto query = dns::write(heard.query());
+            const auto query = dns::write(records.query());
             for (const auto& link : links) {
                 sockets.sendToGroup(link, query);
             }
@@ -138,7 +139,7 @@ FoundSources browseByMulticast(std::chrono::milliseconds limit, const Enough& en
         context.restart();
         context.run_for(std::chrono::milliseconds(100));
     }
-    return heard.sources();
+    return records.sources();
 }
 
 }  // namespace monitor

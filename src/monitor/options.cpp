@@ -2,81 +2,58 @@
 
 #include <fmt/format.h>
 
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <map>
+#include <sstream>
 
 namespace monitor {
 namespace {
 
 constexpr double kMaxSeconds = 1e7;
+constexpr const char* kSourceGroup = "Sources";
 
-/// Walks over the arguments; the first error stays.
-class Arguments {
+constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S] [--json]
+       ndimonitor NAME [OPTION...]
+       ndimonitor --address HOST:PORT [OPTION...]
+       ndimonitor --all [OPTION...]
+)";
+
+constexpr const char* kFooter =
+    R"(Without --frames and --seconds it receives until it is interrupted (Ctrl-C).
+
+Exit codes: 0 done; 1 no such source, or nothing arrived; 2 wrong usage; 3 the source disconnected
+before everything asked for had arrived; 4 the image could not be saved.
+)";
+
+class Formatter : public CLI::Formatter {
 public:
-    explicit Arguments(const std::vector<std::string>& words) : m_words(words) {}
-
-    [[nodiscard]] bool more() const { return m_next < m_words.size() && m_error.empty(); }
-    [[nodiscard]] const std::string& word() { return m_words[m_next++]; }
-    [[nodiscard]] const std::string& error() const { return m_error; }
-
-    void fail(const std::string& what) {
-        if (m_error.empty()) {
-            m_error = what;
-        }
+    [[nodiscard]] std::string make_usage(const CLI::App* /*app*/,
+                                         std::string /*name*/) const override {
+        return kUsage;
     }
-
-    std::string value(const std::string& option) {
-        if (m_next >= m_words.size()) {
-            fail(option + " needs a value");
-            return {};
-        }
-        return m_words[m_next++];
-    }
-
-    double seconds(const std::string& option) {
-        const std::string text = value(option);
-        double number = 0;
-        const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (result.ec != std::errc() || result.ptr != text.data() + text.size() ||
-            !(number > 0 && number <= kMaxSeconds)) {
-            fail(fmt::format("{} wants a number of seconds above 0, not \"{}\"", option, text));
-        }
-        return number;
-    }
-
-    std::uint64_t count(const std::string& option) {
-        const std::string text = value(option);
-        std::uint64_t number = 0;
-        const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (result.ec != std::errc() || result.ptr != text.data() + text.size() || number == 0) {
-            fail(fmt::format("{} wants a whole number above 0, not \"{}\"", option, text));
-        }
-        return number;
-    }
-
-    template <typename Value>
-    Value choice(const std::string& option, const std::map<std::string, Value>& choices) {
-        const std::string text = value(option);
-        const auto found = choices.find(text);
-        if (found != choices.end()) {
-            return found->second;
-        }
-        std::string names;
-        for (const auto& [name, ignored] : choices) {
-            names += (names.empty() ? "" : " or ") + name;
-        }
-        fail(fmt::format("{} wants {}, not \"{}\"", option, names, text));
-        return choices.begin()->second;
-    }
-
-private:
-    const std::vector<std::string>& m_words;
-    std::size_t m_next = 0;
-    std::string m_error;
 };
 
-/// "HOST:PORT" or "[IPv6]:PORT".
+/// Refuses what is not a number above 0 and up to `maximum`; `what` says which kind of number.
+template <typename Number>
+CLI::Validator above0(const std::string& what, Number maximum) {
+    const auto check = [=](const std::string& text) {
+        Number number{};
+        const char* const end = text.data() + text.size();
+        const auto result = std::from_chars(text.data(), end, number);
+        const bool valid = result.ec == std::errc() && result.ptr == end && number > 0;
+        return valid && number <= maximum ? std::string()
+                                          : fmt::format("expected {}, not \"{}\"", what, text);
+    };
+    return {check, ""};
+}
+
+const CLI::Validator kSeconds = above0("a number of seconds above 0", kMaxSeconds);
+const CLI::Validator kCount = above0("a whole number above 0", UINT64_MAX);
+
+/// Takes "HOST:PORT" or "[IPv6]:PORT" apart.
 bool splitAddress(const std::string& text, std::string& host, std::uint16_t& port) {
     const auto colon = text.rfind(':');
     if (colon == std::string::npos || colon == 0) {
@@ -88,122 +65,145 @@ bool splitAddress(const std::string& text, std::string& host, std::uint16_t& por
     if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
         host = host.substr(1, host.size() - 2);
     } else if (host.find(':') != std::string::npos) {
-        return false;  // An IPv6 address without brackets: where does the port begin?
+        return false;  // An IPv6 address without brackets: the port can't be told from it.
     }
     return result.ec == std::errc() && result.ptr == end && port != 0;
 }
 
-void readWord(const std::string& word, Arguments& arguments, Options& options) {
-    using Task = Options::Task;
-    using Tally = Options::Tally;
-    if (word == "--help" || word == "-h") {
-        options.task = Task::Help;
-    } else if (word == "--version") {
-        options.task = Task::Version;
-    } else if (word == "--list") {
-        options.task = Task::List;
-    } else if (word == "--all") {
-        options.all = true;
-    } else if (word == "--address") {
-        options.address = arguments.value(word);
-        if (!splitAddress(options.address, options.host, options.port)) {
-            arguments.fail(fmt::format("--address wants HOST:PORT or [IPV6]:PORT, not \"{}\"",
-                                       options.address));
-        }
-    } else if (word == "--wait") {
-        options.waitSeconds = arguments.seconds(word);
-    } else if (word == "--seconds") {
-        options.seconds = arguments.seconds(word);
-    } else if (word == "--frames") {
-        options.frames = arguments.count(word);
-    } else if (word == "--save") {
-        options.saveFile = arguments.value(word);
-    } else if (word == "--quality") {
-        options.lowQuality = arguments.choice<bool>(word, {{"high", false}, {"low", true}});
-    } else if (word == "--tally") {
-        options.tally = arguments.choice<Tally>(
-            word,
-            {{"none", Tally::None}, {"preview", Tally::Preview}, {"program", Tally::Program}});
-    } else if (word == "--stats") {
-        options.stats = true;
-    } else if (word == "--json") {
-        options.json = true;
-    } else if (word == "--no-decode") {
-        options.decode = false;
-    } else if (word.size() > 1 && word[0] == '-') {
-        arguments.fail(fmt::format("unknown option {}", word));
-    } else if (!options.name.empty()) {
-        arguments.fail(
-            fmt::format("two names, \"{}\" and \"{}\"; a name with blanks goes into quotes",
-                        options.name, word));
-    } else if (word.empty()) {
-        arguments.fail("the name of the source is empty");
-    } else {
-        options.name = word;
+void addSources(CLI::App& app, Options& options) {
+    app.add_option("NAME", options.name,
+                   "Receive from the source with this full name, \"MACHINE (Name)\", or the "
+                   "only one\nwith this name in brackets. The case of A to Z is ignored.")
+        ->check([](const std::string& name) { return name.empty() ? "must not be empty" : ""; })
+        ->type_name("");
+    app.add_flag_callback(
+           "--list", [&] { options.task = Options::Task::List; },
+           "Print the sources found, one per line: name, tab, address:port")
+        ->group(kSourceGroup);
+    app.add_option("--address", options.address, "Receive from this address without searching")
+        ->check([&](const std::string& text) {
+            return splitAddress(text, options.host, options.port)
+                       ? std::string()
+                       : fmt::format("expected HOST:PORT or [IPV6]:PORT, not \"{}\"", text);
+        })
+        ->type_name("HOST:PORT")
+        ->group(kSourceGroup);
+    app.add_flag("--all", options.all, "Receive from every source found, at the same time")
+        ->group(kSourceGroup);
+    app.add_option("--wait", options.waitSeconds, "Duration of the search in seconds")
+        ->check(kSeconds)
+        ->type_name("S")
+        ->capture_default_str()
+        ->group(kSourceGroup);
+}
+
+/// Why the sources named are too many or too few; "" if they are not.
+std::string checkSources(const Options& options) {
+    const int count = int{options.task == Options::Task::List} + int{!options.name.empty()} +
+                      int{!options.address.empty()} + int{options.all};
+    return count == 0  ? "name a source, or use --list, --address or --all"
+           : count > 1 ? "a source's name, --list, --address and --all exclude each other"
+                       : "";
+}
+
+void addReception(CLI::App& app, Options& options) {
+    app.add_option("--frames", options.frames, "End after this many frames")
+        ->check(kCount)
+        ->type_name("N");
+    app.add_option("--seconds", options.seconds, "End this many seconds after connecting")
+        ->check(kSeconds)
+        ->type_name("S");
+    app.add_option_function<std::string>(
+           "--quality", [&](const std::string& text) { options.lowQuality = text == "low"; },
+           "high: main stream (default); low: preview stream")
+        ->check(CLI::IsMember({"high", "low"}))
+        ->type_name("QUALITY");
+    app.add_option_function<std::string>(
+           "--tally",
+           [&](const std::string& text) {
+               options.tally = text == "program"   ? Options::Tally::Program
+                               : text == "preview" ? Options::Tally::Preview
+                                                   : Options::Tally::None;
+           },
+           "Tally to send to the source; default none")
+        ->check(CLI::IsMember({"program", "preview", "none"}))
+        ->type_name("TALLY");
+}
+
+void addOutput(CLI::App& app, Options& options) {
+    app.add_option("--save", options.saveFile,
+                   "Save the last frame; with --all: FILE-1.png, FILE-2.png ...")
+        ->type_name("FILE.png");
+    app.add_flag("--stats", options.stats, "Print the latency: time of arrival minus timestamp");
+    app.add_flag("--json", options.json, "Print the result as JSON on standard output");
+    app.add_flag_callback(
+        "--no-decode", [&] { options.decode = false; },
+        "Don't decode, only count; damaged frames are not detected");
+}
+
+/// What is wrong with the words that no option took: an unknown option, or a second name.
+std::string describeExtras(const std::vector<std::string>& words, const std::string& name) {
+    const auto namesOnly = std::find(words.begin(), words.end(), "--");
+    const auto option = std::find_if(words.begin(), namesOnly,
+                                     [](const auto& word) { return word.rfind('-', 0) == 0; });
+    if (option != namesOnly) {
+        return "unknown option " + *option;
     }
+    const auto second =
+        std::find_if(words.begin(), words.end(), [](const auto& word) { return word != "--"; });
+    if (second != words.end()) {
+        return fmt::format("two names, \"{}\" and \"{}\"; put a name with spaces in quotes", name,
+                           *second);
+    }
+    return {};
+}
+
+/// Parses into `options`, to which the options of `app` refer. Returns "" or what is wrong.
+std::string parse(CLI::App& app, const std::vector<std::string>& arguments, Options& options) {
+    std::string error;
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ArgumentMismatch& mismatch) {
+        const std::string what = mismatch.what();
+        error = what.substr(0, what.find(':')) + ": the value is missing";
+    } catch (const CLI::Success&) {
+        throw;
+    } catch (const CLI::ParseError& other) {
+        error = other.what();
+    }
+    if (error.empty()) {
+        error = describeExtras(app.remaining(), options.name);
+    }
+    return error.empty() ? checkSources(options) : error;
 }
 
 }  // namespace
 
-std::variant<Options, UsageError> parseOptions(const std::vector<std::string>& words) {
+std::variant<Options, UsageError, Information> parseOptions(
+    const std::vector<std::string>& arguments) {
     Options options;
-    Arguments arguments(words);
-    bool namesOnly = false;
-    while (arguments.more()) {
-        const std::string& word = arguments.word();
-        if (word == "--" && !namesOnly) {
-            namesOnly = true;
-        } else if (namesOnly) {
-            options.name = word;
-        } else {
-            readWord(word, arguments, options);
+    CLI::App app("Lists the NDI sources on the network, or receives from them.");
+    app.formatter(std::make_shared<Formatter>());
+    app.footer(kFooter);
+    app.allow_windows_style_options(false);  // "/x" is a name on every platform.
+    app.allow_extras();                      // describeExtras() has the better messages.
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    addSources(app, options);
+    addReception(app, options);
+    addOutput(app, options);
+    app.set_help_flag("-h,--help", "Print this help");
+    app.set_version_flag("--version", "ndimonitor " TARSIN_VERSION, "Print the version");
+    try {
+        const std::string error = parse(app, arguments, options);
+        if (!error.empty()) {
+            return UsageError{error};
         }
-    }
-    if (!arguments.error().empty()) {
-        return UsageError{arguments.error()};
-    }
-    const int wanted =
-        int{!options.name.empty()} + int{!options.address.empty()} + int{options.all};
-    if (options.task == Options::Task::Receive && wanted != 1) {
-        return UsageError{wanted == 0 ? "name a source, or use --list, --address or --all"
-                                      : "a name, --address and --all exclude each other"};
-    }
-    if (options.task == Options::Task::List && wanted != 0) {
-        return UsageError{"--list lists every source: it goes with no name, --address or --all"};
+    } catch (const CLI::Success& asked) {
+        std::ostringstream text;
+        app.exit(asked, text, text);
+        return Information{text.str()};
     }
     return options;
-}
-
-const char* helpText() {
-    return R"help(ndimonitor - lists the NDI sources on the network, or receives one
-
-usage: ndimonitor --list [--wait S] [--json]
-       ndimonitor NAME [OPTION...]
-       ndimonitor --address HOST:PORT [OPTION...]
-       ndimonitor --all [OPTION...]
-
-NAME is the source's full name, "MACHINE (Name)", or what stands in the brackets when no other
-source on the network has it too. The case of the letters A to Z does not matter.
-
-  --list            the sources found, one a line: name, a tab, address:port
-  --wait S          search for S seconds (5)
-  --address H:P     connect to this address instead of searching
-  --all             receive every source found, at once
-  --frames N        end after N frames
-  --seconds S       end S seconds after the connection was made
-  --save FILE.png   write the last frame; with --all FILE-1.png, FILE-2.png ...
-  --quality Q       high (the default), or low: the preview frame
-  --tally T         tell the source that it is on: program, preview or none (the default)
-  --stats           latency against the frames' timestamps: least, median, 99th percentile, most
-  --json            the result as JSON on standard output
-  --no-decode       do not decode every frame (damaged ones are not noticed)
-  --help, --version
-
-Without --frames and --seconds it receives until it is interrupted (Ctrl-C).
-
-Exit codes: 0 done; 1 no such source, or nothing arrived; 2 wrong usage; 3 the source went away
-before everything asked for had arrived; 4 the frame could not be saved.
-)help";
 }
 
 }  // namespace monitor

@@ -1,5 +1,5 @@
 #pragma once
-// What ndimonitor is asked to do.
+// The command line of ndimonitor.
 
 #include <cstdint>
 #include <optional>
@@ -10,36 +10,38 @@
 namespace monitor {
 
 struct Options {
-    enum class Task { Help, Version, List, Receive };
+    enum class Task { List, Receive };
     enum class Tally { None, Preview, Program };
 
     Task task = Task::Receive;
     std::string name;     ///< Of the source; empty with `address` or `all`.
-    std::string address;  ///< HOST:PORT, taken apart below.
-    std::string host;
+    std::string address;  ///< HOST:PORT as given; "" without it.
+    std::string host;     ///< Of `address`, an IPv6 address without its brackets.
     std::uint16_t port = 0;
     bool all = false;
-    double waitSeconds = 5;         ///< How long sources are searched for.
-    std::optional<double> seconds;  ///< How long to receive; unset: until interrupted.
+    double waitSeconds = 5;         ///< Duration of the search.
+    std::optional<double> seconds;  ///< Duration of the reception; unset: until interrupted.
     std::optional<std::uint64_t> frames;
     std::string saveFile;
-    bool lowQuality = false;
+    bool lowQuality = false;  ///< The preview stream.
     Tally tally = Tally::None;
     bool stats = false;
     bool json = false;
     bool decode = true;
 };
 
-/// What is wrong with a command line, fit to be shown.
+/// What is wrong with a command line: one line for the user.
 struct UsageError {
     std::string message;
 };
 
-/// `arguments` without the program's name.
-[[nodiscard]] std::variant<Options, UsageError> parseOptions(
-    const std::vector<std::string>& arguments);
+/// The text that --help or --version asks for.
+struct Information {
+    std::string text;
+};
 
-/// The text of --help.
-[[nodiscard]] const char* helpText();
+/// `arguments` are those behind the program's name.
+[[nodiscard]] std::variant<Options, UsageError, Information> parseOptions(
+    const std::vector<std::string>& arguments);
 
 }  // namespace monitor

@@ -5,24 +5,29 @@
 #include <fstream>
 #include <system_error>
 
-#include "monitor/libav.h"
+#include "support/ffmpeghandles.h"
 
 namespace monitor {
 namespace {
 
-/// Null with `error` set when that fails.
+using support::ffmpegError;
+using support::FramePtr;
+using support::PacketPtr;
+
+/// Null, with `error` set, when this fails.
 FramePtr toRgb(const AVFrame& frame, std::string& error) {
     const auto format = static_cast<AVPixelFormat>(frame.format);
     FramePtr rgb(av_frame_alloc());
     rgb->width = frame.width;
     rgb->height = frame.height;
     rgb->format = AV_PIX_FMT_RGB24;
-    const ScalerPtr scaler(sws_getContext(
+    const support::ScalerPtr scaler(sws_getContext(
         frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_RGB24,
         SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     const int result = av_frame_get_buffer(rgb.get(), 0);
     if (!scaler || result < 0) {
-        error = result < 0 ? libavError(result) : "no way from this pixel format to RGB";
+        error =
+            result < 0 ? ffmpegError(result) : "libswscale can't convert this pixel format to RGB";
         return nullptr;
     }
     const bool small = frame.width <= 720 && frame.height <= 576;
@@ -33,10 +38,11 @@ FramePtr toRgb(const AVFrame& frame, std::string& error) {
     return rgb;
 }
 
-/// Null with `error` set when that fails.
+/// Null, with `error` set, when this fails.
 PacketPtr encode(const AVFrame& rgb, std::string& error) {
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    const CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
+    const support::CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec)
+                                                            : nullptr);
     if (!context) {
         error = "this libavcodec has no PNG encoder";
         return nullptr;
@@ -54,7 +60,7 @@ PacketPtr encode(const AVFrame& rgb, std::string& error) {
         result = avcodec_receive_packet(context.get(), packet.get());
     }
     if (result < 0) {
-        error = libavError(result);
+        error = ffmpegError(result);
         return nullptr;
     }
     return packet;
@@ -67,7 +73,7 @@ std::string savePng(const AVFrame& frame, const std::string& file) {
     const FramePtr rgb = toRgb(frame, error);
     const PacketPtr packet = rgb ? encode(*rgb, error) : nullptr;
     if (!packet) {
-        return "making a PNG of the frame failed: " + error;
+        return "encoding the frame as a PNG failed: " + error;
     }
     errno = 0;
     std::ofstream out(file, std::ios::binary | std::ios::trunc);

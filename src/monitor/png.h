@@ -6,8 +6,8 @@ struct AVFrame;
 
 namespace monitor {
 
-/// Writes a decoded frame as RGB. Its colours are read as limited range: BT.601 up to 720x576,
-/// else BT.709. Returns "" or what failed.
+/// Writes a decoded YCbCr frame to `file` as an RGB image. Converts from limited range, with the
+/// BT.601 matrix up to 720x576 and with BT.709 above. Returns "" or what failed.
 [[nodiscard]] std::string savePng(const AVFrame& frame, const std::string& file);
 
 }  // namespace monitor

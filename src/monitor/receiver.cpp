@@ -11,7 +11,7 @@
 #include <chrono>
 
 #include "monitor/decoder.h"
-#include "monitor/report.h"
+#include "monitor/videotext.h"
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/sourcename.h"
 #include "ndi/wire/textmessage.h"
@@ -23,16 +23,16 @@ namespace wire = ndi::wire;
 using Clock = std::chrono::steady_clock;
 using asio::ip::tcp;
 
-constexpr std::chrono::seconds kConnectTime{5};
-constexpr std::chrono::seconds kFirstFrameTime{10};
-constexpr std::chrono::milliseconds kLookInterval{100};
+constexpr std::chrono::seconds kConnectTimeout{5};
+constexpr std::chrono::seconds kFirstFrameTimeout{10};
+constexpr std::chrono::milliseconds kCheckInterval{100};
 
 std::int64_t wallClock100ns() {
     using namespace std::chrono;
     return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count() / 100;
 }
 
-std::string textOf(const tcp::endpoint& endpoint) {
+std::string endpointText(const tcp::endpoint& endpoint) {
     const std::string address = endpoint.address().to_string();
     return fmt::format(endpoint.address().is_v6() ? "[{}]:{}" : "{}:{}", address, endpoint.port());
 }
@@ -49,12 +49,12 @@ public:
         if (connect()) {
             m_start = Clock::now();
             sendGreeting();
-            readOn();
-            watch();
+            readMore();
+            checkEnd();
             m_context.restart();
             m_context.run();
             m_result.elapsedSeconds = std::chrono::duration<double>(Clock::now() - m_start).count();
-            keepLastFrame();
+            decodeLastPacket();
         }
         return std::move(m_result);
     }
@@ -65,25 +65,25 @@ private:
             asio::error_code error = asio::error::timed_out;
             m_socket = tcp::socket(m_context);
             m_socket.async_connect(endpoint, [&error](asio::error_code result) { error = result; });
-            const auto end = Clock::now() + kConnectTime;
+            const auto end = Clock::now() + kConnectTimeout;
             m_context.restart();
             while (!m_context.stopped() && Clock::now() < end && !m_interrupted) {
-                m_context.run_for(kLookInterval);
+                m_context.run_for(kCheckInterval);
             }
             if (!m_context.stopped()) {
                 asio::error_code ignored;
                 m_socket.close(ignored);
-                m_context.run();  // Lets the handler go, which refers to `error`.
+                m_context.run();  // Runs the cancelled handler, which refers to `error`.
                 error = asio::error::timed_out;
             }
             if (!error) {
-                m_result.address = textOf(endpoint);
+                m_result.address = endpointText(endpoint);
                 m_socket.set_option(tcp::no_delay(true), error);
                 return true;
             }
             m_result.reason +=
                 fmt::format("{}connecting to {} failed: {}", m_result.reason.empty() ? "" : "; ",
-                            textOf(endpoint), error.message());
+                            endpointText(endpoint), error.message());
         }
         return false;
     }
@@ -112,7 +112,7 @@ private:
                           });
     }
 
-    void readOn() {
+    void readMore() {
         m_socket.async_read_some(
             asio::buffer(m_buffer), [this](asio::error_code error, std::size_t size) {
                 if (m_ended) {
@@ -124,25 +124,25 @@ private:
                     return;
                 }
                 m_reader.append(m_buffer.data(), size);
-                takeMessages();
+                handleMessages();
                 if (!m_ended) {
-                    readOn();
+                    readMore();
                 }
             });
     }
 
-    void takeMessages() {
+    void handleMessages() {
         wire::Message message;
         auto result = wire::MessageReader::Result::More;
         while (!m_ended &&
                (result = m_reader.next(message)) == wire::MessageReader::Result::Ready) {
             if (!message.readable) {
-                continue;  // Of a later protocol version than we announced.
+                continue;  // Of a later protocol version than this receiver announces.
             }
             if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Video)) {
-                takeVideo(message);
+                handleVideo(message);
             } else if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
-                takeText(message);
+                handleText(message);
             }
         }
         if (result == wire::MessageReader::Result::Garbage) {
@@ -150,7 +150,7 @@ private:
         }
     }
 
-    void takeText(const wire::Message& message) {
+    void handleText(const wire::Message& message) {
         const auto text = wire::parseText(message.data);
         if (const auto* echo = std::get_if<wire::TallyEchoText>(&text)) {
             if (m_options.tally != Options::Tally::None) {
@@ -161,7 +161,7 @@ private:
         }
     }
 
-    void takeVideo(const wire::Message& message) {
+    void handleVideo(const wire::Message& message) {
         const std::int64_t wallClock = wallClock100ns();
         auto& statistics = m_result.statistics;
         auto video = wire::parseVideoInfo(message.info);
@@ -199,7 +199,7 @@ private:
         if (m_frame == nullptr) {
             m_result.statistics.addCorrupt();
             if (m_result.statistics.corrupt() == 1) {
-                m_tell("A damaged frame: " + m_decoder.error());
+                m_tell("Damaged frame: " + m_decoder.error());
             }
             return;
         }
@@ -208,15 +208,15 @@ private:
         }
     }
 
-    void keepLastFrame() {
+    void decodeLastPacket() {
         if (!m_lastPacket.empty() && m_result.video) {
             decode({m_lastPacket.data(), m_lastPacket.size()});
         }
     }
 
-    /// Ten times a second: is it time to end?
-    void watch() {
-        m_timer.expires_after(kLookInterval);
+    /// Checks ten times per second whether to end.
+    void checkEnd() {
+        m_timer.expires_after(kCheckInterval);
         m_timer.async_wait([this](asio::error_code error) {
             if (error || m_ended) {
                 return;
@@ -229,11 +229,11 @@ private:
                        elapsed >= std::chrono::duration<double>(*m_options.seconds)) {
                 const bool tooFew = m_options.frames.has_value();
                 end(tooFew ? Reception::End::Early : Reception::End::Complete,
-                    tooFew ? "the time was over before all frames had come" : "");
-            } else if (!m_options.seconds && nothing && elapsed >= kFirstFrameTime) {
-                end(Reception::End::Nothing, "no frame within ten seconds");
+                    tooFew ? "the time ended before all frames had arrived" : "");
+            } else if (!m_options.seconds && nothing && elapsed >= kFirstFrameTimeout) {
+                end(Reception::End::Nothing, "no frame arrived within ten seconds");
             } else {
-                watch();
+                checkEnd();
             }
         });
     }
@@ -265,8 +265,8 @@ private:
     std::array<std::uint8_t, 256 * 1024> m_buffer{};
     wire::MessageReader m_reader{wire::Limits::forReceiver()};
     Decoder m_decoder;
-    const AVFrame* m_frame = nullptr;  ///< The decoder's.
-    std::vector<std::uint8_t> m_lastPacket;
+    const AVFrame* m_frame = nullptr;        ///< Owned by m_decoder.
+    std::vector<std::uint8_t> m_lastPacket;  ///< Only without decoding: the frame to save.
     bool m_ended = false;
     Reception m_result;
 };

@@ -2,22 +2,24 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "monitor/videotext.h"
 #include "support/utf8.h"
 
 namespace monitor {
 namespace {
 
-std::string fourCCText(std::uint32_t fourCC) {
-    std::string text;
-    for (unsigned shift = 0; shift < 32; shift += 8) {
-        const char c = static_cast<char>(fourCC >> shift & 0xFFU);
-        text += c >= ' ' && c <= '~' ? c : '?';
-    }
-    return text;
+using Json = nlohmann::ordered_json;
+
+/// Names come from the network: what is not UTF-8 in them is replaced.
+std::string lineOf(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-double rateOf(const ndi::wire::VideoInfo& video) {
-    return static_cast<double>(video.rateNumerator) / video.rateDenominator;
+double rounded(double number) {
+    return std::round(number * 1000) / 1000;
 }
 
 std::string endpointText(const asio::ip::tcp::endpoint& endpoint) {
@@ -25,19 +27,56 @@ std::string endpointText(const asio::ip::tcp::endpoint& endpoint) {
     return fmt::format(endpoint.address().is_v6() ? "[{}]:{}" : "{}:{}", address, endpoint.port());
 }
 
-}  // namespace
-
-std::string describe(const ndi::wire::VideoInfo& video) {
-    return fmt::format("{}x{}, {:.2f} frames a second, {}", video.width, video.height,
-                       rateOf(video), fourCCText(video.fourCC));
+void addVideo(Json& json, const ndi::wire::VideoInfo& video) {
+    json["width"] = video.width;
+    json["height"] = video.height;
+    json["fourcc"] = fourCCText(video.fourCC);
+    json["announced_rate"] = rounded(announcedRate(video));
 }
+
+void addStatistics(Json& json, const Statistics& statistics) {
+    json["frames"] = statistics.frames();
+    json["missing"] = statistics.missing();
+    json["corrupt"] = statistics.corrupt();
+    json["pauses"] = statistics.pauses();
+    json["longest_pause_s"] = rounded(statistics.longestPauseSeconds());
+    json["seconds"] = rounded(statistics.seconds());
+    json["rate"] = rounded(statistics.framesPerSecond());
+    json["mbit_per_s"] = rounded(statistics.megabitsPerSecond());
+    if (const auto latency = statistics.latency()) {
+        json["latency_ms"] = {{"min", rounded(latency->least)},
+                              {"median", rounded(latency->median)},
+                              {"p99", rounded(latency->p99)},
+                              {"max", rounded(latency->most)}};
+    }
+}
+
+Json toJson(const Outcome& outcome) {
+    static constexpr const char* kEnds[] = {"complete", "no connection", "nothing", "early"};
+    const auto& reception = outcome.reception;
+    Json json{{"source", reception.name},
+              {"address", reception.address},
+              {"end", kEnds[static_cast<int>(reception.end)]},
+              {"reason", reception.reason},
+              {"elapsed_s", rounded(reception.elapsedSeconds)}};
+    if (reception.video) {
+        addVideo(json, *reception.video);
+    }
+    addStatistics(json, reception.statistics);
+    if (!outcome.savedFile.empty()) {
+        json["saved"] = outcome.savedFile;
+    }
+    return json;
+}
+
+}  // namespace
 
 std::string reportText(const Reception& reception, bool withLatency) {
     const auto& statistics = reception.statistics;
-    std::string text = fmt::format(
-        "{} frames in {:.1f} s: {:.2f} a second, {:.2f} Mbit/s, {} missing, {} damaged\n",
-        statistics.frames(), statistics.seconds(), statistics.framesPerSecond(),
-        statistics.megabitsPerSecond(), statistics.missing(), statistics.corrupt());
+    std::string text =
+        fmt::format("{} frames in {:.1f} s: {:.2f} fps, {:.2f} Mbit/s, {} missing, {} damaged\n",
+                    statistics.frames(), statistics.seconds(), statistics.framesPerSecond(),
+                    statistics.megabitsPerSecond(), statistics.missing(), statistics.corrupt());
     if (statistics.pauses() > 0) {
         text += fmt::format("{} pauses of about a second or more, the longest {:.1f} s\n",
                             statistics.pauses(), statistics.longestPauseSeconds());
@@ -45,43 +84,21 @@ std::string reportText(const Reception& reception, bool withLatency) {
     const auto latency = statistics.latency();
     if (withLatency && latency) {
         text += fmt::format(
-            "Latency against the timestamp: least {:.2f} ms, median {:.2f} ms, 99th percentile "
-            "{:.2f} ms, most {:.2f} ms\n",
+            "Latency against the timestamp: minimum {:.2f} ms, median {:.2f} ms, 99th percentile "
+            "{:.2f} ms, maximum {:.2f} ms\n",
             latency->least, latency->median, latency->p99, latency->most);
     } else if (withLatency) {
-        text += "Latency: the source sends no timestamps\n";
+        text += "Latency unknown: the source sends no timestamps\n";
     }
     return text;
 }
 
-std::string reportJson(const Reception& reception, const std::string& saved) {
-    static constexpr const char* kEnds[] = {"complete", "no connection", "nothing", "early"};
-    const auto& statistics = reception.statistics;
-    std::string json =
-        fmt::format("{{\"source\":{},\"address\":{},\"end\":\"{}\",\"reason\":{}",
-                    jsonText(reception.name), jsonText(reception.address),
-                    kEnds[static_cast<int>(reception.end)], jsonText(reception.reason));
-    if (reception.video) {
-        json +=
-            fmt::format(",\"width\":{},\"height\":{},\"fourcc\":{},\"announced_rate\":{:.4f}",
-                        reception.video->width, reception.video->height,
-                        jsonText(fourCCText(reception.video->fourCC)), rateOf(*reception.video));
+std::string reportJson(const std::vector<Outcome>& outcomes, bool all) {
+    Json json = Json::array();
+    for (const auto& outcome : outcomes) {
+        json.push_back(toJson(outcome));
     }
-    json += fmt::format(
-        ",\"frames\":{},\"missing\":{},\"corrupt\":{},\"pauses\":{},\"longest_pause_s\":{:.3f},"
-        "\"seconds\":{:.3f},\"elapsed_s\":{:.3f},\"rate\":{:.3f},\"mbit_per_s\":{:.3f}",
-        statistics.frames(), statistics.missing(), statistics.corrupt(), statistics.pauses(),
-        statistics.longestPauseSeconds(), statistics.seconds(), reception.elapsedSeconds,
-        statistics.framesPerSecond(), statistics.megabitsPerSecond());
-    if (const auto latency = statistics.latency()) {
-        json += fmt::format(
-            ",\"latency_ms\":{{\"min\":{:.3f},\"median\":{:.3f},\"p99\":{:.3f},\"max\":{:.3f}}}",
-            latency->least, latency->median, latency->p99, latency->most);
-    }
-    if (!saved.empty()) {
-        json += ",\"saved\":" + jsonText(saved);
-    }
-    return json + "}";
+    return lineOf(all || outcomes.empty() ? json : json.front());
 }
 
 std::string listText(const FoundSources& sources) {
@@ -97,27 +114,15 @@ std::string listText(const FoundSources& sources) {
 }
 
 std::string listJson(const FoundSources& sources) {
-    std::string json;
+    Json json = Json::array();
     for (const auto& source : sources) {
-        json += json.empty() ? "[" : ",";
-        json += "{\"name\":" + jsonText(source.name) + ",\"addresses\":[";
+        Json addresses = Json::array();
         for (const auto& endpoint : source.endpoints) {
-            json += (json.back() == '[' ? "" : ",") + jsonText(endpointText(endpoint));
+            addresses.push_back(endpointText(endpoint));
         }
-        json += "]}";
+        json.push_back({{"name", source.name}, {"addresses", addresses}});
     }
-    return (json.empty() ? "[" : json) + "]\n";
-}
-
-std::string jsonText(const std::string& text) {
-    std::string json = "\"";
-    for (const char c : support::cleanUtf8(text)) {
-        if (c == '"' || c == '\\') {
-            json += '\\';
-        }
-        json += c;
-    }
-    return json + "\"";
+    return lineOf(json);
 }
 
 }  // namespace monitor

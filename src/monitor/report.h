@@ -1,27 +1,30 @@
 #pragma once
-// What the user gets to read.
+// What ndimonitor prints on standard output.
 
 #include <string>
+#include <vector>
 
 #include "monitor/browser.h"
-#include "monitor/receiver.h"
+#include "monitor/reception.h"
 
 namespace monitor {
 
-/// "1920x1080, 30.00 frames a second, SHQ2".
-[[nodiscard]] std::string describe(const ndi::wire::VideoInfo& video);
+/// A reception and the file its last frame was saved to ("" without one).
+struct Outcome {
+    Reception reception;
+    std::string savedFile;
+};
 
-/// The result in words, several lines.
+/// The statistics in words, several lines.
 [[nodiscard]] std::string reportText(const Reception& reception, bool withLatency);
 
-/// The result as one JSON object. `saved` is the file written, or "".
-[[nodiscard]] std::string reportJson(const Reception& reception, const std::string& saved);
+/// One JSON object, or, with `all`, an array with one object per outcome. Ends with a newline.
+[[nodiscard]] std::string reportJson(const std::vector<Outcome>& outcomes, bool all);
 
-/// One source a line: its name, a tab, its addresses separated by blanks.
+/// One source per line: its name, a tab, its addresses separated by spaces.
 [[nodiscard]] std::string listText(const FoundSources& sources);
-[[nodiscard]] std::string listJson(const FoundSources& sources);
 
-/// `text` between quotes, as JSON wants it; what is not UTF-8 is replaced.
-[[nodiscard]] std::string jsonText(const std::string& text);
+/// A JSON array of {"name", "addresses"}. Ends with a newline.
+[[nodiscard]] std::string listJson(const FoundSources& sources);
 
 }  // namespace monitor

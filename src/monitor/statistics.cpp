@@ -9,7 +9,8 @@ namespace {
 constexpr std::size_t kMaxLatencies = 100000;
 constexpr double kPause100ns = 0.9e7;
 
-/// a - b for timestamps that may be anything: wraps instead of overflowing.
+/// a - b. Timestamps come from the network and may have any value, so this wraps instead of
+/// overflowing.
 double difference(std::int64_t a, std::int64_t b) {
     return static_cast<double>(
         static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b)));
@@ -65,7 +66,7 @@ std::optional<Latency> Statistics::latency() const {
     }
     auto sorted = m_latencies;
     std::sort(sorted.begin(), sorted.end());
-    // The smallest value that the given share of all values does not exceed.
+    // The smallest value such that the given share of all values is not above it.
     const auto rank = [&](double share) {
         const auto needed = std::ceil(share * static_cast<double>(sorted.size()));
         return double{sorted[static_cast<std::size_t>(std::max(needed, 1.0)) - 1]};

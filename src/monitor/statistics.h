@@ -1,5 +1,5 @@
 #pragma once
-// What arrived, counted.
+// Counts the frames that arrive from one source.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,32 +9,33 @@
 namespace monitor {
 
 struct Latency {
-    double least = 0;  ///< Milliseconds, all four.
+    double least = 0;  ///< In milliseconds, as all four.
     double median = 0;
     double p99 = 0;
     double most = 0;
 };
 
-/// Feed it every frame. One thread.
+/// Not thread-safe.
 class Statistics {
 public:
     struct Frame {
-        std::int64_t arrivedUs = 0;       ///< Of a clock that only moves forward.
-        std::int64_t wallClock100ns = 0;  ///< Since 1970, at the same moment.
-        std::int64_t timestamp100ns = 0;  ///< The frame's own; 0: it has none.
-        double period100ns = 0;           ///< Of the announced rate.
+        std::int64_t arrivedUs = 0;       ///< Microseconds of a monotonic clock.
+        std::int64_t wallClock100ns = 0;  ///< Time of arrival since 1970-01-01 UTC.
+        std::int64_t timestamp100ns = 0;  ///< The frame's timestamp; 0 if it has none.
+        double period100ns = 0;           ///< One frame at the announced rate.
         std::size_t bytes = 0;
     };
 
+    /// To be called for every frame that arrives.
     void add(const Frame& frame);
     void addCorrupt() { ++m_corrupt; }
 
     [[nodiscard]] std::uint64_t frames() const { return m_frames; }
     [[nodiscard]] std::uint64_t corrupt() const { return m_corrupt; }
 
-    /// Frames that the announced rate would have had between two that arrived, by their
-    /// timestamps. A source that stands still sends about one frame a second; an interval of 0.9
-    /// seconds or more is therefore a pause and adds nothing here.
+    /// How many more frames the announced rate would have placed between those that arrived,
+    /// judged by their timestamps. A source whose screen does not change repeats its frame about
+    /// once per second; an interval of 0.9 seconds or more is therefore a pause and not counted.
     [[nodiscard]] std::uint64_t missing() const { return m_missing; }
     [[nodiscard]] std::uint64_t pauses() const { return m_pauses; }
     [[nodiscard]] double longestPauseSeconds() const { return m_longestPause; }
@@ -44,8 +45,8 @@ public:
     [[nodiscard]] double framesPerSecond() const;
     [[nodiscard]] double megabitsPerSecond() const;
 
-    /// Arrival against timestamp; means something when both clocks agree. Of the last 100,000
-    /// frames that had a timestamp; empty when none had.
+    /// Time of arrival minus timestamp, which is meaningful only if both clocks agree. Covers the
+    /// last 100,000 frames that had a timestamp; empty if none had.
     [[nodiscard]] std::optional<Latency> latency() const;
 
 private:

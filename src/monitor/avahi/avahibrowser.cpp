@@ -1,4 +1,4 @@
-// Asks the Avahi daemon.
+// Searches through the Avahi daemon.
 #include <avahi-client/client.h>
 #include <avahi-client/lookup.h>
 #include <avahi-common/address.h>
@@ -36,7 +36,7 @@ asio::ip::address toAddress(const AvahiAddress& address, AvahiIfIndex interface_
     return v6;
 }
 
-/// What the daemon has told so far. The handles of what is being resolved belong to the client.
+/// What the daemon has reported so far. The client owns the handles of the running resolvers.
 struct Search {
     AvahiClient* client = nullptr;
     std::map<std::string, FoundSource> found;

@@ -1,3 +1,4 @@
+// There is no Avahi daemon on Windows.
 #include "monitor/browser.h"
 
 namespace monitor {

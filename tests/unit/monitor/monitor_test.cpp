@@ -23,13 +23,13 @@ TEST(Options, SayWhatIsWrong) {
         {{}, "name a source"},
         {{"a", "b"}, "two names"},
         {{""}, "empty"},
-        {{"--all", "--address", "h:1"}, "exclude"},
+        {{"--all", "--address", "h:1"}, "exclude each other"},
         {{"--list", "a"}, "--list"},
-        {{"a", "--frames"}, "needs a value"},
+        {{"a", "--frames"}, "--frames: the value is missing"},
         {{"a", "--frames", "-1"}, "\"-1\""},
         {{"a", "--frames", "1x"}, "\"1x\""},
         {{"a", "--seconds", "nan"}, "nan"},
-        {{"a", "--quality", "best"}, "high or low"},
+        {{"a", "--quality", "best"}, "{high,low}"},
         {{"a", "--tally", "yes"}, "yes"},
         {{"--address", ":1"}, "HOST:PORT"},
         {{"--address", "host:65536"}, "HOST:PORT"},
@@ -46,6 +46,8 @@ TEST(Options, SayWhatIsWrong) {
     EXPECT_EQ(v6.host, "fe80::1%eth0");
     EXPECT_EQ(v6.port, 5961);
     EXPECT_EQ(std::get<Options>(parseOptions({"--", "-x"})).name, "-x");
+    EXPECT_EQ(std::get<Options>(parseOptions({"/x"})).name, "/x");
+    EXPECT_EQ(std::get<Options>(parseOptions({"[x]"})).name, "[x]");
 }
 
 TEST(Matching, PrefersTheExactName) {
@@ -83,13 +85,13 @@ Statistics::Frame frameAt(double seconds, double latencyMs = 5) {
     return frame;
 }
 
-TEST(Statistics, CountWhatArrivedAndWhatDidNot) {
+TEST(Statistics, CountFrames) {
     Statistics statistics;
     EXPECT_FALSE(statistics.latency());
     EXPECT_EQ(statistics.framesPerSecond(), 0);
     for (int i = 0; i <= 100; ++i) {
         if (i != 10 && i != 20 && i != 21) {
-            // Timestamps shake a little, like a real sender's.
+            // Timestamps jitter a little, as those of a real sender do.
             statistics.add(frameAt(i * 0.04 + (i % 2) * 0.004, i + 1));
         }
     }
@@ -105,14 +107,14 @@ TEST(Statistics, CountWhatArrivedAndWhatDidNot) {
     EXPECT_NEAR(latency->p99, 101, 0.01);  // 98 values: the 98th.
     EXPECT_NEAR(latency->median, 52, 0.01);
 
-    statistics.add(frameAt(5.0));  // A source that stands still.
+    statistics.add(frameAt(5.0));  // The source has nothing new to send.
     statistics.add(frameAt(8.5));
     EXPECT_EQ(statistics.missing(), 3U);
     EXPECT_EQ(statistics.pauses(), 2U);
     EXPECT_NEAR(statistics.longestPauseSeconds(), 3.5, 0.01);
 }
 
-TEST(Statistics, DoWithoutTimestamps) {
+TEST(Statistics, AcceptMissingAndInvalidTimestamps) {
     Statistics statistics;
     for (int i = 0; i < 3; ++i) {
         auto frame = frameAt(i);
@@ -122,7 +124,7 @@ TEST(Statistics, DoWithoutTimestamps) {
     EXPECT_EQ(statistics.frames(), 3U);
     EXPECT_EQ(statistics.pauses() + statistics.missing(), 0U);
     EXPECT_FALSE(statistics.latency());
-    for (const auto timestamp : {INT64_MIN, INT64_MAX, INT64_MIN}) {  // Or with senseless ones.
+    for (const auto timestamp : {INT64_MIN, INT64_MAX, INT64_MIN}) {
         auto frame = frameAt(0);
         frame.timestamp100ns = timestamp;
         statistics.add(frame);
@@ -130,21 +132,20 @@ TEST(Statistics, DoWithoutTimestamps) {
     EXPECT_EQ(statistics.frames(), 6U);
 }
 
-TEST(Report, QuotesForJson) {
-    EXPECT_EQ(jsonText("a\"b\\c\n\xFF"), "\"a\\\"b\\\\c ?\"");
-    FoundSource source{"PC (a)", {}};
+TEST(Report, ListsSources) {
+    FoundSource source{"PC (a)\xFF", {}};
     addEndpoint(source, {asio::ip::make_address("fe80::1"), 5961});
     addEndpoint(source, {asio::ip::make_address("::1"), 5961});
     addEndpoint(source, {asio::ip::make_address("10.0.0.1"), 5961});
     addEndpoint(source, {asio::ip::make_address("10.0.0.1"), 5961});
-    EXPECT_EQ(listText({source}), "PC (a)\t10.0.0.1:5961 [::1]:5961 [fe80::1]:5961\n");
+    EXPECT_EQ(listText({source}), "PC (a)?\t10.0.0.1:5961 [::1]:5961 [fe80::1]:5961\n");
     EXPECT_EQ(listJson({}), "[]\n");
     EXPECT_EQ(listJson({source, {"b", {}}}),
-              "[{\"name\":\"PC (a)\",\"addresses\":[\"10.0.0.1:5961\",\"[::1]:5961\","
+              "[{\"name\":\"PC (a)\xEF\xBF\xBD\",\"addresses\":[\"10.0.0.1:5961\",\"[::1]:5961\","
               "\"[fe80::1]:5961\"]},{\"name\":\"b\",\"addresses\":[]}]\n");
 }
 
-TEST(Decoder, RefusesWhatIsNoFrame) {
+TEST(Decoder, RefusesOtherData) {
     const std::uint32_t shq2 = MKTAG('S', 'H', 'Q', '2');
     const std::vector<std::uint8_t> noise(5000, 0xA5);
     const struct {

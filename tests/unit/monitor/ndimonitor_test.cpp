@@ -1,4 +1,4 @@
-// The program as a user starts it, against sources that this test publishes.
+// Runs ndimonitor against sources that this test publishes.
 #include <gmock/gmock.h>
 
 #include <csignal>
@@ -16,7 +16,7 @@ using reliability::Sender;
 using testing::HasSubstr;
 using tests::Process;
 
-/// Runs the program to its end, expects that code, gives what it wrote.
+/// Runs the program to its end, expects this exit code, returns its output.
 std::string monitor(int code, std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), TARSIN_MONITOR);
     Process process(arguments);
@@ -31,38 +31,39 @@ TEST(NdiMonitor, FindsAndReceives) {
     const Sender second("second \xC3\xA4", 320, 240, 50);
     const std::string png = testing::TempDir() + "ndimonitor-test.png";
 
-    auto says = monitor(0, {"--list", "--wait", "2"});
-    EXPECT_THAT(says, HasSubstr(kMachine + " (first)\t127.0.0.1:59"));
-    EXPECT_THAT(says, HasSubstr(kMachine + " (second \xC3\xA4)\t127.0.0.1:59"));
+    auto output = monitor(0, {"--list", "--wait", "2"});
+    EXPECT_THAT(output, HasSubstr(kMachine + " (first)\t127.0.0.1:59"));
+    EXPECT_THAT(output, HasSubstr(kMachine + " (second \xC3\xA4)\t127.0.0.1:59"));
 
-    says = monitor(0, {"FIRST", "--frames", "40", "--stats", "--save", png, "--tally", "program"});
+    output =
+        monitor(0, {"FIRST", "--frames", "40", "--stats", "--save", png, "--tally", "program"});
     for (const char* const part :
-         {"320x240, 50.00 frames a second, SHQ2", "40 frames in", "0 damaged",
-          "Latency against the timestamp: least", "Tally of all receivers: on program"}) {
-        EXPECT_THAT(says, HasSubstr(part));
+         {"320x240, 50.00 fps, SHQ2", "40 frames in", "0 damaged",
+          "Latency against the timestamp: minimum", "Tally of all receivers: on program"}) {
+        EXPECT_THAT(output, HasSubstr(part));
     }
     EXPECT_GT(std::filesystem::file_size(png), 100U);
     std::filesystem::remove(png);
 
-    says = monitor(0, {kMachine + " (second \xC3\xA4)", "--seconds", "1", "--json", "--no-decode",
-                       "--save", png});
-    EXPECT_THAT(says, HasSubstr("\"end\":\"complete\""));
-    EXPECT_THAT(says, HasSubstr("\"saved\":\""));
+    output = monitor(0, {kMachine + " (second \xC3\xA4)", "--seconds", "1", "--json", "--no-decode",
+                         "--save", png});
+    EXPECT_THAT(output, HasSubstr("\"end\":\"complete\""));
+    EXPECT_THAT(output, HasSubstr("\"saved\":\""));
     EXPECT_TRUE(std::filesystem::remove(png));
 
-    says = monitor(0, {"--all", "--frames", "5", "--wait", "2", "--json", "--save", png});
-    EXPECT_THAT(says, HasSubstr("(first)\",\"address\":\"127.0.0.1"));
-    EXPECT_THAT(says, HasSubstr("(second \xC3\xA4)\",\"address\":\"127.0.0.1"));
+    output = monitor(0, {"--all", "--frames", "5", "--wait", "2", "--json", "--save", png});
+    EXPECT_THAT(output, HasSubstr("(first)\",\"address\":\"127.0.0.1"));
+    EXPECT_THAT(output, HasSubstr("(second \xC3\xA4)\",\"address\":\"127.0.0.1"));
     EXPECT_TRUE(std::filesystem::remove(testing::TempDir() + "ndimonitor-test-1.png"));
     EXPECT_TRUE(std::filesystem::remove(testing::TempDir() + "ndimonitor-test-2.png"));
 
-    says = monitor(4, {"first", "--frames", "1", "--save", "/no/such/folder/x.png"});
-    EXPECT_THAT(says, HasSubstr("/no/such/folder/x.png"));
+    output = monitor(4, {"first", "--frames", "1", "--save", "/no/such/folder/x.png"});
+    EXPECT_THAT(output, HasSubstr("/no/such/folder/x.png"));
 }
 
-TEST(NdiMonitor, SaysWhenNothingComes) {
-    EXPECT_THAT(monitor(1, {"nobody", "--wait", "1"}),
-                HasSubstr("No source \"nobody\" was found within 1 s."));
+TEST(NdiMonitor, ReportsWhenNothingArrives) {
+    EXPECT_THAT(monitor(1, {"absent", "--wait", "1"}),
+                HasSubstr("No source \"absent\" was found within 1 s."));
     monitor(1, {"--list", "--wait", "1"});
     EXPECT_THAT(monitor(1, {"--address", "127.0.0.1:1"}),
                 HasSubstr("connecting to 127.0.0.1:1 failed: Connection refused"));
