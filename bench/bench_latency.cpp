@@ -24,10 +24,10 @@ constexpr std::uint16_t kFirstPort = 5961;
 constexpr tests::Area kPatch{640, 480, 64, 64};
 
 /// Whether the patch is bright in a received frame.
-bool showsWhite(const testsupport::ReceivedFrame& received) {
-    const auto frame = testsupport::decode(received);
+bool showsWhite(const tests::ReceivedFrame& received) {
+    const auto frame = tests::decode(received);
     const int middle = (kPatch.y + kPatch.height / 2) * frame->width + kPatch.x + kPatch.width / 2;
-    return frame->luma[static_cast<std::size_t>(middle)] > 128;
+    return frame->y[static_cast<std::size_t>(middle)] > 128;
 }
 
 double millisecondsSince(steady_clock::time_point start, steady_clock::time_point end) {
@@ -36,7 +36,7 @@ double millisecondsSince(steady_clock::time_point start, steady_clock::time_poin
 
 /// The time from just before the patch is drawn to the last byte of the frame that shows it;
 /// negative when it never arrives.
-double measureOne(tests::Painter& painter, xcb_window_t window, testsupport::TestReceiver& receiver,
+double measureOne(tests::Painter& painter, xcb_window_t window, tests::TestReceiver& receiver,
                   bool white) {
     const auto drawn = steady_clock::now();
     painter.fill(window, {0, 0, kPatch.width, kPatch.height}, white ? 0xFFFFFF : 0);
@@ -68,7 +68,7 @@ int main() {
             return 1;
         }
         sender.start();
-        testsupport::TestReceiver receiver(kFirstPort);
+        tests::TestReceiver receiver(kFirstPort);
         receiver.sayHello();
 
         std::mt19937 random(1);

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace testing_support;
+using namespace tests;
 
 /// The desktop as libavcodec's encoder takes it, and the same samples as UYVY for ours.
 void prepare(Planes& planes, TestFrame& packed) {

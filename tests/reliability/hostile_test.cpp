@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 using asio::ip::tcp;
 using tests::eventually;
 using tests::Footprint;
-using testsupport::TestReceiver;
+using tests::TestReceiver;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint16_t kPort = 5961;  // the first one: the network is our own

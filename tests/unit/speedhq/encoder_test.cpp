@@ -11,7 +11,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 TEST(Encoder, RestingFrameRefinesAndStandsStill) {
     std::mt19937 random(1);
@@ -73,10 +73,10 @@ TEST(Encoder, AllocatesNothingOnceItRuns) {
     int before = 0;
     for (unsigned i = 0; i < 200; ++i) {
         // By then the quality has found its place, and the packets their size.
-        before = i == 150 ? testsupport::allocations() : before;
+        before = i == 150 ? tests::allocations() : before;
         onTheirWay[i % 2] = encoder.encode(frames[i % 2].view(), unknown, {true, true});
     }
-    EXPECT_EQ(testsupport::allocations(), before);
+    EXPECT_EQ(tests::allocations(), before);
 }
 
 TEST(Encoder, LowersTheQualityUntilTheFrameFits) {

@@ -10,7 +10,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFrame& frame) {
     return {frame.data, frame.data + frame.size};

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace testing_support {
+namespace tests {
 
 namespace {
 
@@ -132,4 +132,4 @@ Planes expectedPlanes(TestFrame& frame) {
     return planes;
 }
 
-}  // namespace testing_support
+}  // namespace tests

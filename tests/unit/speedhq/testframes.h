@@ -8,7 +8,7 @@
 #include "speedhq/frameencoder.h"
 #include "support/libavspeedhq.h"
 
-namespace testing_support {
+namespace tests {
 
 /// A frame, grey at first; `gap` bytes between its rows.
 struct TestFrame {
@@ -41,4 +41,4 @@ support::DirtyRows damage(TestFrame& frame, std::mt19937& random);
 /// floating point; the width rounded up to 16 with the last column repeated.
 Planes expectedPlanes(TestFrame& frame);
 
-}  // namespace testing_support
+}  // namespace tests
