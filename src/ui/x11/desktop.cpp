@@ -1,60 +1,40 @@
 #include "ui/desktop.h"
 
-#include <xcb/xcb.h>
-
 #include <QGuiApplication>
-#include <cstdlib>
-#include <memory>
 #include <string>
+
+#include "support/x11/connection.h"
 
 namespace ui {
 
 namespace {
 
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-template <typename Reply>
-using ReplyHolder = std::unique_ptr<Reply, Free>;
+using support::x11::Connection;
+using support::x11::Owned;
 
-/// A connection of our own, for a moment: Qt's is out of reach without its private headers.
-class Connection {
-public:
-    Connection() : m_connection(xcb_connect(nullptr, &m_screen)) {}
-    ~Connection() { xcb_disconnect(m_connection); }
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+/// A short-lived connection of our own: Qt's is only accessible through private headers. Null
+/// without an X server.
+std::unique_ptr<Connection> connect() {
+    std::string ignored;
+    return QGuiApplication::platformName() == "xcb" ? Connection::open("", ignored) : nullptr;
+}
 
-    [[nodiscard]] bool usable() const { return xcb_connection_has_error(m_connection) == 0; }
-    [[nodiscard]] int screen() const { return m_screen; }
+int defaultScreen() {
+    char* host = nullptr;
+    int display = 0;
+    int screen = 0;
+    const bool parsed = xcb_parse_display(nullptr, &host, &display, &screen) != 0;
+    const Owned<char> freed(host);
+    return parsed ? screen : 0;
+}
 
-    [[nodiscard]] xcb_atom_t atom(const std::string& name) const {
-        const auto cookie =
-            xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.c_str());
-        const ReplyHolder<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(m_connection, cookie, nullptr));
-        return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-    }
-
-    [[nodiscard]] bool selectionOwned(xcb_atom_t selection) const {
-        const ReplyHolder<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-            m_connection, xcb_get_selection_owner(m_connection, selection), nullptr));
-        return reply && reply->owner != XCB_NONE;
-    }
-
-    /// Done when it returns: the server has the atoms before it hears the next from Qt.
-    void appendAtoms(xcb_window_t window, xcb_atom_t property, const xcb_atom_t* atoms,
-                     std::uint32_t count) const {
-        const auto cookie = xcb_change_property_checked(m_connection, XCB_PROP_MODE_APPEND, window,
-                                                        property, XCB_ATOM_ATOM, 32, count, atoms);
-        // A window that is gone needs no hint.
-        const ReplyHolder<xcb_generic_error_t> ignored(xcb_request_check(m_connection, cookie));
-    }
-
-private:
-    int m_screen = 0;
-    xcb_connection_t* m_connection;
-};
+xcb_atom_t atom(const Connection& connection, const std::string& name) {
+    const auto cookie =
+        xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(name.size()), name.c_str());
+    const Owned<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection.get(), cookie, nullptr));
+    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
 
 }  // namespace
 
@@ -62,23 +42,29 @@ bool windowsCanBeTranslucent() {
     if (QGuiApplication::platformName() != "xcb") {
         return true;
     }
-    const Connection connection;
-    return connection.usable() && connection.selectionOwned(connection.atom(
-                                      "_NET_WM_CM_S" + std::to_string(connection.screen())));
+    const auto connection = connect();
+    if (!connection) {
+        return false;
+    }
+    const auto manager = atom(*connection, "_NET_WM_CM_S" + std::to_string(defaultScreen()));
+    const Owned<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection->get(), xcb_get_selection_owner(connection->get(), manager), nullptr));
+    return reply && reply->owner != XCB_NONE;
 }
 
 void keepOffTaskbar(const QWidget& window) {
-    if (QGuiApplication::platformName() != "xcb") {
+    const auto connection = connect();
+    if (!connection) {
         return;
     }
-    const Connection connection;
-    if (!connection.usable()) {
-        return;
-    }
-    const xcb_atom_t hints[] = {connection.atom("_NET_WM_STATE_SKIP_TASKBAR"),
-                                connection.atom("_NET_WM_STATE_SKIP_PAGER")};
-    connection.appendAtoms(static_cast<xcb_window_t>(window.internalWinId()),
-                           connection.atom("_NET_WM_STATE"), hints, 2);
+    const xcb_atom_t hints[] = {atom(*connection, "_NET_WM_STATE_SKIP_TASKBAR"),
+                                atom(*connection, "_NET_WM_STATE_SKIP_PAGER")};
+    const auto cookie = xcb_change_property_checked(
+        connection->get(), XCB_PROP_MODE_APPEND, static_cast<xcb_window_t>(window.internalWinId()),
+        atom(*connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32, 2, hints);
+    // Waits for the reply, so that the server has the hints before Qt's next request. An error
+    // means that the window is gone; then it needs no hint.
+    const Owned<xcb_generic_error_t> ignored(xcb_request_check(connection->get(), cookie));
 }
 
 }  // namespace ui
