@@ -24,11 +24,11 @@ constexpr std::uint16_t kFirstPort = 5961;
 constexpr tests::Area kTestArea{640, 480, 64, 64};
 
 /// Whether the test area is white in a received frame.
-bool showsWhite(const testsupport::ReceivedFrame& received) {
-    const auto frame = testsupport::decode(received);
+bool showsWhite(const tests::ReceivedFrame& received) {
+    const auto frame = tests::decode(received);
     const int middle =
         (kTestArea.y + kTestArea.height / 2) * frame->width + kTestArea.x + kTestArea.width / 2;
-    return frame->luma[static_cast<std::size_t>(middle)] > 128;
+    return frame->y[static_cast<std::size_t>(middle)] > 128;
 }
 
 double millisecondsSince(steady_clock::time_point start, steady_clock::time_point end) {
@@ -37,7 +37,7 @@ double millisecondsSince(steady_clock::time_point start, steady_clock::time_poin
 
 /// The time from just before the test area is painted to the last byte of the frame that shows it,
 /// in milliseconds. Negative when that frame does not arrive.
-double measureOne(tests::Painter& painter, xcb_window_t window, testsupport::TestReceiver& receiver,
+double measureOne(tests::Painter& painter, xcb_window_t window, tests::TestReceiver& receiver,
                   bool white) {
     const auto drawn = steady_clock::now();
     painter.fill(window, {0, 0, kTestArea.width, kTestArea.height}, white ? 0xFFFFFF : 0);
@@ -69,7 +69,7 @@ int main() {
             return 1;
         }
         sender.start();
-        testsupport::TestReceiver receiver(kFirstPort);
+        tests::TestReceiver receiver(kFirstPort);
         receiver.sayHello();
 
         std::mt19937 random(1);

@@ -51,7 +51,7 @@ LibavEncoder::LibavEncoder(int width, int height, int quality) : m_state(new Sta
     const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_SPEEDHQ);
     m_state->context.reset(avcodec_alloc_context3(codec));
     AVCodecContext& context = *m_state->context;
-    context.codec_tag = testing_support::kShq2;
+    context.codec_tag = tests::kShq2;
     context.width = width;
     context.height = height;
     context.pix_fmt = AV_PIX_FMT_YUV422P;
@@ -72,7 +72,7 @@ LibavEncoder::LibavEncoder(int width, int height, int quality) : m_state(new Sta
 
 LibavEncoder::~LibavEncoder() = default;
 
-LibavEncoder::Packet LibavEncoder::encode(const testing_support::Planes& planes) {
+LibavEncoder::Packet LibavEncoder::encode(const tests::Planes& planes) {
     AVFrame& frame = *m_state->frame;
     check(av_frame_make_writable(&frame), "making a frame writable");
     const std::vector<std::uint8_t>* const sources[] = {&planes.y, &planes.cb, &planes.cr};

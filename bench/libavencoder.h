@@ -21,7 +21,7 @@ public:
         const std::uint8_t* data;
         std::size_t size;
     };
-    [[nodiscard]] Packet encode(const testing_support::Planes& planes);
+    [[nodiscard]] Packet encode(const tests::Planes& planes);
     /// Through libswscale first, BT.709 limited range.
     [[nodiscard]] Packet encodeBgra(const std::uint8_t* pixels, std::ptrdiff_t stride);
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace testing_support;
+using namespace tests;
 
 /// The desktop as planes for libavcodec's encoder, and the same samples as UYVY for this one.
 void prepare(Planes& planes, TestFrame& packed) {

@@ -51,7 +51,7 @@ for scene in full scroll caret nothing; do
     "$build/bin/tarsinndi" >/dev/null 2>&1 &
     program=$!
     started+=("$program")
-    "$here/../scripts/press-start.sh" "$program"
+    "$here/../scripts/press.sh" "$build" "$program" start
     sleep 2
     alone=$(measure "$program")
     "$build/bin/ndimonitor" --address 127.0.0.1:5961 --no-decode >/dev/null 2>&1 &

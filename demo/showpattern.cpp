@@ -1,4 +1,4 @@
-// showpattern: fills the screen with a test pattern, for the demonstration and the tests.
+// showpattern: fills the screen with the test pattern, for demonstrations and tests.
 // usage: showpattern [--moving FPS]
 
 #include <QApplication>
@@ -15,7 +15,7 @@ namespace {
 class PatternWindow : public QWidget {
 public:
     explicit PatternWindow(int rate) : m_rate(rate) {
-        // A desktop window: the window manager keeps it below everything and undecorated.
+        // The window manager keeps a desktop window below all others and undecorated.
         setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
         setAttribute(Qt::WA_OpaquePaintEvent);
         setWindowFlag(Qt::FramelessWindowHint);

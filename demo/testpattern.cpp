@@ -70,7 +70,8 @@ void paintBall(QPainter& painter, const QSize& size, int number) {
 
 QColor barColour(int bar) {
     const int on = 191;  // 75 % of 255
-    // Counting down in binary over green, red, blue gives the order of the test card.
+    // Counting down with green as the highest bit, then red, then blue, gives the usual order of
+    // colour bars.
     const int mask = 7 - bar;
     return {(mask & 2) != 0 ? on : 0, (mask & 4) != 0 ? on : 0, (mask & 1) != 0 ? on : 0};
 }

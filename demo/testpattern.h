@@ -1,5 +1,5 @@
 #pragma once
-// The test pattern: what it shows and where, so that a test can look for it in a received frame.
+// The test pattern, and the position of its parts, so that tests can find them in a received frame.
 
 #include <QColor>
 #include <QImage>
@@ -9,19 +9,19 @@
 
 namespace testpattern {
 
-/// The colour bars, left to right: grey to blue as on every test card, at 75 %.
+/// The 75 % colour bars, from grey on the left to black on the right.
 inline constexpr int kBars = 8;
 [[nodiscard]] QColor barColour(int bar);
 [[nodiscard]] QRect barRect(const QSize& frame, int bar);
 
-/// The frame number, shown as cells of black (0) and white (1), lowest bit first.
+/// The frame number is painted as cells of black (0) and white (1), lowest bit first.
 inline constexpr int kCounterBits = 16;
 [[nodiscard]] QRect counterCell(int bit);
-/// The number that `frame` shows; -1 where the cells can't be read.
+/// The frame number painted in `frame`; -1 if a cell is neither black nor white.
 [[nodiscard]] int readCounter(const QImage& frame);
 
-/// Paints frame `number`: bars, grey ramp, fine lines, text; with `moving` also the counter and a
-/// ball that goes around, both derived from `number` alone.
+/// Paints frame `number`: bars, grey ramp, fine lines, text; with `moving` also the frame number
+/// and a circling ball. Depends on `number` alone.
 void paint(QImage& frame, int number, bool moving);
 
 }  // namespace testpattern

@@ -27,7 +27,7 @@ echo "The program on that screen"
 "$build/bin/tarsinndi" >"$folder/program.log" 2>&1 &
 program=$!
 started+=("$program")
-"$here/press-start.sh" "$program" || {
+"$here/press.sh" "$build" "$program" start || {
     cat "$folder/program.log" >&2
     exit 1
 }

@@ -1,5 +1,5 @@
-// Brings the program up in a fixed order and takes it down again. The logger comes first, before
-// any Qt object, and the window goes last.
+// Starts the program in a fixed order and shuts it down again. The logger is set up first, before
+// any Qt object exists, and the window is destroyed last.
 
 #include <QApplication>
 
@@ -11,11 +11,11 @@
 
 namespace {
 
-/// Writes the closing banner and shuts the logger down. Called by main() alone; nothing calls it
-/// when the process is killed. Those who read the logs know the banner by its texts, the middle
-/// line one character short included, and by its place in this file.
+/// Writes the closing banner and shuts the logger down. Only main() calls it; a killed process
+/// writes no banner. Log readers identify the banner by its texts (the middle line is one character
+/// shorter on purpose) and by its line numbers in this file.
 void stopCallback() {
-    static_assert(__LINE__ == 18, "the banner stands on lines 19, 20 and 21");
+    static_assert(__LINE__ == 18, "the banner must be on lines 19, 20 and 21");
     HV_INFO("####################################################");
     HV_INFO("#                    STOP                         #");
     HV_INFO("####################################################");
@@ -25,7 +25,7 @@ void stopCallback() {
 
 }  // namespace
 
-// An exception that nobody catches ends the program at once, which is the best it can do.
+// An uncaught exception terminates the program; there is nothing to recover here.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char* argv[]) {
     initLogger();
@@ -41,7 +41,7 @@ int main(int argc, char* argv[]) {
     window.setIniPath(g_iniPath);
 
     const int exitCode = QApplication::exec();
-    // The window goes after the banner: it is the last thing a log shows.
+    // The window is destroyed after the banner, so that the banner ends the log.
     stopCallback();
     return exitCode;
 }

@@ -16,7 +16,7 @@ namespace {
 constexpr QSize kBarSize(100, 40);
 constexpr QPoint kBarOffset(-108, -40);  ///< From the selection's end to the button bar.
 constexpr QPoint kTipOffset(-68, -31);   ///< From the pointer to the size tool tip.
-constexpr int kGrip = 6;                 ///< Pixels; width of an opaque frame.
+constexpr int kGrip = 6;                 ///< Physical pixels; width of an opaque frame.
 
 QPen redPen(qreal width) {
     return QPen(QBrush(QColor(255, 0, 0, 255)), width, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
@@ -36,7 +36,7 @@ CaptureROI::CaptureROI(int width, int height, QWidget* parent)
     setAutoFillBackground(false);
     setWindowFlags(Qt::SubWindow | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground, true);
-    // The program ends with its window, whatever the overlay does.
+    // Only the main window decides when the program ends.
     setAttribute(Qt::WA_QuitOnClose, false);
 }
 
@@ -67,7 +67,7 @@ void CaptureROI::setScreenGeometry(int x, int y, int w, int h) {
     m_pixels = ui::PhysicalPixels::at(QPoint(x, y));
     setFixedSize(m_pixels.toQt(QSize(w, h)));
     move(m_pixels.toQt(QPoint(x, y)));
-    takeShape();
+    updateMask();
 }
 
 void CaptureROI::setSelection(int x, int y, int w, int h) {
@@ -75,7 +75,7 @@ void CaptureROI::setSelection(int x, int y, int w, int h) {
     m_top = y;
     m_right = x + w;
     m_bottom = y + h;
-    takeShape();
+    updateMask();
     update();
 }
 
@@ -91,8 +91,8 @@ void CaptureROI::beginSelection() {
     if (isVisible() && m_desktopPixmap.isNull()) {
         grabDesktopImage();
     }
-    // For Escape, also where no window manager gives the focus. Not in show mode: there the
-    // window that asked for the frame stays in front.
+    // Escape needs the focus, which not every window manager gives to a new window. In show mode
+    // the main window keeps the focus.
     activateWindow();
 }
 
@@ -106,7 +106,7 @@ void CaptureROI::setShowROI(bool on) {
         m_moved = false;
     }
     setMouseTracking(on);
-    takeShape();
+    updateMask();
 }
 
 void CaptureROI::setOverlaySize(int width, int height) {
@@ -177,7 +177,7 @@ void CaptureROI::paintSelecting() {
 void CaptureROI::paintFrame() {
     QPainter painter(this);
     if (m_showMode && !m_translucent) {
-        painter.fillRect(rect(), QColor(255, 0, 0));  // The window has the frame's shape.
+        painter.fillRect(rect(), QColor(255, 0, 0));  // The mask cuts this to the frame.
         return;
     }
     if (!m_desktopPixmap.isNull()) {
@@ -193,13 +193,14 @@ void CaptureROI::paintFrame() {
                                 : QRect(m_left, m_top, m_right - m_left, m_bottom - m_top));
 }
 
-/// The region of show mode in the overlay's own coordinates.
+/// The region shown in show mode, in the overlay's own coordinates.
 QRect CaptureROI::frameRect() const {
     return {m_left - m_originX, m_top - m_originY, m_right - m_left, m_bottom - m_top};
 }
 
-/// Gives the window the shape of the frame in show mode, else its whole area.
-void CaptureROI::takeShape() {
+/// In show mode, restricts the window to the shape of the frame, so that the rest of the desktop
+/// can be used.
+void CaptureROI::updateMask() {
     if (!m_showMode) {
         clearMask();
         return;
@@ -210,11 +211,11 @@ void CaptureROI::takeShape() {
         shape -= QRegion(m_pixels.coveringRect(frame.adjusted(kGrip, kGrip, -kGrip, -kGrip)));
     }
     shape &= QRegion(rect());
-    // An empty region would mean "no shape", that is the whole window.
+    // Qt takes an empty region for "no mask", which would be the whole window.
     setMask(shape.isEmpty() ? QRegion(-1, -1, 1, 1) : shape);
 }
 
-/// Keeps the desktop as it looks now, where it won't shine through.
+/// Grabs the desktop where windows cannot be translucent.
 void CaptureROI::grabDesktopImage() {
     m_desktopPixmap = QPixmap();
     m_translucent = ui::windowsCanBeTranslucent();
@@ -231,7 +232,7 @@ void CaptureROI::grabDesktopImage() {
 
 void CaptureROI::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    // The window is not on the screen yet: the desktop can still be seen.
+    // The window is not mapped yet, so the grab shows the desktop without it.
     grabDesktopImage();
     ui::keepOffTaskbar(*this);
 }
@@ -261,8 +262,8 @@ void CaptureROI::mouseMoveEvent(QMouseEvent* event) {
     }
 }
 
-/// The pointer's place in the overlay is compared with the region's place on the desktop, as the
-/// grab area is known to be.
+/// Compares overlay coordinates with desktop coordinates: on a screen whose origin is not 0,0 the
+/// grab area is offset from the frame. Known and kept.
 void CaptureROI::moveWhileShowing(const QMouseEvent& event, QPoint at) {
     if (at.x() < m_left || at.x() > m_right || at.y() < m_top || at.y() > m_bottom) {
         unsetCursor();
@@ -277,7 +278,7 @@ void CaptureROI::moveWhileShowing(const QMouseEvent& event, QPoint at) {
     m_top += at.y() - m_lastY;
     m_bottom += at.y() - m_lastY;
     m_moved = true;
-    takeShape();
+    updateMask();
     update();
     m_lastX = at.x();
     m_lastY = at.y();

@@ -7,28 +7,28 @@
 
 #include "ui/physicalpixels.h"
 
-/// The overlay that lies exactly over one screen, in one of two modes. Selecting: the screen is
-/// whitened, a drag with the left button draws a rectangle, two small buttons confirm or cancel
-/// it. Showing: a red frame stands around the region, and the mouse moves it.
+/// A frameless window that covers one screen exactly and has two modes. In selection mode the
+/// screen is whitened, a drag with the left button draws a rectangle, and two buttons confirm or
+/// cancel it. In show mode a red frame marks the region and can be dragged.
 ///
-/// All numbers that go in or out are physical desktop pixels; Qt's scale factor is the overlay's
-/// own affair.
+/// All numbers of the interface are physical desktop pixels; the overlay applies Qt's scale factor
+/// itself.
 ///
-/// On X11 a window without a compositing manager can't let the desktop shine through. Then the
-/// desktop as it was when the selection began is painted under the selection, and the frame
-/// is an opaque strip a few pixels wide (by which it can be moved) with nothing inside. In show
-/// mode the window has the shape of what it draws, so that the rest of the desktop can be used.
+/// On X11 windows cannot be translucent without a compositing manager. Then selection mode paints
+/// an image of the desktop, grabbed when the selection began, and the frame of show mode is opaque,
+/// a few pixels wide and empty inside. In show mode the window is masked to the frame, so that the
+/// rest of the desktop can be used.
 class CaptureROI : public QWidget {
     Q_OBJECT
 
 public:
-    /// The size in pixels is that of the whole desktop until setScreenGeometry() is called.
+    /// `width` and `height`: those of the whole desktop; setScreenGeometry() replaces them.
     CaptureROI(int width, int height, QWidget* parent);
 
-    /// Lays the overlay over this part of the desktop.
+    /// Moves the overlay to this part of the desktop and resizes it.
     void setScreenGeometry(int x, int y, int w, int h);
 
-    /// The rectangle: desktop coordinates for show mode.
+    /// Sets the rectangle that show mode frames, in desktop coordinates.
     void setSelection(int x, int y, int w, int h);
 
     /// Enters selection mode, with nothing selected.
@@ -42,9 +42,9 @@ public:
     void setOverlaySize(int width, int height);
 
 signals:
-    /// The operator chose or moved the region.
+    /// The operator confirmed or dragged a region; desktop coordinates.
     void signalConfirmROI(int x, int y, int w, int h);
-    /// The operator left with Escape.
+    /// The operator pressed Escape.
     void signalHideROI();
 
 public slots:
@@ -68,7 +68,7 @@ private:
     void moveWhileSelecting(const QMouseEvent& event, QPoint at);
     void showButtonBar();
     void clearSelection();
-    void takeShape();
+    void updateMask();
     void grabDesktopImage();
     [[nodiscard]] QRect frameRect() const;
 
@@ -76,10 +76,10 @@ private:
     QPushButton* m_pOkBtn = nullptr;
     QPushButton* m_pCancelBtn = nullptr;
     QHBoxLayout* m_pBarLayout = nullptr;
-    QPixmap m_basePixmap;     ///< The image under the selection.
-    QPixmap m_workPixmap;     ///< The whitened layer that is drawn.
-    QPixmap m_desktopPixmap;  ///< The desktop, where it can't shine through.
-    /// The overlay's own coordinates while selecting, desktop coordinates while showing.
+    QPixmap m_basePixmap;     ///< The layer without the rectangle that is being drawn.
+    QPixmap m_workPixmap;     ///< The whitened layer that is painted.
+    QPixmap m_desktopPixmap;  ///< The grabbed desktop; null where windows can be translucent.
+    /// In overlay coordinates in selection mode, in desktop coordinates in show mode.
     int m_left = 0;
     int m_top = 0;
     int m_right = 0;

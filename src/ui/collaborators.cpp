@@ -3,7 +3,6 @@
 #include "sender/ndidxsender.h"
 #include "sender/ndisender.h"
 #include "sender/ndisource.h"
-#include "ui/ndisenderui.h"
 
 Collaborators Collaborators::real() {
     Collaborators all;
@@ -22,6 +21,3 @@ Collaborators Collaborators::real() {
     };
     return all;
 }
-
-NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent)
-    : NDISenderUI(iniPath, parent, Collaborators::real()) {}

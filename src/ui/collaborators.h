@@ -1,5 +1,5 @@
 #pragma once
-// What the window works with, so that a test can put others in their place.
+// The screens, the NDI source and the senders that the window uses. Tests replace them by fakes.
 
 #include <functional>
 #include <list>
@@ -19,13 +19,13 @@ struct Collaborators {
     std::function<std::list<DeviceAdaptorInfo>()> adaptors;
     std::function<std::string(const std::list<DeviceAdaptorInfo>&, const struScreenItem&)>
         outputDeviceName;
-    /// Replaces `instance` by a source of that name; null when none could be made. May block for
-    /// seconds.
+    /// Destroys `instance` and creates a source named `name` in its place; null on failure. May
+    /// block for seconds.
     std::function<void(const std::string& name, NDIlib_send_instance_t& instance)> createSource;
     std::function<void(NDIlib_send_instance_t)> destroySource;
     MakeSender makeDxSender;    ///< The default capture path.
     MakeSender makeGrabSender;  ///< The capture path through FFmpeg.
 
-    /// The machine's own screens, the NDI library and the two senders.
+    /// The screens of this machine, the NDI library and the two senders.
     static Collaborators real();
 };

@@ -1,15 +1,15 @@
 #pragma once
-// What the overlay needs from the desktop beyond Qt.
+// Platform functions for the overlay that Qt does not offer.
 
 #include <QWidget>
 
 namespace ui {
 
-/// Whether a window can let the desktop shine through now. Not on X11 while no compositing manager
-/// runs; one may come and go. Costs a round trip to the X server.
+/// Whether windows can be translucent now. On X11 only while a compositing manager runs, which can
+/// start and stop at any time. Costs a round trip to the X server.
 [[nodiscard]] bool windowsCanBeTranslucent();
 
-/// Keeps `window` out of taskbars and pagers. To be called each time before it is shown.
+/// Keeps `window` out of taskbars and pagers. Call it each time before the window is shown.
 void keepOffTaskbar(const QWidget& window);
 
 }  // namespace ui

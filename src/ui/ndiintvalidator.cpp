@@ -6,8 +6,8 @@ NdiIntValidator::NdiIntValidator(int bottom, int top, QObject* parent)
 NdiIntValidator::~NdiIntValidator() = default;
 
 QValidator::State NdiIntValidator::validate(QString& input, int& pos) const {
-    // What is longer than the plain form of its own value has zeros, signs or blanks too many.
-    // The empty text and a lone minus sign are not longer than "0" and stay open to completion.
+    // An input longer than the plain form of its value has superfluous zeros, signs or blanks. The
+    // empty text and a lone minus sign are not longer than "0", so the base class judges them.
     const QString canonical = QString::number(input.toInt());
     if (canonical.length() < input.length()) {
         return Invalid;

@@ -3,7 +3,7 @@
 #include <QIntValidator>
 
 /// Accepts integers in their plain decimal form only: no leading zeros, no plus sign, no blanks.
-/// What it can't accept it repairs with the lower bound of its range.
+/// fixup() replaces any input by the lower bound of the range.
 class NdiIntValidator : public QIntValidator {
     Q_OBJECT
 

@@ -1,4 +1,4 @@
-// What the window does when the operator acts. Its construction is in ndisenderui_layout.cpp.
+// The window's reactions to the operator. Construction and captions: ndisenderui_layout.cpp.
 
 #include "ui/ndisenderui.h"
 
@@ -17,13 +17,13 @@ namespace {
 
 constexpr int kInfo = 2;  ///< spdlog's level number.
 
-/// The name under which the log knows the sender's start.
+/// The function name that log lines of startSender() carry.
 constexpr char kStartName[] = "ndiSenderInitParmeter";
 
 }  // namespace
 
 NDISenderUI::~NDISenderUI() {
-    // Threads first, then what they send through.
+    // The sender's threads use the source, so they end first.
     m_pSender.reset();
     if (m_ndiSend != nullptr) {
         m_collaborators.destroySource(m_ndiSend);
@@ -43,8 +43,8 @@ void NDISenderUI::initNDI() {
     m_collaborators.createSource(m_outputName, m_ndiSend);
     if (m_ndiSend == nullptr) {
         HV_WARN(
-            "no NDI source named {} could be made: the name and its numbered variants are "
-            "taken, or the NDI library could not be brought up; receivers will see nothing",
+            "no NDI source named {} could be created: the name and its numbered variants are "
+            "taken, or the NDI library could not be initialised; receivers cannot see this source",
             m_outputName);
     }
 }
@@ -61,7 +61,7 @@ void NDISenderUI::startSender() {
         m_pSender = m_collaborators.makeDxSender(m_outputName, m_ndiSend);
         HV_LOG(kInfo, kStartName, "is ffmpeg screenshot, switch to the old DX screenshot mode.");
     }
-    // The FFmpeg path counts from the desktop's corner, the default path from the screen's.
+    // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
     const int originX = m_forceUseOldCapture ? 0 : m_curScreen.x;
     const int originY = m_forceUseOldCapture ? 0 : m_curScreen.y;
     const bool opened =
@@ -148,7 +148,7 @@ void NDISenderUI::setROI(int x, int y, int w, int h) {
     }
 }
 
-void NDISenderUI::bound(QSpinBox* box, int least, int most) {
+void NDISenderUI::setBounds(QSpinBox* box, int least, int most) {
     box->setRange(least, most);
     box->setToolTip(QString("(%1~%2)").arg(least).arg(most));
 }
@@ -159,11 +159,11 @@ void NDISenderUI::updateROIRanges() {
     const int maxH = screen.y - m_roi.y + screen.height;
     m_roi.w = m_roi.w > maxW ? maxW : m_roi.w;
     m_roi.h = m_roi.h > maxH ? maxH : m_roi.h;
-    // At the screen's far edge the maximum falls below 9; the box then holds 9.
-    bound(m_pWSpinBox, 9, maxW);
-    bound(m_pHSpinBox, 9, maxH);
-    bound(m_pXSpinBox, screen.x, screen.x + screen.width);
-    bound(m_pYSpinBox, screen.y, screen.y + screen.height);
+    // At the right or lower edge the maximum is below 9; the spin box then holds 9.
+    setBounds(m_pWSpinBox, 9, maxW);
+    setBounds(m_pHSpinBox, 9, maxH);
+    setBounds(m_pXSpinBox, screen.x, screen.x + screen.width);
+    setBounds(m_pYSpinBox, screen.y, screen.y + screen.height);
 }
 
 void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
@@ -171,7 +171,7 @@ void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
     m_paramChanged = true;
     applyIfSending();
     if (g_roiShown) {
-        raise();  // Whoever drags the frame has raised it over this window.
+        raise();  // Dragging the frame has raised the overlay above this window.
     }
 }
 
@@ -226,7 +226,7 @@ void NDISenderUI::slotShowAndHideROI() {
         m_pCaptureROI->show();
         m_pCaptureROI->setShowROI(true);
         m_pCaptureROI->update();
-        // A frame around the whole screen must not lie over the button that hides it.
+        // A frame around the whole screen must not cover the button that hides it.
         raise();
     }
     m_roiShown = g_roiShown;
@@ -271,7 +271,7 @@ QString NDISenderUI::readSetting(const QString& path, const QString& group, cons
     return readIniValue(path, group, key);
 }
 
-/// A value that is not a number reads as 0, one that is missing as `missing`.
+/// Returns 0 for a value that is not a number, `missing` for a key that does not exist.
 int NDISenderUI::readNumber(const QString& key, int missing) const {
     QSettings file(iniPath(), QSettings::IniFormat);
     file.beginGroup("SystemSet");

@@ -20,29 +20,30 @@ class CaptureROI;
 class QBoxLayout;
 class TitleBar;
 
-/// Whether the frame around the region is being shown. One for the process.
+/// Whether the frame around the region is shown. Process-wide.
 extern bool g_roiShown;
 
-/// The program's only window: chooses the source's name, a screen, a frame rate and a region, and
-/// drives the one sender it owns. Everything runs on the GUI thread; the controls stay live in
-/// every state.
+/// The program's only window. The operator chooses the name of the source, a screen, a frame rate
+/// and a region; the window drives the one sender it owns. Everything runs on the GUI thread. No
+/// control is disabled in any state.
 ///
-/// Regions and screens are in physical desktop pixels. Settings are written at once, key by key.
+/// Regions and screens are in physical desktop pixels. Each setting is written when it changes.
 class NDISenderUI : public QWidget {
     Q_OBJECT
 
 public:
     enum class SendState : std::int32_t { Idle = 0, Sending = 1, Paused = 2 };
 
-    /// `iniPath`: the settings file in the local 8-bit encoding. Blocks while the NDI source comes
-    /// up, a second or so, longer when its name is taken.
-    NDISenderUI(const std::string& iniPath, QWidget* parent);
+    /// `iniPath`: the settings file, in the local 8-bit encoding. Blocks until the NDI source is
+    /// created: about a second, longer if the name is taken.
+    NDISenderUI(const std::string& iniPath, QWidget* parent)
+        : NDISenderUI(iniPath, parent, Collaborators::real()) {}
     NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborators collaborators);
 
-    /// Ends the sending and withdraws the source.
+    /// Stops the sender and destroys the source.
     ~NDISenderUI() override;
 
-    /// Names the settings file once more; the sender is told too.
+    /// Replaces the path of the settings file and passes it to the sender.
     void setIniPath(const std::string& iniPath);
 
 public slots:
@@ -94,8 +95,8 @@ private:
     void initNDI();
     void createSender();
     void setROI(int x, int y, int w, int h);
-    /// Range and tool tip of a spin box.
-    static void bound(QSpinBox* box, int least, int most);
+    /// Sets the range of a spin box, and the tool tip that tells it.
+    static void setBounds(QSpinBox* box, int least, int most);
     void updateROIRanges();
     void finishROIEdit();
     void applyIfSending();
@@ -134,21 +135,21 @@ private:
     QSpinBox* m_pFrateSpinBox = nullptr;
     QGroupBox* m_pROIGroupBox = nullptr;
 
-    bool m_paramChanged = false;  ///< Since the sender was last given its parameters.
+    bool m_paramChanged = false;  ///< Since the last initParmeter() of the sender.
     SendState m_sendState = SendState::Idle;
     Rectangle m_roi;
     std::int32_t m_frameRate = 30;
-    std::int32_t m_desktopWidth = 0;  ///< Of the rectangle around all screens.
+    std::int32_t m_desktopWidth = 0;  ///< Of the union of all screens.
     std::int32_t m_desktopHeight = 0;
     struScreensMsg m_screensMsg;
     struScreenItem m_defaultScreen;
     struScreenItem m_curScreen;
     std::string m_outputName;    ///< UTF-8.
-    bool m_nameChanged = false;  ///< The source still has its old name.
+    bool m_nameChanged = false;  ///< m_outputName takes effect at the next reset.
     std::int32_t m_curScreenIndex = 0;
     QStringList m_screenNameList;
     std::list<DeviceAdaptorInfo> m_adaptorInfoList;
     DeviceAdaptorInfo m_firstAdaptorInfo;
     bool m_forceUseOldCapture = false;
-    bool m_roiShown = true;  ///< g_roiShown after the last toggle; captions go by it.
+    bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.
 };

@@ -1,4 +1,4 @@
-// The window's construction and its captions. What it does is in ndisenderui.cpp.
+// Construction of the window and its captions. Reactions to the operator: ndisenderui.cpp.
 
 #include <QCoreApplication>
 #include <QFile>
@@ -20,7 +20,7 @@
 
 namespace {
 
-// Qt draws the arrows of dark fields dark; these are drawn like the title bar's.
+// Qt's default arrows are dark on the dark fields; these match the arrow of the title bar.
 constexpr char kSpinArrows[] =
     "QSpinBox::up-button{subcontrol-origin:border;subcontrol-position:top right;"
     "width:18px;border:none}"
@@ -54,15 +54,16 @@ QHBoxLayout* row(Items*... items) {
     return layout;
 }
 
-/// Difference that wraps around, as it does when no screen has set the extremes.
+/// The difference modulo 2^32. Without screens the extremes still have their start values, and a
+/// plain subtraction would overflow.
 std::int32_t span(std::int32_t first, std::int32_t end) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(end) -
                                      static_cast<std::uint32_t>(first));
 }
 
-/// The style sheet asks for a font that only Windows has. Elsewhere these stand in for it, for
-/// Latin and Cyrillic first, so that both stay narrow, then for Chinese and Korean.
-void nameFontsThatStandIn() {
+/// The style sheet names a font of Windows. Where it is missing, Latin and Cyrillic letters use the
+/// first of these families, which is narrow enough for the layout; Chinese and Korean the second.
+void setFontSubstitutes() {
     for (const char* family : {"Microsoft YaHei", "MicrosoftYaHei"}) {
         if (QFont::substitutes(family).isEmpty()) {
             QFont::insertSubstitutions(family, {"Liberation Sans", "Noto Sans CJK SC"});
@@ -110,7 +111,7 @@ void NDISenderUI::loadScreenList() {
     m_desktopWidth = span(minX, maxRight);
     m_desktopHeight = span(minY, maxBottom);
     if (m_screensMsg.count == 0) {
-        HV_WARN("no screen was found, so there is nothing to send; start again with a display");
+        HV_WARN("no screen was found, so there is nothing to send; connect a display and restart");
     }
     initDeviceAdaptorInfo();
 }
@@ -187,7 +188,8 @@ void NDISenderUI::createNameAndScreenWidgets() {
     m_pFrateSpinBox->setToolTip(translated("zhFPSRangeStr"));
     m_pFrateSpinBox->setFixedSize(64, 26);
     m_pFrateSpinBox->setStyleSheet(kSpinArrows);
-    // The value comes before the range: a stored rate outside it is shown cut, and kept.
+    // The value is set before the range: a stored rate outside the range is displayed clamped,
+    // while m_frameRate keeps it.
     m_pFrateSpinBox->setValue(m_frameRate);
     m_pFrateSpinBox->setRange(5, 60);
     m_pFrateSpinBox->setContextMenuPolicy(Qt::NoContextMenu);
@@ -209,10 +211,10 @@ void NDISenderUI::createRegionWidgets() {
     m_pYSpinBox = new QSpinBox;
     m_pWSpinBox = new QSpinBox;
     m_pHSpinBox = new QSpinBox;
-    bound(m_pXSpinBox, 0, m_desktopWidth);
-    bound(m_pYSpinBox, 0, m_desktopHeight);
-    bound(m_pWSpinBox, 9, m_desktopWidth);
-    bound(m_pHSpinBox, 9, m_desktopHeight);
+    setBounds(m_pXSpinBox, 0, m_desktopWidth);
+    setBounds(m_pYSpinBox, 0, m_desktopHeight);
+    setBounds(m_pWSpinBox, 9, m_desktopWidth);
+    setBounds(m_pHSpinBox, 9, m_desktopHeight);
     for (QSpinBox* box : {m_pXSpinBox, m_pYSpinBox, m_pWSpinBox, m_pHSpinBox}) {
         box->setFixedWidth(100);
         box->setStyleSheet(kSpinArrows);
@@ -285,9 +287,9 @@ void NDISenderUI::connectWidgets() {
 }
 
 void NDISenderUI::loadStyleSheet() {
-    // The linker leaves a library's resources out unless something names them.
+    // Resources of a static library are not linked unless they are referenced.
     Q_INIT_RESOURCE(ndiSender);
-    nameFontsThatStandIn();
+    setFontSubstitutes();
     QFile file(QString(":/qss/Resources/qss/") + "ndiSender.qss");
     if (file.open(QIODevice::ReadOnly)) {
         const QByteArray bytes = file.readAll();
@@ -308,7 +310,7 @@ void NDISenderUI::connectTitleBar() {
             &CaptureROI::slotTranslate);
 }
 
-/// The title stands in the title bar and in the desktop's taskbar.
+/// Sets the title of the title bar and of the taskbar entry.
 void NDISenderUI::setTitle() {
     const QString title = QString("NDI %1").arg(translated("zhSenderStr"));
     m_pTitleBar->setTitleContent(title);
@@ -325,7 +327,8 @@ void NDISenderUI::slotTranslate() {
     m_pResetBtn->setText(translated("zhResetStr"));
     m_pFrateSpinBox->setToolTip(translated("zhFPSRangeStr"));
     m_pNameLndt->setToolTip(translated("zhResetEffectStr"));
-    // After a reset the state is Paused, and the button goes from "start" to "continue" here.
+    // After a reset the state is Paused: a language switch turns "start" into "continue". Known and
+    // kept.
     switch (m_sendState) {
         case SendState::Sending:
             m_pStartBtn->setText(translated("zhPauseStr"));
@@ -337,7 +340,7 @@ void NDISenderUI::slotTranslate() {
             m_pStartBtn->setText(translated("zhStartStr"));
             break;
     }
-    // The other way round than slotShowAndHideROI() has it: known, and kept.
+    // The opposite of what slotShowAndHideROI() sets. Known and kept.
     m_pShowROIBtn->setText(translated(m_roiShown ? "zhShowROIStr" : "zhHideROIStr"));
     for (int i = 0; i < m_screensMsg.count; ++i) {
         m_pScreenCbx->setItemText(i, screenLabel(i));

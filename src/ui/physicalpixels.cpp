@@ -9,12 +9,12 @@ namespace ui {
 namespace {
 
 QRect physicalGeometry(const QScreen& screen) {
-    // The size was divided by the factor and rounded; the position was not touched.
+    // Qt divides the size of a screen by the factor and rounds it; it keeps the position.
     return {screen.geometry().topLeft(),
             (QSizeF(screen.geometry().size()) * screen.devicePixelRatio()).toSize()};
 }
 
-int distance(const QRect& area, QPoint point) {
+int distanceTo(const QRect& area, QPoint point) {
     const QPoint inside(qBound(area.left(), point.x(), area.right()),
                         qBound(area.top(), point.y(), area.bottom()));
     return (inside - point).manhattanLength();
@@ -26,7 +26,7 @@ PhysicalPixels PhysicalPixels::at(QPoint at) {
     const QScreen* nearest = nullptr;
     int shortest = 0;
     for (const QScreen* screen : QGuiApplication::screens()) {
-        const int length = distance(physicalGeometry(*screen), at);
+        const int length = distanceTo(physicalGeometry(*screen), at);
         if (nearest == nullptr || length < shortest) {
             nearest = screen;
             shortest = length;

@@ -1,9 +1,9 @@
 #pragma once
-// The one place where physical desktop pixels and Qt's own pixels are turned into each other.
+// Conversion between physical desktop pixels and Qt's device-independent pixels.
 //
-// Screens, regions and senders count physical pixels. Qt counts in larger ones when a scale factor
-// is set (QT_SCALE_FACTOR and the like). On either side a screen begins at the same position; from
-// there on Qt's distances are the physical ones divided by the screen's factor.
+// Screens, regions and senders use physical pixels. With a scale factor (QT_SCALE_FACTOR and the
+// like) one of Qt's pixels covers several physical ones. The position of a screen's top left corner
+// is the same in both; distances from there are divided by the screen's factor in Qt's units.
 
 #include <QPoint>
 #include <QPointF>
@@ -16,25 +16,27 @@ class PhysicalPixels {
 public:
     PhysicalPixels() = default;
 
-    /// For a screen that begins at `origin`; `factor` physical pixels to one of Qt's.
+    /// For a screen whose top left corner is at `origin`, with `factor` physical pixels per Qt
+    /// pixel.
     PhysicalPixels(QPoint origin, qreal factor) : m_origin(origin), m_factor(factor) {}
 
-    /// For the screen that shows the physical desktop position `at`, or the nearest one.
+    /// For the screen that contains the physical desktop position `at`, else the nearest screen.
     static PhysicalPixels at(QPoint at);
 
     [[nodiscard]] qreal factor() const { return m_factor; }
 
-    /// A physical desktop position in Qt's desktop coordinates.
+    /// Converts a physical desktop position to Qt's desktop coordinates.
     [[nodiscard]] QPoint toQt(QPoint physical) const;
 
-    /// The smallest size in Qt's pixels that covers `physical`.
+    /// The smallest size in Qt pixels that covers `physical`.
     [[nodiscard]] QSize toQt(QSize physical) const;
 
-    /// A distance from the screen's, or a widget's, corner.
+    /// Converts a distance from the top left corner of a screen or widget.
     [[nodiscard]] QPoint distanceToQt(QPoint physical) const;
     [[nodiscard]] QPoint distanceToPhysical(QPointF qt) const;
 
-    /// The smallest rectangle in Qt's pixels that covers `physical`, both counted from a corner.
+    /// The smallest rectangle in Qt pixels that covers `physical`; both are relative to the same
+    /// corner.
     [[nodiscard]] QRect coveringRect(QRect physical) const;
 
 private:

@@ -27,7 +27,7 @@ constexpr Language kLanguages[] = {
 constexpr int kLanguageCount = static_cast<int>(std::size(kLanguages));
 
 constexpr int kEdge = 3;       ///< Pixels at the left, top and right edge where no drag starts.
-constexpr int kDragStep = 15;  ///< Pixels the pointer may go before the window follows.
+constexpr int kDragStep = 15;  ///< Pixels the pointer can move before the window follows.
 
 }  // namespace
 
@@ -40,7 +40,7 @@ TitleBar::TitleBar(QWidget* parent)
       m_pButtonMax(new QPushButton),
       m_pButtonClose(new QPushButton),
       m_pTransCombox(new QComboBox) {
-    // A desktop with a global menu would take an ordinary menu bar out of the window.
+    // A desktop with a global menu would move a native menu bar out of the window.
     setNativeMenuBar(false);
     createLanguageChoice();
     createTitle();
@@ -73,13 +73,12 @@ void TitleBar::createTitle() {
     loadIcon();
 }
 
-/// The image beside the executable; on a screen with larger pixels than usual its larger twin,
-/// which Qt marks as such by its name.
+/// Loads the image beside the executable, or its @2x version on a scaled screen.
 void TitleBar::loadIcon() {
     const QString base = QCoreApplication::applicationDirPath() + "/configImage/NDI_ICON";
-    const QString twin = base + "@2x.png";
-    const bool useTwin = devicePixelRatioF() > 1 && QFile::exists(twin);
-    m_pIcon->setPixmap(QPixmap(useTwin ? twin : base + ".png"));
+    const QString large = base + "@2x.png";
+    const bool useLarge = devicePixelRatioF() > 1 && QFile::exists(large);
+    m_pIcon->setPixmap(QPixmap(useLarge ? large : base + ".png"));
 }
 
 void TitleBar::createButtons() {
@@ -238,8 +237,8 @@ void TitleBar::mouseMoveEvent(QMouseEvent* event) {
     emit signalMove(target.x(), target.y());
 }
 
-/// Gives the maximised parent its normal size; returns the x at which the pointer keeps its
-/// relative place across the narrower window.
+/// Restores the maximised parent window to its normal size. Returns the x position at which the
+/// pointer keeps its relative position across the narrower window.
 int TitleBar::restoreBeforeDrag() {
     const int left = parentWidget()->x();
     const double before = parentWidget()->width();

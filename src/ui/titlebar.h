@@ -10,17 +10,17 @@
 #include <QString>
 #include <utility>
 
-/// The top strip of a frameless window: icon, title, language choice and window buttons. It moves
-/// its parent window with the mouse; the buttons only announce that they were pressed.
+/// The title bar of a frameless window: icon, title, language choice and window buttons. Dragging
+/// it moves the parent window. The buttons only emit signals; the parent window acts on them.
 class TitleBar : public QMenuBar {
     Q_OBJECT
 
 public:
-    /// Which window buttons are shown. Other values are kept and change nothing.
+    /// Which window buttons are shown. Other values are stored and change nothing.
     enum ButtonType {
         MinimizeAndClose = 0,
-        Normal = 1,     ///< The window has its normal size: offers to maximise.
-        Maximized = 2,  ///< Offers to restore.
+        Normal = 1,     ///< The window has its normal size; maximise is shown.
+        Maximized = 2,  ///< The window is maximised; restore is shown.
         CloseOnly = 3,
     };
 
@@ -32,16 +32,17 @@ public:
     /// Sets the title and shows it.
     void setTitleContent(const QString& text);
 
-    /// Whether a double click maximises and restores. It does at first.
+    /// Whether a double click maximises and restores. Initially true.
     void setDoubleClickEnabled(bool enabled);
 
     void setRestoreButtonVisible(bool visible);
     void setMaxButtonVisible(bool visible);
 
-    /// Lets `filter` see the events of the title and of the four buttons, mouse moves included.
+    /// Installs `filter` as event filter on the title and the four buttons, and turns on their
+    /// mouse tracking.
     void installFilterOnChildren(QObject* filter);
 
-    /// Two values that the title bar keeps for its owner.
+    /// Two values that the title bar stores for its owner.
     void setOwnerValues(qint64 value, const QSize& size);
     [[nodiscard]] std::pair<qint64, QSize> ownerValues() const;
 
@@ -55,7 +56,7 @@ signals:
     void signalButtonCloseClicked();
     /// The parent window was moved to (x, y).
     void signalMove(int x, int y);
-    /// The parent window has to take its normal size before the call returns.
+    /// The parent window must restore its normal size before the call returns.
     void signalShowNormal();
     /// The language has changed.
     void signalTranslate();

@@ -16,15 +16,15 @@ using namespace std::chrono_literals;
 constexpr std::uint16_t kPort = 5961;  ///< Of the first source on a machine.
 
 /// The frame numbers that a receiver sees for a while; -1 where one can't be read.
-std::set<int> numbers(testsupport::TestReceiver& receiver, std::chrono::milliseconds time) {
+std::set<int> numbers(tests::TestReceiver& receiver, std::chrono::milliseconds time) {
     std::set<int> seen;
     for (const auto& received : receiver.frames(time)) {
-        const auto frame = testsupport::decode(received);
+        const auto frame = tests::decode(received);
         if (!frame) {
             seen.insert(-1);
             continue;
         }
-        const QImage luma(frame->luma.data(), frame->width, frame->height, frame->width,
+        const QImage luma(frame->y.data(), frame->width, frame->height, frame->width,
                           QImage::Format_Grayscale8);
         seen.insert(testpattern::readCounter(luma));
     }
@@ -36,7 +36,7 @@ TEST(MovingFrame, StopsForAPauseAndForNothingElse) {
     const auto frame = showTestPattern(30, folder.filePath("frame.out").toStdString());
     ProgramRun program;
     program.click(control::kStart);
-    testsupport::TestReceiver receiver(kPort);
+    tests::TestReceiver receiver(kPort);
     receiver.sayHello();
     const auto moves = [&receiver] {
         (void)receiver.frames(500ms);  // What was on its way.

@@ -1,5 +1,4 @@
-// What the window does when an operator acts: what the sender is told, what is written to the
-// settings file, what the controls show, and what the log says.
+// The reactions of the window: the calls to the sender, the settings file, the controls, the log.
 
 #include <QDir>
 #include <QHostInfo>
@@ -8,15 +7,24 @@
 #include "operator.h"
 #include "support/logcapture.h"
 
+namespace tests {
 namespace {
 
-/// Each line is an act (what act() knows) and, after "->", what it leads to: the caption of the
-/// start button after a click on it, and what source and senders were told; or the answer to a
-/// question. Without "->" nothing is expected. "===" begins a new sitting. In the settings file
-/// the source is called N unless something else is stored.
-constexpr char kJourneys[] = R"(
-=== start, pause, continue, reset
-sit -> source N, dx new N
+/// Each line is an act (see act()) and, after "->", what it leads to: the caption of the start
+/// button after a click on it, then the calls to source and senders. Or it is a question (see
+/// ask()) and its answer. A line without "->" expects nothing. The stored name is N unless the
+/// steps store another one.
+struct Journey {
+    const char* name;
+    const char* steps;
+};
+std::ostream& operator<<(std::ostream& out, const Journey& journey) {
+    return out << journey.name;
+}
+
+const Journey kJourneys[] = {
+    {"StartPauseContinueReset", R"(
+open -> source N, dx new N
 start -> Pause: dx init 0 0 1920 1080 30 OUT-0, dx start
 start -> Continue: dx pause
 start -> Pause: dx start
@@ -25,9 +33,10 @@ reset -> dx pause
 caption -> Start
 region -> 0 0 1920 1080
 start -> Pause: dx reset, dx init 0 0 1920 1080 30 OUT-0, dx start
-
-=== the frame rate waits for the next start, and pausing forgets changes
-sit
+)"},
+    {"FrameRateWaitsForTheNextStart", R"(
+# Pausing clears the note of a change.
+open
 start
 rate 25 ->
 file frameRate -> 25
@@ -36,9 +45,9 @@ start -> Pause: dx start
 start
 rate 24
 start -> Pause: dx reset, dx init 0 0 1920 1080 24 OUT-0, dx start
-
-=== the name takes effect at reset
-sit
+)"},
+    {"NameTakesEffectAtReset", R"(
+open
 start
 name N ->
 file name -> N
@@ -46,17 +55,17 @@ name Студия 2 ->
 file name -> Студия 2
 reset -> dx pause, dx gone, source Студия 2, dx new Студия 2
 reset -> dx pause
-
-=== an unchanged name leaves the file alone
+)"},
+    {"UnchangedNameLeavesTheFileAlone", R"(
 stored name
-sit -> source HOST, dx new HOST
+open -> source HOST, dx new HOST
 name HOST ->
 file name ->
 file frameRate ->
 file forceUseOldCapture -> 0
-
-=== the second screen
-sit
+)"},
+    {"SecondScreen", R"(
+open
 file screenIndex -> 0
 screen 1 ->
 file screenIndex -> 1
@@ -65,20 +74,22 @@ range x -> 1920..3840 (1920~3840)
 range h -> 9..1080 (9~1080)
 start -> Pause: dx init 0 0 1920 1080 30 OUT-1, dx start
 screen 0 -> dx reset, dx init 0 0 1920 1080 30 OUT-0, dx start
-
-=== x cuts the width, and the height stays; x moved back leaves the cut width
+)"},
+    {"XCutsTheWidth", R"(
+# The height stays, and moving x back leaves the width cut.
 stored screenIndex 1
-sit
+open
 start
 x 3000 -> dx reset, dx init 1080 0 840 1080 30 OUT-1, dx start
 range w -> 9..840 (9~840)
 x 2000 -> dx reset, dx init 80 0 840 1080 30 OUT-1, dx start
 region -> 2000 0 840 1080
 range w -> 9..1840 (9~1840)
-
-=== y cuts the height; what the range of the width refuses is taken back by the box
+)"},
+    {"YCutsTheHeight", R"(
+# A width below its range is rejected by the spin box.
 stored screenIndex 1
-sit
+open
 start
 y 100 -> dx reset, dx init 0 100 1920 980 30 OUT-1, dx start
 range h -> 9..980 (9~980)
@@ -86,28 +97,30 @@ w 4
 region -> 1920 100 1920 980
 w 640 -> dx reset, dx init 0 100 640 980 30 OUT-1, dx start
 h 360 -> dx reset, dx init 0 100 640 360 30 OUT-1, dx start
-
-=== at the far edge nothing is left; the box holds 9, the old path is tried too
+)"},
+    {"EmptyAtTheFarEdge", R"(
+# The spin box holds 9 although the width is 0.
 stored screenIndex 1
-sit
+open
 start
 x 3840 -> dx reset, dx init 1920 0 0 1080 30 OUT-1, dx gone, grab new N, grab init 3840 0 0 1080 30 OUT-1, grab start
 region -> 3840 0 9 1080
 range w -> 9..9 (9~0)
-
-=== confirmed regions: inside, below what the boxes hold, cut by the desktop
+)"},
+    {"ConfirmedRegions", R"(
+# Inside the screen, smaller than the ranges allow, cut by the desktop.
 stored screenIndex 1
-sit
+open
 confirm 2000 20 300 200
 region -> 2000 20 300 200
 confirm 2500 500 2 3
 region -> 2500 500 9 9
 confirm 3800 1000 500 500
 region -> 3800 1000 40 80
-
-=== a default path that fails falls back, and is tried again
+)"},
+    {"FallsBackAndTriesAgain", R"(
 stored screenIndex 1
-sit
+open
 dx fails
 start -> Pause: dx init 0 0 1920 1080 30 OUT-1, dx gone, grab new N, grab init 1920 0 1920 1080 30 OUT-1, grab start
 log DX screenshot failed, switch to the old ffmpeg screenshot mode. \n //ndisenderui:ndiSenderInitParmeter()# -> 1
@@ -115,78 +128,73 @@ dx works
 w 800 -> grab reset, grab gone, dx new N, dx init 0 0 800 1080 30 OUT-1, dx start
 log is ffmpeg screenshot, switch to the old DX screenshot mode. \n //ndisenderui:ndiSenderInitParmeter()# -> 1
 log DX screenshot failed -> 1
-
-=== the old path by force counts from the desktop
+)"},
+    {"ForcedOldPathUsesDesktopCoordinates", R"(
 stored forceUseOldCapture 2
 stored screenIndex 1
-sit -> source N, grab new N
+open -> source N, grab new N
 start -> Pause: grab init 1920 0 1920 1080 30 OUT-1, grab start
 name M ->
 reset -> grab pause, grab gone, source M, grab new M
-
-=== no screen
+)"},
+    {"NoScreen", R"(
 no screens
-sit
+open
 log no screen was found -> 1
 range x -> 0..1 (0~1)
 range w -> 9..9 (9~1)
 start -> Pause: dx init 0 0 0 0 30 , dx gone, grab new N, grab init 0 0 0 0 30 , grab start
 reset -> grab pause
 select
-
-=== without a source the window stays usable, and the log tells why
-sit
+)"},
+    {"NoSource", R"(
+open
 source fails
 name Taken
 reset
-log no NDI source named Taken could be made -> 1
+log no NDI source named Taken could be created -> 1
 start -> Pause: dx reset, dx init 0 0 1920 1080 30 OUT-0, dx start
-
-=== settings that can't be written are told, and nothing else changes
+)"},
+    {"UnwritableSettings", R"(
 unwritable
-sit
+open
 rate 40
 log writing SystemSet/frameRate to settings file INI -> 1
 start -> Pause: dx init 0 0 1920 1080 40 OUT-0, dx start
-
-=== closed while sending: the sender ends with the window, not before
-sit
+)"},
+    {"ClosedWhileSending", R"(
+open
 start
 show
 shown -> window overlay
 close ->
 shown ->
-leave -> dx gone, source gone
-
-=== stored numbers out of range are used as they are; only an edit replaces them
+destroy -> dx gone, source gone
+)"},
+    {"StoredNumbersOutOfRange", R"(
 stored screenIndex 2
 stored frameRate 120
 stored forceUseOldCapture -3
-sit
+open
 start -> Pause: dx init 0 0 1920 1080 120 OUT-0, dx start
 file frameRate -> 120
 file forceUseOldCapture -> 0
-
-=== stored words count as 0
+)"},
+    {"StoredWordsCountAsZero", R"(
 stored screenIndex second
 stored frameRate fast
 stored forceUseOldCapture zero
-sit
+open
 start -> Pause: dx init 0 0 1920 1080 0 OUT-0, dx start
 file forceUseOldCapture -> zero
-)";
+)"},
+};
 
-class Control : public testing::Test {
+class Control : public testing::TestWithParam<Journey> {
 protected:
-    void begin() {
-        m_operator.reset();
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_desk = std::make_unique<Desk>(
-            std::vector<Desk::Screen>{{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}});
-        m_log = std::make_unique<tests::LogCapture>();
-        store("name", "N");
-    }
-    [[nodiscard]] QString iniPath() const { return m_folder->filePath("settings.ini"); }
+    void SetUp() override { store("name", "N"); }
+
+    [[nodiscard]] QString iniPath() const { return m_folder.filePath("settings.ini"); }
     void store(const QString& key, const QString& value) const {
         QSettings(iniPath(), QSettings::IniFormat).setValue("SystemSet/" + key, value);
     }
@@ -198,21 +206,21 @@ protected:
                 .toString();
         }
         if (word == "caption") {
-            return m_operator->start->text();
+            return m_operator->caption("start");
         }
         if (word == "region") {
             QStringList values;
-            for (const QSpinBox* box : m_operator->region) {
-                values += QString::number(box->value());
+            for (const char* name : {"x", "y", "w", "h"}) {
+                values += QString::number(m_operator->box(name)->value());
             }
             return values.join(' ');
         }
         if (word == "range") {
-            const QSpinBox* box = m_operator->region[QString("xywh").indexOf(about)];
+            const QSpinBox* box = m_operator->box(about);
             return QString("%1..%2 ").arg(box->minimum()).arg(box->maximum()) + box->toolTip();
         }
         if (word == "log") {
-            return QString::number(m_log->count(about.toStdString()));
+            return QString::number(m_log.count(about.toStdString()));
         }
         if (word == "shown") {
             return QString(m_operator->window->isVisible() ? "window " : "") +
@@ -227,52 +235,43 @@ protected:
         if (word == "stored") {
             store(one(0), one(1));
         } else if (word == "no") {
-            m_desk = std::make_unique<Desk>(std::vector<Desk::Screen>());
-        } else if (word == "unwritable") {  // A folder in the file's place: not even for root.
+            m_fakes = std::make_unique<FakeCollaborators>(std::vector<FakeCollaborators::Screen>());
+        } else if (word == "unwritable") {  // A folder of that name stops root, too.
             QFile::remove(iniPath());
             QDir().mkpath(iniPath());
         } else if (word == "dx") {
-            m_desk->dxFails = what == "fails";
+            m_fakes->dxFails = what == "fails";
         } else if (word == "source") {
-            m_desk->sourceFails = true;
-        } else if (word == "sit") {
-            m_operator = std::make_unique<Operator>(*m_desk, iniPath());
-        } else if (word == "leave") {
+            m_fakes->sourceFails = true;
+        } else if (word == "open") {
+            m_operator = std::make_unique<Operator>(*m_fakes, iniPath());
+        } else if (word == "destroy") {
             m_operator.reset();
         } else if (word == "screen") {
             Operator::choose(op->screen, what.toInt());
         } else if (word == "confirm") {
             emit op->overlay->signalConfirmROI(one(0).toInt(), one(1).toInt(), one(2).toInt(),
                                                one(3).toInt());
-        } else if (word == "rate" || word == "name") {
-            Operator::type(word == "rate" ? static_cast<QWidget*>(op->rate) : op->name, what);
-        } else if (word.size() == 1) {
-            Operator::type(op->region[QString("xywh").indexOf(word)], what);
+        } else if (word == "rate" || word == "name" || word.size() == 1) {
+            op->type(word, what);
         } else {
-            const QMap<QString, QPushButton*> buttons{{"start", op->start},
-                                                      {"reset", op->reset},
-                                                      {"select", op->select},
-                                                      {"show", op->show},
-                                                      {"close", op->close}};
-            Operator::click(buttons[word]);
+            op->click(word);
         }
     }
 
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<Desk> m_desk;
-    std::unique_ptr<tests::LogCapture> m_log;
-    std::unique_ptr<Operator> m_operator;  ///< Goes before the desk it sits at.
+    const QTemporaryDir m_folder;
+    std::unique_ptr<FakeCollaborators> m_fakes = std::make_unique<FakeCollaborators>(
+        std::vector<FakeCollaborators::Screen>{{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}});
+    const LogCapture m_log;
+    std::unique_ptr<Operator> m_operator;  ///< Uses m_fakes in its destructor.
 };
 
-TEST_F(Control, Journeys) {
-    std::string journey;
-    for (QString line : QString::fromUtf8(kJourneys).split('\n', Qt::SkipEmptyParts)) {
-        if (line.startsWith("===")) {
-            journey = line.toStdString();
-            begin();
+TEST_P(Control, Journey) {
+    for (QString line : QString::fromUtf8(GetParam().steps).split('\n', Qt::SkipEmptyParts)) {
+        if (line.startsWith('#')) {
             continue;
         }
-        SCOPED_TRACE(journey + ": " + line.toStdString());
+        SCOPED_TRACE(line.toStdString());
         line.replace("HOST", QHostInfo::localHostName()).replace("INI", iniPath());
         line.replace("\\n", "\n");
         const QString deed = line.section(" ->", 0, 0);
@@ -281,8 +280,8 @@ TEST_F(Control, Journeys) {
         std::optional<QString> result = ask(word, about);
         if (!result) {
             act(word, about);
-            result = QString::fromStdString(m_desk->heard());
-            result = word == "start" ? m_operator->start->text() + ": " + *result : result;
+            result = QString::fromStdString(m_fakes->takeCalls());
+            result = word == "start" ? m_operator->caption(word) + ": " + *result : result;
         }
         if (line.contains(" ->")) {
             EXPECT_EQ(result->trimmed().toStdString(),
@@ -291,4 +290,8 @@ TEST_F(Control, Journeys) {
     }
 }
 
+INSTANTIATE_TEST_SUITE_P(Operator, Control, testing::ValuesIn(kJourneys),
+                         [](const auto& journey) { return std::string(journey.param.name); });
+
 }  // namespace
+}  // namespace tests

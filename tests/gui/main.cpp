@@ -2,8 +2,8 @@
 
 #include <QApplication>
 
-// For the address sanitizer. Leaks are looked for while Qt's plugins are still loaded: once they
-// are gone, what they hold looks lost and can't be told by name. The two libraries keep caches.
+// For the address sanitizer. It looks for leaks while Qt's plugins are still loaded: once they are
+// unloaded, their memory counts as leaked and cannot be attributed. The two libraries keep caches.
 extern "C" {
 __attribute__((weak)) void __lsan_do_leak_check();
 const char* __lsan_default_suppressions();

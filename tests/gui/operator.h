@@ -1,10 +1,11 @@
 #pragma once
-// The window's controls as an operator finds them, and what he does with them.
+// The controls of the window, and what an operator does with them.
 
 #include <gmock/gmock.h>
 
 #include <QComboBox>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
@@ -12,13 +13,16 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <memory>
-#include <string>
 
-#include "desk.h"
+#include "fakecollaborators.h"
+#include "support/eventually.h"
 #include "support/translation.h"
 #include "ui/captureroi.h"
 #include "ui/ndisenderui.h"
 #include "ui/titlebar.h"
+#include "windowcontrols.h"
+
+namespace tests {
 
 inline QString beside(const QString& file) {
     return QCoreApplication::applicationDirPath() + "/" + file;
@@ -29,65 +33,51 @@ inline void speakEnglish() {
     StringToTranslate::instance().setTranslateStringMap(loadLanguageFile(file));
 }
 
-/// Generous: the machine may be a busy one.
-constexpr int kSoonMs = 20000;
-
+/// As eventually(), while this program's windows get their events.
 template <typename Condition>
-[[nodiscard]] bool soon(Condition condition) {
-    return QTest::qWaitFor(condition, kSoonMs);
+[[nodiscard]] bool eventuallyWithEvents(Condition condition) {
+    return QTest::qWaitFor(condition, static_cast<int>(kPatience.count()));
 }
 
 inline void waitUntilShown(QWidget* window) {
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(window, kSoonMs));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window, static_cast<int>(kPatience.count())));
 }
 
-inline QPushButton* buttonOf(const QWidget& window, const QString& caption) {
-    for (QPushButton* found : window.findChildren<QPushButton*>()) {
-        if (found->text() == caption) {
-            return found;
-        }
-    }
-    return nullptr;
+/// Moves the pointer over `widget` with the left button held.
+inline void dragTo(QWidget* widget, QPoint to) {
+    QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton, Qt::LeftButton,
+                     {});
+    QApplication::sendEvent(widget, &move);
 }
 
-/// A window on a desk, speaking English, and its parts.
+/// A window in English with fake collaborators, and its controls.
 class Operator {
 public:
-    explicit Operator(Desk& desk, const QString& iniPath) {
+    explicit Operator(FakeCollaborators& fakes, const QString& iniPath) {
         g_roiShown = false;
         speakEnglish();
         window = std::make_unique<NDISenderUI>(iniPath.toLocal8Bit().toStdString(), nullptr,
-                                               desk.collaborators());
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            auto* found = qobject_cast<CaptureROI*>(widget);
-            overlay = found != nullptr ? found : overlay;
-        }
+                                               fakes.collaborators());
+        overlay = windowcontrols::overlay();
+        controls = windowcontrols::controlsOf(*window);
         title = window->findChild<TitleBar*>("dialogTitle");
-        language = window->findChild<QComboBox*>("ComboxTrans");
-        name = window->findChild<QLineEdit*>("nameLndt");
-        rate = window->findChild<QSpinBox*>("m_pFrateSpinBox");
         group = window->findChild<QGroupBox*>();
-        region = group->findChildren<QSpinBox*>();
-        start = buttonOf(*window, "Start");
-        reset = buttonOf(*window, "Reset");
-        select = buttonOf(*window, "Select region");
-        show = buttonOf(*window, "Show region");
-        close = window->findChild<QPushButton*>("ButtonClose");
-        for (QComboBox* box : window->findChildren<QComboBox*>()) {
-            screen = box == language ? screen : box;
-        }
+        language = qobject_cast<QComboBox*>(controls["language"]);
+        screen = qobject_cast<QComboBox*>(controls["screen"]);
         window->show();
         waitUntilShown(window.get());
     }
 
     static void click(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
+    void click(const QString& control) const { click(controls[control]); }
 
-    /// Types over what a field holds and ends with Return. Losing the focus later would end the
-    /// edit once more; that is kept from the window.
-    static void type(QWidget* field, const QString& text) {
+    /// Replaces the content of a field and ends with Return. The window does not see the second
+    /// editingFinished(), which comes when the field loses the focus.
+    void type(const QString& control, const QString& text) const {
+        QWidget* field = controls[control];
         field->setFocus();
         QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
-        for (const QChar letter : text) {  // QTest::keyClicks() knows ASCII only.
+        for (const QChar letter : text) {  // QTest::keyClicks() is limited to ASCII.
             QKeyEvent press(QEvent::KeyPress, 0, Qt::NoModifier, QString(letter));
             QApplication::sendEvent(field, &press);
         }
@@ -104,13 +94,22 @@ public:
         }
     }
 
+    [[nodiscard]] QPushButton* button(const QString& control) const {
+        return qobject_cast<QPushButton*>(controls[control]);
+    }
+    [[nodiscard]] QString caption(const QString& control) const { return button(control)->text(); }
+    /// One of "x", "y", "w", "h", "rate".
+    [[nodiscard]] QSpinBox* box(const QString& control) const {
+        return qobject_cast<QSpinBox*>(controls[control]);
+    }
+
     std::unique_ptr<NDISenderUI> window;
-    CaptureROI* overlay = nullptr;
+    CaptureROI* overlay;
+    QMap<QString, QWidget*> controls;  ///< By the names of windowcontrols.h.
     TitleBar* title;
-    QComboBox *language, *screen = nullptr;
-    QLineEdit* name;
-    QSpinBox* rate;
     QGroupBox* group;
-    QList<QSpinBox*> region;  ///< x, y, w, h.
-    QPushButton *start, *reset, *select, *show, *close;
+    QComboBox* language;
+    QComboBox* screen;
 };
+
+}  // namespace tests

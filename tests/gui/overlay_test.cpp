@@ -1,5 +1,5 @@
-// The region overlay. All numbers are physical pixels; the same tests run under Qt's scale factors
-// 1, 1.5 and 2 (positions divide by 6, so that Qt's mouse events can express them).
+// The region overlay. All numbers are physical pixels. The tests run with Qt's scale factors 1, 1.5
+// and 2; positions are multiples of 6, so that they are whole numbers in Qt's pixels.
 
 #include <QProcess>
 #include <QScreen>
@@ -9,6 +9,7 @@
 #include "operator.h"
 #include "ui/desktop.h"
 
+namespace tests {
 namespace {
 
 qreal factor() {
@@ -34,17 +35,17 @@ void draw(const QWidget& overlay, QPoint from, QPoint to) {
     release(overlay, to);
 }
 
-/// A compositing manager on the display for a while.
+/// Runs a compositing manager during its life.
 class Compositor {
 public:
     Compositor() {
         m_process.start("xcompmgr", QStringList());
-        EXPECT_TRUE(soon(ui::windowsCanBeTranslucent));
+        EXPECT_TRUE(eventuallyWithEvents(ui::windowsCanBeTranslucent));
     }
     ~Compositor() {
         m_process.kill();
         m_process.waitForFinished();
-        EXPECT_TRUE(soon([] { return !ui::windowsCanBeTranslucent(); }));
+        EXPECT_TRUE(eventuallyWithEvents([] { return !ui::windowsCanBeTranslucent(); }));
     }
 
 private:
@@ -55,7 +56,7 @@ class Overlay : public testing::Test {
 protected:
     void SetUp() override { speakEnglish(); }
 
-    /// Over a "screen" of 1200 x 600 pixels.
+    /// Covers a screen of 1200 x 600 pixels.
     void open(QPoint origin) {
         overlay = std::make_unique<CaptureROI>(1800, 600, nullptr);
         overlay->setScreenGeometry(origin.x(), origin.y(), 1200, 600);
@@ -70,24 +71,33 @@ protected:
     void showFrame(const QRect& region) const {
         overlay->setSelection(region.x(), region.y(), region.width(), region.height());
         overlay->show();
-        // xcompmgr may miss a shape that changes while it maps the window.
+        // xcompmgr can miss a change of shape that comes while the window is being mapped.
         waitUntilShown(overlay.get());
         overlay->setShowROI(true);
     }
 
-    /// What stands on the screen.
+    /// A pixel of the screen.
     static QColor at(QPoint place) {
         QScreen* screen = QGuiApplication::primaryScreen();
         return screen->grabWindow(0).toImage().pixelColor(place);
     }
-    /// Waits until the screen has this colour there, nearly.
+    /// Waits until the screen has about this colour there.
     static bool seen(QPoint place, const QColor& wanted) {
-        return soon([&] {
+        return eventuallyWithEvents([&] {
             const QColor is = at(place);
             return std::abs(is.red() - wanted.red()) < 4 &&
                    std::abs(is.green() - wanted.green()) < 4 &&
                    std::abs(is.blue() - wanted.blue()) < 4;
         });
+    }
+
+    [[nodiscard]] QPushButton* button(const QString& caption) const {
+        for (QPushButton* found : overlay->findChildren<QPushButton*>()) {
+            if (found->text() == caption) {
+                return found;
+            }
+        }
+        return nullptr;
     }
 
     std::unique_ptr<CaptureROI> overlay;
@@ -100,7 +110,7 @@ TEST_F(Overlay, DrawnRegionsAreConfirmedInDesktopPixels) {
         QList<QVariant> region;
     } kCases[] = {
         {{600, 60}, {300, 180}, {606, 366}, {900, 240, 306, 186}},
-        // Up and to the left: the size is positive, the corner stays where the mouse was pressed.
+        // Up and to the left: the size is positive, x and y are those of the press.
         {{600, 0}, {600, 360}, {300, 180}, {1200, 360, 300, 180}},
     };
     for (const auto& c : kCases) {
@@ -111,7 +121,7 @@ TEST_F(Overlay, DrawnRegionsAreConfirmedInDesktopPixels) {
         const QPoint size = c.to - c.from;
         EXPECT_EQ(QToolTip::text(), QString("%1,%2").arg(size.x()).arg(size.y()));
         release(*overlay, c.to);
-        QPushButton* const ok = buttonOf(*overlay, "OK");
+        QPushButton* const ok = button("OK");
         ASSERT_TRUE(ok->isVisible());
         EXPECT_EQ(ok->parentWidget()->geometry(),
                   QRect(inQt(c.to) + QPoint(-108, -40), QSize(100, 40)));
@@ -127,7 +137,7 @@ TEST_F(Overlay, CancelAndEscapeConfirmNothing) {
     QSignalSpy hidden(overlay.get(), SIGNAL(signalHideROI()));
     showSelecting();
     draw(*overlay, {60, 60}, {300, 300});
-    Operator::click(buttonOf(*overlay, "Cancel"));
+    Operator::click(button("Cancel"));
     EXPECT_FALSE(overlay->isVisible());
     EXPECT_EQ(hidden.count(), 0);
     showSelecting();
@@ -137,7 +147,7 @@ TEST_F(Overlay, CancelAndEscapeConfirmNothing) {
     EXPECT_EQ(confirmed->count(), 0);
 }
 
-TEST_F(Overlay, FrameIsDraggedByAnAreaThatIsOffsetByTheScreensOrigin) {
+TEST_F(Overlay, GrabAreaIsOffsetByTheOriginOfTheScreen) {
     open({120, 0});
     showFrame({300, 120, 300, 180});  // Drawn at 180..480 of the overlay, grabbed at 300..600.
     draw(*overlay, {240, 180}, {270, 240});
@@ -148,11 +158,11 @@ TEST_F(Overlay, FrameIsDraggedByAnAreaThatIsOffsetByTheScreensOrigin) {
     EXPECT_EQ(overlay->cursor().shape(), Qt::SizeAllCursor);
 }
 
-/// Selecting shows the desktop under a white veil and clear inside the selection, with and without
-/// a compositor; the frame of show mode leaves the desktop visible.
+/// In selection mode the desktop is whitened outside the selection, with and without a compositor.
+/// In show mode the desktop stays visible, and can be clicked, outside the frame.
 TEST_F(Overlay, DesktopStaysVisible) {
     const QColor desktop(20, 120, 220);
-    const QColor veiled((20 * 55 + 255 * 200) / 255, (120 * 55 + 255 * 200) / 255, 247);
+    const QColor whitened((20 * 55 + 255 * 200) / 255, (120 * 55 + 255 * 200) / 255, 247);
     const QPoint inside(420, 240);
     const QPoint outside(900, 540);
     for (const bool composed : {false, true}) {
@@ -167,21 +177,21 @@ TEST_F(Overlay, DesktopStaysVisible) {
 
         open({0, 0});
         showSelecting();
-        EXPECT_TRUE(seen(outside, veiled));
+        EXPECT_TRUE(seen(outside, whitened));
         press(*overlay, {300, 180});
         moveTo(*overlay, {600, 360});
         EXPECT_TRUE(seen(inside, desktop));
-        EXPECT_TRUE(seen(outside, veiled));
+        EXPECT_TRUE(seen(outside, whitened));
         release(*overlay, {600, 360});
         EXPECT_TRUE(seen(outside, desktop));
         overlay->slotConfirm();
 
         showFrame({300, 180, 300, 180});
-        EXPECT_TRUE(soon([] { return at({300, 240}).red() > 130; }));
+        EXPECT_TRUE(eventuallyWithEvents([] { return at({300, 240}).red() > 130; }));
         EXPECT_TRUE(seen(inside, composed ? QColor(57, 101, 185) : desktop));
         EXPECT_TRUE(seen(outside, desktop));
         EXPECT_EQ(overlay->mask().contains(inQt(inside)), composed);
-        EXPECT_FALSE(overlay->mask().contains(inQt(outside))) << "the desktop can be clicked";
+        EXPECT_FALSE(overlay->mask().contains(inQt(outside))) << "no click reaches the desktop";
     }
 }
 
@@ -192,31 +202,31 @@ QString property(const QStringList& what) {
     return QString::fromUtf8(xprop.readAllStandardOutput()).trimmed();
 }
 
-TEST(OverlayOfTheWindow, IsShownOutOfTheWindowManagersWayAndHidden) {
+TEST(OverlayOfTheWindow, StaysBelowTheWindowAndOutOfTheTaskbar) {
     const QTemporaryDir folder;
-    Desk desk{{{0, 0, 1200, 600}, {1200, 0, 600, 600}}};
-    const Operator op{desk, folder.filePath("settings.ini")};
+    FakeCollaborators fakes{{{0, 0, 1200, 600}, {1200, 0, 600, 600}}};
+    const Operator op{fakes, folder.filePath("settings.ini")};
     Operator::choose(op.screen, 1);
     EXPECT_EQ(op.overlay->pos(), inQt({1200, 0}));
-    Operator::click(op.show);
-    EXPECT_EQ(op.show->text(), "Hide region");
+    op.click("show");
+    EXPECT_EQ(op.caption("show"), "Hide region");
     EXPECT_TRUE(g_roiShown);
     waitUntilShown(op.overlay);
     const QString overlay = QString::number(op.overlay->winId());
-    EXPECT_TRUE(soon([&] {
+    EXPECT_TRUE(eventuallyWithEvents([&] {
         return property({"-id", overlay, "_NET_WM_STATE"}).contains("SKIP_TASKBAR");
     }));
     const QString window = QString("0x%1").arg(op.window->winId(), 0, 16);
-    EXPECT_TRUE(soon([&] {
+    EXPECT_TRUE(eventuallyWithEvents([&] {
         return property({"-root", "_NET_CLIENT_LIST_STACKING"}).endsWith(window);
-    })) << "the window that hides the frame is not under it";
-    Operator::click(op.show);
-    EXPECT_EQ(op.show->text(), "Show region");
+    })) << "the overlay covers the button that hides it";
+    op.click("show");
+    EXPECT_EQ(op.caption("show"), "Show region");
     EXPECT_FALSE(op.overlay->isVisible());
 
-    Operator::click(op.select);
+    op.click("select");
     QTest::keyClick(op.overlay, Qt::Key_Escape);
-    EXPECT_EQ(op.show->text(), "Hide region") << "Escape flips the state";
+    EXPECT_EQ(op.caption("show"), "Hide region") << "Escape flips the state";
 }
 
 TEST(PhysicalPixels, AreConvertedFromTheScreensCorner) {
@@ -231,3 +241,4 @@ TEST(PhysicalPixels, AreConvertedFromTheScreensCorner) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -7,6 +7,7 @@
 #include "operator.h"
 #include "ui/ndiintvalidator.h"
 
+namespace tests {
 namespace {
 
 const QStringList kFiles{"LanguageCN_Tools.xml", "LanguageEN_Tools.xml", "Language_zh_TW_Tools.xml",
@@ -17,8 +18,8 @@ protected:
     void say(int language) const { Operator::choose(op.language, language); }
 
     QTemporaryDir m_folder;
-    Desk m_desk{{{0, 0, 15360, 8640}, {15360, 0, 1280, 1024}}};
-    Operator op{m_desk, m_folder.filePath("settings.ini")};
+    FakeCollaborators m_fakes{{{0, 0, 15360, 8640}, {15360, 0, 1280, 1024}}};
+    Operator op{m_fakes, m_folder.filePath("settings.ini")};
 };
 
 TEST_F(Window, Layout) {
@@ -26,20 +27,20 @@ TEST_F(Window, Layout) {
     EXPECT_EQ(op.window->minimumSize(), op.window->maximumSize());
     EXPECT_EQ(op.window->windowTitle(), "NDI Screen Sender");
     EXPECT_EQ(op.title->geometry(), QRect(0, 0, 638, 44));
-    // Nothing is cut by its parent, and no two controls overlap.
-    const QList<QWidget*> controls{op.name,      op.screen,    op.rate,     op.start,
-                                   op.reset,     op.select,    op.show,     op.region[0],
-                                   op.region[1], op.region[2], op.region[3]};
+    // No control is cut by its parent, and no two overlap.
     QRegion taken;
-    for (const QWidget* one : controls) {
-        EXPECT_EQ(one->visibleRegion().boundingRect(), one->rect());
-        const QRect place(one->mapTo(op.window.get(), QPoint()), one->size());
-        EXPECT_FALSE(taken.intersects(place)) << one->objectName().toStdString();
-        taken += place;
+    for (const QString& name : op.controls.keys()) {
+        const QWidget* const control = op.controls[name];
+        if (control->window() == op.window.get()) {
+            EXPECT_EQ(control->visibleRegion().boundingRect(), control->rect());
+            const QRect place(control->mapTo(op.window.get(), QPoint()), control->size());
+            EXPECT_FALSE(taken.intersects(place)) << name.toStdString();
+            taken += place;
+        }
     }
 }
 
-TEST_F(Window, IsDraggedByItsTitleInStepsOfSixteenButNotFromTheEdges) {
+TEST_F(Window, FollowsADragOfTheTitleBarInStepsOfSixteen) {
     QPoint place;
     const auto mouse = [&](QEvent::Type type, QPoint at) {
         const auto button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
@@ -64,15 +65,15 @@ TEST_F(Window, IsDraggedByItsTitleInStepsOfSixteenButNotFromTheEdges) {
     }
 }
 
-TEST_F(Window, EveryImageOfItsSheetIsInside) {
+TEST_F(Window, EmbedsEveryImageOfTheStyleSheet) {
     QString sheet = op.window->styleSheet();
-    int frames = 0;
+    int images = 0;
     const QRegularExpression url("url\\(([^)]*)\\)");
-    for (auto found = url.globalMatch(sheet); found.hasNext(); ++frames) {
+    for (auto found = url.globalMatch(sheet); found.hasNext(); ++images) {
         const QString path = found.next().captured(1);
         EXPECT_FALSE(QImage(path).isNull()) << path.toStdString();
     }
-    EXPECT_GE(frames, 8);
+    EXPECT_GE(images, 8);
 }
 
 TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
@@ -105,12 +106,13 @@ TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
         for (const QLabel* label : op.window->findChildren<QLabel*>()) {
             fits(label, label->text(), label->contentsRect().width());
         }
-        const std::pair<QPushButton*, const char*> captions[] = {
-            {op.start, "zhStartStr"},      {op.start, "zhPauseStr"},  {op.start, "zhContinueStr"},
-            {op.reset, "zhResetStr"},      {op.show, "zhShowROIStr"}, {op.show, "zhHideROIStr"},
-            {op.select, "zhSelectROIStr"},
+        const std::pair<const char*, const char*> captions[] = {
+            {"start", "zhStartStr"},      {"start", "zhPauseStr"},  {"start", "zhContinueStr"},
+            {"reset", "zhResetStr"},      {"show", "zhShowROIStr"}, {"show", "zhHideROIStr"},
+            {"select", "zhSelectROIStr"},
         };
-        for (const auto& [button, key] : captions) {  // Two pixels of air beside the border.
+        for (const auto& [name, key] : captions) {  // Border and two pixels on either side.
+            const QPushButton* const button = op.button(name);
             fits(button, StringToTranslate::instance().find(key), button->width() - 6);
         }
         fits(op.group, op.group->title(), op.group->width());
@@ -124,35 +126,35 @@ TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
 
 TEST_F(Window, LanguageSwitchesInEveryState) {
     say(4);
-    EXPECT_EQ(op.start->text(), QString::fromUtf8("Пуск"));
-    EXPECT_NE(buttonOf(*op.overlay, QString::fromUtf8("Отмена")), nullptr);
+    EXPECT_EQ(op.caption("start"), QString::fromUtf8("Пуск"));
+    EXPECT_EQ(op.caption("cancel"), QString::fromUtf8("Отмена"));
     EXPECT_EQ(op.screen->itemText(1), QString::fromUtf8("Экран:1(1280x1024)"));
-    EXPECT_EQ(op.close->toolTip(), QString::fromUtf8("Закрыть"));
-    Operator::click(op.start);
+    EXPECT_EQ(op.controls["close"]->toolTip(), QString::fromUtf8("Закрыть"));
+    op.click("start");
     say(1);
-    EXPECT_EQ(op.start->text(), "Pause");
-    EXPECT_EQ(op.name->toolTip(), "NDI source name; takes effect after a reset");
-    EXPECT_EQ(op.rate->toolTip(), "Frame rate: 5 to 60 frames per second");
-    Operator::click(op.reset);
+    EXPECT_EQ(op.caption("start"), "Pause");
+    EXPECT_EQ(op.controls["name"]->toolTip(), "NDI source name; takes effect after a reset");
+    EXPECT_EQ(op.controls["rate"]->toolTip(), "Frame rate: 5 to 60 frames per second");
+    op.click("reset");
     say(2);
-    EXPECT_EQ(op.start->text(), QString::fromUtf8("繼續")) << "a reset window is paused";
+    EXPECT_EQ(op.caption("start"), QString::fromUtf8("繼續")) << "a reset window is paused";
     say(1);
 
-    // Once the frame was toggled, a switch shows the opposite of what the toggle showed.
-    Operator::choose(op.screen, 1);  // A smaller one.
+    // After a toggle, a language switch shows the opposite caption. Known and kept.
+    Operator::choose(op.screen, 1);
     for (const bool shown : {true, false}) {
-        Operator::click(op.show);
-        EXPECT_EQ(op.show->text(), shown ? "Hide region" : "Show region");
+        op.click("show");
+        EXPECT_EQ(op.caption("show"), shown ? "Hide region" : "Show region");
         say(0);
         say(1);
-        EXPECT_EQ(op.show->text(), shown ? "Show region" : "Hide region");
+        EXPECT_EQ(op.caption("show"), shown ? "Show region" : "Hide region");
     }
 }
 
 TEST_F(Window, MissingLanguageFileShowsKeys) {
     ASSERT_TRUE(QFile::rename(beside(kFiles[3]), beside("away.xml")));
     say(3);
-    EXPECT_EQ(op.start->text(), "zhStartStr");
+    EXPECT_EQ(op.caption("start"), "zhStartStr");
     ASSERT_TRUE(QFile::rename(beside("away.xml"), beside(kFiles[3])));
 }
 
@@ -170,3 +172,4 @@ TEST(NdiIntValidator, TakesPlainDecimalsOnly) {
 }
 
 }  // namespace
+}  // namespace tests

@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 using asio::ip::tcp;
 using tests::eventually;
 using tests::Footprint;
-using testsupport::TestReceiver;
+using tests::TestReceiver;
 namespace wire = ndi::wire;
 using Bytes = std::vector<std::uint8_t>;
 

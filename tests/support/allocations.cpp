@@ -39,9 +39,9 @@ void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 
-int testsupport::allocations() {
+int tests::allocations() {
     return everywhere;
 }
-int testsupport::allocationsHere() {
+int tests::allocationsHere() {
     return here;
 }

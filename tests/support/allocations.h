@@ -1,10 +1,10 @@
 #pragma once
 // Counts operator new; allocations.cpp is to be compiled into the test program itself.
 
-namespace testsupport {
+namespace tests {
 
 /// Calls so far, of the whole program and of this thread.
 [[nodiscard]] int allocations();
 [[nodiscard]] int allocationsHere();
 
-}  // namespace testsupport
+}  // namespace tests

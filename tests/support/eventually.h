@@ -6,14 +6,16 @@
 
 namespace tests {
 
+/// The limit for what happens at once on an idle machine; a loaded one takes longer.
+constexpr std::chrono::milliseconds kPatience = std::chrono::seconds(20);
+
 inline void sleepFor(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
 }
 
 /// Asks `condition` every few milliseconds until it holds; false when `limit` passes first.
 template <typename Condition>
-[[nodiscard]] bool eventually(Condition condition,
-                              std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+[[nodiscard]] bool eventually(Condition condition, std::chrono::milliseconds limit = kPatience) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {

@@ -6,13 +6,14 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-namespace testing_support {
+namespace tests {
 
 namespace {
 
@@ -43,12 +44,15 @@ std::vector<std::uint8_t> plane(const AVFrame& frame, int index, int width, int 
 }  // namespace
 
 double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    if (a.size() != b.size() || a.empty()) {
+        return 0;
+    }
     double sum = 0;
     for (std::size_t i = 0; i < a.size(); ++i) {
         const double difference = static_cast<double>(a[i]) - static_cast<double>(b[i]);
         sum += difference * difference;
     }
-    return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
+    return std::min(99.0, 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum));
 }
 
 Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, int height,
@@ -75,4 +79,4 @@ Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, 
             plane(*frame, 2, half, height)};
 }
 
-}  // namespace testing_support
+}  // namespace tests

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <utility>
 
+#include "support/eventually.h"
+
 namespace recording {
 namespace {
 
@@ -36,7 +38,7 @@ Sent last() {
 
 bool waitFor(const std::function<bool(const Sent&, int count)>& isWanted) {
     std::unique_lock lock(g_mutex);
-    return g_sent.wait_for(lock, std::chrono::seconds(10),
+    return g_sent.wait_for(lock, tests::kPatience,
                            [&] { return g_count > 0 && isWanted(g_last, g_count); });
 }
 

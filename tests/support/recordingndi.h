@@ -24,8 +24,8 @@ void begin(std::function<void(const Sent&)> whileSending = nullptr);
 int count();
 Sent last();
 
-/// Waits until the last frame sent `isWanted`; `count` includes it. False: not within ten
-/// seconds. Any thread.
+/// Waits until the last frame sent `isWanted`; `count` includes it. False: not within
+/// tests::kPatience. Any thread.
 bool waitFor(const std::function<bool(const Sent&, int count)>& isWanted);
 
 }  // namespace recording

@@ -12,7 +12,7 @@
 
 #include "support/libavspeedhq.h"
 
-namespace testsupport {
+namespace tests {
 namespace wire = ndi::wire;
 using std::chrono::steady_clock;
 
@@ -143,21 +143,15 @@ bool TestReceiver::isClosed(Milliseconds timeout) {
     return m_closed;
 }
 
-std::optional<DecodedFrame> decode(const ReceivedFrame& frame) {
+std::optional<Planes> decode(const ReceivedFrame& frame) {
     const auto width = static_cast<int>(frame.info.width);
     const auto height = static_cast<int>(frame.info.height);
     try {
-        auto planes = testing_support::decodeWithLibav(frame.packet.data(), frame.packet.size(),
-                                                       width, height, frame.info.fourCC);
-        return DecodedFrame{width, height, std::move(planes.y), std::move(planes.cb),
-                            std::move(planes.cr)};
+        return decodeWithLibav(frame.packet.data(), frame.packet.size(), width, height,
+                               frame.info.fourCC);
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }
 }
 
-double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
-    return a.size() != b.size() || a.empty() ? 0 : std::min(99.0, testing_support::psnr(a, b));
-}
-
-}  // namespace testsupport
+}  // namespace tests

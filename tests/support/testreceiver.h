@@ -1,5 +1,5 @@
 #pragma once
-// A receiver as simple as can be: blocking, one connection, made to be misused by tests.
+// A minimal receiver: blocking, one connection. Tests can make it violate the protocol.
 
 #include <chrono>
 #include <cstdint>
@@ -10,13 +10,12 @@
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/textmessage.h"
 #include "ndi/wire/videoinfo.h"
+#include "support/eventually.h"
+#include "support/libavspeedhq.h"
 
-namespace testsupport {
+namespace tests {
 
 using Milliseconds = std::chrono::milliseconds;
-
-/// For what comes at once, on a machine that may be busy with something else.
-constexpr Milliseconds kPatience{20'000};
 
 struct ReceivedFrame {
     ndi::wire::VideoInfo info;
@@ -24,20 +23,9 @@ struct ReceivedFrame {
     std::chrono::steady_clock::time_point arrival;
 };
 
-/// Planes of 8 bits, rows packed, chroma of half the width.
-struct DecodedFrame {
-    int width = 0;
-    int height = 0;
-    std::vector<std::uint8_t> luma;
-    std::vector<std::uint8_t> cb;
-    std::vector<std::uint8_t> cr;
-};
-
-/// Decodes a packet with libavcodec. Empty when it refuses it or says anything else than the info.
-[[nodiscard]] std::optional<DecodedFrame> decode(const ReceivedFrame& frame);
-
-/// Peak signal to noise ratio in dB, 99 for equal planes.
-[[nodiscard]] double psnr(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b);
+/// Decodes a packet with libavcodec. Empty when libavcodec refuses it or finds another size than
+/// the frame's info gives.
+[[nodiscard]] std::optional<Planes> decode(const ReceivedFrame& frame);
 
 class TestReceiver {
 public:
@@ -82,4 +70,4 @@ private:
     std::vector<ndi::wire::TextMessage> m_texts;
 };
 
-}  // namespace testsupport
+}  // namespace tests

@@ -78,7 +78,7 @@ TEST(Receivers, SeeTheFrameAndWhatTheCallerSaysAboutIt) {
     EXPECT_EQ(std::tuple(second.info.aspect, second.info.timestamp, second.info.frameFormat,
                          second.info.metadata),
               std::tuple(1.5F, 456, 0U, "<where/>"));
-    const auto decoded = testsupport::decode(second);
+    const auto decoded = tests::decode(second);
     ASSERT_TRUE(decoded);
     EXPECT_NEAR(decoded->cb[100], 97, 2);
     EXPECT_NEAR(decoded->cr[100], 208, 2);
@@ -124,7 +124,7 @@ TEST(Receivers, SwitchQualityAtAnyTimeEachInItsOwn) {
         return eventually([&] {
             image.sendTo(*source);
             const auto next = viewer.nextFrame();
-            return next && next->info.width == width && testsupport::decode(*next);
+            return next && next->info.width == width && tests::decode(*next);
         });
     };
     EXPECT_TRUE(gets(one, 1280));
@@ -180,7 +180,7 @@ TEST(Receivers, AStallingOneDelaysNoOther) {
     for (int late = 0; last != image.timecode(); ++late) {
         const auto received = stalled.nextFrame();
         ASSERT_TRUE(received);
-        EXPECT_TRUE(testsupport::decode(*received));
+        EXPECT_TRUE(tests::decode(*received));
         last = received->info.timecode;
         ASSERT_LT(late, kSent / 2);
     }

@@ -143,11 +143,11 @@ TEST(Sending, AllocatesNothing) {
     const support::DirtyRows dirty{true, {{0, 16}, {32, 16}}};
     int before = 0;
     for (int i = 0; i < 200; ++i) {
-        before = i == 10 ? testsupport::allocationsHere() : before;
+        before = i == 10 ? tests::allocationsHere() : before;
         source->hint(dirty);
         source->send(&frame);
     }
-    EXPECT_EQ(testsupport::allocationsHere(), before);
+    EXPECT_EQ(tests::allocationsHere(), before);
     EXPECT_EQ(work.encoded, 200);
 }
 

@@ -20,7 +20,7 @@
 namespace ndi {
 
 using tests::LogCapture;
-using testsupport::TestReceiver;
+using tests::TestReceiver;
 
 inline SourceParts testParts() {
     SourceParts parts;
@@ -81,8 +81,8 @@ public:
     [[nodiscard]] std::int64_t timecode() const { return m_timecode; }
 
     /// Luma PSNR of what was received against it; 0 when it can't be decoded.
-    [[nodiscard]] double psnrOf(const testsupport::ReceivedFrame& received) const {
-        const auto decoded = testsupport::decode(received);
+    [[nodiscard]] double psnrOf(const tests::ReceivedFrame& received) const {
+        const auto decoded = tests::decode(received);
         if (!decoded) {
             return 0;
         }
@@ -93,7 +93,7 @@ public:
                 plane.push_back(static_cast<std::uint8_t>(std::lround(16 + grey * 219 / 255.0)));
             }
         }
-        return testsupport::psnr(decoded->luma, plane);
+        return tests::psnr(decoded->y, plane);
     }
 
 private:
@@ -119,7 +119,7 @@ struct Viewer : TestReceiver {
 
     /// Waits for the frame of that timecode, behind others and repetitions of them. One that was
     /// synthesized is any that is not our own.
-    testsupport::ReceivedFrame frameOf(std::int64_t timecode) {
+    tests::ReceivedFrame frameOf(std::int64_t timecode) {
         while (auto received = nextFrame()) {
             const bool synthesized = received->info.timecode > TestImage::kMost;
             if (synthesized ? timecode == NDIlib_send_timecode_synthesize

@@ -12,7 +12,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 TEST(Encoder, RefinesAStillFrameThenRepeatsIt) {
     std::mt19937 random(1);
@@ -74,10 +74,10 @@ TEST(Encoder, AllocatesNothingOnceItRuns) {
     int before = 0;
     for (unsigned i = 0; i < 200; ++i) {
         // By then the quality and the sizes of the packets have settled.
-        before = i == 150 ? testsupport::allocations() : before;
+        before = i == 150 ? tests::allocations() : before;
         inUse[i % 2] = encoder.encode(frames[i % 2].view(), unknown, {true, true});
     }
-    EXPECT_EQ(testsupport::allocations(), before);
+    EXPECT_EQ(tests::allocations(), before);
 }
 
 /// Receivers send packets from their own threads and release them there.

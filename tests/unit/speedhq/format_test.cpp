@@ -9,7 +9,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 std::vector<std::uint8_t> encodeOnce(const TestFrame& frame, int quality,
                                      double rounding = kRounding) {

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 std::vector<const Kernels*> allKernels() {
     std::vector<const Kernels*> all;

@@ -10,7 +10,7 @@
 namespace {
 
 using namespace speedhq;
-using namespace testing_support;
+using namespace tests;
 
 /// The exact mean of `channel` over the area that output (x, y) covers.
 double exactMean(TestFrame& frame, int channel, int x, int y, int width, int height) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace testing_support {
+namespace tests {
 
 namespace {
 
@@ -137,4 +137,4 @@ std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFramePtr& packet) {
     return {packet->data, packet->data + packet->size};
 }
 
-}  // namespace testing_support
+}  // namespace tests

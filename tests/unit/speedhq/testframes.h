@@ -8,7 +8,7 @@
 #include "speedhq/frameencoder.h"
 #include "support/libavspeedhq.h"
 
-namespace testing_support {
+namespace tests {
 
 /// A frame, initially grey, with `gap` bytes between its rows.
 struct TestFrame {
@@ -43,4 +43,4 @@ Planes expectedPlanes(TestFrame& frame);
 
 [[nodiscard]] std::vector<std::uint8_t> bytesOf(const speedhq::EncodedFramePtr& packet);
 
-}  // namespace testing_support
+}  // namespace tests

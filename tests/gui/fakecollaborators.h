@@ -1,6 +1,6 @@
 #pragma once
-// A desk for the window under test: screens, outputs, an NDI source and senders that only write
-// down what they are told.
+// Screens, outputs, an NDI source and senders for the window under test. They only record the
+// calls.
 
 #include <gtest/gtest.h>
 
@@ -11,13 +11,15 @@
 
 #include "ui/collaborators.h"
 
-class Desk {
+namespace tests {
+
+class FakeCollaborators {
 public:
     struct Screen {
         int x, y, w, h;
     };
 
-    explicit Desk(const std::vector<Screen>& screens) {
+    explicit FakeCollaborators(const std::vector<Screen>& screens) {
         m_adaptors.emplace_back();
         for (const Screen& screen : screens) {
             const std::string name = "OUT-" + std::to_string(m_screens.count);
@@ -33,11 +35,11 @@ public:
 
     bool dxFails = false;
     bool sourceFails = false;
-    int senders = 0;  ///< Alive.
+    int senders = 0;  ///< Senders that exist now.
 
-    /// What senders and source were told since the last call, in order:
+    /// The calls to senders and source since the last takeCalls(), in order:
     /// "dx init 0 0 1920 1080 30 OUT-0, dx start".
-    std::string heard() { return std::exchange(m_told, {}); }
+    std::string takeCalls() { return std::exchange(m_calls, {}); }
 
     Collaborators collaborators() {
         Collaborators all;
@@ -45,10 +47,10 @@ public:
         all.adaptors = [this] { return m_adaptors; };
         all.outputDeviceName = findOutputDeviceName;
         all.createSource = [this](const std::string& name, NDIlib_send_instance_t& instance) {
-            tell("source " + name);
+            record("source " + name);
             instance = sourceFails ? nullptr : reinterpret_cast<NDIlib_send_instance_t>(this);
         };
-        all.destroySource = [this](NDIlib_send_instance_t) { tell("source gone"); };
+        all.destroySource = [this](NDIlib_send_instance_t) { record("source gone"); };
         all.makeDxSender = [this](const std::string& name, NDIlib_send_instance_t) {
             return std::make_unique<Sender>(*this, true, name);
         };
@@ -61,45 +63,48 @@ public:
 private:
     class Sender : public NDISenderBase {
     public:
-        Sender(Desk& desk, bool dx, const std::string& name) : m_desk(desk), m_dx(dx) {
-            ++desk.senders;
-            tell("new " + name);
+        Sender(FakeCollaborators& owner, bool dx, const std::string& name)
+            : m_owner(owner), m_dx(dx) {
+            ++owner.senders;
+            record("new " + name);
         }
         ~Sender() override {
-            --m_desk.senders;
-            tell("gone");
+            --m_owner.senders;
+            record("gone");
         }
         bool initParmeter(int x, int y, int w, int h, int framerate,
                           std::string outputName) override {
-            EXPECT_FALSE(m_opened) << "parameters need a reset first";
+            EXPECT_FALSE(m_opened) << "initParmeter() without reset()";
             std::string line = "init ";
             for (int number : {x, y, w, h, framerate}) {
                 line += std::to_string(number) + " ";
             }
-            tell(line + outputName);
-            m_opened = w >= 1 && h >= 1 && !(m_dx && m_desk.dxFails);
+            record(line + outputName);
+            m_opened = w >= 1 && h >= 1 && !(m_dx && m_owner.dxFails);
             return m_opened;
         }
-        void start() override { tell("start"); }
-        void pause() override { tell("pause"); }
-        void stop() override { tell("stop"); }
+        void start() override { record("start"); }
+        void pause() override { record("pause"); }
+        void stop() override { record("stop"); }
         void reset() override {
             m_opened = false;
-            tell("reset");
+            record("reset");
         }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
-        void setAuxName(std::string name) override { tell("aux " + name); }
+        void setAuxName(std::string name) override { record("aux " + name); }
 
     private:
-        void tell(const std::string& line) { m_desk.tell((m_dx ? "dx " : "grab ") + line); }
-        Desk& m_desk;
+        void record(const std::string& line) { m_owner.record((m_dx ? "dx " : "grab ") + line); }
+        FakeCollaborators& m_owner;
         bool m_dx;
         bool m_opened = false;
     };
 
-    void tell(const std::string& line) { m_told += (m_told.empty() ? "" : ", ") + line; }
+    void record(const std::string& line) { m_calls += (m_calls.empty() ? "" : ", ") + line; }
 
     struScreensMsg m_screens;
     std::list<DeviceAdaptorInfo> m_adaptors;
-    std::string m_told;
+    std::string m_calls;
 };
+
+}  // namespace tests
