@@ -34,7 +34,8 @@ run() { # PRESET TEST
     "${first[@]}" scripts/private-network.sh "build/$1/tests/reliability_$2_test"
 }
 
-export TSAN_OPTIONS=suppressions=$PWD/tests/support/tsan-suppressions.txt
+# As the test preset tsan has it.
+export TSAN_OPTIONS="ignore_noninstrumented_modules=1 suppressions=$PWD/tests/support/tsan-suppressions.txt"
 scripts/install-packages.sh build test
 failed=()
 build "$preset"
