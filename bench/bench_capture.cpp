@@ -119,6 +119,10 @@ BENCHMARK(stillScreen)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 // A library that takes frames and does nothing with them: only the capture is measured.
 void ndi::hintDirtyRows(NDIlib_send_instance_t, const support::DirtyRows&) {}
 
+bool ndi::readsAlpha() {
+    return false;
+}
+
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t, const NDIlib_video_frame_v2_t*) {
     ++g_sent;
 }

@@ -5,31 +5,45 @@
 
 #include "support/dirtyrows.h"
 
-/// Not thread-safe: the owner serialises the calls. All coordinates are physical pixels relative
-/// to the output's top-left corner.
+/// One thread at a time, except for Interrupt(). All coordinates are physical pixels relative to
+/// the output's top-left corner.
 class ScreenCapturer {
 public:
     virtual ~ScreenCapturer() = default;
 
     /// (Re)builds everything for the output named `deviceName`; null: the first output found.
-    /// False: no such output, or the platform refuses; a later call may succeed.
+    /// False: there is no such output, or the platform refuses; a later call may succeed.
     virtual bool InitCapture(const wchar_t* deviceName) = 0;
 
-    /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, rows packed one after
-    /// another, no pointer. The rectangle is cut at the output's edge:
+    /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, without the pointer,
+    /// rows packed one after another. The rectangle is cut at the output's edge:
     ///   x0 = x if 0 <= x <= output width, else 0;  x1 = min(x + width, output width);  y alike;
-    /// rows are then (x1 - x0) pixels long, and what lies behind the last row is left alone.
-    /// `dest` holds width * height * 4 bytes and is only written by this call between reads that
-    /// are meant to build on each other.
-    /// False: no new frame since the last call, or none to be had; after a sleep of 1 ms, or of
-    /// up to 15 ms that damage ends early once there has been no frame for a while.
+    /// rows are then (x1 - x0) pixels long, and `dest` is unchanged after the last row.
+    /// `dest` holds width * height * 4 bytes. Between two calls with the same arguments only this
+    /// function may write to it, because the second call may fetch only what has changed.
+    /// False: no new frame, or an error. A platform that can wait for a new frame waits up to a
+    /// fifth of a second before it returns false; the others sleep 1 ms.
     virtual bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) = 0;
+
+    /// As ReadScreenData(), but without a copy if the capturer can keep the frame in memory of its
+    /// own. Returns the new frame, null instead of false: either `dest` or the capturer's memory,
+    /// which holds width * height pixels in packed rows. That memory is the caller's to read until
+    /// the next call of any function but Interrupt() and DirtyRows(). Its alpha bytes are
+    /// undefined.
+    [[nodiscard]] virtual unsigned char* ReadFrame(int x, int y, int width, int height,
+                                                   unsigned char* dest) {
+        return ReadScreenData(x, y, width, height, dest) ? dest : nullptr;
+    }
+
+    /// Ends the wait of a read that runs in another thread; if none runs, that of the next read.
+    /// Any thread.
+    virtual void Interrupt() {}
 
     /// Releases everything; InitCapture() makes it usable again.
     virtual void ReleaseAll() = 0;
 
-    /// Which rows of `dest` the last successful ReadScreenData() may have changed against the
-    /// successful one before it. Unknown where the platform does not tell.
+    /// The rows of the newest frame that may differ from the frame before it. Unknown where the
+    /// platform does not report them.
     [[nodiscard]] virtual const support::DirtyRows& DirtyRows() const = 0;
 };
 

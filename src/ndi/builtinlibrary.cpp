@@ -58,6 +58,8 @@ public:
         }
     }
 
+    [[nodiscard]] bool readsAlpha() const override { return false; }
+
     void destroy(NDIlib_send_instance_t instance) override {
         const auto source = find(instance, "NDIlib_send_destroy");
         if (source == nullptr) {

@@ -109,4 +109,9 @@ void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& di
     }
 }
 
+bool readsAlpha() {
+    const auto* const library = choice().library(__func__);
+    return library == nullptr || library->readsAlpha();
+}
+
 }  // namespace ndi

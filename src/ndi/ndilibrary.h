@@ -12,4 +12,8 @@ namespace ndi {
 /// has no such function, the hint is ignored then. Same thread as the send.
 void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& dirty);
 
+/// Whether the alpha bytes of BGRA frames matter: to the vendor's runtime they do, the built-in
+/// output ignores them. Any thread.
+[[nodiscard]] bool readsAlpha();
+
 }  // namespace ndi

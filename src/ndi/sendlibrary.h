@@ -21,6 +21,7 @@ public:
     virtual void send(NDIlib_send_instance_t instance, const NDIlib_video_frame_v2_t* frame) = 0;
     virtual void destroy(NDIlib_send_instance_t instance) = 0;
     virtual void hint(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) = 0;
+    [[nodiscard]] virtual bool readsAlpha() const = 0;
 };
 
 /// Reads an environment variable; empty when it is not set.

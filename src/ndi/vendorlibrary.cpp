@@ -49,6 +49,7 @@ public:
     }
     void destroy(NDIlib_send_instance_t instance) override { m_destroy(instance); }
     void hint(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& /*rows*/) override {}
+    [[nodiscard]] bool readsAlpha() const override { return true; }
 
 private:
     explicit VendorLibrary(std::unique_ptr<SharedLibrary> library)

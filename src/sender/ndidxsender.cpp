@@ -104,6 +104,7 @@ void NdiDxSender::start() {
 
 void NdiDxSender::pause() {
     m_bRun = false;
+    m_capturer->Interrupt();
     if (m_sendThread && m_sendThread->joinable()) {
         m_sendThread->join();
         m_sendThread.reset();
@@ -159,9 +160,17 @@ void NdiDxSender::sendFrameThread() {
 }
 
 bool NdiDxSender::readFrame() {
+    const auto& [x, y, w, h, rate, output] = m_parameters;
+    auto* const buffer = reinterpret_cast<std::uint8_t*>(m_frame.data());
     const std::lock_guard lock(m_captureMutex);
-    return m_capturer->ReadScreenData(m_parameters.x, m_parameters.y, m_parameters.w,
-                                      m_parameters.h, m_videoFrame.p_data);
+    if (ndi::readsAlpha()) {
+        m_videoFrame.p_data = buffer;
+        return m_capturer->ReadScreenData(x, y, w, h, buffer);
+    }
+    // Without a copy where the capturer can do so. The frame stays as it is until this thread's
+    // next read, and the send is over by then.
+    m_videoFrame.p_data = m_capturer->ReadFrame(x, y, w, h, buffer);
+    return m_videoFrame.p_data != nullptr;
 }
 
 void NdiDxSender::sendFrame(bool buildsOnLastOne) {

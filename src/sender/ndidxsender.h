@@ -71,9 +71,11 @@ private:
     int m_sendFrameRate = 0;
     bool m_bOpened = false;
     std::atomic<bool> m_bRun{true};
-    std::vector<std::uint32_t> m_frame;  ///< BGRA pixels.
+    std::vector<std::uint32_t> m_frame;  ///< BGRA, unless the capturer keeps the frame itself.
 
-    std::mutex m_captureMutex;  ///< Around every call into the capturer, and nothing else.
+    /// Around InitCapture() and every read. A read may wait for a new frame under it; pause()
+    /// therefore interrupts the capturer first, which needs no lock, and then joins the thread.
+    std::mutex m_captureMutex;
     std::unique_ptr<ScreenCapturer> m_capturer;
     std::unique_ptr<std::thread> m_sendThread;
 };

@@ -1,5 +1,6 @@
 #include "support/recordingndi.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -16,6 +17,7 @@ int g_count = 0;
 Sent g_last;
 std::function<void(const Sent&)> g_whileSending;
 thread_local support::DirtyRows t_hint;
+std::atomic<bool> g_readsAlpha{true};
 
 }  // namespace
 
@@ -24,6 +26,10 @@ void begin(std::function<void(const Sent&)> whileSending) {
     g_count = 0;
     g_last = {};
     g_whileSending = std::move(whileSending);
+}
+
+void setReadsAlpha(bool reads) {
+    g_readsAlpha = reads;
 }
 
 int count() {
@@ -56,6 +62,10 @@ void NDIlib_send_destroy(NDIlib_send_instance_t /*instance*/) {}
 
 void ndi::hintDirtyRows(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& dirty) {
     recording::t_hint = dirty;
+}
+
+bool ndi::readsAlpha() {
+    return recording::g_readsAlpha;
 }
 
 void NDIlib_send_send_video_v2(NDIlib_send_instance_t instance,

@@ -20,6 +20,9 @@ struct Sent {
 /// frame. Call it while no sender runs.
 void begin(std::function<void(const Sent&)> whileSending = nullptr);
 
+/// Whether the library is one that reads alpha bytes; true at first.
+void setReadsAlpha(bool reads);
+
 /// Of the frames since begin(). Any thread.
 int count();
 Sent last();

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr UINT kRowAlignment = 256;
+const auto kSharedHandle = reinterpret_cast<HANDLE>(std::uintptr_t{0x5a5a});
 
 UINT rowPitch(UINT width) {
     return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
@@ -32,19 +33,13 @@ FakeGraphics& machine(void* self) {
     return *object(self).machine;
 }
 
-std::string nameOf(void* other) {
-    return other == nullptr ? "null" : static_cast<FakeObject*>(other)->name;
+bool is(void* other, const char* name) {
+    return other != nullptr && static_cast<FakeObject*>(other)->name == name;
 }
 
-template <typename... Arguments>
-HRESULT called(void* self, const char* method, fmt::format_string<Arguments...> format,
-               Arguments&&... arguments) {
-    return machine(self).call(object(self).name + "." + method,
-                              fmt::format(format, std::forward<Arguments>(arguments)...));
-}
-
-HRESULT called(void* self, const char* method) {
-    return called(self, method, "");
+/// `asDocumented` false: the real system would refuse these arguments, or do something else.
+HRESULT called(void* self, const char* method, bool asDocumented = true) {
+    return machine(self).call(object(self).name + "." + method, asDocumented);
 }
 
 template <typename Interface>
@@ -56,19 +51,17 @@ HRESULT give(FakeGraphics& machine, HRESULT result, Interface** target, const vo
 }
 
 /// A method that makes an object.
-template <typename Interface, typename... Arguments>
+template <typename Interface>
 HRESULT makes(void* self, Interface** target, const void* methods, const std::string& name,
-              const char* method, fmt::format_string<Arguments...> format,
-              Arguments&&... arguments) {
-    return give(machine(self), called(self, method, format, std::forward<Arguments>(arguments)...),
-                target, methods, name);
+              const char* method, bool asDocumented = true) {
+    return give(machine(self), called(self, method, asDocumented), target, methods, name);
 }
 
 /// A method that gives the object at an index of a list.
 template <typename Interface>
 HRESULT enumerates(void* self, const char* method, std::size_t index, std::size_t count,
                    Interface** target, const void* methods, const std::string& name) {
-    HRESULT result = called(self, method, "{}", index);
+    HRESULT result = called(self, method);
     if (SUCCEEDED(result) && index >= count) {
         result = DXGI_ERROR_NOT_FOUND;
     }
@@ -76,11 +69,14 @@ HRESULT enumerates(void* self, const char* method, std::size_t index, std::size_
 }
 
 const auto setName = [](auto* self, auto* name) {
-    return called(self, "SetName", "{}", std::string(name, name + std::wcslen(name)));
+    const bool isQueue = object(self).name == "queue";
+    return called(self, "SetName",
+                  std::wstring(name) == (isQueue ? L"TextureCommandQueue" : L"TextureCommandList"));
 };
 
 const auto signal = [](auto* self, auto* fence, auto value) {
-    const HRESULT result = called(self, "Signal", "{}, {}", nameOf(fence), value);
+    const HRESULT result = called(
+        self, "Signal", value == static_cast<FakeObject*>(static_cast<void*>(fence))->reached + 1);
     if (SUCCEEDED(result)) {
         machine(self).signal(object(fence), value);
     }
@@ -132,7 +128,7 @@ const auto texture11 = table<ID3D11Texture2DVtbl>([](auto& methods) {
 
 const auto resource11 = table<IDXGIResource1Vtbl>([](auto& methods) {
     methods.GetSharedHandle = [](auto* self, auto* handle) {
-        *handle = reinterpret_cast<HANDLE>(std::uintptr_t{0x5a5a});
+        *handle = kSharedHandle;
         return called(self, "GetSharedHandle");
     };
 });
@@ -148,28 +144,28 @@ const auto resource12 = table<ID3D12ResourceVtbl>([](auto& methods) {
     };
     methods.Map = [](auto* self, auto subresource, auto* range, void** data) {
         *data = machine(self).readback.data();
-        return called(self, "Map", "{}, {}", subresource, range == nullptr ? "all" : "range");
+        return called(self, "Map", subresource == 0 && range == nullptr);
     };
     methods.Unmap = [](auto* self, auto, auto*) { called(self, "Unmap"); };
 });
 
 const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
     methods.AcquireNextFrame = [](auto* self, auto timeout, auto*, auto** resource) {
-        return makes(self, resource, &resource11, "resource", "AcquireNextFrame", "{}", timeout);
+        return makes(self, resource, &resource11, "resource", "AcquireNextFrame", timeout == 0);
     };
     methods.ReleaseFrame = [](auto* self) { return called(self, "ReleaseFrame"); };
 });
 
 const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& is = machine(self).adapters[object(self).adapter].outputs[object(self).output];
-        is.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
-        description->DesktopCoordinates = is.desktop;
+        const auto& own = machine(self).adapters[object(self).adapter].outputs[object(self).output];
+        own.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
+        description->DesktopCoordinates = own.desktop;
         return called(self, "GetDesc");
     };
     methods.DuplicateOutput = [](auto* self, auto* device, auto** result) {
-        return makes(self, result, &duplication, "duplication", "DuplicateOutput", "{}",
-                     nameOf(device));
+        return makes(self, result, &duplication, "duplication", "DuplicateOutput",
+                     is(device, "device11"));
     };
 });
 
@@ -180,10 +176,10 @@ const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
         return called(self, "GetDesc1");
     };
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& is = machine(self).adapters[object(self).adapter];
-        is.description.copy(description->Description, std::size(description->Description) - 1);
-        description->DeviceId = is.deviceId;
-        description->AdapterLuid = is.luid;
+        const auto& own = machine(self).adapters[object(self).adapter];
+        own.description.copy(description->Description, std::size(description->Description) - 1);
+        description->DeviceId = own.deviceId;
+        description->AdapterLuid = own.luid;
         return called(self, "GetDesc");
     };
     methods.EnumOutputs = [](auto* self, auto index, auto** output) {
@@ -217,16 +213,18 @@ template <typename Methods>
 const auto fence = table<Methods>([](auto& methods) {
     methods.GetCompletedValue = [](auto* self) { return object(self).reached; };
     methods.SetEventOnCompletion = [](auto* self, auto value, auto event) {
-        return called(self, "SetEventOnCompletion", "{}, event{}", value,
-                      reinterpret_cast<std::uintptr_t>(event));
+        return called(self, "SetEventOnCompletion",
+                      value > object(self).reached && event != nullptr);
     };
 });
 
 template <typename Methods>
 const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
     const auto name = "fence" + object(self).name.substr(6);
+    // Direct3D 11 numbers "no flags" 1.
+    const bool noFlags = +flags == (name == "fence11" ? 1 : 0);
     const HRESULT made =
-        makes(self, result, &fence<Methods>, name, "CreateFence", "{}, flags {}", initial, +flags);
+        makes(self, result, &fence<Methods>, name, "CreateFence", initial == 0 && noFlags);
     if (*result != nullptr) {
         object(*result).reached = machine(self).completed;
     }
@@ -235,7 +233,7 @@ const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void**
 
 const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
     methods.CopyResource = [](auto* self, auto* destination, auto* source) {
-        called(self, "CopyResource", "{}, {}", nameOf(destination), nameOf(source));
+        called(self, "CopyResource", is(destination, "texture11") && is(source, "frame"));
         machine(self).onGpu([&all = machine(self)] { all.copyFrame(); });
     };
     methods.Flush = [](auto* self) { called(self, "Flush"); };
@@ -243,12 +241,13 @@ const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
 });
 
 const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
-    methods.CreateTexture2D = [](auto* self, auto* is, auto*, auto** texture) {
-        machine(self).setTexture(is->Width, is->Height);
+    methods.CreateTexture2D = [](auto* self, auto* wanted, auto*, auto** texture) {
+        machine(self).setTexture(wanted->Width, wanted->Height);
         return makes(self, texture, &texture11, "texture11", "CreateTexture2D",
-                     "{}x{} format {} mips {} array {} samples {}/{} bind {:#x} misc {:#x}",
-                     is->Width, is->Height, +is->Format, is->MipLevels, is->ArraySize,
-                     is->SampleDesc.Count, is->SampleDesc.Quality, is->BindFlags, is->MiscFlags);
+                     wanted->Format == DXGI_FORMAT_B8G8R8A8_UNORM && wanted->MipLevels == 1 &&
+                         wanted->ArraySize == 1 && wanted->SampleDesc.Count == 1 &&
+                         wanted->SampleDesc.Quality == 0 && wanted->BindFlags == 0x28 &&
+                         wanted->MiscFlags == 0x2);
     };
     methods.CreateFence = createFence<ID3D11FenceVtbl>;
 });
@@ -256,7 +255,7 @@ const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
 const auto queue12 = table<ID3D12CommandQueueVtbl>([](auto& methods) {
     methods.SetName = setName;
     methods.ExecuteCommandLists = [](auto* self, auto count, auto* lists) {
-        called(self, "ExecuteCommandLists", "{}, {}", count, nameOf(lists[0]));
+        called(self, "ExecuteCommandLists", count == 1 && is(lists[0], "list"));
         machine(self).onGpu([&all = machine(self)] {
             for (std::size_t y = 0; y < all.textureHeight; ++y) {
                 std::memcpy(all.readback.data() + y * rowPitch(all.textureWidth),
@@ -274,54 +273,60 @@ const auto list12 = table<ID3D12GraphicsCommandListVtbl>([](auto& methods) {
     methods.SetName = setName;
     methods.CopyTextureRegion = [](auto* self, auto* to, auto x, auto y, auto z, auto* from,
                                    auto* box) {
-        called(self, "CopyTextureRegion", "{} pitch {} at {} {} {}, {} {}{}", nameOf(to->pResource),
-               to->PlacedFootprint.Footprint.RowPitch, x, y, z, nameOf(from->pResource),
-               from->SubresourceIndex, box == nullptr ? "" : " box");
+        called(self, "CopyTextureRegion",
+               is(to->pResource, "readback") && is(from->pResource, "texture12") &&
+                   to->PlacedFootprint.Footprint.RowPitch == rowPitch(machine(self).textureWidth) &&
+                   from->SubresourceIndex == 0 && x + y + z == 0 && box == nullptr);
     };
     methods.Close = [](auto* self) { return called(self, "Close"); };
     methods.Reset = [](auto* self, auto* allocator, auto* state) {
-        return called(self, "Reset", "{}, {}", nameOf(allocator), nameOf(state));
+        return called(self, "Reset", is(allocator, "allocator") && state == nullptr);
     };
 });
 
 const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
-    methods.CreateCommandQueue = [](auto* self, auto* is, REFIID, void** queue) {
+    methods.CreateCommandQueue = [](auto* self, auto* wanted, REFIID, void** queue) {
         return makes(self, queue, &queue12, "queue", "CreateCommandQueue",
-                     "type {} priority {} flags {} node {}", +is->Type, is->Priority, +is->Flags,
-                     is->NodeMask);
+                     wanted->Type == D3D12_COMMAND_LIST_TYPE_DIRECT && wanted->Priority == 0 &&
+                         +wanted->Flags == 0 && wanted->NodeMask == 0);
     };
     methods.CreateCommandAllocator = [](auto* self, auto type, REFIID, void** allocator) {
         return makes(self, allocator, &allocator12, "allocator", "CreateCommandAllocator",
-                     "type {}", +type);
+                     type == D3D12_COMMAND_LIST_TYPE_DIRECT);
     };
     methods.CreateCommandList = [](auto* self, auto node, auto type, auto* allocator, auto* state,
                                    REFIID, void** list) {
-        return makes(self, list, &list12, "list", "CreateCommandList", "node {} type {}, {}, {}",
-                     node, +type, nameOf(allocator), nameOf(state));
+        return makes(self, list, &list12, "list", "CreateCommandList",
+                     node == 0 && type == D3D12_COMMAND_LIST_TYPE_DIRECT &&
+                         is(allocator, "allocator") && state == nullptr);
     };
     methods.CreateFence = createFence<ID3D12FenceVtbl>;
     methods.OpenSharedHandle = [](auto* self, auto handle, REFIID, void** resource) {
-        return makes(self, resource, &resource12, "texture12", "OpenSharedHandle", "{}", handle);
+        return makes(self, resource, &resource12, "texture12", "OpenSharedHandle",
+                     handle == kSharedHandle);
     };
-    methods.GetCopyableFootprints = [](auto* self, auto* is, auto first, auto count, auto offset,
-                                       auto* footprint, auto* rows, auto* rowSize, auto* total) {
-        called(self, "GetCopyableFootprints", "{}x{} from {} count {} offset {}", is->Width,
-               is->Height, first, count, offset);
-        const UINT pitch = rowPitch(static_cast<UINT>(is->Width));
-        *footprint = {0, {is->Format, static_cast<UINT>(is->Width), is->Height, 1, pitch}};
-        *rows = is->Height;
-        *rowSize = is->Width * 4;
-        *total = UINT64{pitch} * (is->Height - 1) + *rowSize;
+    methods.GetCopyableFootprints = [](auto* self, auto* texture, auto first, auto count,
+                                       auto offset, auto* footprint, auto* rows, auto* rowSize,
+                                       auto* total) {
+        called(self, "GetCopyableFootprints", first == 0 && count == 1 && offset == 0);
+        const auto width = static_cast<UINT>(texture->Width);
+        const UINT pitch = rowPitch(width);
+        *footprint = {0, {texture->Format, width, texture->Height, 1, pitch}};
+        *rows = texture->Height;
+        *rowSize = UINT64{width} * 4;
+        *total = UINT64{pitch} * (texture->Height - 1) + *rowSize;
     };
-    methods.CreateCommittedResource = [](auto* self, auto* heap, auto flags, auto* is, auto state,
-                                         auto* clear, REFIID, void** resource) {
-        machine(self).readback.assign(is->Width, 0);
+    methods.CreateCommittedResource = [](auto* self, auto* heap, auto flags, auto* wanted,
+                                         auto state, auto* clear, REFIID, void** resource) {
+        machine(self).readback.assign(wanted->Width, 0);
         return makes(self, resource, &resource12, "readback", "CreateCommittedResource",
-                     "heap {} flags {}, dimension {} {}x{} depth {} mips {} format {} samples {} "
-                     "layout {} flags {}, state {:#x}{}",
-                     +heap->Type, +flags, +is->Dimension, is->Width, is->Height,
-                     is->DepthOrArraySize, is->MipLevels, +is->Format, is->SampleDesc.Count,
-                     +is->Layout, +is->Flags, +state, clear == nullptr ? "" : " clear");
+                     heap->Type == D3D12_HEAP_TYPE_READBACK && +flags == 0 &&
+                         wanted->Dimension == D3D12_RESOURCE_DIMENSION_BUFFER &&
+                         wanted->Height == 1 && wanted->DepthOrArraySize == 1 &&
+                         wanted->MipLevels == 1 && wanted->Format == DXGI_FORMAT_UNKNOWN &&
+                         wanted->SampleDesc.Count == 1 &&
+                         wanted->Layout == D3D12_TEXTURE_LAYOUT_ROW_MAJOR && +wanted->Flags == 0 &&
+                         state == D3D12_RESOURCE_STATE_COPY_DEST && clear == nullptr);
     };
 });
 
@@ -329,14 +334,13 @@ const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
 HRESULT query(FakeObject& self, REFIID iid, void** result) {
     static const struct {
         const IID& iid;
-        const char* name;
         const void* methods = nullptr;  ///< Of a new object.
         const char* object = "";
-    } known[] = {{IID_ID3D11Device5, "ID3D11Device5"},
-                 {IID_ID3D11DeviceContext4, "ID3D11DeviceContext4"},
-                 {IID_IDXGIOutput1, "IDXGIOutput1"},
-                 {IID_ID3D11Texture2D, "ID3D11Texture2D", &texture11, "frame"},
-                 {IID_IDXGIResource1, "IDXGIResource1", &resource11, "shareable"}};
+    } known[] = {{IID_ID3D11Device5},
+                 {IID_ID3D11DeviceContext4},
+                 {IID_IDXGIOutput1},
+                 {IID_ID3D11Texture2D, &texture11, "frame"},
+                 {IID_IDXGIResource1, &resource11, "shareable"}};
     const auto* const one = std::find_if(std::begin(known), std::end(known), [&](const auto& that) {
         return IsEqualIID(iid, that.iid);
     });
@@ -345,7 +349,7 @@ HRESULT query(FakeObject& self, REFIID iid, void** result) {
         *result = nullptr;
         return E_NOINTERFACE;
     }
-    const HRESULT answer = called(&self, "QueryInterface", "{}", one->name);
+    const HRESULT answer = called(&self, "QueryInterface");
     if (one->methods != nullptr) {
         return give(*self.machine, answer, result, one->methods, one->object);
     }
@@ -368,6 +372,7 @@ std::vector<std::string> FakeGraphics::held() const {
             names.push_back(one.name);
         }
     }
+    names.resize(names.size() + m_events.size(), "event");
     return names;
 }
 
@@ -385,8 +390,11 @@ void FakeGraphics::readFrame() {
     }
 }
 
-HRESULT FakeGraphics::call(const std::string& name, const std::string& arguments) {
-    calls.push_back(name + "(" + arguments + ")");
+HRESULT FakeGraphics::call(const std::string& name, bool asDocumented) {
+    calls.push_back(name);
+    if (!asDocumented) {
+        mistakes.push_back("wrong arguments of " + name);
+    }
     const auto planned = failing.find(name);
     return planned == failing.end() ? S_OK : planned->second;
 }
@@ -413,8 +421,7 @@ void FakeGraphics::finishWork() {
 }
 
 HRESULT FakeGraphics::CreateDXGIFactory2(UINT flags, REFIID, void** factory) {
-    return give(*this, call("CreateDXGIFactory2", std::to_string(flags)), factory, &factory5,
-                "factory");
+    return give(*this, call("CreateDXGIFactory2", flags == 0), factory, &factory5, "factory");
 }
 
 HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
@@ -422,10 +429,10 @@ HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE t
                                         const D3D_FEATURE_LEVEL* levels, UINT levelCount, UINT,
                                         ID3D11Device** device, D3D_FEATURE_LEVEL* level,
                                         ID3D11DeviceContext** context) {
-    const HRESULT result = call("D3D11CreateDevice",
-                                fmt::format("{}, type {}{}, flags {}, {} levels{}", nameOf(adapter),
-                                            +type, software == nullptr ? "" : " software", flags,
-                                            levelCount, levels == nullptr ? "" : " given"));
+    const HRESULT result =
+        call("D3D11CreateDevice", adapter != nullptr && type == D3D_DRIVER_TYPE_UNKNOWN &&
+                                      software == nullptr && flags == 0 && levels == nullptr &&
+                                      levelCount == 0);
     *level = D3D_FEATURE_LEVEL_11_0;
     give(*this, result, device, &device11, "device11");
     return give(*this, result, context, &context11, "context11");
@@ -433,33 +440,33 @@ HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE t
 
 HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL minimum, REFIID,
                                         void** device) {
-    const auto arguments = fmt::format("{}, level {:#x}", nameOf(adapter), +minimum);
-    return give(*this, call("D3D12CreateDevice", arguments), device, &device12, "device12");
+    const bool asDocumented = adapter != nullptr && minimum == D3D_FEATURE_LEVEL_11_0;
+    return give(*this, call("D3D12CreateDevice", asDocumented), device, &device12, "device12");
 }
 
 HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
                                   LPCWSTR name) {
-    const auto arguments =
-        fmt::format("{}, {}{}", manualReset == FALSE ? "auto" : "manual",
-                    initialState == FALSE ? "not set" : "set", name == nullptr ? "" : ", named");
-    return SUCCEEDED(call("CreateEventW", arguments)) ? reinterpret_cast<HANDLE>(++m_events)
-                                                      : nullptr;
+    const bool asDocumented = manualReset == FALSE && initialState == FALSE && name == nullptr;
+    if (FAILED(call("CreateEventW", asDocumented))) {
+        return nullptr;
+    }
+    return reinterpret_cast<HANDLE>(*m_events.insert(++m_lastEvent).first);
 }
 
 DWORD FakeGraphics::WaitForSingleObject(HANDLE event, DWORD milliseconds) {
-    call("WaitForSingleObject", fmt::format("event{}{}", reinterpret_cast<std::uintptr_t>(event),
-                                            milliseconds == INFINITE ? "" : ", limited"));
+    call("WaitForSingleObject",
+         m_events.count(reinterpret_cast<std::uintptr_t>(event)) == 1 && milliseconds == INFINITE);
     finishWork();
     return WAIT_OBJECT_0;
 }
 
 BOOL FakeGraphics::CloseHandle(HANDLE event) {
-    call("CloseHandle", fmt::format("event{}", reinterpret_cast<std::uintptr_t>(event)));
+    call("CloseHandle", m_events.erase(reinterpret_cast<std::uintptr_t>(event)) == 1);
     return TRUE;
 }
 
 void FakeGraphics::Sleep(DWORD milliseconds) {
-    call("Sleep", std::to_string(milliseconds));
+    call("Sleep", milliseconds == 1);
 }
 
 void replaceOpenSharedHandle(void* device, void* texture) {

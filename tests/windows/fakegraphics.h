@@ -1,12 +1,14 @@
 #pragma once
 // A machine with graphics adapters, outputs and both Direct3D APIs, made of fake COM objects. It
-// writes down every call, fails those it is told to fail, counts references, and moves real bytes
-// from its desktop to the readback buffer, but not before somebody waits for its fences.
+// records every call, fails those it is told to fail, counts references, notes arguments that are
+// not those the real functions need, and moves real bytes from its desktop to the readback buffer,
+// but not before the caller waits for its fences.
 
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -47,18 +49,16 @@ public:
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     DWORD lastError = 0;
-    /// The desktop's way into the shared texture.
+    /// Copies the desktop into the shared texture.
     std::function<void()> copyFrame = [this] { readFrame(); };
-    std::map<std::string, HRESULT> failing;  ///< By name without arguments.
+    std::map<std::string, HRESULT> failing;  ///< By name.
 
-    /// In the order of the calls: "object.Method(arguments that matter)". "~object" when the last
-    /// reference goes.
-    std::vector<std::string> calls;
-    std::vector<std::string> mistakes;  ///< Uses of objects that were gone.
+    std::vector<std::string> calls;     ///< "object.Method"; "~object" after its last release.
+    std::vector<std::string> mistakes;  ///< Wrong arguments, and uses of released objects.
 
     /// The pixel of the desktop: blue is x, green is y, red is the frame's number.
     [[nodiscard]] std::uint32_t pixel(int x, int y) const;
-    /// Names of the objects that somebody still holds.
+    /// Names of the objects and events that are not released yet.
     [[nodiscard]] std::vector<std::string> held() const;
 
     HRESULT CreateDXGIFactory2(UINT flags, REFIID interfaceId, void** factory) override;
@@ -76,7 +76,7 @@ public:
     void Sleep(DWORD milliseconds) override;
 
     // For the objects.
-    HRESULT call(const std::string& name, const std::string& arguments = {});
+    HRESULT call(const std::string& name, bool asDocumented);
     void* make(const void* methods, const std::string& name);
     void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
     void signal(FakeObject& fence, std::uint64_t value);
@@ -92,7 +92,8 @@ private:
 
     std::deque<FakeObject> m_objects;  ///< Never shrinks: a late call finds its object.
     std::vector<std::function<void()>> m_work;
-    std::uintptr_t m_events = 0;
+    std::set<std::uintptr_t> m_events;
+    std::uintptr_t m_lastEvent = 0;
 };
 
 /// Makes the real Direct3D 12 device answer OpenSharedHandle() with `resource`.

@@ -17,6 +17,9 @@ public:
     [[nodiscard]] static std::optional<PixelFormat> of(const xcb_setup_t& setup,
                                                        const xcb_screen_t& screen);
 
+    /// Whether rows are packed BGRA except for an undefined fourth byte.
+    [[nodiscard]] bool isPackedBgrx() const { return m_isBgrx && m_rowPadding <= 4; }
+
     /// Bytes of one row of `width` pixels as the server delivers it.
     [[nodiscard]] std::size_t rowBytes(int width) const;
 

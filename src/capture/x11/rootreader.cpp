@@ -1,5 +1,6 @@
 #include "capture/x11/rootreader.h"
 
+#include <cstring>
 #include <utility>
 
 #include "support/log.h"
@@ -11,6 +12,44 @@ using support::x11::Owned;
 
 constexpr std::uint32_t kAllPlanes = 0xFFFFFFFF;
 
+/// Where a rectangle begins in a buffer that holds `area`.
+std::size_t offsetIn(const Rect& area, const Rect& rect, std::size_t stride) {
+    return static_cast<std::size_t>(rect.y - area.y) * stride +
+           static_cast<std::size_t>(rect.x - area.x) * 4;
+}
+
+/// From this width on, the server's own copy of the full rows costs less than a second copy here.
+bool isWide(const Rect& rect, const Rect& area) {
+    return rect.width * 2 >= area.width;
+}
+
+Rect fullWidth(const Rect& rect, const Rect& area) {
+    return {area.x, rect.y, area.width, rect.height};
+}
+
+void copyRows(const std::uint8_t* source, std::size_t rowBytes, std::uint8_t* dest,
+              std::size_t destStride, int rows) {
+    for (; rows > 0; --rows, source += rowBytes, dest += destStride) {
+        std::memcpy(dest, source, rowBytes);
+    }
+}
+
+/// Whether two rows of BGRA pixels differ in colour.
+bool colourDiffers(const std::uint8_t* a, const std::uint8_t* b, std::size_t bytes) {
+    std::uint32_t different = 0;
+    for (std::size_t i = 0; i < bytes; i += 4) {
+        std::uint32_t one = 0;
+        std::uint32_t other = 0;
+        std::memcpy(&one, a + i, 4);
+        std::memcpy(&other, b + i, 4);
+        different |= one ^ other;
+    }
+    constexpr std::uint8_t kColourBytes[] = {255, 255, 255, 0};
+    std::uint32_t colours = 0;
+    std::memcpy(&colours, kColourBytes, 4);
+    return (different & colours) != 0;
+}
+
 }  // namespace
 
 RootReader::RootReader(support::x11::Connection& connection, PixelFormat format)
@@ -18,74 +57,136 @@ RootReader::RootReader(support::x11::Connection& connection, PixelFormat format)
 
 bool RootReader::read(const std::vector<Rect>& rects, const Rect& area, std::uint8_t* dest,
                       std::size_t destStride) {
-    // No two rectangles share a row, so all of them together fit where the whole area does.
-    reserve(m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
-    request(rects);
+    request(rects, area);
     bool complete = true;
     for (std::size_t i = 0; i < rects.size(); ++i) {
-        const auto row = static_cast<std::size_t>(rects[i].y - area.y);
-        const auto column = static_cast<std::size_t>(rects[i].x - area.x);
-        complete &=
-            receive(rects[i], m_pending[i], dest + row * destStride + column * 4, destStride);
+        const Rect& rect = rects[i];
+        complete &= receive(rect, m_pending[i], [&](const std::uint8_t* pixels) {
+            m_format.convert(pixels, m_format.rowBytes(rect.width),
+                             dest + offsetIn(area, rect, destStride), destStride, rect.width,
+                             rect.height);
+        });
     }
     return complete;
 }
 
-void RootReader::reserve(std::size_t bytes) {
-    if (!m_canShare || (m_segment && m_segment->size() >= bytes)) {
-        return;
+std::uint8_t* RootReader::frame(const Rect& area) {
+    const auto bytes = m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height);
+    if (bytes == 0 || !m_format.isPackedBgrx() || !reserve(m_frame, bytes) ||
+        !reserve(m_scratch, bytes)) {
+        return nullptr;
     }
-    m_segment.reset();
-    m_segment = SharedSegment::create(m_connection, bytes);
-    if (!m_segment && m_connection.alive()) {
+    return m_frame->data();
+}
+
+bool RootReader::readIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
+    const auto stride = m_format.rowBytes(area.width);
+    std::size_t scratchUsed = 0;
+    m_pending.clear();
+    for (const auto& rect : rects) {
+        if (isWide(rect, area)) {
+            const Rect rows = fullWidth(rect, area);
+            m_pending.push_back(requestShared(rows, *m_frame, offsetIn(area, rows, stride)));
+        } else {
+            m_pending.push_back(requestShared(rect, *m_scratch, scratchUsed));
+            scratchUsed += m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
+        }
+    }
+    bool complete = true;
+    for (std::size_t i = 0; i < rects.size(); ++i) {
+        const Rect& rect = rects[i];
+        const bool inPlace = isWide(rect, area);
+        complete &= receive(
+            inPlace ? fullWidth(rect, area) : rect, m_pending[i], [&](const std::uint8_t* pixels) {
+                if (!inPlace) {
+                    copyRows(pixels, m_format.rowBytes(rect.width),
+                             m_frame->data() + offsetIn(area, rect, stride), stride, rect.height);
+                }
+            });
+    }
+    return complete;
+}
+
+std::optional<int> RootReader::firstDifference(const std::vector<Rect>& rows, const Rect& area,
+                                               const std::uint8_t* pixels, std::size_t stride) {
+    request(rows, area);
+    const auto rowBytes = static_cast<std::size_t>(area.width) * 4;
+    m_row.resize(rowBytes);
+    std::optional<int> first;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        // Every reply has to be taken, whatever the earlier ones have shown.
+        (void)receive(rows[i], m_pending[i], [&](const std::uint8_t* fetched) {
+            m_format.convert(fetched, 0, m_row.data(), 0, rows[i].width, 1);
+            if (!first && colourDiffers(m_row.data(), pixels + offsetIn(area, rows[i], stride),
+                                        static_cast<std::size_t>(rows[i].width) * 4)) {
+                first = rows[i].y;
+            }
+        });
+    }
+    return first;
+}
+
+/// False: memory can't be shared.
+bool RootReader::reserve(std::unique_ptr<SharedSegment>& segment, std::size_t bytes) {
+    if (!m_canShare || (segment && segment->size() == bytes)) {
+        return m_canShare;
+    }
+    segment.reset();
+    segment = SharedSegment::create(m_connection, bytes);
+    if (!segment && m_connection.alive()) {
         m_canShare = false;
         HV_WARN(
             "sharing {} bytes of memory with the X server failed (it runs on another machine or "
             "lacks MIT-SHM 1.2): frames come through the connection, which is slower",
             bytes);
     }
+    return segment != nullptr;
 }
 
-void RootReader::request(const std::vector<Rect>& rects) {
-    auto* const c = m_connection.get();
+RootReader::Pending RootReader::requestShared(const Rect& rect, const SharedSegment& segment,
+                                              std::size_t offset) {
+    const auto cookie = xcb_shm_get_image(
+        m_connection.get(), m_connection.root(), static_cast<std::int16_t>(rect.x),
+        static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
+        static_cast<std::uint16_t>(rect.height), kAllPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP,
+        segment.id(), static_cast<std::uint32_t>(offset));
+    return {cookie.sequence, segment.data() + offset};
+}
+
+RootReader::Pending RootReader::requestReply(const Rect& rect) {
+    const auto cookie =
+        xcb_get_image(m_connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(),
+                      static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+                      static_cast<std::uint16_t>(rect.width),
+                      static_cast<std::uint16_t>(rect.height), kAllPlanes);
+    return {cookie.sequence, nullptr};
+}
+
+/// Requests rectangles to be copied, into the scratch segment if memory can be shared.
+void RootReader::request(const std::vector<Rect>& rects, const Rect& area) {
+    // No two rectangles share a row, so all of them together fit where the whole area does.
+    const bool shared =
+        reserve(m_scratch, m_format.rowBytes(area.width) * static_cast<std::size_t>(area.height));
     m_pending.clear();
     std::size_t offset = 0;
     for (const auto& rect : rects) {
-        const auto x = static_cast<std::int16_t>(rect.x);
-        const auto y = static_cast<std::int16_t>(rect.y);
-        const auto width = static_cast<std::uint16_t>(rect.width);
-        const auto height = static_cast<std::uint16_t>(rect.height);
-        Pending pending;
-        pending.offset = offset;
-        if (m_segment) {
-            pending.sequence =
-                xcb_shm_get_image(c, m_connection.root(), x, y, width, height, kAllPlanes,
-                                  XCB_IMAGE_FORMAT_Z_PIXMAP, m_segment->id(),
-                                  static_cast<std::uint32_t>(offset))
-                    .sequence;
-        } else {
-            pending.sequence = xcb_get_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, m_connection.root(), x,
-                                             y, width, height, kAllPlanes)
-                                   .sequence;
-        }
+        m_pending.push_back(shared ? requestShared(rect, *m_scratch, offset) : requestReply(rect));
         offset += m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
-        m_pending.push_back(pending);
     }
 }
 
-bool RootReader::receive(const Rect& rect, const Pending& pending, std::uint8_t* dest,
-                         std::size_t destStride) {
+/// Waits for a requested rectangle and calls `use` with its pixels.
+template <typename Use>
+bool RootReader::receive(const Rect& rect, const Pending& pending, Use use) {
     auto* const c = m_connection.get();
-    const auto stride = m_format.rowBytes(rect.width);
-    const auto size = stride * static_cast<std::size_t>(rect.height);
+    const auto size = m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
     xcb_generic_error_t* error = nullptr;
     Owned<void> reply;
     const std::uint8_t* pixels = nullptr;
-    if (m_segment) {
+    if (pending.pixels != nullptr) {
         auto* const shared = xcb_shm_get_image_reply(c, {pending.sequence}, &error);
         reply.reset(shared);
-        pixels = shared != nullptr && shared->size >= size ? m_segment->data() + pending.offset
-                                                           : nullptr;
+        pixels = shared != nullptr && shared->size >= size ? pending.pixels : nullptr;
     } else {
         auto* const sent = xcb_get_image_reply(c, {pending.sequence}, &error);
         reply.reset(sent);
@@ -98,7 +199,7 @@ bool RootReader::receive(const Rect& rect, const Pending& pending, std::uint8_t*
                  rect.x, rect.y, error != nullptr ? error->error_code : 0);
         return false;
     }
-    m_format.convert(pixels, stride, dest, destStride, rect.width, rect.height);
+    use(pixels);
     return true;
 }
 

@@ -1,7 +1,5 @@
 #include "capture/x11/screensession.h"
 
-#include <poll.h>
-
 #include <utility>
 
 namespace capture::x11 {
@@ -9,7 +7,8 @@ namespace capture::x11 {
 using support::x11::Connection;
 using support::x11::Owned;
 
-std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, std::string& error) {
+std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, EventFilter filter,
+                                                   std::string& error) {
     auto connection = Connection::open(display, error);
     if (!connection) {
         return nullptr;
@@ -20,7 +19,7 @@ std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, s
         return nullptr;
     }
     std::unique_ptr<ScreenSession> session(
-        new ScreenSession(std::move(connection), std::move(*format)));
+        new ScreenSession(std::move(connection), std::move(*format), std::move(filter)));
     session->watchMonitors();
     session->m_damage = RootDamage::watch(*session->m_connection);
     if (!session->alive()) {
@@ -30,8 +29,11 @@ std::unique_ptr<ScreenSession> ScreenSession::open(const std::string& display, s
     return session;
 }
 
-ScreenSession::ScreenSession(std::unique_ptr<Connection> connection, PixelFormat format)
-    : m_connection(std::move(connection)), m_reader(*m_connection, std::move(format)) {}
+ScreenSession::ScreenSession(std::unique_ptr<Connection> connection, PixelFormat format,
+                             EventFilter filter)
+    : m_connection(std::move(connection)),
+      m_filter(std::move(filter)),
+      m_reader(*m_connection, std::move(format)) {}
 
 void ScreenSession::watchMonitors() {
     auto* const c = m_connection->get();
@@ -54,14 +56,19 @@ void ScreenSession::poll() {
     // The first call reads the socket, the others only the events it has queued.
     for (Owned<xcb_generic_event_t> event(xcb_poll_for_event(c)); event;
          event.reset(xcb_poll_for_queued_event(c))) {
-        handleEvent(*event);
+        if (!m_filter || m_filter(*event)) {
+            handleEvent(*event);
+        }
     }
 }
 
-bool ScreenSession::waitForEvent(std::chrono::milliseconds limit) const {
+void ScreenSession::waitForEvent(const Interrupt& interrupt, std::chrono::milliseconds limit) {
     xcb_flush(m_connection->get());
-    pollfd socket = {xcb_get_file_descriptor(m_connection->get()), POLLIN, 0};
-    return ::poll(&socket, 1, static_cast<int>(limit.count())) > 0;
+    // XCB may have read events together with a reply; the socket would not show them.
+    poll();
+    if (!m_monitorsChanged && !(m_damage && m_damage->pending()) && alive()) {
+        interrupt.wait(xcb_get_file_descriptor(m_connection->get()), limit);
+    }
 }
 
 void ScreenSession::handleEvent(const xcb_generic_event_t& event) {

@@ -2,11 +2,13 @@
 // One connection to an X server, and every part of a capture that depends on it.
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "capture/x11/interrupt.h"
 #include "capture/x11/rootdamage.h"
 #include "capture/x11/rootreader.h"
 #include "support/x11/connection.h"
@@ -14,17 +16,22 @@
 
 namespace capture::x11 {
 
+/// Drops the events for which it returns false; for tests. Empty: drops none.
+using EventFilter = std::function<bool(const xcb_generic_event_t&)>;
+
 class ScreenSession {
 public:
     /// `display` as in the variable DISPLAY. Null: `error` says why. Makes round trips.
     [[nodiscard]] static std::unique_ptr<ScreenSession> open(const std::string& display,
+                                                             EventFilter filter,
                                                              std::string& error);
 
     /// Handles the events that have arrived, without a round trip.
     void poll();
 
-    /// Waits until the server has sent something or is gone. False: `limit` passed.
-    [[nodiscard]] bool waitForEvent(std::chrono::milliseconds limit) const;
+    /// Waits until there is news: damage, a change of the monitors, or the end of the connection.
+    /// Returns early when the interrupt is raised, when another event comes, or after `limit`.
+    void waitForEvent(const Interrupt& interrupt, std::chrono::milliseconds limit);
 
     [[nodiscard]] bool alive() const { return m_connection->alive(); }
 
@@ -38,11 +45,13 @@ public:
     [[nodiscard]] RootReader& reader() { return m_reader; }
 
 private:
-    ScreenSession(std::unique_ptr<support::x11::Connection> connection, PixelFormat format);
+    ScreenSession(std::unique_ptr<support::x11::Connection> connection, PixelFormat format,
+                  EventFilter filter);
     void watchMonitors();
     void handleEvent(const xcb_generic_event_t& event);
 
     std::unique_ptr<support::x11::Connection> m_connection;
+    const EventFilter m_filter;
     std::unique_ptr<RootDamage> m_damage;
     RootReader m_reader;
     std::optional<std::uint8_t> m_randrEvent;  ///< RandR's first event code; nothing without RandR.

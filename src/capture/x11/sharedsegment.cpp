@@ -1,5 +1,6 @@
 #include "capture/x11/sharedsegment.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,13 +31,15 @@ std::unique_ptr<SharedSegment> SharedSegment::create(support::x11::Connection& c
     if (!serverTakesDescriptors(connection)) {
         return nullptr;
     }
-    const int file = memfd_create("screen-image", MFD_CLOEXEC);
+    const int file = memfd_create("screen-pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (file < 0) {
         return nullptr;
     }
     void* memory = MAP_FAILED;
-    // Without fchmod every user could open it through /proc.
-    if (fchmod(file, S_IRUSR | S_IWUSR) == 0 && ftruncate(file, static_cast<off_t>(size)) == 0) {
+    // Without fchmod every user could open it through /proc. Without the seals the server could
+    // shrink it, and reading it would then end this process.
+    if (fchmod(file, S_IRUSR | S_IWUSR) == 0 && ftruncate(file, static_cast<off_t>(size)) == 0 &&
+        fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_SEAL) == 0) {
         memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     }
     if (memory == MAP_FAILED) {

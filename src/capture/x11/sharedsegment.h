@@ -24,7 +24,7 @@ public:
     SharedSegment& operator=(const SharedSegment&) = delete;
 
     [[nodiscard]] xcb_shm_seg_t id() const { return m_id; }
-    [[nodiscard]] const std::uint8_t* data() const { return static_cast<std::uint8_t*>(m_memory); }
+    [[nodiscard]] std::uint8_t* data() const { return static_cast<std::uint8_t*>(m_memory); }
     [[nodiscard]] std::size_t size() const { return m_size; }
 
 private:

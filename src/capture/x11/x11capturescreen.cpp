@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include "capture/x11/screensession.h"
@@ -18,10 +17,9 @@ namespace {
 /// Between attempts to read or to connect again: rare enough to cost nothing.
 constexpr std::chrono::milliseconds kRetryInterval(500);
 
-/// After this many reads without damage (a third of a second at the sender's pace) the screen
-/// counts as still.
-constexpr int kStillReads = 100;
-constexpr std::chrono::milliseconds kStillWait(15);
+/// A still screen costs this program a wake-up each time it passes. It bounds the delay of retries
+/// and of the check for missing damage; damage itself ends the wait.
+constexpr std::chrono::milliseconds kLongestWait(200);
 
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
@@ -30,6 +28,10 @@ std::string variable(const char* name) {
 
 Rect areaOf(const Monitor& monitor) {
     return {monitor.x, monitor.y, monitor.width, monitor.height};
+}
+
+std::size_t strideOf(const Rect& area) {
+    return static_cast<std::size_t>(area.width) * 4;
 }
 
 std::string namesOf(const std::vector<Monitor>& monitors) {
@@ -46,7 +48,8 @@ std::unique_ptr<ScreenCapturer> createScreenCapturer() {
     return std::make_unique<X11CaptureScreen>();
 }
 
-X11CaptureScreen::X11CaptureScreen(std::string display) : m_givenDisplay(std::move(display)) {}
+X11CaptureScreen::X11CaptureScreen(std::string display, capture::x11::EventFilter filter)
+    : m_givenDisplay(std::move(display)), m_eventFilter(std::move(filter)) {}
 
 X11CaptureScreen::~X11CaptureScreen() = default;
 
@@ -55,7 +58,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     warnOfWayland();
     m_display = m_givenDisplay.empty() ? variable("DISPLAY") : m_givenDisplay;
     std::string error;
-    m_session = ScreenSession::open(m_display, error);
+    m_session = ScreenSession::open(m_display, m_eventFilter, error);
     if (!m_session) {
         HV_WARN("capturing from X display \"{}\" failed: {}", m_display, error);
         return false;
@@ -88,7 +91,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
 void X11CaptureScreen::ReleaseAll() {
     m_initialized = false;
     m_failing = false;
-    m_stillReads = 0;
+    m_damageComplete = true;
     m_lastRead.reset();
     m_output.reset();
     m_session.reset();
@@ -96,36 +99,70 @@ void X11CaptureScreen::ReleaseAll() {
 }
 
 bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsigned char* dest) {
+    return readOrWait({x, y, width, height}, dest, Memory::Dest) != nullptr;
+}
+
+unsigned char* X11CaptureScreen::ReadFrame(int x, int y, int width, int height,
+                                           unsigned char* dest) {
+    return readOrWait({x, y, width, height}, dest, Memory::OwnIfPossible);
+}
+
+void X11CaptureScreen::Interrupt() {
+    m_interrupt.raise();
+}
+
+unsigned char* X11CaptureScreen::readOrWait(const Rect& wanted, unsigned char* dest,
+                                            Memory memory) {
     if (!m_initialized) {
-        return false;
+        return nullptr;
     }
-    if (readFrame(x, y, width, height, dest)) {
-        m_stillReads = 0;
-        return true;
+    if (auto* const frame = readNow(wanted, dest, memory)) {
+        return frame;
     }
-    return waitForDamage() && readFrame(x, y, width, height, dest);
+    if (m_session && m_output && !m_failing) {
+        m_session->waitForEvent(m_interrupt, kLongestWait);
+    } else {
+        // Damage is left pending, so only time can help.
+        m_interrupt.wait(-1, kLongestWait);
+    }
+    return readNow(wanted, dest, memory);
 }
 
-/// Waits after a read without damage. True: the server has sent something.
-bool X11CaptureScreen::waitForDamage() {
-    if (m_stillReads < kStillReads) {
-        ++m_stillReads;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return false;
+/// Null: no new frame, or an error.
+unsigned char* X11CaptureScreen::readNow(const Rect& wanted, unsigned char* dest, Memory memory) {
+    if (!outputReadable()) {
+        return nullptr;
     }
-    // On a still screen most of the cost is waking up a few hundred times a second. This wait is
-    // longer, but damage ends it at once.
-    const bool announced = m_session && m_session->waitForEvent(kStillWait);
-    if (!m_session) {
-        std::this_thread::sleep_for(kStillWait);
+    const auto cut = capture::cutRectangle(wanted.x, wanted.y, wanted.width, wanted.height,
+                                           m_output->width, m_output->height);
+    const Rect area = {m_output->x + cut.x, m_output->y + cut.y, cut.width, cut.height};
+    auto& reader = m_session->reader();
+    // The caller expects width * height pixels in memory that is not its own.
+    const bool whole = cut.width == wanted.width && cut.height == wanted.height;
+    unsigned char* const own =
+        memory == Memory::OwnIfPossible && whole ? reader.frame(area) : nullptr;
+    unsigned char* const pixels = own != nullptr ? own : dest;
+
+    const Read read = {cut, *m_output, wanted.width, pixels};
+    if (!chooseRects(read, area)) {
+        return nullptr;
     }
-    if (announced) {
-        m_stillReads = 0;
+    const bool complete = own != nullptr ? reader.readIntoFrame(m_dirtyRects, area)
+                                         : reader.read(m_dirtyRects, area, dest, strideOf(area));
+    if (!complete) {
+        fail();
+        return nullptr;
     }
-    return announced;
+    if (std::exchange(m_failing, false)) {
+        HV_INFO("output \"{}\" can be read again", support::utf8FromWide(m_deviceName));
+    }
+    reportDirtyRows(read);
+    m_lastRead = read;
+    return pixels;
 }
 
-bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned char* dest) {
+/// Handles what the server has sent. False: there is nothing to read from now.
+bool X11CaptureScreen::outputReadable() {
     if (!m_session && !connect()) {
         return false;
     }
@@ -142,28 +179,7 @@ bool X11CaptureScreen::readFrame(int x, int y, int width, int height, unsigned c
         m_nextTry = {};
         locateOutput();
     }
-    if (!m_output || (m_failing && !retryDue())) {
-        return false;
-    }
-    const Read read = {
-        capture::cutRectangle(x, y, width, height, m_output->width, m_output->height), *m_output,
-        width, dest};
-    if (!chooseRects(read)) {
-        return false;
-    }
-    const Rect area = {m_output->x + read.cut.x, m_output->y + read.cut.y, read.cut.width,
-                       read.cut.height};
-    if (!m_session->reader().read(m_dirtyRects, area, dest,
-                                  static_cast<std::size_t>(area.width) * 4)) {
-        fail();
-        return false;
-    }
-    if (std::exchange(m_failing, false)) {
-        HV_INFO("output \"{}\" can be read again", support::utf8FromWide(m_deviceName));
-    }
-    reportDirtyRows(read);
-    m_lastRead = read;
-    return true;
+    return m_output && (!m_failing || retryDue());
 }
 
 void X11CaptureScreen::warnOfWayland() {
@@ -190,7 +206,7 @@ bool X11CaptureScreen::connect() {
         return false;
     }
     std::string error;
-    m_session = ScreenSession::open(m_display, error);
+    m_session = ScreenSession::open(m_display, m_eventFilter, error);
     if (!m_session) {
         return false;
     }
@@ -224,26 +240,39 @@ void X11CaptureScreen::locateOutput() {
 }
 
 /// Chooses the rectangles to fetch. False: none, the buffer is up to date.
-bool X11CaptureScreen::chooseRects(const Read& read) {
-    auto* const damage = m_session->damage();
-    const Rect area = {read.output.x + read.cut.x, read.output.y + read.cut.y, read.cut.width,
-                       read.cut.height};
+bool X11CaptureScreen::chooseRects(const Read& read, const Rect& area) {
+    auto* const damage = m_damageComplete ? m_session->damage() : nullptr;
     if (damage != nullptr && m_lastRead == read) {
-        if (!damage->pending()) {
+        if (!damage->pending() && !findMissingDamage(read, area)) {
             return false;
         }
-        if (damage->take(m_damage)) {
+        if (m_damageComplete && damage->take(m_damage)) {
             capture::x11::coverDamage(m_damage, area, m_dirtyRects);
+            m_damageCheck.noteDamage(m_dirtyRects);
             return !m_dirtyRects.empty();
         }
     } else if (damage != nullptr) {
         damage->discard();
+        m_damageCheck.reset();
     }
     m_lastRead.reset();
     m_dirtyRects.clear();
     if (area.width > 0 && area.height > 0) {
         m_dirtyRects.push_back(area);
     }
+    return true;
+}
+
+bool X11CaptureScreen::findMissingDamage(const Read& read, const Rect& area) {
+    if (!m_damageCheck.findsMissingDamage(*m_session, area, read.dest, strideOf(area))) {
+        return false;
+    }
+    m_damageComplete = false;
+    HV_WARN(
+        "output \"{}\" of X display \"{}\" changes without damage reports (the driver does not "
+        "report direct rendering): every frame is read whole from now on, which costs more CPU "
+        "time",
+        support::utf8FromWide(m_deviceName), m_display);
     return true;
 }
 

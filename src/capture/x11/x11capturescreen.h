@@ -8,36 +8,46 @@
 
 #include "capture/cutrectangle.h"
 #include "capture/screencapturer.h"
+#include "capture/x11/damagecheck.h"
 #include "capture/x11/dirtyrects.h"
-
-namespace capture::x11 {
-class ScreenSession;
-}
+#include "capture/x11/interrupt.h"
+#include "capture/x11/screensession.h"
 
 /// Captures one RandR monitor, found by its name, and follows it when it is moved. A frame is new
-/// when something inside the rectangle was damaged; only the damaged rows are fetched again into the
-/// same buffer.
+/// when something inside the rectangle was damaged; only the damaged rows are fetched again into
+/// the same buffer.
 ///
-/// Reads return false while the output is off or the X server is gone, and resume when it is back.
+/// Without new damage, reads wait up to a fifth of a second for it. Where damage turns out to be
+/// incomplete, every read fetches the whole rectangle from then on.
+///
+/// Reads fail while the output is off or the X server is gone, and resume when it is back.
 /// Each change is logged once.
 class X11CaptureScreen : public ScreenCapturer {
 public:
-    /// `display` as in the variable DISPLAY; empty: that variable, as InitCapture() finds it.
-    explicit X11CaptureScreen(std::string display = {});
+    /// `display` as in the variable DISPLAY; empty: that variable, as InitCapture() finds it. A
+    /// test suppresses events with `filter`.
+    explicit X11CaptureScreen(std::string display = {}, capture::x11::EventFilter filter = {});
     ~X11CaptureScreen() override;
 
     bool InitCapture(const wchar_t* deviceName) override;
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
+    [[nodiscard]] unsigned char* ReadFrame(int x, int y, int width, int height,
+                                           unsigned char* dest) override;
+    void Interrupt() override;
     void ReleaseAll() override;
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
     using Clock = std::chrono::steady_clock;
+    using Rect = capture::x11::Rect;
+
+    /// Where a frame may be.
+    enum class Memory { Dest, OwnIfPossible };
 
     /// The parameters of a read: an equal read needs only the damaged rows.
     struct Read {
         capture::Cut cut;
-        capture::x11::Rect output;
+        Rect output;
         int requestedWidth = 0;
         const unsigned char* dest = nullptr;
 
@@ -48,29 +58,34 @@ private:
     };
 
     void warnOfWayland();
-    [[nodiscard]] bool waitForDamage();
+    [[nodiscard]] unsigned char* readOrWait(const Rect& wanted, unsigned char* dest, Memory memory);
+    [[nodiscard]] unsigned char* readNow(const Rect& wanted, unsigned char* dest, Memory memory);
+    [[nodiscard]] bool outputReadable();
     [[nodiscard]] bool retryDue();
     [[nodiscard]] bool connect();
     void locateOutput();
-    [[nodiscard]] bool readFrame(int x, int y, int width, int height, unsigned char* dest);
-    [[nodiscard]] bool chooseRects(const Read& read);
+    [[nodiscard]] bool chooseRects(const Read& read, const Rect& area);
+    [[nodiscard]] bool findMissingDamage(const Read& read, const Rect& area);
     void reportDirtyRows(const Read& read);
     void fail();
 
     const std::string m_givenDisplay;
+    const capture::x11::EventFilter m_eventFilter;
+    const capture::x11::Interrupt m_interrupt;
     std::string m_display;
     std::wstring m_deviceName;
     bool m_initialized = false;
     bool m_failing = false;
     bool m_warnedOfWayland = false;
-    int m_stillReads = 0;
+    bool m_damageComplete = true;  ///< False once the screen has changed without damage.
     Clock::time_point m_nextTry;
 
     std::unique_ptr<capture::x11::ScreenSession> m_session;  ///< Null while the server is gone.
-    std::optional<capture::x11::Rect> m_output;              ///< Nothing while the output is off.
+    std::optional<Rect> m_output;                            ///< Nothing while the output is off.
     std::optional<Read> m_lastRead;
 
+    capture::x11::DamageCheck m_damageCheck;
     std::vector<xcb_rectangle_t> m_damage;
-    std::vector<capture::x11::Rect> m_dirtyRects;
+    std::vector<Rect> m_dirtyRects;
     support::DirtyRows m_dirtyRows;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "capture/x11/x11capturescreen.h"
@@ -16,16 +17,19 @@ namespace tests {
 
 class CaptureRun {
 public:
-    CaptureRun(const std::string& display, Area read)
-        : capturer(display),
-          area(read),
-          pixels(static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height) * 4) {
-    }
+    enum class Memory { Ours, Capturers };
 
-    /// One read. A row outside the rows that are told to have changed must be as it was.
+    CaptureRun(const std::string& display, Area read, Memory memory = Memory::Ours,
+               capture::x11::EventFilter filter = {})
+        : capturer(display, std::move(filter)),
+          area(read),
+          pixels(static_cast<std::size_t>(read.width) * static_cast<std::size_t>(read.height) * 4),
+          m_memory(memory) {}
+
+    /// One read. A row outside the reported dirty rows must be as it was.
     bool read() {
         const auto before = pixels;
-        if (!capturer.ReadScreenData(area.x, area.y, area.width, area.height, pixels.data())) {
+        if (!readPixels()) {
             EXPECT_EQ(pixels, before) << "a read without damage wrote to the buffer";
             return false;
         }
@@ -41,7 +45,7 @@ public:
                 const auto from = pixels.begin() + std::ptrdiff_t(rowBytes()) * row;
                 EXPECT_TRUE(std::equal(from, from + std::ptrdiff_t(rowBytes()),
                                        before.begin() + (from - pixels.begin())))
-                    << "row " << row << " changed untold";
+                    << "row " << row << " is not reported";
             }
             row += spans[i].count;
             EXPECT_LE(row, area.height);
@@ -49,8 +53,8 @@ public:
         return true;
     }
 
-    /// Reads until there is news; false after `attempts` reads, of a millisecond and more each.
-    [[nodiscard]] bool news(int attempts = 2000) {
+    /// Reads until there is a new frame; false after `attempts` reads, each of which waits for one.
+    [[nodiscard]] bool newFrame(int attempts = 100) {
         while (attempts-- > 0) {
             if (read()) {
                 return true;
@@ -59,9 +63,9 @@ public:
         return false;
     }
 
-    /// Reads until there has been no news for a tenth of a second and more.
+    /// Reads until a read waits in vain.
     void settle() {
-        while (news(100)) {
+        while (newFrame(2)) {
         }
     }
 
@@ -86,6 +90,27 @@ public:
     std::vector<std::uint8_t> pixels;
     int reads = 0;
     int partialReads = 0;
+    int framesInPlace = 0;
+
+private:
+    /// In the capturer's own memory alpha means nothing; here it is made opaque.
+    bool readPixels() {
+        if (m_memory == Memory::Ours) {
+            return capturer.ReadScreenData(area.x, area.y, area.width, area.height, pixels.data());
+        }
+        const auto* frame =
+            capturer.ReadFrame(area.x, area.y, area.width, area.height, pixels.data());
+        if (frame != nullptr && frame != pixels.data()) {
+            ++framesInPlace;
+            std::copy_n(frame, pixels.size(), pixels.begin());
+            for (std::size_t alpha = 3; alpha < pixels.size(); alpha += 4) {
+                pixels[alpha] = 255;
+            }
+        }
+        return frame != nullptr;
+    }
+
+    const Memory m_memory;
 };
 
 }  // namespace tests

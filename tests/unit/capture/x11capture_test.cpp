@@ -1,8 +1,11 @@
 // The capturer against real X servers: what it sees, and what it leaves alone.
 
+#include <atomic>
 #include <random>
+#include <thread>
 
 #include "capturerun.h"
+#include "support/logcapture.h"
 #include "support/virtualdisplay.h"
 
 namespace {
@@ -29,9 +32,9 @@ TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
 
     painter.fill(painter.root(), {0, 0, 640, 100}, 0xFF0000);
     painter.fill(painter.root(), {400, 100, 50, 50}, 0xFF0000);
-    EXPECT_FALSE(run.news(20)) << "drawn outside the rectangle";
+    EXPECT_FALSE(run.newFrame(3)) << "drawn outside the rectangle";
     painter.movePointer(200, 200);
-    EXPECT_FALSE(run.news(20)) << "the pointer moved";
+    EXPECT_FALSE(run.newFrame(2)) << "the pointer moved";
 
     // Marks show which pixels the next read fetches.
     run.pixels[0] ^= 0xFF;
@@ -44,7 +47,7 @@ TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
         }
     }
     painter.fill(painter.root(), {120, 180, 10, 12}, 0x00FF00);
-    ASSERT_TRUE(run.news());
+    ASSERT_TRUE(run.newFrame());
     EXPECT_EQ(run.pixels, expected);
     ASSERT_EQ(run.capturer.DirtyRows().spans.size(), 1U);
     EXPECT_EQ(run.capturer.DirtyRows().spans[0].first, 80);
@@ -71,6 +74,14 @@ TEST(X11Capture, PacksTheRowsOfACutRectangleAndLeavesTheRestAlone) {
     auto expected = painter.screen({0, 0, 80, 40});
     expected.resize(run.pixels.size(), 0x5A);
     EXPECT_EQ(run.pixels, expected);
+
+    // Rows that are cut short can't be a frame of the capturer's own.
+    CaptureRun own(display.name(), {-20, -10, 100, 50}, CaptureRun::Memory::Capturers);
+    ASSERT_TRUE(own.capturer.InitCapture(L"screen"));
+    own.pixels.assign(own.pixels.size(), 0x5A);
+    ASSERT_TRUE(own.read());
+    EXPECT_EQ(own.pixels, expected);
+    EXPECT_EQ(own.framesInPlace, 0);
 
     run.area = {640, 0, 100, 50};
     EXPECT_TRUE(run.read()) << "an empty rectangle is a frame, too";
@@ -121,26 +132,73 @@ TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
     const auto manager = display.spawn({"openbox", "--config-file", "/etc/xdg/openbox/rc.xml"});
     Painter painter(display.name());
     Motion motion(painter);
-    CaptureRun whole(display.name(), {0, 0, 800, 600});
-    CaptureRun region(display.name(), {150, 100, 401, 333});
-    ASSERT_TRUE(whole.capturer.InitCapture(L"screen"));
-    ASSERT_TRUE(region.capturer.InitCapture(L"screen"));
-
+    using Memory = CaptureRun::Memory;
+    CaptureRun whole(display.name(), {0, 0, 800, 600}, Memory::Capturers);
+    CaptureRun region(display.name(), {150, 100, 401, 333}, Memory::Capturers);
+    CaptureRun copied(display.name(), {150, 100, 401, 333}, Memory::Ours);
+    CaptureRun* const runs[] = {&whole, &region, &copied};
+    for (auto* const run : runs) {
+        ASSERT_TRUE(run->capturer.InitCapture(L"screen"));
+    }
     for (int pause = 0; pause < 60; ++pause) {
         for (int i = 0; i < 25; ++i) {
             motion.step();
-            whole.read();
-            region.read();
+            for (auto* const run : runs) {
+                run->capturer.Interrupt();  // Not to wait where nothing was drawn inside.
+                run->read();
+            }
         }
         // The window manager may draw long after the windows were moved.
-        ASSERT_TRUE(whole.shows(painter, whole.area)) << "after pause " << pause;
-        ASSERT_TRUE(region.shows(painter, region.area)) << "after pause " << pause;
+        for (auto* const run : runs) {
+            ASSERT_TRUE(run->shows(painter, run->area)) << "after pause " << pause;
+        }
     }
     ASSERT_TRUE(manager->running()) << manager->output();
-    // All but the first read fetched nothing but damaged rows.
-    EXPECT_EQ(whole.partialReads, whole.reads - 1);
-    EXPECT_EQ(region.partialReads, region.reads - 1);
-    EXPECT_GT(whole.partialReads, 60);
+    for (const auto* const run : runs) {
+        EXPECT_EQ(run->partialReads, run->reads - 1) << "all but the first fetch damaged rows only";
+        EXPECT_EQ(run->framesInPlace, run == &copied ? 0 : run->reads);
+        EXPECT_GT(run->partialReads, 60);
+    }
+}
+
+TEST(X11Capture, FindsDirectRenderingThatCausesNoDamage) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    Painter painter(display.name());
+    for (const auto memory : {CaptureRun::Memory::Ours, CaptureRun::Memory::Capturers}) {
+        painter.paint({0, 0, 640, 480}, noise);
+        const tests::LogCapture log;
+        std::atomic<bool> reported{true};
+        CaptureRun run(display.name(), {30, 20, 600, 440}, memory,
+                       [&](const xcb_generic_event_t&) { return reported.load(); });
+        ASSERT_TRUE(run.capturer.InitCapture(nullptr));
+        run.settle();
+        // Whatever is drawn is reported: one look after another finds nothing.
+        for (std::uint32_t i = 0; i < 12; ++i) {
+            painter.fill(painter.root(), {100, 100, 300, 90}, 0x203040 * i);
+            ASSERT_TRUE(run.shows(painter, run.area));
+            EXPECT_FALSE(run.newFrame(1));
+        }
+        EXPECT_EQ(log.count("[warning]"), 0) << log.text();
+
+        reported = false;
+        painter.fill(painter.root(), {200, 200, 90, 90}, 0x00FF00);
+        EXPECT_TRUE(run.shows(painter, run.area));
+        EXPECT_EQ(log.count("changes without damage"), 1) << log.text();
+        painter.fill(painter.root(), {50, 50, 3, 1}, 0xFF00FF);
+        EXPECT_TRUE(run.read()) << "every read is a whole one now";
+        EXPECT_EQ(run.pixels, painter.screen(run.area));
+        EXPECT_FALSE(run.capturer.DirtyRows().known);
+        EXPECT_EQ(log.count("[warning]"), 1) << log.text();
+    }
+}
+
+TEST(X11Capture, AnInterruptEndsTheWaitBeforeOrAfterIt) {
+    const capture::x11::Interrupt interrupt;
+    interrupt.raise();
+    interrupt.wait(-1, std::chrono::hours(1));
+    std::thread other([&] { interrupt.raise(); });
+    interrupt.wait(-1, std::chrono::hours(1));
+    other.join();
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ TEST(X11Servers, AreReadWhateverTheyLack) {
         }
         painter.fill(painter.root(), {0, 100, 333, 50}, server.drawn);
         painter.fill(painter.root(), {100, 120, 1, 1}, 0);
-        ASSERT_TRUE(run.news());
+        ASSERT_TRUE(run.newFrame());
         EXPECT_EQ(run.at(0, 93), server.expected);
         EXPECT_EQ(run.at(300, 142), server.expected);
         EXPECT_EQ(run.at(88, 113), server.expected);
@@ -88,10 +88,10 @@ TEST(X11Servers, MayRearrangeTheirOutputs) {
         },
         std::chrono::seconds(10)))
         << log.text();
-    EXPECT_FALSE(run.news(20)) << "an output that is off has no frame";
+    EXPECT_FALSE(run.newFrame(2)) << "an output that is off has no frame";
 
     second({"--mode", "640x480", "--pos", "0x768"});
-    ASSERT_TRUE(run.news());
+    ASSERT_TRUE(run.newFrame());
     paintAll(2, 1024, 1248);
     EXPECT_TRUE(shows(0, 768)) << "on again, elsewhere, in another mode";
 }

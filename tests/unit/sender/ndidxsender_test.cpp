@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 
 #include "support/logcapture.h"
 #include "support/recordingndi.h"
@@ -18,6 +19,7 @@ struct Script {
     std::vector<std::wstring> deviceNames;
     std::vector<std::vector<int>> rectangles;
     std::function<bool(unsigned char*)> read = [](unsigned char*) { return true; };
+    std::function<void()> interrupt = [] {};
 };
 
 class FakeCapturer : public ScreenCapturer {
@@ -34,6 +36,7 @@ public:
         m_dirtyRows.spans = {{static_cast<int>(m_script.rectangles.size()), 1}};
         return m_script.read(dest);
     }
+    void Interrupt() override { m_script.interrupt(); }
     void ReleaseAll() override {}
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
@@ -139,6 +142,19 @@ TEST_F(DxSender, SendsWhatWasReadWithItsChangedRows) {
     run(2);
     EXPECT_FALSE(frames[before].hint.known) << "a new run";
     EXPECT_TRUE(frames[before + 1].hint.known);
+}
+
+TEST_F(DxSender, APauseEndsAReadThatWaits) {
+    std::promise<void> interrupted;
+    script.interrupt = [&] { interrupted.set_value(); };
+    script.read = [&, waiting = interrupted.get_future().share()](unsigned char*) {
+        happened("wait ");
+        waiting.wait();
+        return false;
+    };
+    ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
+    EXPECT_EQ(run(1), "wait ");
+    script.interrupt = [] {};
 }
 
 TEST_F(DxSender, LogsRatesAndDurations) {

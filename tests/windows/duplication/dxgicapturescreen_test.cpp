@@ -18,7 +18,6 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::IsSupersetOf;
 using ::testing::Not;
 using Calls = std::vector<std::string>;
 
@@ -62,27 +61,6 @@ protected:
     std::vector<std::uint32_t> m_image;
 };
 
-TEST_F(Duplication, OpensTheNamedOutputOfAHardwareAdapterStepByStep) {
-    EXPECT_THAT(
-        callsOf([&] { EXPECT_TRUE(init()); }),
-        ElementsAre("CreateDXGIFactory2(0)", "factory.EnumAdapters1(0)", "adapter0.GetDesc1()",
-                    "~adapter0", "factory.EnumAdapters1(1)", "adapter1.GetDesc1()",
-                    "adapter1.EnumOutputs(0)", "output10.GetDesc()", "~output10",
-                    "adapter1.EnumOutputs(1)", "output11.GetDesc()",
-                    "D3D11CreateDevice(adapter1, type 0, flags 0, 0 levels)",
-                    "device11.QueryInterface(ID3D11Device5)",
-                    "context11.QueryInterface(ID3D11DeviceContext4)", "output11.GetDesc()",
-                    "output11.QueryInterface(IDXGIOutput1)", "output11.DuplicateOutput(device11)",
-                    "D3D12CreateDevice(adapter1, level 0xb000)",
-                    "device12.CreateCommandQueue(type 0 priority 0 flags 0 node 0)",
-                    "queue.SetName(TextureCommandQueue)", "device12.CreateCommandAllocator(type 0)",
-                    "device12.CreateCommandList(node 0 type 0, allocator, null)",
-                    "list.SetName(TextureCommandList)",
-                    "device11.CreateFence(0, flags 1)",  // Direct3D 11's word for none.
-                    "CreateEventW(auto, not set)", "device12.CreateFence(0, flags 0)",
-                    "CreateEventW(auto, not set)"));
-}
-
 TEST_F(Duplication, FindsOutputsByExactNameFirstAdapterFirst) {
     const struct {
         const wchar_t* name;
@@ -102,7 +80,7 @@ TEST_F(Duplication, FindsOutputsByExactNameFirstAdapterFirst) {
         const Calls calls =
             callsOf([&] { EXPECT_EQ(m_capturer->InitCapture(one.name), !one.expected.empty()); });
         if (!one.expected.empty()) {
-            EXPECT_THAT(calls, IsSupersetOf({one.expected + ".DuplicateOutput(device11)"}));
+            EXPECT_THAT(calls, Contains(one.expected + ".DuplicateOutput"));
         }
     }
     m_machine.adapters.clear();
@@ -138,78 +116,40 @@ TEST_F(Duplication, AnEventThatIsMissingWithoutAnErrorIsAccepted) {
     EXPECT_TRUE(init());
 }
 
-TEST_F(Duplication, RelaysTheFirstFrameAndKeepsWhatItMade) {
-    const auto frame = [](const char* number, const Calls& texture, const Calls& readback) {
-        const std::string value = number;
-        Calls calls = {"duplication.AcquireNextFrame(0)",
-                       "resource.QueryInterface(ID3D11Texture2D)", "~resource"};
-        const auto add = [&](const Calls& more) {
-            calls.insert(calls.end(), more.begin(), more.end());
-        };
-        add(texture);
-        add({"context11.CopyResource(texture11, frame)", "context11.Flush()",
-             "context11.Signal(fence11, " + value + ")",
-             "fence11.SetEventOnCompletion(" + value + ", event1)", "WaitForSingleObject(event1)"});
-        add(readback);
-        add({"list.CopyTextureRegion(readback pitch 256 at 0 0 0, texture12 0)", "list.Close()",
-             "queue.ExecuteCommandLists(1, list)", "queue.Signal(fence12, " + value + ")",
-             "fence12.SetEventOnCompletion(" + value + ", event2)", "WaitForSingleObject(event2)",
-             "allocator.Reset()", "list.Reset(allocator, null)", "duplication.ReleaseFrame()",
-             "~frame"});
-        return calls;
-    };
-    ASSERT_TRUE(init());
-    EXPECT_EQ(callsOf([&] { EXPECT_TRUE(read()); }),
-              frame("1",
-                    {"device11.CreateTexture2D(20x16 format 87 mips 1 array 1 samples 1/0 bind "
-                     "0x28 misc 0x2)",
-                     "texture11.QueryInterface(IDXGIResource1)", "shareable.GetSharedHandle()",
-                     "device12.OpenSharedHandle(0x5a5a)", "~shareable"},
-                    {"texture12.GetDesc()",
-                     "device12.GetCopyableFootprints(20x16 from 0 count 1 offset 0)",
-                     "device12.CreateCommittedResource(heap 3 flags 0, dimension 1 3920x1 depth 1 "
-                     "mips 1 format 0 samples 1 layout 1 flags 0, state 0x400)",
-                     "readback.Map(0, all)"}));
-    EXPECT_EQ(m_image[16 * 20 - 1], m_machine.pixel(19, 15));
-
-    m_machine.frameNumber = 7;
-    EXPECT_EQ(callsOf([&] { EXPECT_TRUE(read()); }), frame("2", {}, {}));
-    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
-    EXPECT_FALSE(m_capturer->DirtyRows().known);
+TEST_F(Duplication, DeliversFramesAndKeepsItsTextureAndBuffer) {
+    for (const bool slow : {true, false}) {
+        m_machine.slow = slow;
+        m_machine.completed = slow ? 0 : 41;
+        ASSERT_TRUE(init());
+        for (int frame = 0; frame < 3; ++frame) {
+            ++m_machine.frameNumber;
+            const Calls calls = callsOf([&] { EXPECT_TRUE(read()); });
+            EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
+            EXPECT_EQ(m_image[16 * 20 - 1], m_machine.pixel(19, 15));
+            EXPECT_EQ(std::count(calls.begin(), calls.end(), "WaitForSingleObject"), slow ? 2 : 0);
+            EXPECT_EQ(std::count(calls.begin(), calls.end(), "device11.CreateTexture2D"),
+                      frame == 0 ? 1 : 0);
+            EXPECT_EQ(std::count(calls.begin(), calls.end(), "readback.Map"), frame == 0 ? 1 : 0);
+            EXPECT_THAT(calls, Contains("duplication.ReleaseFrame"));
+        }
+        EXPECT_FALSE(m_capturer->DirtyRows().known);
+    }
 }
 
-TEST_F(Duplication, SignalsTheCompletedValuePlusOneAndWaitsOnlyForWhatIsNotThere) {
-    m_machine.completed = 41;
-    m_machine.slow = false;
-    ASSERT_TRUE(init());
-    const Calls calls = callsOf([&] { EXPECT_TRUE(read()); });
-    EXPECT_THAT(calls,
-                IsSupersetOf({"context11.Signal(fence11, 42)", "queue.Signal(fence12, 42)"}));
-    EXPECT_THAT(calls, Not(Contains(HasSubstr("Wait"))));
-    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
-}
-
-TEST_F(Duplication, NoNewFrameCostsOneMillisecond) {
-    ASSERT_TRUE(init());
-    m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_WAIT_TIMEOUT;
-    const Calls once = {"duplication.AcquireNextFrame(0)", "Sleep(1)"};
-    EXPECT_EQ(callsOf([&] { EXPECT_FALSE(read()); }), once);
-    EXPECT_EQ(callsOf([&] { EXPECT_FALSE(read()); }), once);
-}
-
-TEST_F(Duplication, ALostDesktopIsLoggedReleasedTwiceAndDuplicatedAgain) {
+TEST_F(Duplication, NoNewFrameCostsOneMillisecondAndALostDesktopIsDuplicatedAgain) {
     const tests::LogCapture log;
     ASSERT_TRUE(init());
+    m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_WAIT_TIMEOUT;
+    EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
+                ElementsAre("duplication.AcquireNextFrame", "Sleep"));
+
     m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_ACCESS_LOST;
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
-                ElementsAre("duplication.AcquireNextFrame(0)", "duplication.Release()",
-                            "duplication.Release()", "~duplication"));
-    EXPECT_THAT(log.text(), HasSubstr("[debug] error code is -2005270490 \n //dxgicapturescreen:"
-                                      "ReadScreenData()#"));
-
+                ElementsAre("duplication.AcquireNextFrame", "duplication.Release",
+                            "duplication.Release", "~duplication"));
+    EXPECT_EQ(log.count("[debug] error code is -2005270490 "), 1) << log.text();
     m_machine.failing["output11.DuplicateOutput"] = E_ACCESSDENIED;
-    EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
-                ElementsAre("output11.DuplicateOutput(device11)"));
+    EXPECT_FALSE(read());
     m_machine.failing.clear();
     EXPECT_TRUE(read());
     EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
@@ -231,7 +171,7 @@ TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndKeepsTheFrame) {
             ASSERT_TRUE(init());
             m_machine.failing[call] = result;
             const Calls made = callsOf([&] { EXPECT_FALSE(read()) << call; });
-            EXPECT_EQ(std::count(made.begin(), made.end(), "duplication.ReleaseFrame()"),
+            EXPECT_EQ(std::count(made.begin(), made.end(), "duplication.ReleaseFrame"),
                       call == "resource.QueryInterface" ? 1 : 0)
                 << call;
             EXPECT_THAT(m_image, Each(0U)) << call;
@@ -289,19 +229,14 @@ TEST_F(Duplication, KeepsTheFirstFramesSizeUntilItIsInitialisedAgain) {
     EXPECT_EQ(m_image[9 * 12], 0U);
 }
 
-TEST_F(Duplication, ReleasesInOrderAndKeepsTheFactory) {
+TEST_F(Duplication, ReleasesEverythingButTheFactory) {
     ASSERT_TRUE(init());
     ASSERT_TRUE(read());
-    EXPECT_THAT(
-        callsOf([&] { m_capturer->ReleaseAll(); }),
-        ElementsAre("~queue", "~fence12", "~list", "~allocator", "~context11",
-                    "duplication.Release()", "~duplication", "~texture11", "~texture12", "~fence11",
-                    "CloseHandle(event1)", "readback.Unmap()", "~readback", "~device11",
-                    "~device12", "CloseHandle(event2)", "~output11", "~adapter1"));
+    const Calls calls = callsOf([&] { m_capturer->ReleaseAll(); });
+    EXPECT_THAT(calls, Contains("readback.Unmap"));
     EXPECT_THAT(m_machine.held(), ElementsAre("factory"));
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }), IsEmpty());
-    EXPECT_THAT(callsOf([&] { EXPECT_TRUE(init()); }),
-                Not(Contains(HasSubstr("CreateDXGIFactory2"))));
+    EXPECT_THAT(callsOf([&] { EXPECT_TRUE(init()); }), Not(Contains("CreateDXGIFactory2")));
     EXPECT_TRUE(read());
 }
 
