@@ -104,23 +104,26 @@ private:
             case Responder::State::Established:
                 HV_INFO("\"{}\" is announced by the embedded multicast DNS responder as {}.local",
                         m_instance, m_responder.hostName());
-                m_onStatus(PublishState::Established, {});
+                report(AnnounceState::Established, {});
                 break;
             case Responder::State::NameTaken:
-                m_onStatus(PublishState::NameTaken,
-                           fmt::format("another host publishes \"{}\"", m_instance));
+                report(AnnounceState::NameTaken,
+                       fmt::format("another host publishes \"{}\"", m_instance));
                 break;
             case Responder::State::Probing:
-                m_onStatus(PublishState::Trying,
-                           fmt::format("still probing for \"{}\"", m_instance));
+                report(AnnounceState::Trying, fmt::format("still probing for \"{}\"", m_instance));
                 break;
             case Responder::State::NoLink:
-                m_onStatus(PublishState::Trying,
-                           m_sockets.lastError().empty()
-                               ? "no network interface is up and supports multicast"
-                               : m_sockets.lastError());
+                report(AnnounceState::Trying,
+                       m_sockets.lastError().empty()
+                           ? "no network interface is up and supports multicast"
+                           : m_sockets.lastError());
                 break;
         }
+    }
+
+    void report(AnnounceState state, const std::string& reason) {
+        m_onStatus({state, m_instance, reason});
     }
 
     void logLinks() {

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "mdns/publishstatus.h"
+#include "mdns/announcement.h"
 
 namespace asio {
 class io_context;
@@ -21,7 +21,7 @@ namespace mdns {
 class EmbeddedPublisher {
 public:
     /// Called on the publisher's own thread at every change.
-    using OnStatus = std::function<void(PublishState state, const std::string& reason)>;
+    using OnStatus = std::function<void(const AnnouncementStatus& status)>;
 
     EmbeddedPublisher(const std::string& instance, const std::string& type, std::uint16_t port,
                       OnStatus onStatus);

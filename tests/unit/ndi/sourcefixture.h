@@ -22,11 +22,18 @@ namespace ndi {
 using tests::LogCapture;
 using tests::TestReceiver;
 
+/// Announces nothing.
+class NoAnnouncement : public mdns::Announcement {
+public:
+    [[nodiscard]] mdns::AnnouncementStatus status() const override { return {}; }
+};
+
 inline SourceParts testParts() {
     SourceParts parts;
-    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/) {
+    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/,
+                        const mdns::AnnounceOptions& /*options*/) {
         return mdns::AnnounceOutcome{mdns::AnnounceResult::Established,
-                                     std::make_unique<mdns::Announcement>(), ""};
+                                     std::make_unique<NoAnnouncement>(), ""};
     };
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;
