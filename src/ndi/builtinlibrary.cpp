@@ -108,7 +108,7 @@ private:
     std::mutex m_mutex;
     std::map<std::uintptr_t, std::shared_ptr<Source>> m_sources;
     std::uintptr_t m_lastNumber = 0;
-    LogLimit m_misuse;
+    support::LogLimit m_misuse;
 };
 
 }  // namespace

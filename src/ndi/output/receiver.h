@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "ndi/output/loglimit.h"
 #include "ndi/output/outgoingframe.h"
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/textmessage.h"
+#include "support/loglimit.h"
 
 namespace ndi {
 
@@ -114,7 +114,7 @@ private:
     int m_messagesThisSecond = 0;
     TimePoint m_secondStart;
     TimePoint m_joinBy;
-    LogLimit m_peerLogLimit{20};
+    support::LogLimit m_peerLogLimit{20};
 
     // What the receiver asked for.
     bool m_joined = false;

@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "ndi/output/loglimit.h"
 #include "ndi/output/outgoingframe.h"
 #include "ndi/output/receiver.h"
+#include "support/loglimit.h"
 
 namespace ndi {
 
@@ -120,9 +120,9 @@ private:
     wire::TallyEchoText m_echo;
     Mailbox m_takenMain;
     Mailbox m_takenPreview;
-    LogLimit m_refusals;
-    LogLimit m_connectionLogLimit{10};
-    LogLimit m_acceptErrors;
+    support::LogLimit m_refusals;
+    support::LogLimit m_connectionLogLimit{10};
+    support::LogLimit m_acceptErrors;
 
     std::thread m_thread;
 };

@@ -15,11 +15,11 @@
 #include "ndi/ndilib.h"
 #include "ndi/output/callguard.h"
 #include "ndi/output/frameclock.h"
-#include "ndi/output/loglimit.h"
 #include "ndi/output/server.h"
 #include "ndi/wire/videoinfo.h"
 #include "speedhq/frameencoder.h"
 #include "support/dirtyrows.h"
+#include "support/loglimit.h"
 
 namespace ndi {
 
@@ -110,8 +110,8 @@ private:
     std::unique_ptr<mdns::Announcement> m_announcement;
     CallGuard m_callGuard;
     std::once_flag m_closeOnce;
-    LogLimit m_refusals;
-    LogLimit m_encoderErrors;
+    support::LogLimit m_refusals;
+    support::LogLimit m_encoderErrors;
 
     // The encoder and the newest frame's properties.
     std::mutex m_encoding;
