@@ -43,7 +43,4 @@ private:
     std::thread m_thread;
 };
 
-/// This machine's host name as one label for ".local": up to the first dot, at most 59 bytes.
-[[nodiscard]] std::string localHostLabel();
-
 }  // namespace mdns
