@@ -26,4 +26,12 @@ std::string instanceName(std::string_view machine, std::string_view source) {
     return machinePart + " (" + sourcePart + ")";
 }
 
+std::string sourcePart(std::string_view instance) {
+    const auto open = instance.find(" (");
+    if (open == std::string_view::npos || instance.back() != ')') {
+        return std::string(instance);
+    }
+    return std::string(instance.substr(open + 2, instance.size() - open - 3));
+}
+
 }  // namespace ndi::wire

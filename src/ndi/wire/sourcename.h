@@ -18,4 +18,7 @@ inline constexpr std::size_t kMaxInstanceName = 63;
 /// would leave less than 20 bytes for the source.
 [[nodiscard]] std::string instanceName(std::string_view machine, std::string_view source);
 
+/// The part in brackets of such a name; the whole name when it has none.
+[[nodiscard]] std::string sourcePart(std::string_view instance);
+
 }  // namespace ndi::wire
