@@ -41,8 +41,8 @@ struct SourceStatus {
     /// False: there is no such source, or the vendor's runtime publishes it; nothing below is set.
     bool known = false;
     std::string name;           ///< On the network, "MACHINE (Source name)".
-    std::string sourceName;     ///< The part in brackets.
-    std::string requestedName;  ///< Given to NDIlib_send_create(); a lost name is numbered.
+    std::string sourceName;     ///< The part in brackets: numbered, or cut, where that is needed.
+    std::string requestedName;  ///< The caller's, before it was numbered because it was taken.
     std::uint16_t port = 0;
     AnnounceState announceState = AnnounceState::Unknown;
     std::string announceReason;

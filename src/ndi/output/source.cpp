@@ -44,7 +44,7 @@ std::unique_ptr<Source> Source::open(const SourceSettings& settings, SourceParts
 }
 
 Source::Source(const SourceSettings& settings, SourceParts parts)
-    : m_requestedName(settings.names.name()),
+    : m_requestedName(settings.names.base),
       m_clocked(settings.clocked),
       m_onStatusChange(settings.onStatusChange ? settings.onStatusChange : [] {}),
       m_repeat(parts.repeat),

@@ -102,16 +102,24 @@ TEST(Status, DoesNotWaitForASend) {
 TEST(Status, FollowsTheAnnouncementToAnotherName) {
     const LogCapture log;
     mdns::AnnounceOptions publisher;
-    SourceParts parts = testParts();
-    parts.announce = [&](const std::string& name, std::uint16_t,
-                         const mdns::AnnounceOptions& options) {
+    const auto announce = [&](const std::string& name, std::uint16_t,
+                              const mdns::AnnounceOptions& options) {
+        if (name == wire::instanceName(wire::machineName(), "Test")) {
+            return mdns::AnnounceOutcome{mdns::AnnounceResult::NameTaken, nullptr, "taken"};
+        }
         publisher = options;
         options.onChange({mdns::AnnounceState::Established, name, ""});
         return mdns::AnnounceOutcome{mdns::AnnounceResult::Established,
                                      std::make_unique<NoAnnouncement>(), ""};
     };
-    const auto library = makeBuiltInLibrary([&] { return std::move(parts); });
-    const NDIlib_send_create_t settings{"Test", nullptr, false, false};
+    const auto library = makeBuiltInLibrary([&] {
+        SourceParts parts = testParts();
+        parts.announce = announce;
+        return parts;
+    });
+    NDIlib_send_create_t settings{"Test", nullptr, false, false};
+    EXPECT_EQ(library->create(&settings), nullptr);
+    settings.p_ndi_name = "Test1";  // the caller's retry
     const auto instance = library->create(&settings);
     const SourceStatus first = library->status(instance);
     EXPECT_EQ(first.announceState, AnnounceState::Announced);
@@ -121,7 +129,7 @@ TEST(Status, FollowsTheAnnouncementToAnotherName) {
     EXPECT_EQ(status.announceState, AnnounceState::Probing);
     EXPECT_EQ(status.announceReason, "no network interface");
 
-    publisher.onChange({mdns::AnnounceState::Established, publisher.numberedName(2), ""});
+    publisher.onChange({mdns::AnnounceState::Established, publisher.numberedName(1), ""});
     status = library->status(instance);
     EXPECT_EQ(status.announceState, AnnounceState::Announced);
     EXPECT_EQ(status.name, wire::instanceName(wire::machineName(), "Test2"));
