@@ -31,25 +31,26 @@ std::string instanceNameError(const std::string& instance) {
 
 }  // namespace
 
-AnnounceOutcome announceService(const std::string& instance, std::uint16_t port) {
+AnnounceOutcome announceService(const std::string& instance, std::uint16_t port,
+                                const AnnounceOptions& options) {
     constexpr std::chrono::seconds kLimit{3};
     AnnounceOutcome outcome;
     outcome.reason = instanceNameError(instance);
     if (!outcome.reason.empty()) {
         return outcome;
     }
-    auto publishing = startPublishing(instance, port);
-    auto status = publishing->status().waitSettled(kLimit);
+    auto publishing = startPublishing(instance, port, options);
+    auto status = publishing->waitSettled(kLimit);
     outcome.reason = std::move(status.reason);
     switch (status.state) {
-        case PublishState::Established:
+        case AnnounceState::Established:
             outcome.result = AnnounceResult::Established;
             outcome.announcement = std::move(publishing);
             break;
-        case PublishState::NameTaken:
+        case AnnounceState::NameTaken:
             outcome.result = AnnounceResult::NameTaken;
             break;
-        case PublishState::Trying:
+        case AnnounceState::Trying:
             outcome.announcement = std::move(publishing);
             break;
     }

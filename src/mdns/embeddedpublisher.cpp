@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
-#include <asio/ip/host_name.hpp>
 #include <asio/steady_timer.hpp>
 #include <optional>
 #include <random>
 #include <utility>
 
+#include "mdns/hostlabel.h"
 #include "mdns/multicastsockets.h"
 #include "mdns/responder.h"
+#include "support/hostname.h"
 #include "support/log.h"
 
 namespace mdns {
@@ -19,7 +20,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kInterfaceInterval{2};
-constexpr std::size_t kMaxHostLabel = 59;
 
 /// Everything that the publisher's thread alone uses.
 class Engine {
@@ -104,23 +104,26 @@ private:
             case Responder::State::Established:
                 HV_INFO("\"{}\" is announced by the embedded multicast DNS responder as {}.local",
                         m_instance, m_responder.hostName());
-                m_onStatus(PublishState::Established, {});
+                report(AnnounceState::Established, {});
                 break;
             case Responder::State::NameTaken:
-                m_onStatus(PublishState::NameTaken,
-                           fmt::format("another host publishes \"{}\"", m_instance));
+                report(AnnounceState::NameTaken,
+                       fmt::format("another host publishes \"{}\"", m_instance));
                 break;
             case Responder::State::Probing:
-                m_onStatus(PublishState::Trying,
-                           fmt::format("still probing for \"{}\"", m_instance));
+                report(AnnounceState::Trying, fmt::format("still probing for \"{}\"", m_instance));
                 break;
             case Responder::State::NoLink:
-                m_onStatus(PublishState::Trying,
-                           m_sockets.lastError().empty()
-                               ? "no network interface is up and supports multicast"
-                               : m_sockets.lastError());
+                report(AnnounceState::Trying,
+                       m_sockets.lastError().empty()
+                           ? "no network interface is up and supports multicast"
+                           : m_sockets.lastError());
                 break;
         }
+    }
+
+    void report(AnnounceState state, const std::string& reason) {
+        m_onStatus({state, m_instance, reason});
     }
 
     void logLinks() {
@@ -165,7 +168,7 @@ EmbeddedPublisher::~EmbeddedPublisher() {
 
 void EmbeddedPublisher::run(const std::string& instance, const std::string& type,
                             std::uint16_t port) {
-    Engine engine(*m_context, {instance, type, port, localHostLabel()}, m_onStatus);
+    Engine engine(*m_context, {instance, type, port, hostLabel(support::hostName())}, m_onStatus);
     while (!m_context->stopped()) {
         try {
             m_context->run();
@@ -176,13 +179,6 @@ void EmbeddedPublisher::run(const std::string& instance, const std::string& type
     if (m_goodbye) {
         engine.sayGoodbye();
     }
-}
-
-std::string localHostLabel() {
-    asio::error_code error;
-    std::string name = asio::ip::host_name(error);
-    name = name.substr(0, std::min(name.find('.'), kMaxHostLabel));
-    return error || name.empty() || name == "localhost" ? "ndi-host" : name;
 }
 
 }  // namespace mdns

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "mdns/publishstatus.h"
+#include "mdns/announcement.h"
 
 namespace asio {
 class io_context;
@@ -21,7 +21,7 @@ namespace mdns {
 class EmbeddedPublisher {
 public:
     /// Called on the publisher's own thread at every change.
-    using OnStatus = std::function<void(PublishState state, const std::string& reason)>;
+    using OnStatus = std::function<void(const AnnouncementStatus& status)>;
 
     EmbeddedPublisher(const std::string& instance, const std::string& type, std::uint16_t port,
                       OnStatus onStatus);
@@ -42,8 +42,5 @@ private:
     std::unique_ptr<asio::io_context> m_context;
     std::thread m_thread;
 };
-
-/// This machine's host name as one label for ".local": up to the first dot, at most 59 bytes.
-[[nodiscard]] std::string localHostLabel();
 
 }  // namespace mdns

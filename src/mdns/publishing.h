@@ -1,26 +1,36 @@
 #pragma once
 // A service that is published by the means of the platform.
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "mdns/announcement.h"
-#include "mdns/publishstatus.h"
+#include "mdns/statusboard.h"
 
 namespace mdns {
 
 class Publishing : public Announcement {
 public:
-    [[nodiscard]] const PublishStatusBoard& status() const { return m_status; }
+    [[nodiscard]] AnnouncementStatus status() const override { return m_status.get(); }
+
+    /// Returns when the name is announced or found taken, or after `limit`.
+    [[nodiscard]] AnnouncementStatus waitSettled(std::chrono::milliseconds limit) const {
+        return m_status.waitSettled(limit);
+    }
 
 protected:
-    PublishStatusBoard m_status;
+    Publishing(const std::string& instance, const AnnounceOptions& options)
+        : m_status(instance, options.onChange) {}
+
+    StatusBoard m_status;
 };
 
 /// Starts publishing and returns at once. Implemented in avahi/ (the daemon when one runs, else
 /// the embedded responder) and in windows/ (the embedded responder).
 [[nodiscard]] std::unique_ptr<Publishing> startPublishing(const std::string& instance,
-                                                          std::uint16_t port);
+                                                          std::uint16_t port,
+                                                          const AnnounceOptions& options);
 
 }  // namespace mdns

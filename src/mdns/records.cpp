@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "mdns/hostlabel.h"
+
 namespace mdns {
 namespace {
 
@@ -63,8 +65,9 @@ ServiceRecords::ServiceRecords(ServiceInfo service)
       m_hostName{m_service.host, "local"} {}
 
 void ServiceRecords::renameHost() {
-    m_hostLabels.insert(m_hostLabels.begin(),
-                        m_service.host + "-" + std::to_string(m_hostLabels.size() + 1));
+    m_hostLabels.insert(
+        m_hostLabels.begin(),
+        numberedHostLabel(m_service.host, static_cast<unsigned>(m_hostLabels.size()) + 1));
     m_hostName.front() = m_hostLabels.front();
 }
 

@@ -15,7 +15,7 @@ struct ServiceInfo {
     std::string instance;  ///< One label: 1 to 63 bytes.
     std::string type;      ///< "_ndi._tcp".
     std::uint16_t port = 0;
-    std::string host;  ///< One label, at most 59 bytes, so that a number fits behind it.
+    std::string host;  ///< One label, as by hostLabel().
 };
 
 /// The records of a service, as bits of a set.

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -10,6 +11,8 @@
 
 namespace ndi {
 namespace {
+
+constexpr std::size_t kMaxDigits = 4;
 
 bool isBlank(const char* text) {
     return std::string(text).find_first_not_of(" \t\r\n") == std::string::npos;
@@ -30,17 +33,20 @@ public:
             return nullptr;
         }
         const std::string name = settings->p_ndi_name;
-        if (isOurs(wire::instanceName(wire::machineName(), name))) {
-            HV_WARN("source {} not created: this program already has a source of that name", name);
-            return nullptr;
-        }
         const std::shared_ptr<Source> source = open(name, settings->clock_video);
         if (source == nullptr) {
+            rememberRefused(name);
             return nullptr;
         }
-        const std::lock_guard lock(m_mutex);
         const std::uintptr_t number = ++m_lastNumber;
-        m_sources.emplace(number, source);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_sources.emplace(number, source);
+        }
+        {
+            const std::lock_guard lock(m_statusMutex);
+            m_observed.emplace(number, source);
+        }
         // An opaque number; it is never dereferenced.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         return reinterpret_cast<NDIlib_send_instance_t>(number);
@@ -69,13 +75,64 @@ public:
             const std::lock_guard lock(m_mutex);
             m_sources.erase(reinterpret_cast<std::uintptr_t>(instance));
         }
+        {
+            const std::lock_guard lock(m_statusMutex);
+            m_observed.erase(reinterpret_cast<std::uintptr_t>(instance));
+        }
         source->close();
     }
 
+    [[nodiscard]] SourceStatus status(NDIlib_send_instance_t instance) override {
+        std::shared_ptr<Source> source;
+        {
+            const std::lock_guard lock(m_statusMutex);
+            const auto found = m_observed.find(reinterpret_cast<std::uintptr_t>(instance));
+            if (found == m_observed.end()) {
+                return {};
+            }
+            source = found->second;
+        }
+        return source->status();
+    }
+
+    void configure(OutputSettings settings) override {
+        const std::lock_guard lock(m_mutex);
+        m_settings = std::move(settings);
+    }
+
 private:
+    /// A caller whose name was refused tries it again with a number behind it; with m_mutex held.
+    [[nodiscard]] NameSequence sequenceOf(const std::string& name) const {
+        const std::size_t base = m_refusedName.size();
+        const bool numbered = base > 0 && name.size() > base && name.size() <= base + kMaxDigits &&
+                              name.compare(0, base, m_refusedName) == 0 &&
+                              name.find_first_not_of("0123456789", base) == std::string::npos;
+        return numbered ? NameSequence{m_refusedName,
+                                       static_cast<unsigned>(std::stoi(name.substr(base)))}
+                        : NameSequence{name, 0};
+    }
+
+    void rememberRefused(const std::string& name) {
+        const std::lock_guard lock(m_mutex);
+        if (sequenceOf(name).number == 0) {
+            m_refusedName = name;
+        }
+    }
+
     [[nodiscard]] std::shared_ptr<Source> open(const std::string& name, bool clocked) {
+        if (isOurs(wire::instanceName(wire::machineName(), name))) {
+            HV_WARN("source {} not created: this program already has a source of that name", name);
+            return nullptr;
+        }
         try {
-            return Source::open({name, clocked}, m_parts());
+            SourceSettings settings;
+            settings.clocked = clocked;
+            {
+                const std::lock_guard lock(m_mutex);
+                settings.names = sequenceOf(name);
+                settings.onStatusChange = m_settings.onStatusChange;
+            }
+            return Source::open(settings, m_parts());
         } catch (const std::exception& error) {
             // Out of threads or descriptors; exceptions must not reach a C caller.
             HV_ERROR("source {} not created: {}", name, error.what());
@@ -109,8 +166,14 @@ private:
     const std::function<SourceParts()> m_parts;
     std::mutex m_mutex;
     std::map<std::uintptr_t, std::shared_ptr<Source>> m_sources;
-    std::uintptr_t m_lastNumber = 0;
-    LogLimit m_misuse;
+    std::atomic<std::uintptr_t> m_lastNumber{0};
+    OutputSettings m_settings;
+    std::string m_refusedName;  ///< Of the last create() that failed, unless it was a numbered one.
+
+    // The same sources, for status() alone: send() must not wait for it.
+    std::mutex m_statusMutex;
+    std::map<std::uintptr_t, std::shared_ptr<Source>> m_observed;
+    support::LogLimit m_misuse;
 };
 
 }  // namespace

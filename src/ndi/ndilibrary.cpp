@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "ndi/loader/sharedlibrary.h"
 #include "ndi/sendlibrary.h"
@@ -112,6 +113,17 @@ void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& di
 bool readsAlpha() {
     const auto* const library = choice().library(__func__);
     return library == nullptr || library->readsAlpha();
+}
+
+SourceStatus sourceStatus(NDIlib_send_instance_t instance) {
+    auto* const library = choice().library(__func__);
+    return library != nullptr ? library->status(instance) : SourceStatus();
+}
+
+void configureOutput(OutputSettings settings) {
+    if (auto* const library = choice().library(__func__)) {
+        library->configure(std::move(settings));
+    }
 }
 
 }  // namespace ndi

@@ -3,6 +3,8 @@
 // after NDIlib_initialize().
 
 #include "ndi/ndilib.h"
+#include "ndi/outputsettings.h"
+#include "ndi/sourcestatus.h"
 #include "support/dirtyrows.h"
 
 namespace ndi {
@@ -15,5 +17,13 @@ void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& di
 /// Whether the alpha bytes of BGRA frames matter: to the vendor's runtime they do, the built-in
 /// output ignores them. Any thread.
 [[nodiscard]] bool readsAlpha();
+
+/// What the source reports about itself and its receivers. With the vendor's runtime, and for an
+/// unknown or destroyed source, `known` is false. Any thread; takes no lock that a send takes,
+/// waits for nothing, and costs a few microseconds.
+[[nodiscard]] SourceStatus sourceStatus(NDIlib_send_instance_t instance);
+
+/// For the sources created from now on. The vendor's runtime ignores it.
+void configureOutput(OutputSettings settings);
 
 }  // namespace ndi

@@ -7,6 +7,8 @@
 
 #include "ndi/ndilib.h"
 #include "ndi/output/source.h"
+#include "ndi/outputsettings.h"
+#include "ndi/sourcestatus.h"
 #include "support/dirtyrows.h"
 
 namespace ndi {
@@ -22,6 +24,9 @@ public:
     virtual void destroy(NDIlib_send_instance_t instance) = 0;
     virtual void hint(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) = 0;
     [[nodiscard]] virtual bool readsAlpha() const = 0;
+    [[nodiscard]] virtual SourceStatus status(NDIlib_send_instance_t instance) = 0;
+    /// For the sources created from now on.
+    virtual void configure(OutputSettings settings) = 0;
 };
 
 /// Reads an environment variable; empty when it is not set.

@@ -42,7 +42,7 @@ void AvahiPublisher::run(std::chrono::milliseconds limit) {
         // The daemon probes for its host name, or has stopped: it has dropped the service.
         forgetService();
         m_nextAttempt = {};
-        m_status = {PublishState::Trying, "the Avahi daemon is not ready yet"};
+        report(AnnounceState::Trying, "the Avahi daemon is not ready yet");
     }
 }
 
@@ -64,7 +64,7 @@ void AvahiPublisher::connect() {
     }
 }
 
-PublishStatus AvahiPublisher::publish() {
+AnnouncementStatus AvahiPublisher::publish() {
     if (!m_registered && m_clientState == AVAHI_CLIENT_S_RUNNING && Clock::now() >= m_nextAttempt) {
         registerService();
     }
@@ -73,8 +73,8 @@ PublishStatus AvahiPublisher::publish() {
 
 void AvahiPublisher::registerService() {
     m_nextAttempt = Clock::now() + kAttemptInterval;
-    m_status.state = PublishState::Trying;
-    m_status.reason = fmt::format("the Avahi daemon is still probing for \"{}\"", m_instance);
+    report(AnnounceState::Trying,
+           fmt::format("the Avahi daemon is still probing for \"{}\"", m_instance));
     m_group.reset(avahi_entry_group_new(m_client.get(), &AvahiPublisher::groupChanged, this));
     if (!m_group) {
         fail("creating an entry group", avahi_client_errno(m_client.get()));
@@ -101,13 +101,17 @@ void AvahiPublisher::forgetService() {
 void AvahiPublisher::fail(const std::string& what, int avahiError) {
     forgetService();
     if (avahiError == AVAHI_ERR_COLLISION) {
-        m_status = {PublishState::NameTaken,
-                    fmt::format("this host publishes \"{}\" already", m_instance)};
+        report(AnnounceState::NameTaken,
+               fmt::format("this host publishes \"{}\" already", m_instance));
         return;
     }
-    m_status = {PublishState::Trying, fmt::format("publishing \"{}\" through the Avahi daemon: {} "
-                                                  "failed: {}",
-                                                  m_instance, what, avahi_strerror(avahiError))};
+    report(AnnounceState::Trying, fmt::format("publishing \"{}\" through the Avahi daemon: {} "
+                                              "failed: {}",
+                                              m_instance, what, avahi_strerror(avahiError)));
+}
+
+void AvahiPublisher::report(AnnounceState state, const std::string& reason) {
+    m_status = {state, m_instance, reason};
 }
 
 void AvahiPublisher::clientChanged(AvahiClient* client, AvahiClientState state, void* self) {
@@ -117,9 +121,9 @@ void AvahiPublisher::clientChanged(AvahiClient* client, AvahiClientState state, 
         // run() frees the client after this callback, and connects again at once.
         publisher.m_nextConnect = Clock::now();
         publisher.m_nextAttempt = {};
-        publisher.m_status = {PublishState::Trying,
-                              fmt::format("the connection to the Avahi daemon was lost: {}",
-                                          avahi_strerror(avahi_client_errno(client)))};
+        publisher.report(AnnounceState::Trying,
+                         fmt::format("the connection to the Avahi daemon was lost: {}",
+                                     avahi_strerror(avahi_client_errno(client))));
     }
 }
 
@@ -128,18 +132,17 @@ void AvahiPublisher::groupChanged(AvahiEntryGroup* /*group*/, AvahiEntryGroupSta
     auto& publisher = *static_cast<AvahiPublisher*>(self);
     switch (state) {
         case AVAHI_ENTRY_GROUP_ESTABLISHED:
-            publisher.m_status = {PublishState::Established, {}};
+            publisher.report(AnnounceState::Established, {});
             break;
         case AVAHI_ENTRY_GROUP_COLLISION:
             publisher.m_registered = false;
-            publisher.m_status = {
-                PublishState::NameTaken,
-                fmt::format("another host publishes \"{}\"", publisher.m_instance)};
+            publisher.report(AnnounceState::NameTaken,
+                             fmt::format("another host publishes \"{}\"", publisher.m_instance));
             break;
         case AVAHI_ENTRY_GROUP_FAILURE:
             publisher.m_registered = false;
-            publisher.m_status = {PublishState::Trying,
-                                  "the Avahi daemon failed to publish the service"};
+            publisher.report(AnnounceState::Trying,
+                             "the Avahi daemon failed to publish the service");
             break;
         case AVAHI_ENTRY_GROUP_UNCOMMITED:
         case AVAHI_ENTRY_GROUP_REGISTERING:

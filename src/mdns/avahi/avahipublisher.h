@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-#include "mdns/publishstatus.h"
+#include "mdns/announcement.h"
 
 namespace mdns {
 
@@ -38,7 +38,7 @@ public:
 
     /// Registers the service if that has not been done yet and the daemon is ready. Returns the
     /// state. A taken name is retried every ten seconds.
-    [[nodiscard]] PublishStatus publish();
+    [[nodiscard]] AnnouncementStatus publish();
 
 private:
     static void clientChanged(AvahiClient* client, AvahiClientState state, void* self);
@@ -47,6 +47,7 @@ private:
     void registerService();
     void forgetService();
     void fail(const std::string& what, int avahiError);
+    void report(AnnounceState state, const std::string& reason);
 
     template <auto freeFunction>
     struct Free {
@@ -64,7 +65,7 @@ private:
     std::unique_ptr<AvahiEntryGroup, Free<avahi_entry_group_free>> m_group;
     bool m_registered = false;  ///< The daemon has the service and reported no failure.
     AvahiClientState m_clientState = AVAHI_CLIENT_FAILURE;
-    PublishStatus m_status;
+    AnnouncementStatus m_status;
     std::chrono::steady_clock::time_point m_nextConnect;
     std::chrono::steady_clock::time_point m_nextAttempt;  ///< After a name was taken or refused.
 };

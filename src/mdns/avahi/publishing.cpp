@@ -22,8 +22,10 @@ constexpr std::chrono::seconds kPollTime{1};
 /// each would see a conflict with the other one.
 class DaemonOrEmbedded : public Publishing {
 public:
-    DaemonOrEmbedded(const std::string& instance, std::uint16_t port)
-        : m_instance(instance),
+    DaemonOrEmbedded(const std::string& instance, std::uint16_t port,
+                     const AnnounceOptions& options)
+        : Publishing(instance, options),
+          m_instance(instance),
           m_port(port),
           m_avahi(instance, kServiceType, port),
           m_thread([this] { run(); }) {}
@@ -58,19 +60,19 @@ private:
         if (status.state != m_logged.state || status.reason != m_logged.reason) {
             m_logged = status;
             logDaemon(status);
-            m_status.set(status.state, status.reason);
+            m_status.set(status);
         }
     }
 
-    void logDaemon(const PublishStatus& status) const {
+    void logDaemon(const AnnouncementStatus& status) const {
         switch (status.state) {
-            case PublishState::Established:
+            case AnnounceState::Established:
                 HV_INFO("\"{}\" is announced by the Avahi daemon", m_instance);
                 break;
-            case PublishState::NameTaken:
+            case AnnounceState::NameTaken:
                 HV_WARN("the Avahi daemon refuses the name: {}", status.reason);
                 break;
-            case PublishState::Trying:
+            case AnnounceState::Trying:
                 HV_DEBUG("{}", status.reason);
                 break;
         }
@@ -88,9 +90,8 @@ private:
         m_logged = {};
         HV_INFO("no Avahi daemon {}: the embedded multicast DNS responder serves \"{}\"",
                 m_daemonSeen ? "any more" : "runs", m_instance);
-        m_embedded.emplace(
-            m_instance, kServiceType, m_port,
-            [this](PublishState state, const std::string& reason) { m_status.set(state, reason); });
+        m_embedded.emplace(m_instance, kServiceType, m_port,
+                           [this](const AnnouncementStatus& status) { m_status.set(status); });
     }
 
     const std::string m_instance;
@@ -99,15 +100,16 @@ private:
     std::optional<EmbeddedPublisher> m_embedded;
     std::optional<Clock::time_point> m_daemonGoneSince;
     bool m_daemonSeen = false;
-    PublishStatus m_logged;
+    AnnouncementStatus m_logged;
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };
 
 }  // namespace
 
-std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
-    return std::make_unique<DaemonOrEmbedded>(instance, port);
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port,
+                                            const AnnounceOptions& options) {
+    return std::make_unique<DaemonOrEmbedded>(instance, port, options);
 }
 
 }  // namespace mdns

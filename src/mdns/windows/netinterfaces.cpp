@@ -7,22 +7,9 @@
 
 #include "mdns/netinterfaces.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace mdns {
-namespace {
-
-std::string toUtf8(const wchar_t* text) {
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) {
-        return {};
-    }
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8.data(), size, nullptr, nullptr);
-    utf8.pop_back();
-    return utf8;
-}
-
-}  // namespace
 
 std::vector<NetInterface> multicastInterfaces() {
     constexpr ULONG kFlags =
@@ -50,7 +37,7 @@ std::vector<NetInterface> multicastInterfaces() {
             continue;
         }
         const DWORD index = adapter->IfIndex != 0 ? adapter->IfIndex : adapter->Ipv6IfIndex;
-        NetInterface interface_{index, toUtf8(adapter->FriendlyName), {}};
+        NetInterface interface_{index, support::utf8FromWide(adapter->FriendlyName), {}};
         for (const auto* unicast = adapter->FirstUnicastAddress; unicast != nullptr;
              unicast = unicast->Next) {
             interface_.addresses.push_back(

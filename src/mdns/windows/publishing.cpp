@@ -7,11 +7,11 @@ namespace {
 
 class EmbeddedPublishing : public Publishing {
 public:
-    EmbeddedPublishing(const std::string& instance, std::uint16_t port)
-        : m_embedded(instance, kServiceType, port,
-                     [this](PublishState state, const std::string& reason) {
-                         m_status.set(state, reason);
-                     }) {}
+    EmbeddedPublishing(const std::string& instance, std::uint16_t port,
+                       const AnnounceOptions& options)
+        : Publishing(instance, options),
+          m_embedded(instance, kServiceType, port,
+                     [this](const AnnouncementStatus& status) { m_status.set(status); }) {}
 
 private:
     EmbeddedPublisher m_embedded;
@@ -19,8 +19,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
-    return std::make_unique<EmbeddedPublishing>(instance, port);
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port,
+                                            const AnnounceOptions& options) {
+    return std::make_unique<EmbeddedPublishing>(instance, port, options);
 }
 
 }  // namespace mdns

@@ -1,16 +1,13 @@
 #include <algorithm>
-#include <asio/ip/host_name.hpp>
 
 #include "ndi/wire/sourcename.h"
-#include "support/utf8.h"
+#include "support/hostname.h"
 
 namespace ndi::wire {
 
 std::string machineName() {
-    asio::error_code error;
-    std::string name = asio::ip::host_name(error);
-    name = support::cleanUtf8(std::string_view(name).substr(0, name.find('.')));
-    if (error || name.empty()) {
+    std::string name = support::hostName();
+    if (name.empty()) {
         name = "localhost";
     }
     std::transform(name.begin(), name.end(), name.begin(), [](char c) {

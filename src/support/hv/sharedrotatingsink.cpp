@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <exception>
+#include <system_error>
 #include <utility>
 
 #include "support/hv/sharedfile.h"
@@ -15,6 +17,9 @@ namespace fs = std::filesystem;
 
 /// Rotating takes far less; an older lock was left by a program that was killed.
 constexpr std::chrono::seconds kStaleLock(10);
+
+/// Of lines that wait for a slow disk; more are lost.
+constexpr std::size_t kMaxWaitingBytes = 8 << 20;
 
 /// Held by one program at a time. It is a folder, because creating one fails when it exists.
 class RotationLock {
@@ -62,34 +67,92 @@ fs::path numbered(const fs::path& path, std::size_t number) {
 SharedRotatingSink::SharedRotatingSink(fs::path path, std::size_t maxSize, std::size_t rotatedFiles)
     : m_path(std::move(path)), m_maxSize(maxSize), m_rotatedFiles(rotatedFiles) {
     open();
+    m_thread = std::thread([this] { writeLoop(); });
 }
 
-void SharedRotatingSink::open() {
-    m_file.reset(openShared(m_path));
-    m_size = spdlog::details::os::filesize(m_file.get());
+SharedRotatingSink::~SharedRotatingSink() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_closing = true;
+    }
+    m_wake.notify_one();
+    m_thread.join();
 }
 
 void SharedRotatingSink::sink_it_(const spdlog::details::log_msg& message) {
+    const std::lock_guard lock(m_mutex);
     spdlog::memory_buf_t line;
     formatter_->format(message, line);
+    if (m_waitingBytes + line.size() > kMaxWaitingBytes) {
+        ++m_lost;
+        return;
+    }
+    m_waiting.emplace_back(line.data(), line.size());
+    m_waitingBytes += line.size();
+    ++m_linesIn;
+    m_wake.notify_one();
+}
+
+void SharedRotatingSink::flush_() {
+    std::unique_lock lock(m_mutex);
+    const std::uint64_t last = m_linesIn;
+    m_written.wait(lock, [&] { return m_linesOut >= last; });
+}
+
+void SharedRotatingSink::writeLoop() {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [this] { return m_closing || !m_waiting.empty(); });
+        if (m_waiting.empty()) {
+            return;
+        }
+        std::vector<std::string> lines = std::exchange(m_waiting, {});
+        m_waitingBytes = 0;
+        const std::size_t taken = lines.size();
+        if (const std::uint64_t lost = std::exchange(m_lost, 0); lost > 0) {
+            lines.push_back(
+                fmt::format("{} log lines were lost here: the disk is too slow\n", lost));
+        }
+        lock.unlock();
+        write(lines);
+        lock.lock();
+        m_linesOut += taken;
+        m_written.notify_all();
+    }
+}
+
+void SharedRotatingSink::write(const std::vector<std::string>& lines) {
+    try {
+        for (const std::string& line : lines) {
+            writeLine(line);
+        }
+        std::fflush(m_file.get());
+        m_size = spdlog::details::os::filesize(m_file.get());  // with the lines of other programs
+        m_failed = false;
+    } catch (const std::exception& error) {
+        if (!std::exchange(m_failed, true)) {
+            std::fprintf(stderr, "writing the log file %s failed: %s\n", m_path.string().c_str(),
+                         error.what());
+        }
+    }
+}
+
+void SharedRotatingSink::writeLine(const std::string& line) {
     if (!m_file) {
-        open();  // It failed after the last rotation.
+        open();  // it failed when the files were moved on
     }
     if (m_size + line.size() > m_maxSize) {
         rotate(line.size());
     }
     if (std::fwrite(line.data(), 1, line.size(), m_file.get()) != line.size()) {
-        throw spdlog::spdlog_ex("Failed writing to file " + m_path.string(), errno);
+        throw std::system_error(errno, std::generic_category());
     }
     m_size += line.size();
 }
 
-void SharedRotatingSink::flush_() {
-    if (!m_file) {
-        return;
-    }
-    std::fflush(m_file.get());
-    m_size = spdlog::details::os::filesize(m_file.get());  // Includes the lines of other programs.
+void SharedRotatingSink::open() {
+    m_file.reset(openShared(m_path));
+    m_size = spdlog::details::os::filesize(m_file.get());
 }
 
 void SharedRotatingSink::rotate(std::size_t needed) {

@@ -4,6 +4,7 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 
 #include <array>
+#include <cstdio>
 #include <utility>
 
 #include "support/hv/sharedfile.h"
@@ -42,6 +43,7 @@ SpdlogBase::SpdlogBase(std::string loggerName)
     : m_loggerName(std::move(loggerName)), m_logger(makeLogger({})) {}
 
 void SpdlogBase::appendConsoleSink(int level, const std::string& pattern) {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);  // lines appear without a flush
     auto sink = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
     applyFormat(*sink, level, pattern);
     const std::lock_guard lock(m_mutex);
@@ -81,8 +83,9 @@ void SpdlogBase::shutdownLogger() {
 std::shared_ptr<spdlog::logger> SpdlogBase::makeLogger(std::vector<spdlog::sink_ptr> sinks) const {
     auto made = std::make_shared<spdlog::logger>(m_loggerName, sinks.begin(), sinks.end());
     made->set_level(spdlog::level::trace);
-    // The lines that explain a crash must be in the file when it happens.
-    made->flush_on(spdlog::level::info);
+    // The lines that explain a crash must be in the file when it happens. The others are written
+    // soon, without a wait.
+    made->flush_on(spdlog::level::warn);
     return made;
 }
 

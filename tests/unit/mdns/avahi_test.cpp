@@ -7,9 +7,10 @@
 
 #include "mdns/announcement.h"
 #include "mdns/dns.h"
-#include "mdns/embeddedpublisher.h"
+#include "mdns/hostlabel.h"
 #include "mdns/multicastsockets.h"
 #include "support/avahidaemon.h"
+#include "support/hostname.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ bool servedBy(const std::string& host) {
     return eventually([&] { return hostOf("HOST (first)") == host; });
 }
 
-const std::string kEmbedded = mdns::localHostLabel() + ".local";
+const std::string kEmbedded = mdns::hostLabel(support::hostName()) + ".local";
 const std::string kDaemon = "testhost.local";
 
 TEST(AvahiPublishing, OutlivesTheDaemon) {

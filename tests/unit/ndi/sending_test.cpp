@@ -254,8 +254,8 @@ protected:
     std::atomic<mdns::AnnounceResult> m_announce{mdns::AnnounceResult::Established};
     std::unique_ptr<SendLibrary> m_library = makeBuiltInLibrary([this] {
         SourceParts parts = testParts();
-        parts.announce = [this](const std::string&, std::uint16_t) {
-            return mdns::AnnounceOutcome{m_announce, std::make_unique<mdns::Announcement>(),
+        parts.announce = [this](const std::string&, std::uint16_t, const mdns::AnnounceOptions&) {
+            return mdns::AnnounceOutcome{m_announce, std::make_unique<NoAnnouncement>(),
                                          "no network"};
         };
         return parts;

@@ -22,11 +22,18 @@ namespace ndi {
 using tests::LogCapture;
 using tests::TestReceiver;
 
+/// Announces nothing.
+class NoAnnouncement : public mdns::Announcement {
+public:
+    [[nodiscard]] mdns::AnnouncementStatus status() const override { return {}; }
+};
+
 inline SourceParts testParts() {
     SourceParts parts;
-    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/) {
+    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/,
+                        const mdns::AnnounceOptions& /*options*/) {
         return mdns::AnnounceOutcome{mdns::AnnounceResult::Established,
-                                     std::make_unique<mdns::Announcement>(), ""};
+                                     std::make_unique<NoAnnouncement>(), ""};
     };
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;
@@ -34,7 +41,7 @@ inline SourceParts testParts() {
 }
 
 inline std::unique_ptr<Source> openSource(SourceParts parts = testParts()) {
-    return Source::open({"Test", false}, std::move(parts));
+    return Source::open({{"Test", 0}, false, {}}, std::move(parts));
 }
 
 /// A grey frame with a gradient; grey, so that its luma is the same whatever the matrix. It

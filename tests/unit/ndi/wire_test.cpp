@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -185,6 +186,17 @@ TEST(SourceName, FitsItsLabelAndEndsAtACharacter) {
         EXPECT_EQ(instanceName(c.machine, c.source), c.expected);
         EXPECT_LE(instanceName(c.machine, c.source).size(), kMaxInstanceName);
     }
+    // The numbers of a caller's retries survive the cut.
+    const std::string longName = "A source name that fills its label to the last byte, in words";
+    std::set<std::string> names = {instanceName("HOST", longName)};
+    for (int number = 1; number <= 16; ++number) {
+        const std::string name = instanceName("HOST", longName + std::to_string(number));
+        EXPECT_EQ(name.size(), kMaxInstanceName);
+        EXPECT_EQ(sourcePart(name).find(std::to_string(number)),
+                  sourcePart(name).size() - std::to_string(number).size());
+        names.insert(name);
+    }
+    EXPECT_EQ(names.size(), 17U);
     // Four-byte characters, cut at each of their bytes.
     const std::string face = "\xf0\x9f\x98\x80";
     for (std::size_t size = 4; size < 8; ++size) {

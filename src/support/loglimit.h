@@ -1,10 +1,10 @@
 #pragma once
-// Limits the number of log lines.
+// Limits the number of log lines that others cause: peers, drivers, callers.
 
 #include <chrono>
 #include <mutex>
 
-namespace ndi {
+namespace support {
 
 /// Allows a few log lines in ten seconds, so that an error that recurs with every frame or
 /// connection does not fill the log. Any thread.
@@ -38,4 +38,4 @@ private:
     unsigned m_suppressed = 0;
 };
 
-}  // namespace ndi
+}  // namespace support
