@@ -128,6 +128,11 @@ ExitCode conclude(Outcome& outcome, const Options& options, const std::string& f
 }
 
 int receiveTask(const Options& options) {
+    const std::string error = options.saveFile.empty() ? "" : checkWritable(fileFor(options, 0));
+    if (!error.empty()) {
+        fmt::print(stderr, "{}\n", error);
+        return kNotSaved;
+    }
     const auto targets = findTargets(options, g_interrupted);
     if (targets.empty()) {
         return kNothing;

@@ -7,6 +7,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <sstream>
 
 namespace monitor {
@@ -133,6 +134,11 @@ void addReception(CLI::App& app, Options& options) {
 void addOutput(CLI::App& app, Options& options) {
     app.add_option("--save", options.saveFile,
                    "Save the last frame; with --all: FILE-1.png, FILE-2.png ...")
+        ->check([](const std::string& file) {
+            return CLI::detail::to_lower(std::filesystem::path(file).extension().string()) == ".png"
+                       ? std::string()
+                       : fmt::format("expected a file name ending in .png, not \"{}\"", file);
+        })
         ->type_name("FILE.png");
     app.add_flag("--stats", options.stats, "Print the latency: time of arrival minus timestamp");
     app.add_flag("--json", options.json, "Print the result as JSON on standard output");

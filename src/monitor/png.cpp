@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 
@@ -66,7 +67,24 @@ PacketPtr encode(const AVFrame& rgb, std::string& error) {
     return packet;
 }
 
+std::string writingFailed(const std::string& file) {
+    return "writing " + file + " failed: " + std::generic_category().message(errno);
+}
+
 }  // namespace
+
+std::string checkWritable(const std::string& file) {
+    std::error_code ignored;
+    const bool existed = std::filesystem::exists(file, ignored);
+    errno = 0;
+    if (!std::ofstream(file, std::ios::binary | std::ios::app)) {
+        return writingFailed(file);
+    }
+    if (!existed) {
+        std::filesystem::remove(file, ignored);
+    }
+    return {};
+}
 
 std::string savePng(const AVFrame& frame, const std::string& file) {
     std::string error;
@@ -80,7 +98,7 @@ std::string savePng(const AVFrame& frame, const std::string& file) {
     out.write(reinterpret_cast<const char*>(packet->data), packet->size);
     out.close();
     if (!out) {
-        return "writing " + file + " failed: " + std::generic_category().message(errno);
+        return writingFailed(file);
     }
     return {};
 }

@@ -169,7 +169,7 @@ private:
             statistics.addCorrupt();
             return;
         }
-        Statistics::Frame frame;
+        ArrivedFrame frame;
         frame.arrivedUs =
             std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_start).count();
         frame.wallClock100ns = wallClock;
