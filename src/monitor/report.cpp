@@ -5,6 +5,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "monitor/endpointtext.h"
 #include "monitor/videotext.h"
 #include "support/utf8.h"
 
@@ -20,11 +21,6 @@ std::string lineOf(const Json& json) {
 
 double rounded(double number) {
     return std::round(number * 1000) / 1000;
-}
-
-std::string endpointText(const asio::ip::tcp::endpoint& endpoint) {
-    const std::string address = endpoint.address().to_string();
-    return fmt::format(endpoint.address().is_v6() ? "[{}]:{}" : "{}:{}", address, endpoint.port());
 }
 
 /// "1 frame", "2 frames".
