@@ -20,6 +20,7 @@ constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S] [--json]
        ndimonitor NAME [OPTION...]
        ndimonitor --address HOST:PORT [OPTION...]
        ndimonitor --all [OPTION...]
+       ndimonitor NAME --view [--quality QUALITY] [--tally TALLY]
 )";
 
 constexpr const char* kFooter =
@@ -132,6 +133,7 @@ void addReception(CLI::App& app, Options& options) {
 }
 
 void addOutput(CLI::App& app, Options& options) {
+    auto* view = app.add_flag("--view", options.view, "Show the source in a window");
     app.add_option("--save", options.saveFile,
                    "Save the last frame; with --all: FILE-1.png, FILE-2.png ...")
         ->check([](const std::string& file) {
@@ -145,6 +147,10 @@ void addOutput(CLI::App& app, Options& options) {
     app.add_flag_callback(
         "--no-decode", [&] { options.decode = false; },
         "Don't decode, only count; damaged frames are not detected");
+    for (const char* other : {"--list", "--all", "--frames", "--seconds", "--save", "--json",
+                              "--stats", "--no-decode"}) {
+        view->excludes(app.get_option(other));
+    }
 }
 
 /// What is wrong with the words that no option took: an unknown option, or a second name.
