@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 extern "C" {
@@ -16,6 +17,7 @@ extern "C" {
 #include "monitor/report.h"
 #include "monitor/search.h"
 #include "monitor/videotext.h"
+#include "monitor/view/viewer.h"
 
 namespace {
 
@@ -127,10 +129,28 @@ ExitCode conclude(Outcome& outcome, const Options& options, const std::string& f
     return code;
 }
 
+int viewTask(const Target& target, const Options& options) {
+    try {
+        view(target, options, g_interrupted);
+    } catch (const std::runtime_error& error) {
+        fmt::print(stderr, "{} can't be shown: {}\n", target.name, error.what());
+        return kNothing;
+    }
+    return kDone;
+}
+
 int receiveTask(const Options& options) {
+    const std::string error = options.saveFile.empty() ? "" : checkWritable(fileFor(options, 0));
+    if (!error.empty()) {
+        fmt::print(stderr, "{}\n", error);
+        return kNotSaved;
+    }
     const auto targets = findTargets(options, g_interrupted);
     if (targets.empty()) {
         return kNothing;
+    }
+    if (options.view) {
+        return viewTask(targets.front(), options);
     }
     auto outcomes = receiveAll(targets, options);
     int firstFailure = kDone;

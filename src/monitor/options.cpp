@@ -7,6 +7,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <sstream>
 
 namespace monitor {
@@ -19,6 +20,7 @@ constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S] [--json]
        ndimonitor NAME [OPTION...]
        ndimonitor --address HOST:PORT [OPTION...]
        ndimonitor --all [OPTION...]
+       ndimonitor NAME --view [--quality QUALITY] [--tally TALLY]
 )";
 
 constexpr const char* kFooter =
@@ -131,14 +133,24 @@ void addReception(CLI::App& app, Options& options) {
 }
 
 void addOutput(CLI::App& app, Options& options) {
+    auto* view = app.add_flag("--view", options.view, "Show the source in a window");
     app.add_option("--save", options.saveFile,
                    "Save the last frame; with --all: FILE-1.png, FILE-2.png ...")
+        ->check([](const std::string& file) {
+            return CLI::detail::to_lower(std::filesystem::path(file).extension().string()) == ".png"
+                       ? std::string()
+                       : fmt::format("expected a file name ending in .png, not \"{}\"", file);
+        })
         ->type_name("FILE.png");
     app.add_flag("--stats", options.stats, "Print the latency: time of arrival minus timestamp");
     app.add_flag("--json", options.json, "Print the result as JSON on standard output");
     app.add_flag_callback(
         "--no-decode", [&] { options.decode = false; },
         "Don't decode, only count; damaged frames are not detected");
+    for (const char* other : {"--list", "--all", "--frames", "--seconds", "--save", "--json",
+                              "--stats", "--no-decode"}) {
+        view->excludes(app.get_option(other));
+    }
 }
 
 /// What is wrong with the words that no option took: an unknown option, or a second name.

@@ -28,6 +28,7 @@ struct Options {
     bool stats = false;
     bool json = false;
     bool decode = true;
+    bool view = false;  ///< Show the source in a window.
 };
 
 /// What is wrong with a command line: one line for the user.

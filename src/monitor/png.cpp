@@ -2,10 +2,11 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 
-#include "support/ffmpeghandles.h"
+#include "monitor/rgbconverter.h"
 
 namespace monitor {
 namespace {
@@ -13,30 +14,6 @@ namespace {
 using support::ffmpegError;
 using support::FramePtr;
 using support::PacketPtr;
-
-/// Null, with `error` set, when this fails.
-FramePtr toRgb(const AVFrame& frame, std::string& error) {
-    const auto format = static_cast<AVPixelFormat>(frame.format);
-    FramePtr rgb(av_frame_alloc());
-    rgb->width = frame.width;
-    rgb->height = frame.height;
-    rgb->format = AV_PIX_FMT_RGB24;
-    const support::ScalerPtr scaler(sws_getContext(
-        frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_RGB24,
-        SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
-    const int result = av_frame_get_buffer(rgb.get(), 0);
-    if (!scaler || result < 0) {
-        error =
-            result < 0 ? ffmpegError(result) : "libswscale can't convert this pixel format to RGB";
-        return nullptr;
-    }
-    const bool small = frame.width <= 720 && frame.height <= 576;
-    const int* matrix = sws_getCoefficients(small ? SWS_CS_ITU601 : SWS_CS_ITU709);
-    constexpr int kUnity = 1 << 16;
-    sws_setColorspaceDetails(scaler.get(), matrix, 0, matrix, 1, 0, kUnity, kUnity);
-    sws_scale(scaler.get(), frame.data, frame.linesize, 0, frame.height, rgb->data, rgb->linesize);
-    return rgb;
-}
 
 /// Null, with `error` set, when this fails.
 PacketPtr encode(const AVFrame& rgb, std::string& error) {
@@ -66,12 +43,29 @@ PacketPtr encode(const AVFrame& rgb, std::string& error) {
     return packet;
 }
 
+std::string writingFailed(const std::string& file) {
+    return "writing " + file + " failed: " + std::generic_category().message(errno);
+}
+
 }  // namespace
 
+std::string checkWritable(const std::string& file) {
+    std::error_code ignored;
+    const bool existed = std::filesystem::exists(file, ignored);
+    errno = 0;
+    if (!std::ofstream(file, std::ios::binary | std::ios::app)) {
+        return writingFailed(file);
+    }
+    if (!existed) {
+        std::filesystem::remove(file, ignored);
+    }
+    return {};
+}
+
 std::string savePng(const AVFrame& frame, const std::string& file) {
-    std::string error;
-    const FramePtr rgb = toRgb(frame, error);
-    const PacketPtr packet = rgb ? encode(*rgb, error) : nullptr;
+    const FramePtr rgb(av_frame_alloc());
+    std::string error = RgbConverter(AV_PIX_FMT_RGB24).convert(frame, *rgb);
+    const PacketPtr packet = error.empty() ? encode(*rgb, error) : nullptr;
     if (!packet) {
         return "encoding the frame as a PNG failed: " + error;
     }
@@ -80,7 +74,7 @@ std::string savePng(const AVFrame& frame, const std::string& file) {
     out.write(reinterpret_cast<const char*>(packet->data), packet->size);
     out.close();
     if (!out) {
-        return "writing " + file + " failed: " + std::generic_category().message(errno);
+        return writingFailed(file);
     }
     return {};
 }

@@ -2,214 +2,109 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
-#include <asio/buffer.hpp>
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/write.hpp>
 #include <chrono>
+#include <memory>
 
+#include "monitor/connection.h"
 #include "monitor/decoder.h"
+#include "monitor/recentrate.h"
 #include "monitor/videotext.h"
-#include "ndi/wire/messagereader.h"
-#include "ndi/wire/sourcename.h"
-#include "ndi/wire/textmessage.h"
 
 namespace monitor {
 namespace {
 
 namespace wire = ndi::wire;
 using Clock = std::chrono::steady_clock;
-using asio::ip::tcp;
 
-constexpr std::chrono::seconds kConnectTimeout{5};
 constexpr std::chrono::seconds kFirstFrameTimeout{10};
 constexpr std::chrono::milliseconds kCheckInterval{100};
+constexpr std::chrono::seconds kProgressInterval{1};
 
-std::int64_t wallClock100ns() {
-    using namespace std::chrono;
-    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count() / 100;
+Request requestOf(const Options& options) {
+    return {options.lowQuality, options.tally == Options::Tally::Program,
+            options.tally == Options::Tally::Preview};
 }
 
-std::string endpointText(const tcp::endpoint& endpoint) {
-    const std::string address = endpoint.address().to_string();
-    return fmt::format(endpoint.address().is_v6() ? "[{}]:{}" : "{}:{}", address, endpoint.port());
-}
-
-class Connection {
+class Receiver final : public Connection::Listener {
 public:
-    Connection(const Target& target, const Options& options, const std::atomic<bool>& interrupted,
-               const Tell& tell)
-        : m_target(target), m_options(options), m_interrupted(interrupted), m_tell(tell) {
+    Receiver(const Target& target, const Options& options, const std::atomic<bool>& interrupted,
+             const Tell& tell, const ShowProgress& showProgress)
+        : m_options(options),
+          m_interrupted(interrupted),
+          m_tell(tell),
+          m_showProgress(showProgress) {
         m_result.name = target.name;
+        m_connection.start(target.endpoints, requestOf(options));
+        checkEnd();
     }
 
     Reception run() {
-        if (connect()) {
-            m_start = Clock::now();
-            sendGreeting();
-            readMore();
-            checkEnd();
-            m_context.restart();
-            m_context.run();
-            m_result.elapsedSeconds = std::chrono::duration<double>(Clock::now() - m_start).count();
-            decodeLastPacket();
+        m_context.run();
+        if (m_start) {
+            m_result.elapsedSeconds =
+                std::chrono::duration<double>(Clock::now() - *m_start).count();
         }
+        decodeLastPacket();
         return std::move(m_result);
     }
 
 private:
-    bool connect() {
-        for (const auto& endpoint : m_target.endpoints) {
-            asio::error_code error = asio::error::timed_out;
-            m_socket = tcp::socket(m_context);
-            m_socket.async_connect(endpoint, [&error](asio::error_code result) { error = result; });
-            const auto end = Clock::now() + kConnectTimeout;
-            m_context.restart();
-            while (!m_context.stopped() && Clock::now() < end && !m_interrupted) {
-                m_context.run_for(kCheckInterval);
-            }
-            if (!m_context.stopped()) {
-                asio::error_code ignored;
-                m_socket.close(ignored);
-                m_context.run();  // Runs the cancelled handler, which refers to `error`.
-                error = asio::error::timed_out;
-            }
-            if (!error) {
-                m_result.address = endpointText(endpoint);
-                m_socket.set_option(tcp::no_delay(true), error);
-                return true;
-            }
-            m_result.reason +=
-                fmt::format("{}connecting to {} failed: {}", m_result.reason.empty() ? "" : "; ",
-                            endpointText(endpoint), error.message());
-        }
-        return false;
+    void onConnected(const std::string& address) override {
+        m_start = Clock::now();
+        m_nextProgress = *m_start;
+        m_result.address = address;
     }
 
-    void sendGreeting() {
-        wire::EnabledStreamsText streams;
-        streams.video = true;
-        streams.text = true;
-        wire::QualityText quality;
-        quality.low = m_options.lowQuality;
-        wire::TallyText tally;
-        tally.onProgram = m_options.tally == Options::Tally::Program;
-        tally.onPreview = m_options.tally == Options::Tally::Preview;
-        for (const auto& text : {composeText(wire::VersionText{}),
-                                 composeText(wire::IdentifyText{
-                                     wire::instanceName(wire::machineName(), "ndimonitor")}),
-                                 composeText(quality), composeText(streams), composeText(tally)}) {
-            const auto message = wire::makeTextMessage(text);
-            m_greeting.insert(m_greeting.end(), message.begin(), message.end());
+    void onVideo(const wire::VideoInfo& video, const ArrivedFrame& frame,
+                 wire::ByteView packet) override {
+        m_result.statistics.add(frame);
+        m_recent.add(frame);
+        if (!m_result.video || describe(*m_result.video) != describe(video)) {
+            m_tell(describe(video));
         }
-        asio::async_write(m_socket, asio::buffer(m_greeting),
-                          [this](asio::error_code error, std::size_t) {
-                              if (error && !m_ended) {
-                                  endEarly("sending failed: " + error.message());
-                              }
-                          });
-    }
-
-    void readMore() {
-        m_socket.async_read_some(
-            asio::buffer(m_buffer), [this](asio::error_code error, std::size_t size) {
-                if (m_ended) {
-                    return;
-                }
-                if (error) {
-                    endEarly(error == asio::error::eof ? "the source closed the connection"
-                                                       : "receiving failed: " + error.message());
-                    return;
-                }
-                m_reader.append(m_buffer.data(), size);
-                handleMessages();
-                if (!m_ended) {
-                    readMore();
-                }
-            });
-    }
-
-    void handleMessages() {
-        wire::Message message;
-        auto result = wire::MessageReader::Result::More;
-        while (!m_ended &&
-               (result = m_reader.next(message)) == wire::MessageReader::Result::Ready) {
-            if (!message.readable) {
-                continue;  // Of a later protocol version than this receiver announces.
-            }
-            if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Video)) {
-                handleVideo(message);
-            } else if (message.header.kind == static_cast<std::uint16_t>(wire::Kind::Text)) {
-                handleText(message);
-            }
-        }
-        if (result == wire::MessageReader::Result::Garbage) {
-            endEarly(fmt::format("the source sent garbage: {}", m_reader.error()));
-        }
-    }
-
-    void handleText(const wire::Message& message) {
-        const auto text = wire::parseText(message.data);
-        if (const auto* echo = std::get_if<wire::TallyEchoText>(&text)) {
-            if (m_options.tally != Options::Tally::None) {
-                m_tell(fmt::format("Tally of all receivers: {}, {}",
-                                   echo->onProgram ? "on program" : "not on program",
-                                   echo->onPreview ? "in preview" : "not in preview"));
-            }
-        }
-    }
-
-    void handleVideo(const wire::Message& message) {
-        const std::int64_t wallClock = wallClock100ns();
-        auto& statistics = m_result.statistics;
-        auto video = wire::parseVideoInfo(message.info);
-        if (!video) {
-            statistics.addCorrupt();
-            return;
-        }
-        Statistics::Frame frame;
-        frame.arrivedUs =
-            std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - m_start).count();
-        frame.wallClock100ns = wallClock;
-        frame.timestamp100ns = video->timestamp;
-        frame.period100ns = 1e7 * video->rateDenominator / video->rateNumerator;
-        frame.bytes = message.data.size;
-        statistics.add(frame);
-
-        if (!m_result.video || describe(*m_result.video) != describe(*video)) {
-            m_tell(describe(*video));
-        }
-        m_result.video = std::move(video);
-        const bool last = m_options.frames && statistics.frames() >= *m_options.frames;
+        m_result.video = video;
         if (m_options.decode) {
-            decode(message.data);
+            decode(packet);
         } else if (!m_options.saveFile.empty()) {
-            m_lastPacket.assign(message.data.data, message.data.data + message.data.size);
+            m_lastPacket.assign(packet.data, packet.data + packet.size);
         }
-        if (last) {
+        if (m_options.frames && m_result.statistics.frames() >= *m_options.frames) {
             end(Reception::End::Complete, {});
         }
     }
 
-    void decode(const wire::ByteView& data) {
+    void onDamagedVideo() override { m_result.statistics.addCorrupt(); }
+
+    void onTally(bool onProgram, bool onPreview) override {
+        if (m_options.tally != Options::Tally::None) {
+            m_tell(fmt::format("Tally of all receivers: {}, {}",
+                               onProgram ? "on program" : "not on program",
+                               onPreview ? "in preview" : "not in preview"));
+        }
+    }
+
+    void onClosed(const std::string& reason) override {
+        end(m_start ? Reception::End::Early : Reception::End::NoConnection, reason);
+    }
+
+    void decode(const wire::ByteView& packet) {
         const auto& video = *m_result.video;
-        m_frame = m_decoder.decode(video.fourCC, video.width, video.height, data.data, data.size);
-        if (m_frame == nullptr) {
+        const AVFrame* frame =
+            m_decoder.decode(video.fourCC, video.width, video.height, packet.data, packet.size);
+        if (frame == nullptr) {
             m_result.statistics.addCorrupt();
             if (m_result.statistics.corrupt() == 1) {
                 m_tell("Damaged frame: " + m_decoder.error());
             }
-            return;
-        }
-        if (!m_options.saveFile.empty()) {
-            m_result.frame.reset(av_frame_clone(m_frame));
+        } else if (!m_options.saveFile.empty()) {
+            m_result.frame.reset(av_frame_clone(frame));
         }
     }
 
     void decodeLastPacket() {
-        if (!m_lastPacket.empty() && m_result.video) {
+        if (!m_lastPacket.empty()) {
             decode({m_lastPacket.data(), m_lastPacket.size()});
         }
     }
@@ -221,51 +116,64 @@ private:
             if (error || m_ended) {
                 return;
             }
-            const auto elapsed = Clock::now() - m_start;
-            const bool nothing = m_result.statistics.frames() == 0;
             if (m_interrupted) {
-                end(Reception::End::Complete, "interrupted");
-            } else if (m_options.seconds &&
-                       elapsed >= std::chrono::duration<double>(*m_options.seconds)) {
-                const bool tooFew = m_options.frames.has_value();
-                end(tooFew ? Reception::End::Early : Reception::End::Complete,
-                    tooFew ? "the time ended before all frames had arrived" : "");
-            } else if (!m_options.seconds && nothing && elapsed >= kFirstFrameTimeout) {
-                end(Reception::End::Nothing, "no frame arrived within ten seconds");
-            } else {
+                end(m_start ? Reception::End::Complete : Reception::End::NoConnection,
+                    "interrupted");
+            } else if (m_start) {
+                checkTime(Clock::now() - *m_start);
+                showProgress();
+            }
+            if (!m_ended) {
                 checkEnd();
             }
         });
     }
 
-    void endEarly(const std::string& reason) { end(Reception::End::Early, reason); }
+    void checkTime(Clock::duration elapsed) {
+        const auto limit = std::chrono::duration<double>(m_options.seconds.value_or(0));
+        if (m_options.seconds && elapsed >= limit) {
+            const bool tooFew = m_options.frames.has_value();
+            end(tooFew ? Reception::End::Early : Reception::End::Complete,
+                tooFew ? "the time ended before all frames had arrived" : "");
+        } else if (!m_options.seconds && m_result.statistics.frames() == 0 &&
+                   elapsed >= kFirstFrameTimeout) {
+            end(Reception::End::Nothing, "no frame arrived within ten seconds");
+        }
+    }
+
+    void showProgress() {
+        if (!m_showProgress || Clock::now() < m_nextProgress) {
+            return;
+        }
+        m_nextProgress += kProgressInterval;
+        const auto now = RecentRate::nowUs();
+        m_showProgress({m_result.video, m_recent.framesPerSecond(now),
+                        m_recent.megabitsPerSecond(now), droppedFrames(m_result.statistics)});
+    }
 
     void end(Reception::End how, const std::string& reason) {
         if (m_ended) {
             return;
         }
         m_ended = true;
-        m_result.end = m_result.statistics.frames() == 0 ? Reception::End::Nothing : how;
+        const bool nothing = m_start && m_result.statistics.frames() == 0;
+        m_result.end = nothing ? Reception::End::Nothing : how;
         m_result.reason = reason;
         m_timer.cancel();
-        asio::error_code ignored;
-        m_socket.shutdown(tcp::socket::shutdown_both, ignored);
-        m_socket.close(ignored);
+        m_connection.close();
     }
 
-    const Target& m_target;
     const Options& m_options;
     const std::atomic<bool>& m_interrupted;
     const Tell& m_tell;
+    const ShowProgress& m_showProgress;
     asio::io_context m_context{1};
-    tcp::socket m_socket{m_context};
     asio::steady_timer m_timer{m_context};
-    Clock::time_point m_start;
-    std::vector<std::uint8_t> m_greeting;
-    std::array<std::uint8_t, 256 * 1024> m_buffer{};
-    wire::MessageReader m_reader{wire::Limits::forReceiver()};
+    Connection m_connection{m_context, *this};
+    std::optional<Clock::time_point> m_start;  ///< When the connection was made.
+    Clock::time_point m_nextProgress;
+    RecentRate m_recent;
     Decoder m_decoder;
-    const AVFrame* m_frame = nullptr;        ///< Owned by m_decoder.
     std::vector<std::uint8_t> m_lastPacket;  ///< Only without decoding: the frame to save.
     bool m_ended = false;
     Reception m_result;
@@ -273,9 +181,14 @@ private:
 
 }  // namespace
 
+std::uint64_t droppedFrames(const Statistics& statistics) {
+    return statistics.lateOrLost().value_or(0) + statistics.corrupt();
+}
+
 Reception receive(const Target& target, const Options& options,
-                  const std::atomic<bool>& interrupted, const Tell& tell) {
-    return std::make_unique<Connection>(target, options, interrupted, tell)->run();
+                  const std::atomic<bool>& interrupted, const Tell& tell,
+                  const ShowProgress& showProgress) {
+    return std::make_unique<Receiver>(target, options, interrupted, tell, showProgress)->run();
 }
 
 }  // namespace monitor

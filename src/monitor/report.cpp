@@ -5,6 +5,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "monitor/endpointtext.h"
 #include "monitor/videotext.h"
 #include "support/utf8.h"
 
@@ -22,9 +23,9 @@ double rounded(double number) {
     return std::round(number * 1000) / 1000;
 }
 
-std::string endpointText(const asio::ip::tcp::endpoint& endpoint) {
-    const std::string address = endpoint.address().to_string();
-    return fmt::format(endpoint.address().is_v6() ? "[{}]:{}" : "{}:{}", address, endpoint.port());
+/// "1 frame", "2 frames".
+std::string countOf(std::uint64_t count, const char* noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 void addVideo(Json& json, const ndi::wire::VideoInfo& video) {
@@ -36,10 +37,13 @@ void addVideo(Json& json, const ndi::wire::VideoInfo& video) {
 
 void addStatistics(Json& json, const Statistics& statistics) {
     json["frames"] = statistics.frames();
-    json["missing"] = statistics.missing();
+    json["late_or_lost"] = nullptr;
+    if (const auto count = statistics.lateOrLost()) {
+        json["late_or_lost"] = *count;
+    }
     json["corrupt"] = statistics.corrupt();
     json["pauses"] = statistics.pauses();
-    json["longest_pause_s"] = rounded(statistics.longestPauseSeconds());
+    json["longest_gap_s"] = rounded(statistics.longestGapSeconds());
     json["seconds"] = rounded(statistics.seconds());
     json["rate"] = rounded(statistics.framesPerSecond());
     json["mbit_per_s"] = rounded(statistics.megabitsPerSecond());
@@ -73,13 +77,16 @@ Json toJson(const Outcome& outcome) {
 
 std::string reportText(const Reception& reception, bool withLatency) {
     const auto& statistics = reception.statistics;
-    std::string text =
-        fmt::format("{} frames in {:.1f} s: {:.2f} fps, {:.2f} Mbit/s, {} missing, {} damaged\n",
-                    statistics.frames(), statistics.seconds(), statistics.framesPerSecond(),
-                    statistics.megabitsPerSecond(), statistics.missing(), statistics.corrupt());
+    const auto lateOrLost = statistics.lateOrLost();
+    std::string text = fmt::format(
+        "{} in {:.1f} s: {:.2f} fps{}, {:.2f} Mbit/s, longest gap {:.2f} s, {} late or lost, "
+        "{} damaged\n",
+        countOf(statistics.frames(), "frame"), statistics.seconds(), statistics.framesPerSecond(),
+        reception.video ? fmt::format(" of {:.2f} announced", announcedRate(*reception.video)) : "",
+        statistics.megabitsPerSecond(), statistics.longestGapSeconds(),
+        lateOrLost ? std::to_string(*lateOrLost) : "unknown", statistics.corrupt());
     if (statistics.pauses() > 0) {
-        text += fmt::format("{} pauses of about a second or more, the longest {:.1f} s\n",
-                            statistics.pauses(), statistics.longestPauseSeconds());
+        text += countOf(statistics.pauses(), "pause") + " of 0.9 s or more\n";
     }
     const auto latency = statistics.latency();
     if (withLatency && latency) {

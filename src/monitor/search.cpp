@@ -5,6 +5,7 @@
 #include <asio/io_context.hpp>
 #include <cstdio>
 
+#include "mdns/netinterfaces.h"
 #include "monitor/report.h"
 
 namespace monitor {
@@ -14,6 +15,14 @@ using Clock = std::chrono::steady_clock;
 
 std::chrono::milliseconds waitOf(const Options& options) {
     return std::chrono::milliseconds(static_cast<std::int64_t>(options.waitSeconds * 1000));
+}
+
+/// Why no source may have been found; "" if nothing is known.
+const char* hint() {
+    return mdns::multicastInterfaces().empty()
+               ? " There is no usable network interface: none is up, supports multicast and has an "
+                 "address."
+               : "";
 }
 
 std::vector<Target> findByName(const Options& options, const std::atomic<bool>& interrupted) {
@@ -36,7 +45,7 @@ std::vector<Target> findByName(const Options& options, const std::atomic<bool>& 
     }
     if (matches.empty()) {
         fmt::print(stderr, "No source \"{}\" was found within {} s.{}\n{}", options.name,
-                   options.waitSeconds, all.empty() ? "" : " Sources found:", listText(all));
+                   options.waitSeconds, all.empty() ? hint() : " Sources found:", listText(all));
     } else {
         fmt::print(stderr, "Several sources are called \"{}\"; give the full name of one:\n{}",
                    options.name, listText(matches));
@@ -65,7 +74,7 @@ FoundSources findAll(const Options& options, const std::atomic<bool>& interrupte
     auto found =
         browse(waitOf(options), [&](const FoundSources& /*soFar*/) { return interrupted.load(); });
     if (found.empty()) {
-        fmt::print(stderr, "No NDI source was found within {} s.\n", options.waitSeconds);
+        fmt::print(stderr, "No NDI source was found within {} s.{}\n", options.waitSeconds, hint());
     }
     return found;
 }

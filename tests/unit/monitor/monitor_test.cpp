@@ -35,6 +35,7 @@ TEST(Options, SayWhatIsWrong) {
         {{"--address", "host:65536"}, "HOST:PORT"},
         {{"--address", "fe80::1:5961"}, "[IPV6]:PORT"},
         {{"a", "--fast"}, "--fast"},
+        {{"a", "--save", "x.jpg"}, "ending in .png"},
     };
     for (const auto& each : cases) {
         const auto parsed = parseOptions(each.words);
@@ -74,15 +75,22 @@ TEST(Matching, PrefersTheExactName) {
     }
 }
 
-Statistics::Frame frameAt(double seconds, double latencyMs = 5) {
+ArrivedFrame frameAt(double seconds, double latencyMs = 5) {
     constexpr std::int64_t kStart = 16'000'000'000'000'000;
-    Statistics::Frame frame;
+    ArrivedFrame frame;
     frame.timestamp100ns = kStart + static_cast<std::int64_t>(seconds * 1e7);
     frame.wallClock100ns = frame.timestamp100ns + static_cast<std::int64_t>(latencyMs * 1e4);
-    frame.arrivedUs = static_cast<std::int64_t>(seconds * 1e6);
+    frame.arrivedUs = static_cast<std::int64_t>(seconds * 1e6 + latencyMs * 1e3);
     frame.period100ns = 1e7 / 25;
     frame.bytes = 125000;
     return frame;
+}
+
+/// Frames `first` to `last` at 25 fps, with a little jitter in their timestamps.
+void addSteady(Statistics& statistics, int first, int last) {
+    for (int i = first; i <= last; ++i) {
+        statistics.add(frameAt(i * 0.04 + (i % 2) * 0.004));
+    }
 }
 
 TEST(Statistics, CountFrames) {
@@ -90,28 +98,52 @@ TEST(Statistics, CountFrames) {
     EXPECT_FALSE(statistics.latency());
     EXPECT_EQ(statistics.framesPerSecond(), 0);
     for (int i = 0; i <= 100; ++i) {
-        if (i != 10 && i != 20 && i != 21) {
-            // Timestamps jitter a little, as those of a real sender do.
-            statistics.add(frameAt(i * 0.04 + (i % 2) * 0.004, i + 1));
-        }
+        auto frame = frameAt(i * 0.04);
+        frame.wallClock100ns = frame.timestamp100ns + (i + 1) * 10'000;
+        statistics.add(frame);
     }
-    EXPECT_EQ(statistics.frames(), 98U);
-    EXPECT_EQ(statistics.missing(), 3U);
+    EXPECT_EQ(statistics.frames(), 101U);
     EXPECT_EQ(statistics.pauses(), 0U);
-    EXPECT_NEAR(statistics.framesPerSecond(), 97 / 4.0, 0.01);
-    EXPECT_NEAR(statistics.megabitsPerSecond(), 97 / 4.0, 0.01);
+    EXPECT_NEAR(statistics.framesPerSecond(), 25, 0.01);
+    EXPECT_NEAR(statistics.megabitsPerSecond(), 25, 0.01);
     const auto latency = statistics.latency();
     ASSERT_TRUE(latency);
     EXPECT_NEAR(latency->least, 1, 0.01);
+    EXPECT_NEAR(latency->median, 51, 0.01);
+    EXPECT_NEAR(latency->p99, 100, 0.01);
     EXPECT_NEAR(latency->most, 101, 0.01);
-    EXPECT_NEAR(latency->p99, 101, 0.01);  // 98 values: the 98th.
-    EXPECT_NEAR(latency->median, 52, 0.01);
 
-    statistics.add(frameAt(5.0));  // The source has nothing new to send.
+    statistics.add(frameAt(5.0));
     statistics.add(frameAt(8.5));
-    EXPECT_EQ(statistics.missing(), 3U);
     EXPECT_EQ(statistics.pauses(), 2U);
-    EXPECT_NEAR(statistics.longestPauseSeconds(), 3.5, 0.01);
+    EXPECT_NEAR(statistics.longestGapSeconds(), 3.5, 0.01);
+}
+
+TEST(Statistics, DoNotCountGapsOfAStillScreen) {
+    Statistics statistics;
+    for (int i = 0; i < 20; ++i) {
+        statistics.add(frameAt(i * 0.5, i == 7 ? 120 : 5));  // A blinking caret.
+    }
+    addSteady(statistics, 300, 400);
+    addSteady(statistics, 410, 500);  // Movement that pauses.
+    auto before = frameAt(30);
+    before.timestamp100ns -= 200'000'000;  // The source's clock is set back.
+    statistics.add(before);
+    EXPECT_EQ(statistics.lateOrLost(), 0U);
+}
+
+TEST(Statistics, CountFramesLateOrLostInAHeldUpConnection) {
+    Statistics statistics;
+    addSteady(statistics, 0, 50);
+    statistics.add(frameAt(51 * 0.04, 250));  // Late by 245 ms, which is six periods.
+    statistics.add(frameAt(55 * 0.04, 90));   // Late too; before it, three frames were lost.
+    addSteady(statistics, 56, 100);
+    EXPECT_EQ(statistics.lateOrLost(), 5U);
+    statistics.add(frameAt(101 * 0.04, 100));  // Late by two periods, then nothing new for a while.
+    addSteady(statistics, 120, 130);
+    EXPECT_EQ(statistics.lateOrLost(), 8U);
+    statistics.add(frameAt(131 * 0.04, 100));  // Too soon after that to be certain.
+    EXPECT_EQ(statistics.lateOrLost(), 8U);
 }
 
 TEST(Statistics, AcceptMissingAndInvalidTimestamps) {
@@ -122,7 +154,7 @@ TEST(Statistics, AcceptMissingAndInvalidTimestamps) {
         statistics.add(frame);
     }
     EXPECT_EQ(statistics.frames(), 3U);
-    EXPECT_EQ(statistics.pauses() + statistics.missing(), 0U);
+    EXPECT_FALSE(statistics.lateOrLost());
     EXPECT_FALSE(statistics.latency());
     for (const auto timestamp : {INT64_MIN, INT64_MAX, INT64_MIN}) {
         auto frame = frameAt(0);

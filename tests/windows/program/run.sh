@@ -151,7 +151,7 @@ shows region 512x288+640+320 20
 step "Pause, continue, reset"
 start_or_pause
 # A receiver that comes now is still given the last frame, about once a second.
-paused() { receive paused --seconds 4 && grep -qE ' [0-3]\.[0-9]+ fps,' "$result/paused.out"; }
+paused() { receive paused --seconds 4 && grep -qE ' [0-3]\.[0-9]+ fps of' "$result/paused.out"; }
 eventually paused || fail "not paused"
 logs "captureFrame begin" start_or_pause
 shows continued 512x288+640+320 20
