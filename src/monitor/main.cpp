@@ -3,7 +3,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -11,6 +10,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include "monitor/livetable.h"
 #include "monitor/options.h"
 #include "monitor/png.h"
 #include "monitor/receiver.h"
@@ -18,6 +18,7 @@ extern "C" {
 #include "monitor/search.h"
 #include "monitor/videotext.h"
 #include "monitor/view/viewer.h"
+#include "monitor/watch.h"
 
 namespace {
 
@@ -28,6 +29,10 @@ enum ExitCode { kDone = 0, kNothing = 1, kUsage = 2, kEarly = 3, kNotSaved = 4 }
 std::atomic<bool> g_interrupted{false};
 
 int list(const Options& options) {
+    if (options.watch) {
+        watch(options, g_interrupted);
+        return kDone;
+    }
     const auto found = findAll(options, g_interrupted);
     fmt::print("{}", options.json ? listJson(found) : listText(found));
     return found.empty() ? kNothing : kDone;
@@ -35,16 +40,20 @@ int list(const Options& options) {
 
 /// Receives from all targets at the same time, each on its own thread.
 std::vector<Outcome> receiveAll(const std::vector<Target>& targets, const Options& options) {
+    std::vector<std::string> names;
+    for (const auto& target : targets) {
+        names.push_back(target.name);
+    }
+    LiveTable table(names, options.all && !options.json);
     std::vector<Outcome> outcomes(targets.size());
     std::vector<std::thread> threads;
-    std::mutex outputMutex;
     for (std::size_t i = 0; i < targets.size(); ++i) {
         threads.emplace_back([&, i] {
-            const auto tell = [&](const std::string& line) {
-                const std::lock_guard lock(outputMutex);
-                fmt::print(stderr, "{}: {}\n", targets[i].name, line);
-            };
-            outcomes[i].reception = receive(targets[i], options, g_interrupted, tell);
+            const auto tell = [&](const std::string& line) { table.tell(i, line); };
+            const auto show = [&](const Progress& progress) { table.show(i, progress); };
+            outcomes[i].reception = receive(targets[i], options, g_interrupted, tell,
+                                            options.all ? ShowProgress(show) : ShowProgress());
+            table.end(i, outcomes[i].reception.reason);
         });
     }
     for (auto& thread : threads) {

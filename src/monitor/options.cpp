@@ -16,7 +16,7 @@ namespace {
 constexpr double kMaxSeconds = 1e7;
 constexpr const char* kSourceGroup = "Sources";
 
-constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S] [--json]
+constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S | --watch] [--json]
        ndimonitor NAME [OPTION...]
        ndimonitor --address HOST:PORT [OPTION...]
        ndimonitor --all [OPTION...]
@@ -81,6 +81,10 @@ void addSources(CLI::App& app, Options& options) {
     app.add_flag_callback(
            "--list", [&] { options.task = Options::Task::List; },
            "Print the sources found, one per line: name, tab, address:port")
+        ->group(kSourceGroup);
+    app.add_flag("--watch", options.watch,
+                 "With --list: go on, and print sources as they appear and disappear")
+        ->needs(app.get_option("--list"))
         ->group(kSourceGroup);
     app.add_option("--address", options.address, "Receive from this address without searching")
         ->check([&](const std::string& text) {

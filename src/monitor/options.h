@@ -28,7 +28,8 @@ struct Options {
     bool stats = false;
     bool json = false;
     bool decode = true;
-    bool view = false;  ///< Show the source in a window.
+    bool watch = false;  ///< With Task::List: go on until interrupted.
+    bool view = false;   ///< Show the source in a window.
 };
 
 /// What is wrong with a command line: one line for the user.

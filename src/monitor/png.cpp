@@ -64,7 +64,8 @@ std::string checkWritable(const std::string& file) {
 
 std::string savePng(const AVFrame& frame, const std::string& file) {
     const FramePtr rgb(av_frame_alloc());
-    std::string error = RgbConverter(AV_PIX_FMT_RGB24).convert(frame, *rgb);
+    std::string error =
+        RgbConverter(AV_PIX_FMT_RGB24, RgbConverter::Rounding::Exact).convert(frame, *rgb);
     const PacketPtr packet = error.empty() ? encode(*rgb, error) : nullptr;
     if (!packet) {
         return "encoding the frame as a PNG failed: " + error;

@@ -53,7 +53,7 @@ public:
 private:
     void onConnected(const std::string& address) override {
         m_start = Clock::now();
-        m_nextProgress = *m_start;
+        m_nextProgress = *m_start + kProgressInterval;
         m_result.address = address;
     }
 

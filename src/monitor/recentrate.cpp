@@ -7,6 +7,8 @@ namespace monitor {
 namespace {
 
 constexpr std::int64_t kWindowUs = 2'000'000;
+/// The first frames arrive in a burst, from which no rate can be told.
+constexpr std::int64_t kShortestUs = 1'000'000;
 
 }  // namespace
 
@@ -16,17 +18,17 @@ void RecentRate::add(const ArrivedFrame& frame) {
     }
     m_entries.push_back({frame.arrivedUs, frame.bytes});
     m_bytes += frame.bytes;
-    covered(frame.arrivedUs);
+    (void)covered(frame.arrivedUs);
 }
 
 double RecentRate::framesPerSecond(std::int64_t nowUs) {
     const double seconds = covered(nowUs);
-    return seconds > 0 ? static_cast<double>(m_entries.size()) / seconds : 0;
+    return static_cast<double>(m_entries.size()) / seconds;
 }
 
 double RecentRate::megabitsPerSecond(std::int64_t nowUs) {
     const double seconds = covered(nowUs);
-    return seconds > 0 ? static_cast<double>(m_bytes) * 8 / 1e6 / seconds : 0;
+    return static_cast<double>(m_bytes) * 8 / 1e6 / seconds;
 }
 
 std::int64_t RecentRate::nowUs() {
@@ -39,8 +41,8 @@ double RecentRate::covered(std::int64_t nowUs) {
         m_bytes -= m_entries.front().bytes;
         m_entries.pop_front();
     }
-    const auto since = m_firstUs < 0 ? 0 : std::min(nowUs - m_firstUs, kWindowUs);
-    return static_cast<double>(since) / 1e6;
+    const auto since = m_firstUs < 0 ? 0 : nowUs - m_firstUs;
+    return static_cast<double>(std::clamp(since, kShortestUs, kWindowUs)) / 1e6;
 }
 
 }  // namespace monitor

@@ -23,6 +23,27 @@ double rounded(double number) {
     return std::round(number * 1000) / 1000;
 }
 
+std::string addressesText(const FoundSource& source) {
+    std::string text;
+    for (const auto& endpoint : source.endpoints) {
+        text += (text.empty() ? "" : " ") + endpointText(endpoint);
+    }
+    return text;
+}
+
+Json addressesJson(const FoundSource& source) {
+    Json addresses = Json::array();
+    for (const auto& endpoint : source.endpoints) {
+        addresses.push_back(endpointText(endpoint));
+    }
+    return addresses;
+}
+
+const char* nameOf(SourceEvent::Kind kind) {
+    static constexpr const char* kNames[] = {"appeared", "changed", "disappeared"};
+    return kNames[static_cast<int>(kind)];
+}
+
 /// "1 frame", "2 frames".
 std::string countOf(std::uint64_t count, const char* noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
@@ -111,11 +132,7 @@ std::string reportJson(const std::vector<Outcome>& outcomes, bool all) {
 std::string listText(const FoundSources& sources) {
     std::string text;
     for (const auto& source : sources) {
-        text += support::cleanUtf8(source.name) + "\t";
-        for (const auto& endpoint : source.endpoints) {
-            text += (text.back() == '\t' ? "" : " ") + endpointText(endpoint);
-        }
-        text += "\n";
+        text += support::cleanUtf8(source.name) + "\t" + addressesText(source) + "\n";
     }
     return text;
 }
@@ -123,11 +140,21 @@ std::string listText(const FoundSources& sources) {
 std::string listJson(const FoundSources& sources) {
     Json json = Json::array();
     for (const auto& source : sources) {
-        Json addresses = Json::array();
-        for (const auto& endpoint : source.endpoints) {
-            addresses.push_back(endpointText(endpoint));
-        }
-        json.push_back({{"name", source.name}, {"addresses", addresses}});
+        json.push_back({{"name", source.name}, {"addresses", addressesJson(source)}});
+    }
+    return lineOf(json);
+}
+
+std::string eventText(const SourceEvent& event) {
+    const std::string addresses = addressesText(event.source);
+    return fmt::format("{}\t{}{}{}\n", nameOf(event.kind), support::cleanUtf8(event.source.name),
+                       addresses.empty() ? "" : "\t", addresses);
+}
+
+std::string eventJson(const SourceEvent& event) {
+    Json json{{"event", nameOf(event.kind)}, {"name", event.source.name}};
+    if (event.kind != SourceEvent::Kind::Disappeared) {
+        json["addresses"] = addressesJson(event.source);
     }
     return lineOf(json);
 }

@@ -6,6 +6,7 @@
 
 #include "monitor/browser.h"
 #include "monitor/reception.h"
+#include "monitor/watch.h"
 
 namespace monitor {
 
@@ -24,7 +25,14 @@ struct Outcome {
 /// One source per line: its name, a tab, its addresses separated by spaces.
 [[nodiscard]] std::string listText(const FoundSources& sources);
 
-/// A JSON array of {"name", "addresses"}. Ends with a newline.
+/// "appeared", "changed" or "disappeared", a tab, and the source as in listText(). Ends with a
+/// newline, as the following.
+[[nodiscard]] std::string eventText(const SourceEvent& event);
+
+/// {"event", "name", "addresses"}, the last unless it disappeared.
+[[nodiscard]] std::string eventJson(const SourceEvent& event);
+
+/// A JSON array of {"name", "addresses"}.
 [[nodiscard]] std::string listJson(const FoundSources& sources);
 
 }  // namespace monitor

@@ -23,10 +23,11 @@ bool RgbConverter::prepare(const AVFrame& frame) {
         m_format == frame.format) {
         return true;
     }
-    m_scaler.reset(sws_getContext(
-        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width,
-        frame.height, m_target, SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr,
-        nullptr, nullptr));
+    const int exact = m_rounding == Rounding::Exact ? SWS_ACCURATE_RND : 0;
+    m_scaler.reset(sws_getContext(frame.width, frame.height,
+                                  static_cast<AVPixelFormat>(frame.format), frame.width,
+                                  frame.height, m_target, SWS_BILINEAR | SWS_FULL_CHR_H_INT | exact,
+                                  nullptr, nullptr, nullptr));
     if (!m_scaler) {
         return false;
     }

@@ -11,7 +11,12 @@ namespace monitor {
 /// BT.709 above. Not thread-safe.
 class RgbConverter {
 public:
-    explicit RgbConverter(AVPixelFormat target) : m_target(target) {}
+    /// Exact rounds to the nearest value. Fast may be off by one, and takes 2.5 ms instead of 74 ms
+    /// for 1920x1080 pixels of 4:2:2 on a single core.
+    enum class Rounding { Exact, Fast };
+
+    RgbConverter(AVPixelFormat target, Rounding rounding)
+        : m_target(target), m_rounding(rounding) {}
 
     /// Converts `frame` into `rgb`. The buffer of `rgb` is reused if it fits and no other AVFrame
     /// refers to it. Returns "" or what failed.
@@ -21,6 +26,7 @@ private:
     bool prepare(const AVFrame& frame);
 
     const AVPixelFormat m_target;
+    const Rounding m_rounding;
     support::ScalerPtr m_scaler;
     int m_width = 0;
     int m_height = 0;

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <tuple>
 
 #include "monitor/browser.h"
 
@@ -36,23 +37,79 @@ asio::ip::address toAddress(const AvahiAddress& address, AvahiIfIndex interface_
     return v6;
 }
 
-/// What the daemon has reported so far. The client owns the handles of the running resolvers.
-struct Search {
-    AvahiClient* client = nullptr;
-    std::map<std::string, FoundSource> found;
-    bool daemonLost = false;
+/// One network interface and IP version on which a service is announced.
+using Place = std::tuple<AvahiIfIndex, AvahiProtocol>;
+
+/// An announcement, and the address found for each IP version. Resolvers keep reporting changes.
+struct Announcement {
+    std::map<AvahiProtocol, AvahiServiceResolver*> resolvers;
+    std::map<AvahiProtocol, asio::ip::tcp::endpoint> endpoints;
 };
 
-void resolved(AvahiServiceResolver* resolver, AvahiIfIndex interface_, AvahiProtocol,
+/// What the daemon has reported so far. The client owns the handles of the resolvers.
+struct Search {
+    AvahiClient* client = nullptr;
+    std::map<std::string, std::map<Place, Announcement>> found;
+    bool daemonLost = false;
+
+    Announcement* announcement(const char* name, const Place& place) {
+        const auto source = found.find(name);
+        if (source == found.end()) {
+            return nullptr;
+        }
+        const auto announced = source->second.find(place);
+        return announced == source->second.end() ? nullptr : &announced->second;
+    }
+};
+
+void resolved(AvahiServiceResolver* resolver, AvahiIfIndex interface_, AvahiProtocol protocol,
               AvahiResolverEvent event, const char* name, const char*, const char*, const char*,
               const AvahiAddress* address, std::uint16_t port, AvahiStringList*,
               AvahiLookupResultFlags, void* search) {
-    if (event == AVAHI_RESOLVER_FOUND) {
-        auto& source = static_cast<Search*>(search)->found[name];
-        source.name = name;
-        addEndpoint(source, {toAddress(*address, interface_), port});
+    auto* announcement = static_cast<Search*>(search)->announcement(name, {interface_, protocol});
+    if (announcement == nullptr) {
+        return;
     }
-    avahi_service_resolver_free(resolver);
+    for (const auto& [version, own] : announcement->resolvers) {
+        if (own != resolver) {
+            continue;
+        }
+        if (event == AVAHI_RESOLVER_FOUND) {
+            announcement->endpoints[version] = {toAddress(*address, interface_), port};
+        } else {
+            announcement->endpoints.erase(version);
+        }
+    }
+}
+
+void add(Search& search, const Place& place, const char* name, const char* type,
+         const char* domain) {
+    auto& announcement = search.found[name][place];
+    const auto [interface_, protocol] = place;
+    for (const AvahiProtocol version : {AVAHI_PROTO_INET, AVAHI_PROTO_INET6}) {
+        if (announcement.resolvers.count(version) == 0) {
+            announcement.resolvers[version] =
+                avahi_service_resolver_new(search.client, interface_, protocol, name, type, domain,
+                                           version, AvahiLookupFlags{}, &resolved, &search);
+        }
+    }
+}
+
+void remove(Search& search, const Place& place, const char* name) {
+    const auto* announcement = search.announcement(name, place);
+    if (announcement == nullptr) {
+        return;
+    }
+    for (const auto& [version, resolver] : announcement->resolvers) {
+        if (resolver != nullptr) {
+            avahi_service_resolver_free(resolver);
+        }
+    }
+    auto& places = search.found[name];
+    places.erase(place);
+    if (places.empty()) {
+        search.found.erase(name);
+    }
 }
 
 void browsed(AvahiServiceBrowser*, AvahiIfIndex interface_, AvahiProtocol protocol,
@@ -60,12 +117,9 @@ void browsed(AvahiServiceBrowser*, AvahiIfIndex interface_, AvahiProtocol protoc
              AvahiLookupResultFlags, void* data) {
     auto& search = *static_cast<Search*>(data);
     if (event == AVAHI_BROWSER_NEW) {
-        for (const AvahiProtocol wanted : {AVAHI_PROTO_INET, AVAHI_PROTO_INET6}) {
-            avahi_service_resolver_new(search.client, interface_, protocol, name, type, domain,
-                                       wanted, AvahiLookupFlags{}, &resolved, data);
-        }
+        add(search, {interface_, protocol}, name, type, domain);
     } else if (event == AVAHI_BROWSER_REMOVE) {
-        search.found.erase(name);
+        remove(search, {interface_, protocol}, name);
     }
 }
 
@@ -77,8 +131,16 @@ void clientChanged(AvahiClient*, AvahiClientState state, void* search) {
 
 FoundSources listOf(const Search& search) {
     FoundSources list;
-    for (const auto& [name, source] : search.found) {
-        list.push_back(source);
+    for (const auto& [name, places] : search.found) {
+        FoundSource source{name, {}};
+        for (const auto& [place, announcement] : places) {
+            for (const auto& [version, endpoint] : announcement.endpoints) {
+                addEndpoint(source, endpoint);
+            }
+        }
+        if (!source.endpoints.empty()) {
+            list.push_back(std::move(source));
+        }
     }
     return list;
 }

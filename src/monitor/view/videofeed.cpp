@@ -116,7 +116,7 @@ private:
     RecentRate m_recent;
     FeedStatus m_status;
     Decoder m_decoder;
-    RgbConverter m_converter{AV_PIX_FMT_BGR0};
+    RgbConverter m_converter{AV_PIX_FMT_BGR0, RgbConverter::Rounding::Fast};
     support::FramePtr m_rgb{av_frame_alloc()};
     double m_latencySumMs = 0;
     int m_latencyCount = 0;
