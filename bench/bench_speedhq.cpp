@@ -105,29 +105,35 @@ void registerKernels(const speedhq::Kernels* kernels) {
     };
     add("convert", [kernels](State& state) {
         auto samples = std::make_unique<MacroblockSamples>();
+        std::uint8_t changed = 0;
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
+                                 &changed);
             benchmark::DoNotOptimize(samples.get());
         });
     });
     add("convert+transform", [kernels](State& state) {
         auto samples = std::make_unique<MacroblockSamples>();
+        std::uint8_t changed = 0;
         auto levels = std::make_unique<MacroblockLevels>();
         const Quantiser quantiser = makeQuantiser(kQuality);
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
+                                 &changed);
             kernels->transform(*samples, quantiser, *levels);
             benchmark::DoNotOptimize(levels.get());
         });
     });
     add("convert+transform+write", [kernels](State& state) {
         auto samples = std::make_unique<MacroblockSamples>();
+        std::uint8_t changed = 0;
         auto levels = std::make_unique<MacroblockLevels>();
         const Quantiser quantiser = makeQuantiser(kQuality);
         std::vector<std::uint8_t> buffer(kMaxMacroblockBytes + kBitSlack);
         DcPredictors predictors;
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), *samples);
+            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
+                                 &changed);
             kernels->transform(*samples, quantiser, *levels);
             BitWriter writer(buffer.data());
             kernels->write(*levels, codeTables(), predictors, writer);

@@ -11,8 +11,10 @@ namespace speedhq {
 /// covers. The weights of an output are integers that add up to exactly `unit`.
 class AreaWeights {
 public:
-    /// `input` samples become `output` samples, 1 <= output <= input.
-    AreaWeights(int input, int output, int unit);
+    /// Divides `extent` pixels equally among `output` samples. An input sample covers `step`
+    /// pixels, the last one only those within the extent. There are at least as many inputs as
+    /// outputs.
+    AreaWeights(int extent, int step, int output, int unit);
 
     [[nodiscard]] int outputs() const { return static_cast<int>(m_firsts.size()); }
     [[nodiscard]] int first(int output) const { return m_firsts[static_cast<std::size_t>(output)]; }
@@ -32,23 +34,18 @@ private:
 inline constexpr int kLineUnit = 256;
 inline constexpr int kColumnUnit = 65536;
 
-/// Adds `weight` times each of the `count` bytes to the sums. The weights of one output line add up
-/// to kLineUnit, so the sums stay below 2^16.
-void addLine(std::uint16_t* sums, const std::uint8_t* bytes, std::size_t count, unsigned weight);
+/// Adds `weight` times each of the samples to the sums. The weights of one output line add up to
+/// kLineUnit, so the sums stay below 2^16.
+template <int count>
+void addSamples(std::uint16_t* sums, const std::uint8_t* samples, unsigned weight) {
+    const auto factor = static_cast<std::uint16_t>(weight);
+    for (int i = 0; i < count; ++i) {
+        sums[i] = static_cast<std::uint16_t>(sums[i] + samples[i] * factor);
+    }
+}
 
-/// The samples of one channel: the first is `offset` bytes from the start of the line, the others
-/// follow `step` bytes apart.
-struct Channel {
-    int offset;
-    int step;
-};
-
-/// Averages the line sums of one channel horizontally and writes the output line. `columns` has the
-/// unit kColumnUnit. Rounds to nearest.
-void averageColumns(const std::uint16_t* sums, const AreaWeights& columns, Channel channel,
-                    std::uint8_t* line);
-
-/// averageColumns() for all four channels of 4-byte pixels at once.
-void averagePixels(const std::uint16_t* sums, const AreaWeights& columns, std::uint8_t* line);
+/// Averages the line sums of one component horizontally. `columns` has the unit kColumnUnit. The
+/// means are in units of 1 / kLineUnit, rounded to nearest.
+void averageColumns(const std::uint16_t* sums, const AreaWeights& columns, std::uint16_t* means);
 
 }  // namespace speedhq

@@ -25,11 +25,9 @@ void IncrementalEncoder::updateReference(const FrameView& frame, const support::
     adoptShape(frame);
     noteDirtyLines(dirty);
     forgetEncoded();
-    runRows([&](int row, int) {
+    runRows([&](int row, int thread) {
         RowState& state = m_states[static_cast<std::size_t>(row)];
-        if (state.uncopied || state.first < state.last) {
-            copyRow(state, row, frame);
-        }
+        state.stale = updateRow(state, row, thread, frame) > 0 || state.stale;
     });
 }
 
@@ -45,10 +43,8 @@ EncodedFramePtr IncrementalEncoder::encode(const FrameView& frame, const support
     noteDirtyLines(dirty);
     forgetEncoded();
     runRows([&](int row, int thread) {
-        RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
         RowState& state = m_states[static_cast<std::size_t>(row)];
-        state.stale = updateRow(state, row, encoder, frame) > 0;
-        encoder.clearFlags();
+        state.stale = updateRow(state, row, thread, frame) > 0;
     });
     return upToDate() ? m_packet : encodeReference(quality);
 }
@@ -85,7 +81,7 @@ void IncrementalEncoder::takeChangedMacroblockRows(std::vector<std::uint8_t>& ea
 }
 
 void IncrementalEncoder::adoptShape(const FrameView& frame) {
-    if (!m_reference.shapeLike(frame)) {
+    if (!m_reference.adoptShape(frame)) {
         return;
     }
     const auto columns = static_cast<std::size_t>(m_reference.columns());
@@ -154,38 +150,34 @@ void IncrementalEncoder::runRows(const WorkerPool::Work& work) {
     });
 }
 
-void IncrementalEncoder::copyRow(RowState& state, int row, const FrameView& frame) {
-    m_reference.copyRow(frame, row);
-    state.uncopied = false;
-    state.stale = true;
-    state.changed = true;
-}
-
-int IncrementalEncoder::updateRow(RowState& state, int row, RowEncoder& encoder,
-                                  const FrameView& frame) {
-    const int changed = m_reference.updateRow(frame, row, state.first, state.last, encoder.flags());
+/// Returns the number of macroblocks that changed, which the thread's row encoder has flags of.
+int IncrementalEncoder::updateRow(RowState& state, int row, int thread, const FrameView& frame) {
+    if (state.unset) {
+        state.first = 0;
+        state.last = m_reference.height();
+    }
+    if (state.first >= state.last) {
+        return 0;
+    }
+    RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
+    int changed = m_reference.updateRow(frame, row, state.first, state.last, encoder.changed());
+    if (std::exchange(state.unset, false)) {
+        changed = m_reference.columns();
+    }
     state.changed = state.changed || changed > 0;
     return changed;
 }
 
 void IncrementalEncoder::encodeRow(RowState& state, int row, int thread, const FrameView* frame) {
+    const int changed = frame != nullptr ? updateRow(state, row, thread, *frame) : 0;
     RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
     EncodedRow& encoded = m_rows[static_cast<std::size_t>(row)];
-    int changed = 0;
-    if (frame != nullptr && state.uncopied) {
-        copyRow(state, row, *frame);
-    } else if (frame != nullptr) {
-        changed = updateRow(state, row, encoder, *frame);
-    }
-
-    const RowSettings settings{m_kernels,
-                               colourMatrixFor(m_reference.width(), m_reference.height()),
-                               m_quantiser, codeTables()};
+    const RowSettings settings{m_kernels, m_quantiser, codeTables()};
     if (state.stale || changed == m_reference.columns()) {
-        encoder.encode(settings, m_reference, row, encoded);
+        encoder.encode(settings, m_reference.row(row), encoded);
         state.encoded = m_reference.columns();
     } else if (changed > 0) {
-        encoder.reencode(settings, m_reference, row, encoded);
+        encoder.reencode(settings, m_reference.row(row), encoded);
         state.encoded = changed;
     }
     state.stale = false;

@@ -49,10 +49,10 @@ public:
 private:
     /// The state of one macroblock row.
     struct RowState {
-        bool stale = true;     ///< Its bits do not match the reference frame and the quality.
-        bool uncopied = true;  ///< Not copied yet since the frame size or format changed.
-        bool changed = true;   ///< For takeChangedMacroblockRows().
-        int first = 0;         ///< The dirty lines of the frame: [first, last).
+        bool stale = true;    ///< Its bits do not match the reference frame and the quality.
+        bool unset = true;    ///< Without samples since the frame size or format changed.
+        bool changed = true;  ///< For takeChangedMacroblockRows().
+        int first = 0;        ///< The dirty lines of the frame: [first, last).
         int last = 0;
         int encoded = 0;  ///< Macroblocks encoded by the latest call.
     };
@@ -62,8 +62,7 @@ private:
     void setQuality(int quality);
     void forgetEncoded();
     void runRows(const WorkerPool::Work& work);
-    void copyRow(RowState& state, int row, const FrameView& frame);
-    int updateRow(RowState& state, int row, RowEncoder& encoder, const FrameView& frame);
+    int updateRow(RowState& state, int row, int thread, const FrameView& frame);
     void encodeRow(RowState& state, int row, int thread, const FrameView* frame);
     [[nodiscard]] EncodedFramePtr encodeRows(const FrameView* frame);
 

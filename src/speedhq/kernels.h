@@ -16,18 +16,16 @@ namespace speedhq {
 struct Kernels {
     const char* name;
 
-    /// Compares one line of `count` macroblocks, each `bytes` (32 or 64) wide, of two frames and
-    /// sets changed[i] to 1 where they differ; never clears. Returns how many it set anew.
-    int (*markChanged)(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
+    /// Converts `count` macroblocks side by side, 16 lines from `pixels` on, into `samples`, see
+    /// colour.h. Sets changed[i] to 1 where the samples differ from the previous ones and to 0
+    /// elsewhere. Returns the number of macroblocks that differ.
+    int (*convertBgra)(const std::uint8_t* pixels, std::ptrdiff_t stride,
+                       const ColourMatrix& matrix, MacroblockSamples* samples, int count,
                        std::uint8_t* changed);
 
-    /// Converts the macroblock of 16 by 16 pixels at `pixels`, see colour.h.
-    void (*convertBgra)(const std::uint8_t* pixels, std::ptrdiff_t stride,
-                        const ColourMatrix& matrix, MacroblockSamples& samples);
-
-    /// Splits the macroblock of 16 by 16 pixels at `pixels` into its components.
-    void (*convertUyvy)(const std::uint8_t* pixels, std::ptrdiff_t stride,
-                        MacroblockSamples& samples);
+    /// Likewise for pixels that are 4:2:2 already.
+    int (*convertUyvy)(const std::uint8_t* pixels, std::ptrdiff_t stride,
+                       MacroblockSamples* samples, int count, std::uint8_t* changed);
 
     /// Transforms and quantises the eight blocks. Fills in all of `levels` except `full` of blocks
     /// that are not wide.

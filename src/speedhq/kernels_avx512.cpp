@@ -5,17 +5,24 @@
 #include <cstring>
 
 #include "speedhq/kernels.h"
-#include "speedhq/macroblockwriter.h"
 
 namespace speedhq {
 
 namespace {
+
+inline std::uint64_t trailingZeros(std::uint64_t bits) {
+    return _tzcnt_u64(bits);
+}
 
 using Vec = __m512i;
 constexpr int kLanes = 4;
 
 inline Vec load(const void* at) {
     return _mm512_loadu_si512(at);
+}
+/// Loads 8 * kLanes bytes as 16-bit elements.
+inline Vec loadWidened(const std::uint8_t* at) {
+    return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(at)));
 }
 inline void store(void* at, Vec a) {
     _mm512_storeu_si512(at, a);
@@ -56,8 +63,8 @@ inline Vec signed16(Vec magnitude, Vec sign) {
 inline Vec narrowSaturated(Vec a, Vec b) {
     return _mm512_packs_epi16(a, b);
 }
-inline Vec shuffle(Vec a, const std::uint8_t* order) {
-    return _mm512_shuffle_epi8(a, broadcastLane(order));
+inline Vec shuffle(Vec a, Vec order) {
+    return _mm512_shuffle_epi8(a, order);
 }
 inline Vec interleaveLow16(Vec a, Vec b) {
     return _mm512_unpacklo_epi16(a, b);
@@ -78,6 +85,54 @@ inline Vec interleaveHigh64(Vec a, Vec b) {
     return _mm512_unpackhi_epi64(a, b);
 }
 
+inline Vec bitAnd(Vec a, Vec b) {
+    return _mm512_and_si512(a, b);
+}
+inline Vec bitXor(Vec a, Vec b) {
+    return _mm512_xor_si512(a, b);
+}
+inline Vec broadcast32(int a) {
+    return _mm512_set1_epi32(a);
+}
+inline Vec add32(Vec a, Vec b) {
+    return _mm512_add_epi32(a, b);
+}
+/// The sums of the products of adjacent 16-bit elements.
+inline Vec multiplyPairs(Vec a, Vec b) {
+    return _mm512_madd_epi16(a, b);
+}
+inline Vec upperBytes(Vec a) {
+    return _mm512_srli_epi16(a, 8);
+}
+inline Vec upperWords(Vec a) {
+    return _mm512_srli_epi32(a, 16);
+}
+inline Vec shiftRight15(Vec a) {
+    return _mm512_srai_epi32(a, 15);
+}
+inline Vec narrowUnsigned(Vec a, Vec b) {
+    return _mm512_packus_epi16(a, b);
+}
+inline Vec evenWords32(Vec a, Vec b) {
+    return _mm512_castps_si512(
+        _mm512_shuffle_ps(_mm512_castsi512_ps(a), _mm512_castsi512_ps(b), 0x88));
+}
+inline Vec oddWords32(Vec a, Vec b) {
+    return _mm512_castps_si512(
+        _mm512_shuffle_ps(_mm512_castsi512_ps(a), _mm512_castsi512_ps(b), 0xDD));
+}
+inline Vec takeOddWords(Vec a, Vec b) {
+    return _mm512_mask_blend_epi16(0xAAAAAAAA, a, b);
+}
+inline bool anyBit(Vec a) {
+    return _mm512_test_epi32_mask(a, a) != 0;
+}
+/// The 32-bit element v of lane l of `a` becomes element l of group v of kLanes elements.
+inline Vec groupLanes(Vec a) {
+    return _mm512_permutexvar_epi32(
+        _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15), a);
+}
+
 /// Bit i: lane i has an element above 127.
 inline std::uint32_t lanesAbove127(Vec a) {
     const std::uint32_t mask = _mm512_cmpgt_epi16_mask(a, broadcast16(127));
@@ -92,7 +147,7 @@ inline std::uint32_t lanesAbove127(Vec a) {
 
 /// Stores a block's levels.
 inline void storeBlock(Vec scanned, int block, MacroblockLevels& levels) {
-    store(levels.scanned[block], scanned);
+    store(levels.scanned + 64 * block, scanned);
     levels.nonZero[block] = _mm512_test_epi8_mask(scanned, scanned);
 }
 
@@ -112,103 +167,12 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 
 }  // namespace speedhq
 
+#include "speedhq/macroblockwriter.h"
+#include "speedhq/vectorconvert.h"
 #include "speedhq/vectortransform.h"
 
 namespace speedhq {
 
-namespace {
-
-inline __m256i differences(const std::uint8_t* a, const std::uint8_t* b) {
-    return _mm256_xor_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
-                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
-}
-
-// 256-bit vectors: frames rarely start at a multiple of 64 bytes, and every 512-bit load would then
-// cross a cache line.
-int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
-                std::uint8_t* changed) {
-    int marked = 0;
-    for (int i = 0; i < count; ++i, a += bytes, b += bytes) {
-        __m256i difference = differences(a, b);
-        if (bytes == 64) {
-            difference = _mm256_or_si256(difference, differences(a + 32, b + 32));
-        }
-        const int differs = _mm256_testz_si256(difference, difference) ^ 1;
-        marked += differs & (changed[i] ^ 1);
-        changed[i] = static_cast<std::uint8_t>(changed[i] | differs);
-    }
-    return marked;
-}
-
-/// Pairs of 16-bit coefficients: `even` and `odd` alternate.
-inline Vec pairs(int even, int odd) {
-    return _mm512_set1_epi64(
-        static_cast<long long>(static_cast<std::uint64_t>(static_cast<std::uint32_t>(odd)) << 32 |
-                               static_cast<std::uint32_t>(even)));
-}
-inline int blueRedOf(const ColourRow& row) {
-    return (row.blue & 0xFFFF) | row.red * 65536;
-}
-inline int greenOf(const ColourRow& row) {
-    return row.green & 0xFFFF;
-}
-
-void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const ColourMatrix& matrix,
-                 MacroblockSamples& samples) {
-    const Vec lumaBlueRed = pairs(blueRedOf(matrix.y), blueRedOf(matrix.y));
-    const Vec lumaGreen = pairs(greenOf(matrix.y), greenOf(matrix.y));
-    const Vec chromaBlueRed = pairs(blueRedOf(matrix.cb), blueRedOf(matrix.cr));
-    const Vec chromaGreen = pairs(greenOf(matrix.cb), greenOf(matrix.cr));
-    const Vec lowBytes = broadcast16(0xFF);
-    const Vec lumaOffset = _mm512_set1_epi32((1 << 14) + (16 - 128) * (1 << 15));
-    const Vec chromaOffset = _mm512_set1_epi32(1 << 15);
-    // From [Cb 0, Cr 0, Cb 1, Cr 1 ...] to [Cb ... Cr ...] in each lane.
-    const __m256i apart = _mm256_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15,  //
-                                           0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
-    for (int line = 0; line < 16; ++line, pixels += stride) {
-        const Vec all = load(pixels);
-        const Vec blueRed = _mm512_and_si512(all, lowBytes);
-        const Vec green = _mm512_srli_epi16(all, 8);
-        const Vec luma = _mm512_srai_epi32(
-            _mm512_add_epi32(lumaOffset, _mm512_add_epi32(_mm512_madd_epi16(blueRed, lumaBlueRed),
-                                                          _mm512_madd_epi16(green, lumaGreen))),
-            15);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(samples.luma[line % 8][line / 8 * 2]),
-                           _mm512_cvtepi32_epi16(luma));
-
-        // The sum of each pair of pixels, twice: once for Cb, once for Cr.
-        const Vec twoBlueRed = add(blueRed, _mm512_shuffle_epi32(blueRed, _MM_PERM_CDAB));
-        const Vec twoGreen = add(green, _mm512_shuffle_epi32(green, _MM_PERM_CDAB));
-        const Vec chroma = _mm512_srai_epi32(
-            _mm512_add_epi32(chromaOffset,
-                             _mm512_add_epi32(_mm512_madd_epi16(twoBlueRed, chromaBlueRed),
-                                              _mm512_madd_epi16(twoGreen, chromaGreen))),
-            16);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(samples.chroma[line % 8][line / 8 * 2]),
-                           _mm256_permute4x64_epi64(
-                               _mm256_shuffle_epi8(_mm512_cvtepi32_epi16(chroma), apart), 0xD8));
-    }
-}
-
-void convertUyvy(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSamples& samples) {
-    const __m256i middle = _mm256_set1_epi16(128);
-    const __m256i lowBytes = _mm256_set1_epi16(0xFF);
-    // From [Cb 0, Cr 0, Cb 1, Cr 1 ...] to [Cb ... Cr ...] in each lane.
-    const __m256i apart = _mm256_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15,  //
-                                           0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
-    for (int line = 0; line < 16; ++line, pixels += stride) {
-        const __m256i groups = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pixels));
-        _mm256_store_si256(reinterpret_cast<__m256i*>(samples.luma[line % 8][line / 8 * 2]),
-                           _mm256_sub_epi16(_mm256_srli_epi16(groups, 8), middle));
-        const __m256i chroma = _mm256_sub_epi16(_mm256_and_si256(groups, lowBytes), middle);
-        _mm256_store_si256(reinterpret_cast<__m256i*>(samples.chroma[line % 8][line / 8 * 2]),
-                           _mm256_permute4x64_epi64(_mm256_shuffle_epi8(chroma, apart), 0xD8));
-    }
-}
-
-}  // namespace
-
-const Kernels kAvx512Kernels = {"AVX-512",   markChanged, convertBgra,
-                                convertUyvy, transform,   writeMacroblock};
+const Kernels kAvx512Kernels = {"AVX-512", convertBgra, convertUyvy, transform, writeMacroblock};
 
 }  // namespace speedhq

@@ -4,23 +4,24 @@
 #include <cstring>
 
 #include "speedhq/kernels.h"
-#include "speedhq/macroblockwriter.h"
 
 namespace speedhq {
 
 namespace {
 
-int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
-                std::uint8_t* changed) {
-    int marked = 0;
-    for (int i = 0; i < count; ++i, a += bytes, b += bytes) {
-        if (changed[i] == 0 && std::memcmp(a, b, static_cast<std::size_t>(bytes)) != 0) {
-            changed[i] = 1;
-            ++marked;
-        }
-    }
-    return marked;
+inline std::uint64_t trailingZeros(std::uint64_t bits) {
+    return bits == 0 ? 64 : static_cast<std::uint64_t>(__builtin_ctzll(bits));
 }
+
+}  // namespace
+
+}  // namespace speedhq
+
+#include "speedhq/macroblockwriter.h"
+
+namespace speedhq {
+
+namespace {
 
 std::int16_t narrow(int value) {
     return static_cast<std::int16_t>(value);
@@ -30,39 +31,69 @@ int weigh(const ColourRow& row, int blue, int green, int red) {
     return row.blue * blue + row.green * green + row.red * red;
 }
 
+std::uint8_t clamp(int value) {
+    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
+
 void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const ColourMatrix& matrix,
                  MacroblockSamples& samples) {
     for (int line = 0; line < 16; ++line, pixels += stride) {
-        auto* const luma = samples.luma[line % 8][line / 8 * 2];
-        auto* const chroma = samples.chroma[line % 8];
+        std::uint8_t* const luma = samples.lumaLine(line);
+        std::uint8_t* const chroma = samples.chromaLine(line);
         for (int x = 0; x < 16; x += 2) {
             const std::uint8_t* const p = pixels + 4 * x;
             const std::uint8_t* const q = p + 4;
             constexpr int kHalf = 1 << 14;
-            luma[x] = narrow(16 - 128 + ((weigh(matrix.y, p[0], p[1], p[2]) + kHalf) >> 15));
-            luma[x + 1] = narrow(16 - 128 + ((weigh(matrix.y, q[0], q[1], q[2]) + kHalf) >> 15));
+            luma[x] = clamp(16 + ((weigh(matrix.y, p[0], p[1], p[2]) + kHalf) >> 15));
+            luma[x + 1] = clamp(16 + ((weigh(matrix.y, q[0], q[1], q[2]) + kHalf) >> 15));
             const int blue = p[0] + q[0];
             const int green = p[1] + q[1];
             const int red = p[2] + q[2];
-            chroma[line / 8 * 2][x / 2] =
-                narrow((weigh(matrix.cb, blue, green, red) + 2 * kHalf) >> 16);
-            chroma[line / 8 * 2 + 1][x / 2] =
-                narrow((weigh(matrix.cr, blue, green, red) + 2 * kHalf) >> 16);
+            chroma[x / 2] = clamp(128 + ((weigh(matrix.cb, blue, green, red) + 2 * kHalf) >> 16));
+            chroma[8 + x / 2] =
+                clamp(128 + ((weigh(matrix.cr, blue, green, red) + 2 * kHalf) >> 16));
         }
     }
 }
 
 void convertUyvy(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSamples& samples) {
     for (int line = 0; line < 16; ++line, pixels += stride) {
-        auto* const luma = samples.luma[line % 8][line / 8 * 2];
-        auto* const chroma = samples.chroma[line % 8];
+        std::uint8_t* const luma = samples.lumaLine(line);
+        std::uint8_t* const chroma = samples.chromaLine(line);
         for (int x = 0; x < 8; ++x) {
-            chroma[line / 8 * 2][x] = narrow(pixels[4 * x] - 128);
-            luma[2 * x] = narrow(pixels[4 * x + 1] - 128);
-            chroma[line / 8 * 2 + 1][x] = narrow(pixels[4 * x + 2] - 128);
-            luma[2 * x + 1] = narrow(pixels[4 * x + 3] - 128);
+            chroma[x] = pixels[4 * x];
+            luma[2 * x] = pixels[4 * x + 1];
+            chroma[8 + x] = pixels[4 * x + 2];
+            luma[2 * x + 1] = pixels[4 * x + 3];
         }
     }
+}
+
+/// `convert(samples, i)` converts macroblock i.
+template <typename Convert>
+int convertRun(MacroblockSamples* samples, int count, std::uint8_t* changed, Convert convert) {
+    int differing = 0;
+    for (int i = 0; i < count; ++i) {
+        const MacroblockSamples previous = samples[i];
+        convert(samples[i], i);
+        changed[i] = std::memcmp(&previous, &samples[i], sizeof previous) != 0 ? 1 : 0;
+        differing += changed[i];
+    }
+    return differing;
+}
+
+int convertBgraRun(const std::uint8_t* pixels, std::ptrdiff_t stride, const ColourMatrix& matrix,
+                   MacroblockSamples* samples, int count, std::uint8_t* changed) {
+    return convertRun(samples, count, changed, [&](MacroblockSamples& to, int i) {
+        convertBgra(pixels + std::ptrdiff_t{64} * i, stride, matrix, to);
+    });
+}
+
+int convertUyvyRun(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSamples* samples,
+                   int count, std::uint8_t* changed) {
+    return convertRun(samples, count, changed, [&](MacroblockSamples& to, int i) {
+        convertUyvy(pixels + std::ptrdiff_t{32} * i, stride, to);
+    });
 }
 
 /// a * factor / 2^15, rounded to nearest, halves up.
@@ -115,7 +146,7 @@ std::int16_t quantise(std::int16_t coefficient, unsigned bias, unsigned multipli
     return narrow(coefficient < 0 ? -level : level);
 }
 
-void transformBlock(const std::int16_t (&samples)[8][4][8], int lane, int block,
+void transformBlock(const std::uint8_t (&samples)[8][4][8], int lane, int block,
                     const Quantiser& quantiser, MacroblockLevels& levels) {
     std::int16_t* const values = levels.full[block];
     for (int y = 0; y < 8; ++y) {
@@ -130,16 +161,17 @@ void transformBlock(const std::int16_t (&samples)[8][4][8], int lane, int block,
         transformLine(values + v, 8);
     }
 
-    levels.dc[block] = narrow(1024 + ((values[0] + 8) >> 4));
+    levels.dc[block] = narrow((values[0] + 8) >> 4);
     levels.nonZero[block] = 0;
     for (std::size_t i = 0; i < 64; ++i) {
-        values[i] =
-            quantise(values[i], quantiser.bias[i], quantiser.multiplier[i], quantiser.shift);
+        values[i] = quantise(values[i], quantiser.bias[i / 8][0][i % 8],
+                             quantiser.multiplier[i / 8][0][i % 8], quantiser.shift);
     }
     for (unsigned position = 0; position < 64; ++position) {
         const int level = values[kScan[position]];
         const int cut = level < -128 ? -128 : level > 127 ? 127 : level;
-        levels.scanned[block][position] = static_cast<std::int8_t>(cut);
+        levels.scanned[static_cast<unsigned>(block) * 64 + position] =
+            static_cast<std::int8_t>(cut);
         levels.nonZero[block] |= static_cast<std::uint64_t>(level != 0) << position;
         levels.wide |= static_cast<std::uint32_t>(std::abs(level) > 127) << block;
     }
@@ -156,7 +188,7 @@ void transform(const MacroblockSamples& samples, const Quantiser& quantiser,
 
 }  // namespace
 
-const Kernels kReferenceKernels = {"reference", markChanged, convertBgra,
-                                   convertUyvy, transform,   writeMacroblock};
+const Kernels kReferenceKernels = {"reference", convertBgraRun, convertUyvyRun, transform,
+                                   writeMacroblock};
 
 }  // namespace speedhq

@@ -5,17 +5,24 @@
 #include <cstring>
 
 #include "speedhq/kernels.h"
-#include "speedhq/macroblockwriter.h"
 
 namespace speedhq {
 
 namespace {
+
+inline std::uint64_t trailingZeros(std::uint64_t bits) {
+    return bits == 0 ? 64 : static_cast<std::uint64_t>(__builtin_ctzll(bits));
+}
 
 using Vec = __m128i;
 constexpr int kLanes = 1;
 
 inline Vec load(const void* at) {
     return _mm_loadu_si128(static_cast<const __m128i*>(at));
+}
+/// Loads 8 * kLanes bytes as 16-bit elements.
+inline Vec loadWidened(const std::uint8_t* at) {
+    return _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)));
 }
 inline void store(void* at, Vec a) {
     _mm_storeu_si128(static_cast<__m128i*>(at), a);
@@ -56,8 +63,8 @@ inline Vec signed16(Vec magnitude, Vec sign) {
 inline Vec narrowSaturated(Vec a, Vec b) {
     return _mm_packs_epi16(a, b);
 }
-inline Vec shuffle(Vec a, const std::uint8_t* order) {
-    return _mm_shuffle_epi8(a, broadcastLane(order));
+inline Vec shuffle(Vec a, Vec order) {
+    return _mm_shuffle_epi8(a, order);
 }
 inline Vec interleaveLow16(Vec a, Vec b) {
     return _mm_unpacklo_epi16(a, b);
@@ -78,6 +85,51 @@ inline Vec interleaveHigh64(Vec a, Vec b) {
     return _mm_unpackhi_epi64(a, b);
 }
 
+inline Vec bitAnd(Vec a, Vec b) {
+    return _mm_and_si128(a, b);
+}
+inline Vec bitXor(Vec a, Vec b) {
+    return _mm_xor_si128(a, b);
+}
+inline Vec broadcast32(int a) {
+    return _mm_set1_epi32(a);
+}
+inline Vec add32(Vec a, Vec b) {
+    return _mm_add_epi32(a, b);
+}
+/// The sums of the products of adjacent 16-bit elements.
+inline Vec multiplyPairs(Vec a, Vec b) {
+    return _mm_madd_epi16(a, b);
+}
+inline Vec upperBytes(Vec a) {
+    return _mm_srli_epi16(a, 8);
+}
+inline Vec upperWords(Vec a) {
+    return _mm_srli_epi32(a, 16);
+}
+inline Vec shiftRight15(Vec a) {
+    return _mm_srai_epi32(a, 15);
+}
+inline Vec narrowUnsigned(Vec a, Vec b) {
+    return _mm_packus_epi16(a, b);
+}
+inline Vec evenWords32(Vec a, Vec b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
+}
+inline Vec oddWords32(Vec a, Vec b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
+}
+inline Vec takeOddWords(Vec a, Vec b) {
+    return _mm_blend_epi16(a, b, 0xAA);
+}
+inline bool anyBit(Vec a) {
+    return _mm_testz_si128(a, a) == 0;
+}
+/// The 32-bit element v of lane l of `a` becomes element l of group v of kLanes elements.
+inline Vec groupLanes(Vec a) {
+    return a;
+}
+
 /// Bit i: lane i has an element above 127.
 inline std::uint32_t lanesAbove127(Vec a) {
     return _mm_movemask_epi8(_mm_cmpgt_epi16(a, broadcast16(127))) != 0 ? 1 : 0;
@@ -87,7 +139,7 @@ inline std::uint32_t lanesAbove127(Vec a) {
 inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& levels) {
     std::uint64_t nonZero = 0;
     for (int quarter = 0; quarter < 4; ++quarter) {
-        store(levels.scanned[block] + 16 * quarter, scanned[quarter]);
+        store(levels.scanned + 64 * block + 16 * quarter, scanned[quarter]);
         const int zeros = _mm_movemask_epi8(_mm_cmpeq_epi8(scanned[quarter], zero()));
         nonZero |= static_cast<std::uint64_t>(~zeros & 0xFFFF) << (16 * quarter);
     }
@@ -98,110 +150,12 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 
 }  // namespace speedhq
 
+#include "speedhq/macroblockwriter.h"
+#include "speedhq/vectorconvert.h"
 #include "speedhq/vectortransform.h"
 
 namespace speedhq {
 
-namespace {
-
-int markChanged(const std::uint8_t* a, const std::uint8_t* b, int count, int bytes,
-                std::uint8_t* changed) {
-    int marked = 0;
-    for (int i = 0; i < count; ++i, a += bytes, b += bytes) {
-        Vec difference = zero();
-        for (int at = 0; at < bytes; at += 16) {
-            difference = bitOr(difference, _mm_xor_si128(load(a + at), load(b + at)));
-        }
-        const int differs = _mm_testz_si128(difference, difference) ^ 1;
-        marked += differs & (changed[i] ^ 1);
-        changed[i] = static_cast<std::uint8_t>(changed[i] | differs);
-    }
-    return marked;
-}
-
-/// Coefficients for products of [blue, red] and of [green, alpha], as 16-bit pairs.
-struct PairCoefficients {
-    Vec blueRed;
-    Vec green;
-
-    explicit PairCoefficients(const ColourRow& row)
-        : blueRed(_mm_set1_epi32((row.blue & 0xFFFF) | row.red * 65536)),
-          green(_mm_set1_epi32(row.green & 0xFFFF)) {}
-
-    /// Sums in 32 bits, with `offset` added.
-    [[nodiscard]] Vec weigh(Vec blueRedPairs, Vec greenPairs, Vec offset) const {
-        return _mm_add_epi32(offset, _mm_add_epi32(_mm_madd_epi16(blueRedPairs, blueRed),
-                                                   _mm_madd_epi16(greenPairs, green)));
-    }
-};
-
-/// The even (or odd) 32-bit elements of a and b.
-template <int select>
-inline Vec everySecond(Vec a, Vec b) {
-    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), select));
-}
-constexpr int kEven = 0x88;
-constexpr int kOdd = 0xDD;
-
-void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const ColourMatrix& matrix,
-                 MacroblockSamples& samples) {
-    const PairCoefficients y(matrix.y);
-    const PairCoefficients cb(matrix.cb);
-    const PairCoefficients cr(matrix.cr);
-    const Vec lowBytes = broadcast16(0xFF);
-    const Vec lumaOffset = _mm_set1_epi32((1 << 14) + (16 - 128) * (1 << 15));
-    const Vec chromaOffset = _mm_set1_epi32(1 << 15);
-    for (int line = 0; line < 16; ++line, pixels += stride) {
-        Vec cbSamples[2];
-        Vec crSamples[2];
-        for (int half = 0; half < 2; ++half) {
-            const Vec left = load(pixels + 32 * half);
-            const Vec right = load(pixels + 32 * half + 16);
-            const Vec leftBlueRed = _mm_and_si128(left, lowBytes);
-            const Vec rightBlueRed = _mm_and_si128(right, lowBytes);
-            const Vec leftGreen = _mm_srli_epi16(left, 8);
-            const Vec rightGreen = _mm_srli_epi16(right, 8);
-            const Vec lumaLeft = _mm_srai_epi32(y.weigh(leftBlueRed, leftGreen, lumaOffset), 15);
-            const Vec lumaRight = _mm_srai_epi32(y.weigh(rightBlueRed, rightGreen, lumaOffset), 15);
-            store(samples.luma[line % 8][line / 8 * 2 + half],
-                  _mm_packs_epi32(lumaLeft, lumaRight));
-
-            const Vec blueRed = add(everySecond<kEven>(leftBlueRed, rightBlueRed),
-                                    everySecond<kOdd>(leftBlueRed, rightBlueRed));
-            const Vec green = add(everySecond<kEven>(leftGreen, rightGreen),
-                                  everySecond<kOdd>(leftGreen, rightGreen));
-            cbSamples[half] = _mm_srai_epi32(cb.weigh(blueRed, green, chromaOffset), 16);
-            crSamples[half] = _mm_srai_epi32(cr.weigh(blueRed, green, chromaOffset), 16);
-        }
-        auto* const chroma = samples.chroma[line % 8] + line / 8 * 2;
-        store(chroma[0], _mm_packs_epi32(cbSamples[0], cbSamples[1]));
-        store(chroma[1], _mm_packs_epi32(crSamples[0], crSamples[1]));
-    }
-}
-
-void convertUyvy(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSamples& samples) {
-    const Vec middle = broadcast16(128);
-    const Vec lowBytes = broadcast16(0xFF);
-    // From [Cb 0, Cr 0, Cb 1, Cr 1 ...] to [Cb ... Cr ...].
-    const Vec apart = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
-    for (int line = 0; line < 16; ++line, pixels += stride) {
-        const Vec left = load(pixels);
-        const Vec right = load(pixels + 16);
-        auto* const luma = samples.luma[line % 8] + line / 8 * 2;
-        store(luma[0], sub(_mm_srli_epi16(left, 8), middle));
-        store(luma[1], sub(_mm_srli_epi16(right, 8), middle));
-        const Vec chromaLeft = _mm_shuffle_epi8(sub(_mm_and_si128(left, lowBytes), middle), apart);
-        const Vec chromaRight =
-            _mm_shuffle_epi8(sub(_mm_and_si128(right, lowBytes), middle), apart);
-        auto* const chroma = samples.chroma[line % 8] + line / 8 * 2;
-        store(chroma[0], interleaveLow64(chromaLeft, chromaRight));
-        store(chroma[1], interleaveHigh64(chromaLeft, chromaRight));
-    }
-}
-
-}  // namespace
-
-const Kernels kSse41Kernels = {"SSE4.1",    markChanged, convertBgra,
-                               convertUyvy, transform,   writeMacroblock};
+const Kernels kSse41Kernels = {"SSE4.1", convertBgra, convertUyvy, transform, writeMacroblock};
 
 }  // namespace speedhq

@@ -1,6 +1,5 @@
 #include "speedhq/macroblockrow.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace speedhq {
@@ -20,52 +19,50 @@ void RowEncoder::prepare(std::size_t macroblocks) {
         m_bufferFor = macroblocks;
         m_buffer.reset(new std::uint8_t[macroblocks * kMaxMacroblockBytes + kBitSlack]);
     }
-    m_flags.assign(macroblocks, 0);
+    m_changed.assign(macroblocks, 0);
 }
 
-void RowEncoder::encodeMacroblock(const RowSettings& settings, const ReferenceFrame& frame, int row,
-                                  int column, BitWriter& writer, DcPredictors& predictors) {
-    const std::uint8_t* const pixels =
-        frame.line(row * 16) + static_cast<std::ptrdiff_t>(column) * frame.blockBytes();
-    if (frame.format() == PixelFormat::Uyvy) {
-        settings.kernels.convertUyvy(pixels, frame.stride(), m_samples);
-    } else {
-        settings.kernels.convertBgra(pixels, frame.stride(), settings.matrix, m_samples);
+/// Flat areas are frequent on desktops, so macroblocks often equal the previous one.
+void RowEncoder::encodeMacroblock(const RowSettings& settings, const MacroblockSamples& samples,
+                                  BitWriter& writer, DcPredictors& predictors) {
+    if (m_transformed == nullptr || std::memcmp(m_transformed, &samples, sizeof samples) != 0) {
+        settings.kernels.transform(samples, settings.quantiser, m_levels);
     }
-    settings.kernels.transform(m_samples, settings.quantiser, m_levels);
+    m_transformed = &samples;
     settings.kernels.write(m_levels, settings.codes, predictors, writer);
 }
 
-void RowEncoder::encode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+void RowEncoder::encode(const RowSettings& settings, const MacroblockSamples* row,
                         EncodedRow& encoded) {
     BitWriter writer(m_buffer.get());
     DcPredictors predictors;
-    for (int column = 0; column < frame.columns(); ++column) {
-        encodeMacroblock(settings, frame, row, column, writer, predictors);
-        encoded.ends()[static_cast<std::size_t>(column)] = {
-            static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
+    m_transformed = nullptr;
+    for (EncodedRow::End& end : encoded.ends()) {
+        encodeMacroblock(settings, *row++, writer, predictors);
+        end = {static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
     }
     finish(writer, encoded);
 }
 
-void RowEncoder::reencode(const RowSettings& settings, const ReferenceFrame& frame, int row,
+void RowEncoder::reencode(const RowSettings& settings, const MacroblockSamples* row,
                           EncodedRow& encoded) {
     BitWriter writer(m_buffer.get());
     DcPredictors predictors;
+    m_transformed = nullptr;
     EncodedRow::End before{0, {}};  // The end of the previous macroblock in the old bits.
-    const int columns = frame.columns();
-    for (int column = 0; column < columns;) {
-        auto* end = &encoded.ends()[static_cast<std::size_t>(column)];
-        if (m_flags[static_cast<std::size_t>(column)] != 0 || predictors != before.dc) {
+    const std::size_t columns = encoded.ends().size();
+    for (std::size_t column = 0; column < columns;) {
+        auto* end = &encoded.ends()[column];
+        if (m_changed[column] != 0 || predictors != before.dc) {
             before = *end;
-            encodeMacroblock(settings, frame, row, column, writer, predictors);
+            encodeMacroblock(settings, row[column], writer, predictors);
             *end = {static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
             ++column;
             continue;
         }
         const std::uint32_t from = before.bit;
         const auto moved = static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())) - from;
-        for (; column < columns && m_flags[static_cast<std::size_t>(column)] == 0; ++column) {
+        for (; column < columns && m_changed[column] == 0; ++column) {
             before = *end;
             end->bit += moved;
             ++end;
@@ -79,11 +76,6 @@ void RowEncoder::reencode(const RowSettings& settings, const ReferenceFrame& fra
 void RowEncoder::finish(BitWriter& writer, EncodedRow& encoded) {
     finishBits(writer);
     encoded.store(m_buffer.get());
-    clearFlags();
-}
-
-void RowEncoder::clearFlags() {
-    std::fill(m_flags.begin(), m_flags.end(), std::uint8_t{0});
 }
 
 }  // namespace speedhq

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "speedhq/kernels.h"
-#include "speedhq/referenceframe.h"
 
 namespace speedhq {
 
@@ -40,7 +39,6 @@ private:
 /// The settings that all rows of a frame share.
 struct RowSettings {
     const Kernels& kernels;
-    const ColourMatrix& matrix;
     const Quantiser& quantiser;
     const CodeTables& codes;
 };
@@ -51,28 +49,25 @@ public:
     /// Allocates the buffers for rows of `macroblocks`.
     void prepare(std::size_t macroblocks);
 
-    /// The changed flags of the current row's macroblocks. All 0 between rows.
-    [[nodiscard]] std::uint8_t* flags() { return m_flags.data(); }
-    void clearFlags();
+    /// The changed flags of the current row's macroblocks: one for each, undefined between rows.
+    [[nodiscard]] std::uint8_t* changed() { return m_changed.data(); }
 
-    /// Encodes the whole row. Clears the flags.
-    void encode(const RowSettings& settings, const ReferenceFrame& frame, int row,
-                EncodedRow& encoded);
+    /// Encodes the whole row.
+    void encode(const RowSettings& settings, const MacroblockSamples* row, EncodedRow& encoded);
 
-    /// Encodes the flagged macroblocks and keeps the bits of the others where possible. The result
-    /// is the same as that of encode(). Clears the flags.
-    void reencode(const RowSettings& settings, const ReferenceFrame& frame, int row,
-                  EncodedRow& encoded);
+    /// Encodes the changed macroblocks and keeps the bits of the others where possible. The result
+    /// is the same as that of encode().
+    void reencode(const RowSettings& settings, const MacroblockSamples* row, EncodedRow& encoded);
 
 private:
-    void encodeMacroblock(const RowSettings& settings, const ReferenceFrame& frame, int row,
-                          int column, BitWriter& writer, DcPredictors& predictors);
+    void encodeMacroblock(const RowSettings& settings, const MacroblockSamples& samples,
+                          BitWriter& writer, DcPredictors& predictors);
     void finish(BitWriter& writer, EncodedRow& encoded);
 
-    std::vector<std::uint8_t> m_flags;
+    std::vector<std::uint8_t> m_changed;
     std::unique_ptr<std::uint8_t[]> m_buffer;
     std::size_t m_bufferFor = 0;
-    MacroblockSamples m_samples{};
+    const MacroblockSamples* m_transformed = nullptr;  ///< What m_levels was made from.
     MacroblockLevels m_levels{};
 };
 

@@ -1,8 +1,10 @@
 #pragma once
 // Run/level coding of one macroblock. Every kernel file includes this header, so that it is
 // compiled for each instruction set. The unnamed namespace keeps the linker from merging these
-// copies; for the same reason nothing here calls a shared inline function.
+// copies; for the same reason nothing here calls a shared inline function. The kernel file defines
+// trailingZeros(), which is 64 for 0, before.
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -13,91 +15,127 @@
 namespace speedhq {
 namespace {
 
-/// A BitWriter that the compiler can keep in registers. Up to 56 bits fit between two flushes.
+/// A BitWriter in registers. The pending bits are the top ones, the first written lowest; the bits
+/// below them are garbage. Up to 56 bits fit between two flushes.
 struct OpenWriter {
     std::uint8_t* next;
     std::uint64_t pending;
-    unsigned count;
+    std::uint64_t count;  ///< In the lowest byte; the other bits are garbage.
+
+    explicit OpenWriter(const BitWriter& writer)
+        : next(writer.next),
+          pending(writer.pending << 1 << (63 - writer.pendingCount)),
+          count(writer.pendingCount) {}
 
     void put(Code code) {
-        pending |= static_cast<std::uint64_t>(codeBits(code)) << count;
-        count += codeLength(code);
+        pending = (pending >> (code & 63U)) | code;
+        count += code;
     }
+    /// At least one bit must be pending.
     void flush() {
-        std::memcpy(next, &pending, sizeof pending);
-        next += count >> 3;
-        pending >>= count & ~7U;
+        const std::uint64_t bits = pending >> (-count & 63U);
+        std::memcpy(next, &bits, sizeof bits);
+        next += (count & 0xFFU) >> 3;
         count &= 7U;
+    }
+    /// After a flush.
+    void close(BitWriter& writer) const {
+        writer.next = next;
+        writer.pending = pending >> 1 >> (63 - count);
+        writer.pendingCount = static_cast<unsigned>(count);
     }
 };
 
-/// Writes the usual block, which is not all 0 and whose levels all are in the code table. With
-/// fewer than 8 bits pending, two codes of 24 bits and the end of block fit without a check.
-inline void writeLevels(OpenWriter& out, const Code* acCodes, const std::int8_t* levels,
+/// Writes the levels and the end of a block that is not all 0, all of which are in the code table;
+/// `ac` is its entry [128]. The DC code is pending. After the last level the loop finds level 0 at
+/// position 64, whose code is the end of the block; once more, and the code is empty. So it writes
+/// two codes per turn and only then checks for the end. With fewer than 8 bits pending, two codes
+/// of 24 bits fit.
+inline void writeLevels(OpenWriter& out, const Code* ac, const std::int8_t* levels,
                         std::uint64_t nonZero) {
-    const Code* fromPrevious = acCodes + 128 - 256;
-    for (;;) {
-        const auto first = static_cast<unsigned>(__builtin_ctzll(nonZero));
+    std::uint64_t previous = 0;
+    const auto putNext = [&] {
+        const std::uint64_t position = trailingZeros(nonZero);
         nonZero &= nonZero - 1;
-        out.put(fromPrevious[static_cast<int>(256 * first) + levels[first]]);
-        fromPrevious = acCodes + 128 - 256 - 256 * static_cast<int>(first);
-        if (nonZero == 0) {
-            break;
-        }
-        const auto second = static_cast<unsigned>(__builtin_ctzll(nonZero));
-        nonZero &= nonZero - 1;
-        out.put(fromPrevious[static_cast<int>(256 * second) + levels[second]]);
-        fromPrevious = acCodes + 128 - 256 - 256 * static_cast<int>(second);
+        const std::int64_t level = levels[position];
+        out.put(ac[static_cast<std::int64_t>((position - previous) << 8) + level]);
+        previous = position;
+    };
+    putNext();
+    out.flush();
+    do {
+        putNext();
+        putNext();
         out.flush();
-        if (nonZero == 0) {
-            break;
-        }
+    } while (previous != 64);
+}
+
+/// Writes a block with levels of more than 8 bits. Rare, so kept out of the registers of the
+/// others.
+__attribute__((noinline)) OpenWriter writeWideLevels(OpenWriter out, const Code* ac,
+                                                     const std::int16_t* levels,
+                                                     std::uint64_t nonZero) {
+    std::uint64_t previous = 0;
+    while (nonZero != 0) {
+        out.flush();
+        const std::uint64_t position = trailingZeros(nonZero);
+        nonZero &= nonZero - 1;
+        const int level = levels[kScan[position]];
+        const std::uint64_t step = position - previous;
+        previous = position;
+        out.put(level >= -128 && level < 128 ? ac[static_cast<int>(256 * step) + level]
+                                             : escapeCode(static_cast<unsigned>(step - 1), level));
+    }
+    out.put(kEndOfBlock);
+    out.flush();
+    return out;
+}
+
+template <bool mayBeWide>
+inline void writeBlock(OpenWriter& out, const MacroblockLevels& levels, unsigned block,
+                       const CodeTables& codes, const Code* dcCodes, std::ptrdiff_t& predictor) {
+    const std::ptrdiff_t dc = levels.dc[block];
+    out.put(dcCodes[predictor - dc]);
+    predictor = dc;
+    const std::uint64_t nonZero = levels.nonZero[block];
+    if (nonZero == 0) {
+        out.put(kEndOfBlock);
+        out.flush();
+    } else if (mayBeWide && (levels.wide >> block & 1U) != 0) {
+        out = writeWideLevels(out, &codes.ac[128], levels.full[block], nonZero);
+    } else {
+        writeLevels(out, &codes.ac[128], levels.scanned + std::size_t{block} * 64, nonZero);
     }
 }
 
-/// Writes a block with levels of more than 8 bits.
-inline void writeWideLevels(OpenWriter& out, const Code* acCodes, const std::int16_t* levels,
-                            std::uint64_t nonZero) {
-    unsigned previous = 0;
-    while (nonZero != 0) {
-        const auto position = static_cast<unsigned>(__builtin_ctzll(nonZero));
-        nonZero &= nonZero - 1;
-        const unsigned run = position - previous - 1;
-        previous = position;
-        const int level = levels[kScan[position]];
-        out.put(level >= -128 && level < 128 ? acCodes[static_cast<int>(256 * run) + 128 + level]
-                                             : escapeCode(run, level));
-        out.flush();
+template <bool mayBeWide>
+inline void writeBlocks(OpenWriter& out, const MacroblockLevels& levels, const CodeTables& codes,
+                        DcPredictors& predictors) {
+    const Code* const lumaDc = &codes.lumaDc[kMaxDcDifference];
+    const Code* const chromaDc = &codes.chromaDc[kMaxDcDifference];
+    std::ptrdiff_t y = predictors.y;
+    std::ptrdiff_t cb = predictors.cb;
+    std::ptrdiff_t cr = predictors.cr;
+    for (unsigned block = 0; block < 4; ++block) {
+        writeBlock<mayBeWide>(out, levels, block, codes, lumaDc, y);
     }
+    for (unsigned block = 4; block < 8; block += 2) {
+        writeBlock<mayBeWide>(out, levels, block, codes, chromaDc, cb);
+        writeBlock<mayBeWide>(out, levels, block + 1, codes, chromaDc, cr);
+    }
+    predictors = {static_cast<std::int16_t>(y), static_cast<std::int16_t>(cb),
+                  static_cast<std::int16_t>(cr)};
 }
 
 void writeMacroblock(const MacroblockLevels& levels, const CodeTables& codes,
                      DcPredictors& predictors, BitWriter& writer) {
-    std::int16_t* const previous[8] = {&predictors.y,  &predictors.y,  &predictors.y,
-                                       &predictors.y,  &predictors.cb, &predictors.cr,
-                                       &predictors.cb, &predictors.cr};
-    OpenWriter out{writer.next, writer.pending, writer.pendingCount};
-    for (unsigned block = 0; block < 8; ++block) {
-        const Code* const dcCodes = (block < 4 ? &codes.lumaDc[0] : &codes.chromaDc[0]);
-        out.put(dcCodes[kMaxDcDifference + *previous[block] - levels.dc[block]]);
-        *previous[block] = levels.dc[block];
-        if (levels.nonZero[block] == 0) {
-            out.put(kEndOfBlock);
-            out.flush();
-            continue;
-        }
-        out.flush();
-        if ((levels.wide >> block & 1U) == 0) {
-            writeLevels(out, &codes.ac[0], levels.scanned[block], levels.nonZero[block]);
-        } else {
-            writeWideLevels(out, &codes.ac[0], levels.full[block], levels.nonZero[block]);
-        }
-        out.put(kEndOfBlock);
-        out.flush();
+    OpenWriter out(writer);
+    if (levels.wide == 0) {
+        writeBlocks<false>(out, levels, codes, predictors);
+    } else {
+        writeBlocks<true>(out, levels, codes, predictors);
     }
-    writer.next = out.next;
-    writer.pending = out.pending;
-    writer.pendingCount = out.count;
+    out.close(writer);
 }
 
 }  // namespace

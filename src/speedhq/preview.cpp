@@ -8,6 +8,25 @@ namespace {
 
 constexpr int kWidth = 640;
 
+/// Cb and Cr as differences from 128, all components in units of 1 / kLineUnit.
+struct Sample {
+    int y;
+    int cb;
+    int cr;
+};
+
+/// The factors are scaled by 2^14. Greys do not change.
+Sample bt601FromBt709(Sample s) {
+    constexpr int kHalf = 1 << 13;
+    return {s.y + ((1627 * s.cb + 3141 * s.cr + kHalf) >> 14),
+            (16218 * s.cb - 1813 * s.cr + kHalf) >> 14,
+            (-1187 * s.cb + 16112 * s.cr + kHalf) >> 14};
+}
+
+std::uint8_t rounded(int value) {
+    return static_cast<std::uint8_t>(std::clamp((value + kLineUnit / 2) / kLineUnit, 0, 255));
+}
+
 }  // namespace
 
 EncodedFramePtr Preview::encode(IncrementalEncoder& main, const FrameView& rate) {
@@ -29,24 +48,32 @@ EncodedFramePtr Preview::encodeReference(IncrementalEncoder& main) {
 }
 
 void Preview::adoptShape(const ReferenceFrame& source) {
-    if (m_lines && source.width() == m_sourceWidth && source.height() == m_sourceHeight &&
-        source.format() == m_format) {
+    if (m_lines && source.width() == m_sourceWidth && source.height() == m_sourceHeight) {
         return;
     }
-    m_format = source.format();
     m_sourceWidth = source.width();
     m_sourceHeight = source.height();
     m_width = std::min(m_sourceWidth, kWidth);
     m_height = std::max(1, (m_sourceHeight * m_width + m_sourceWidth / 2) / m_sourceWidth);
-    const bool uyvy = m_format == PixelFormat::Uyvy;
-    m_stride = uyvy ? (m_width + 1) / 2 * 4 : m_width * 4;
+    m_changeMatrix =
+        &colourMatrixFor(m_sourceWidth, m_sourceHeight) != &colourMatrixFor(m_width, m_height);
+    const int chromaWidth = (m_width + 1) / 2;
+    m_stride = chromaWidth * 4;
     m_pixels.assign(static_cast<std::size_t>(m_stride * m_height), 0);
-    m_lines = std::make_unique<AreaWeights>(m_sourceHeight, m_height, kLineUnit);
-    m_columns = std::make_unique<AreaWeights>(m_sourceWidth, m_width, kColumnUnit);
-    m_chromaColumns =
-        std::make_unique<AreaWeights>((m_sourceWidth + 1) / 2, (m_width + 1) / 2, kColumnUnit);
-    m_sums.assign(static_cast<std::size_t>(m_pool.threads()),
-                  std::vector<std::uint16_t>(static_cast<std::size_t>(source.stride())));
+    m_lines = std::make_unique<AreaWeights>(m_sourceHeight, 1, m_height, kLineUnit);
+    m_columns = std::make_unique<AreaWeights>(m_sourceWidth, 1, m_width, kColumnUnit);
+    // A frame that is not scaled keeps its chroma samples, also when its width is odd.
+    const int chromaExtent = m_width == m_sourceWidth ? chromaWidth * 2 : m_sourceWidth;
+    m_chromaColumns = std::make_unique<AreaWeights>(chromaExtent, 2, chromaWidth, kColumnUnit);
+    const auto component = [](int inputs, int outputs) {
+        return Component{std::vector<std::uint16_t>(static_cast<std::size_t>(inputs)),
+                         std::vector<std::uint16_t>(static_cast<std::size_t>(outputs))};
+    };
+    // An odd width leaves the second luma sample of the last group undefined: give it a place.
+    m_scaled.assign(static_cast<std::size_t>(m_pool.threads()),
+                    {component(source.columns() * 16, chromaWidth * 2),
+                     component(source.columns() * 8, chromaWidth),
+                     component(source.columns() * 8, chromaWidth)});
     m_changedRows.assign(static_cast<std::size_t>(source.rows()), 1);
 }
 
@@ -74,29 +101,54 @@ void Preview::scale(IncrementalEncoder& main) {
     const ReferenceFrame& source = main.reference();
     m_pool.run(static_cast<int>(m_lineList.size()), [&](int item, int thread) {
         scaleLine(source, m_lineList[static_cast<std::size_t>(item)],
-                  m_sums[static_cast<std::size_t>(thread)]);
+                  m_scaled[static_cast<std::size_t>(thread)]);
     });
 }
 
-void Preview::scaleLine(const ReferenceFrame& source, int line, std::vector<std::uint16_t>& sums) {
-    std::fill(sums.begin(), sums.end(), std::uint16_t{0});
-    for (int i = 0; i < m_lines->count(line); ++i) {
-        addLine(sums.data(), source.line(m_lines->first(line) + i), sums.size(),
-                m_lines->weights(line)[i]);
+void Preview::scaleLine(const ReferenceFrame& source, int line, ScaledLine& scaled) {
+    for (Component* const component : {&scaled.y, &scaled.cb, &scaled.cr}) {
+        std::fill(component->sums.begin(), component->sums.end(), std::uint16_t{0});
     }
-    std::uint8_t* const target = m_pixels.data() + line * m_stride;
-    if (m_format == PixelFormat::Uyvy) {
-        averageColumns(sums.data(), *m_columns, {1, 2}, target);
-        averageColumns(sums.data(), *m_chromaColumns, {0, 4}, target);
-        averageColumns(sums.data(), *m_chromaColumns, {2, 4}, target);
-    } else {
-        averagePixels(sums.data(), *m_columns, target);
+    for (int i = 0; i < m_lines->count(line); ++i) {
+        const int y = m_lines->first(line) + i;
+        const MacroblockSamples* const row = source.row(y / 16);
+        for (int column = 0; column < source.columns(); ++column) {
+            const std::uint8_t* const chroma = row[column].chromaLine(y % 16);
+            const unsigned weight = m_lines->weights(line)[i];
+            addSamples<16>(&scaled.y.sums[static_cast<std::size_t>(column) * 16],
+                           row[column].lumaLine(y % 16), weight);
+            addSamples<8>(&scaled.cb.sums[static_cast<std::size_t>(column) * 8], chroma, weight);
+            addSamples<8>(&scaled.cr.sums[static_cast<std::size_t>(column) * 8], chroma + 8,
+                          weight);
+        }
+    }
+    averageColumns(scaled.y.sums.data(), *m_columns, scaled.y.means.data());
+    averageColumns(scaled.cb.sums.data(), *m_chromaColumns, scaled.cb.means.data());
+    averageColumns(scaled.cr.sums.data(), *m_chromaColumns, scaled.cr.means.data());
+    storeLine(line, scaled);
+}
+
+void Preview::storeLine(int line, const ScaledLine& scaled) {
+    constexpr int kMiddle = 128 * kLineUnit;
+    std::uint8_t* group = m_pixels.data() + line * m_stride;
+    for (std::size_t i = 0; i < scaled.cb.means.size(); ++i, group += 4) {
+        Sample left{scaled.y.means[2 * i], scaled.cb.means[i] - kMiddle,
+                    scaled.cr.means[i] - kMiddle};
+        Sample right{scaled.y.means[2 * i + 1], left.cb, left.cr};
+        if (m_changeMatrix) {
+            left = bt601FromBt709(left);
+            right = bt601FromBt709(right);
+        }
+        group[0] = rounded(left.cb + kMiddle);
+        group[1] = rounded(left.y);
+        group[2] = rounded(left.cr + kMiddle);
+        group[3] = rounded(right.y);
     }
 }
 
 FrameView Preview::view() const {
-    return {m_format,        m_width,         m_height,         m_stride,
-            m_pixels.data(), m_rateNumerator, m_rateDenominator};
+    return {PixelFormat::Uyvy, m_width,         m_height,         m_stride,
+            m_pixels.data(),   m_rateNumerator, m_rateDenominator};
 }
 
 }  // namespace speedhq

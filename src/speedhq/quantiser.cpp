@@ -27,13 +27,20 @@ Quantiser makeQuantiser(int quality, double rounding) {
 
     Quantiser quantiser{};
     quantiser.quality = quality;
+    // Coefficients of an orthonormal transform are at most 8 * 127.5, the smallest step is
+    // (100 - quality). The margin is for the rounding of 16-bit arithmetic.
+    quantiser.mayBeWide = 1.05 * 8 * 127.5 >= 127.0 * (100 - quality);
     while (std::ldexp(1.0, 17 + quantiser.shift) / smallest < 65535.0) {
         ++quantiser.shift;
     }
     for (std::size_t i = 1; i < 64; ++i) {
-        quantiser.bias[i] = static_cast<std::uint16_t>(std::lround(rounding * steps[i]));
-        quantiser.multiplier[i] = static_cast<std::uint16_t>(
-            std::lround(std::ldexp(1.0, 16 + quantiser.shift) / steps[i]));
+        const double multiplier = std::ldexp(1.0, 16 + quantiser.shift) / steps[i];
+        for (std::size_t lane = 0; lane < 4; ++lane) {
+            quantiser.bias[i / 8][lane][i % 8] =
+                static_cast<std::uint16_t>(std::lround(rounding * steps[i]));
+            quantiser.multiplier[i / 8][lane][i % 8] =
+                static_cast<std::uint16_t>(std::lround(multiplier));
+        }
     }
     return quantiser;
 }

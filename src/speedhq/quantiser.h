@@ -13,10 +13,15 @@
 namespace speedhq {
 
 struct alignas(64) Quantiser {
-    std::array<std::uint16_t, 64> bias;        ///< Stored transposed, like the coefficients.
-    std::array<std::uint16_t, 64> multiplier;  ///< Likewise.
+    /// The values of one horizontal frequency, stored transposed like the coefficients, once for
+    /// each vector lane.
+    using Lanes = std::array<std::array<std::uint16_t, 8>, 4>;
+
+    std::array<Lanes, 8> bias;
+    std::array<Lanes, 8> multiplier;
     int shift;
     int quality;
+    bool mayBeWide;  ///< Levels outside -127 to 127 are possible.
 };
 
 /// Added to a magnitude, in steps, before it is truncated to a whole number of steps. 0.5 is plain

@@ -12,99 +12,133 @@ PixelFormat encodedFormat(PixelFormat format) {
     return format == PixelFormat::Uyvy ? format : PixelFormat::Bgra;
 }
 
+/// Copies a line of 16 pixels, of which the first `width` are in the frame, and repeats the last.
+void copyPaddedBgra(std::uint8_t* to, const std::uint8_t* from, int width) {
+    for (int x = 0; x < 16; ++x) {
+        std::memcpy(to + 4 * x, from + 4 * std::min(x, width - 1), 4);
+    }
+}
+
+/// The same in groups of two pixels. The second one of the last group is undefined when `width` is
+/// odd.
+void copyPaddedUyvy(std::uint8_t* to, const std::uint8_t* from, int width) {
+    const std::uint8_t* const lastGroup = from + (width - 1) / 2 * 4;
+    const std::uint8_t last = lastGroup[width % 2 == 1 ? 1 : 3];
+    for (int x = 0; x < 16; x += 2) {
+        std::uint8_t* const group = to + 2 * x;
+        std::memcpy(group, x < width ? from + 2 * x : lastGroup, 4);
+        group[1] = x < width ? group[1] : last;
+        group[3] = x + 1 < width ? group[3] : last;
+    }
+}
+
+void copyLines(MacroblockSamples& to, const MacroblockSamples& from, int first, int last) {
+    for (int line = first; line < last; ++line) {
+        std::memcpy(to.lumaLine(line), from.lumaLine(line), 16);
+        std::memcpy(to.chromaLine(line), from.chromaLine(line), 16);
+    }
+}
+
 }  // namespace
 
-bool ReferenceFrame::shapeLike(const FrameView& frame) {
+bool ReferenceFrame::adoptShape(const FrameView& frame) {
     const PixelFormat format = encodedFormat(frame.format);
-    if (m_pixels && format == m_format && frame.width == m_width && frame.height == m_height) {
+    if (m_samples && format == m_format && frame.width == m_width && frame.height == m_height) {
         return false;
     }
-    const bool uyvy = format == PixelFormat::Uyvy;
     m_format = format;
     m_width = frame.width;
     m_height = frame.height;
     m_columns = (m_width + 15) / 16;
     m_rows = (m_height + 15) / 16;
-    m_blockBytes = uyvy ? 32 : 64;
-    m_lineBytes = uyvy ? (m_width + 1) / 2 * 4 : m_width * 4;
-    m_stride = static_cast<std::ptrdiff_t>(m_columns) * m_blockBytes;
-    m_pixels.reset(
-        new CacheLine[static_cast<std::size_t>(m_stride * m_rows * 16) / sizeof(CacheLine)]);
+    m_pixelBytes = format == PixelFormat::Uyvy ? 2 : 4;
+    m_samples.reset(new MacroblockSamples[static_cast<std::size_t>(m_columns) *
+                                          static_cast<std::size_t>(m_rows)]());
     return true;
 }
 
 int ReferenceFrame::updateRow(const FrameView& frame, int row, int first, int last,
                               std::uint8_t* changed) {
-    first = std::max(first, row * 16);
-    last = std::min({last, row * 16 + 16, m_height});
-    const int whole = m_width / 16;
-    const int wholeBytes = whole * m_blockBytes;
-    // The last byte of a UYVY line of odd width belongs to no pixel.
-    const bool spare = m_format == PixelFormat::Uyvy && m_width % 2 == 1;
-    const auto rest = static_cast<std::size_t>(m_lineBytes - wholeBytes - (spare ? 1 : 0));
-    int marked = 0;
-    for (int y = first; y < last && marked < m_columns; ++y) {
-        const std::uint8_t* const source = frame.pixels + y * frame.stride;
-        marked += m_kernels.markChanged(source, line(y), whole, m_blockBytes, changed);
-        if (rest != 0 && changed[whole] == 0) {
-            if (std::memcmp(source + wholeBytes, line(y) + wholeBytes, rest) != 0) {
-                changed[whole] = 1;
-                ++marked;
+    // The padding below the frame belongs to its last line.
+    const int top = row * 16;
+    const int bottom = last >= m_height ? top + 16 : std::min(last, top + 16);
+    first = std::max(first, top);
+    MacroblockSamples* const samples =
+        m_samples.get() + static_cast<std::ptrdiff_t>(row) * m_columns;
+    if (first == top && bottom == top + 16) {
+        return convertColumns(frame, row, 0, m_columns, samples, changed);
+    }
+    return updateLines(frame, row, first - top, bottom - top, samples, changed);
+}
+
+/// Updates only lines [first, last) of the row: converts some macroblocks at a time into a buffer
+/// and replaces the samples of all other lines there by the present ones.
+int ReferenceFrame::updateLines(const FrameView& frame, int row, int first, int last,
+                                MacroblockSamples* samples, std::uint8_t* changed) const {
+    constexpr int kMost = 8;
+    MacroblockSamples converted[kMost] = {};
+    int differing = 0;
+    for (int column = 0; column < m_columns; column += kMost) {
+        const int count = std::min(kMost, m_columns - column);
+        (void)convertColumns(frame, row, column, count, converted, changed + column);
+        for (int i = 0; i < count; ++i) {
+            MacroblockSamples& current = samples[column + i];
+            copyLines(converted[i], current, 0, first);
+            copyLines(converted[i], current, last, 16);
+            const bool differs = std::memcmp(&converted[i], &current, sizeof current) != 0;
+            if (differs) {
+                current = converted[i];
             }
+            changed[column + i] = differs ? 1 : 0;
+            differing += changed[column + i];
         }
     }
-    if (marked == 0) {
-        return 0;
-    }
-    for (int column = 0; column < m_columns;) {
-        int end = column;
-        while (end < m_columns && changed[end] != 0) {
-            ++end;
-        }
-        if (end > column) {
-            copyColumns(frame, row, first, last, column, end - column);
-        }
-        column = end + 1;
-    }
-    return marked;
+    return differing;
 }
 
-void ReferenceFrame::copyRow(const FrameView& frame, int row) {
-    copyColumns(frame, row, row * 16, std::min(row * 16 + 16, m_height), 0, m_columns);
+/// Converts `count` macroblocks of a row from column `first` on, with all their lines.
+int ReferenceFrame::convertColumns(const FrameView& frame, int row, int first, int count,
+                                   MacroblockSamples* samples, std::uint8_t* changed) const {
+    const bool wholeLines = row * 16 + 16 <= m_height;
+    const int whole = wholeLines ? std::clamp(m_width / 16 - first, 0, count) : 0;
+    int differing = 0;
+    if (whole > 0) {
+        const std::uint8_t* const pixels =
+            frame.pixels + row * 16 * frame.stride + first * 16 * m_pixelBytes;
+        differing = convert(pixels, frame.stride, samples, whole, changed);
+    }
+    for (int i = whole; i < count; ++i) {
+        differing += convertPadded(frame, row, first + i, samples + i, changed + i);
+    }
+    return differing;
 }
 
-void ReferenceFrame::copyColumns(const FrameView& frame, int row, int first, int last, int column,
-                                 int count) {
-    const std::ptrdiff_t at = static_cast<std::ptrdiff_t>(column) * m_blockBytes;
-    const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(count) * m_blockBytes;
-    const auto given = static_cast<std::size_t>(std::min(bytes, m_lineBytes - at));
-    const bool fill = at + bytes > m_lineBytes || (m_width % 2 == 1 && at + bytes == m_lineBytes);
-    for (int y = first; y < last; ++y) {
-        std::memcpy(line(y) + at, frame.pixels + y * frame.stride + at, given);
-        if (fill) {
-            repeatLastColumn(line(y));
+/// Converts a macroblock that is partly outside the frame.
+int ReferenceFrame::convertPadded(const FrameView& frame, int row, int column,
+                                  MacroblockSamples* samples, std::uint8_t* changed) const {
+    std::uint8_t pixels[16 * 64];
+    const int width = std::min(m_width - column * 16, 16);
+    const std::ptrdiff_t stride = std::ptrdiff_t{16} * m_pixelBytes;
+    for (int line = 0; line < 16; ++line) {
+        const int y = std::min(row * 16 + line, m_height - 1);
+        const std::uint8_t* const from = frame.pixels + y * frame.stride + column * stride;
+        std::uint8_t* const to = pixels + line * stride;
+        if (m_format == PixelFormat::Uyvy) {
+            copyPaddedUyvy(to, from, width);
+        } else {
+            copyPaddedBgra(to, from, width);
         }
     }
-    for (int y = m_height; y < row * 16 + 16; ++y) {
-        std::memcpy(line(y) + at, line(m_height - 1) + at, static_cast<std::size_t>(bytes));
-    }
+    return convert(pixels, stride, samples, 1, changed);
 }
 
-void ReferenceFrame::repeatLastColumn(std::uint8_t* line) const {
-    std::uint8_t group[4];
+int ReferenceFrame::convert(const std::uint8_t* pixels, std::ptrdiff_t stride,
+                            MacroblockSamples* samples, int count, std::uint8_t* changed) const {
     if (m_format == PixelFormat::Uyvy) {
-        std::uint8_t* const last = line + m_lineBytes - 4;
-        if (m_width % 2 == 1) {
-            last[3] = last[1];
-        }
-        std::memcpy(group, last, sizeof group);
-        group[1] = last[3];
-    } else {
-        std::memcpy(group, line + m_lineBytes - 4, sizeof group);
+        return m_kernels.convertUyvy(pixels, stride, samples, count, changed);
     }
-    for (std::ptrdiff_t at = m_lineBytes; at < m_stride; at += 4) {
-        std::memcpy(line + at, group, sizeof group);
-    }
+    return m_kernels.convertBgra(pixels, stride, colourMatrixFor(m_width, m_height), samples, count,
+                                 changed);
 }
 
 }  // namespace speedhq

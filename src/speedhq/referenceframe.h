@@ -1,5 +1,5 @@
 #pragma once
-// The encoder's copy of the newest frame, padded to whole macroblocks.
+// The newest frame as 4:2:2 samples, padded to whole macroblocks.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,40 +15,37 @@ class ReferenceFrame {
 public:
     explicit ReferenceFrame(const Kernels& kernels) : m_kernels(kernels) {}
 
-    /// Adopts the size and format of `frame`. Returns true when they changed: the contents are
-    /// undefined then until every row has been copied with copyRow().
-    bool shapeLike(const FrameView& frame);
+    /// Adopts the size and format of `frame`. Returns true when they changed: the samples are all 0
+    /// then until update() is called for all lines.
+    bool adoptShape(const FrameView& frame);
 
-    /// Finds the macroblocks of `row` that differ within frame lines [first, last), copies them and
-    /// sets their changed[i] to 1. `changed` has columns() flags, all 0 before the call. Other
-    /// lines are not read. Returns the number of macroblocks that differ.
+    /// Converts frame lines [first, last) of macroblock row `row`. The samples of other lines keep
+    /// their values. Sets changed[i] to 1 for each macroblock whose samples changed and to 0 for
+    /// the others, and returns the number of those that changed.
     int updateRow(const FrameView& frame, int row, int first, int last, std::uint8_t* changed);
 
-    /// Copies the row without comparing it.
-    void copyRow(const FrameView& frame, int row);
-
-    [[nodiscard]] bool empty() const { return m_pixels == nullptr; }
-    [[nodiscard]] PixelFormat format() const { return m_format; }
+    [[nodiscard]] bool empty() const { return m_samples == nullptr; }
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
     /// The number of macroblocks in a row, and of macroblock rows.
     [[nodiscard]] int columns() const { return m_columns; }
     [[nodiscard]] int rows() const { return m_rows; }
 
-    /// A line of the frame. Its last column and last line are repeated up to whole macroblocks.
-    [[nodiscard]] const std::uint8_t* line(int y) const {
-        return reinterpret_cast<const std::uint8_t*>(m_pixels.get()) + y * m_stride;
+    /// The columns() macroblocks of a row. The last column and the last line of the frame are
+    /// repeated up to whole macroblocks.
+    [[nodiscard]] const MacroblockSamples* row(int row) const {
+        return m_samples.get() + static_cast<std::ptrdiff_t>(row) * m_columns;
     }
-    [[nodiscard]] std::ptrdiff_t stride() const { return m_stride; }
-    /// The bytes of one line of a macroblock.
-    [[nodiscard]] int blockBytes() const { return m_blockBytes; }
 
 private:
-    [[nodiscard]] std::uint8_t* line(int y) {
-        return reinterpret_cast<std::uint8_t*>(m_pixels.get()) + y * m_stride;
-    }
-    void copyColumns(const FrameView& frame, int row, int first, int last, int column, int count);
-    void repeatLastColumn(std::uint8_t* line) const;
+    int convert(const std::uint8_t* pixels, std::ptrdiff_t stride, MacroblockSamples* samples,
+                int count, std::uint8_t* changed) const;
+    int convertPadded(const FrameView& frame, int row, int column, MacroblockSamples* samples,
+                      std::uint8_t* changed) const;
+    int convertColumns(const FrameView& frame, int row, int first, int count,
+                       MacroblockSamples* samples, std::uint8_t* changed) const;
+    int updateLines(const FrameView& frame, int row, int first, int last,
+                    MacroblockSamples* samples, std::uint8_t* changed) const;
 
     const Kernels& m_kernels;
     PixelFormat m_format = PixelFormat::Bgra;
@@ -56,14 +53,8 @@ private:
     int m_height = 0;
     int m_columns = 0;
     int m_rows = 0;
-    int m_blockBytes = 0;
-    int m_lineBytes = 0;  ///< Of the source's line, without padding.
-    std::ptrdiff_t m_stride = 0;
-    /// Aligns the macroblocks to cache lines, so that wide loads do not cross them.
-    struct alignas(64) CacheLine {
-        std::uint8_t bytes[64];
-    };
-    std::unique_ptr<CacheLine[]> m_pixels;
+    int m_pixelBytes = 4;
+    std::unique_ptr<MacroblockSamples[]> m_samples;
 };
 
 }  // namespace speedhq

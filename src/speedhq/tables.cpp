@@ -23,8 +23,10 @@ constexpr ScanShuffles shufflesOfScan() {
     for (std::size_t position = 0; position < 64; ++position) {
         for (std::size_t source = 0; source < 4; ++source) {
             const bool here = kScan[position] / 16 == source;
-            shuffles[position / 16][source][position % 16] =
-                static_cast<std::uint8_t>(here ? kScan[position] % 16 : 0x80);
+            for (std::size_t lane = 0; lane < 64; lane += 16) {
+                shuffles[position / 16][source][lane + position % 16] =
+                    static_cast<std::uint8_t>(here ? kScan[position] % 16 : 0x80);
+            }
         }
     }
     return shuffles;
@@ -175,7 +177,7 @@ Code parse(std::string_view bits) {
     return makeCode(value, static_cast<unsigned>(bits.size()));
 }
 
-Code append(Code code, std::uint32_t bits, unsigned length) {
+Code append(Code code, std::uint64_t bits, unsigned length) {
     return makeCode(codeBits(code) | (bits << codeLength(code)), codeLength(code) + length);
 }
 
@@ -199,12 +201,13 @@ CodeTables build() {
     }
     for (unsigned run = 0; run < 64; ++run) {
         for (int level = -128; level < 128; ++level) {
-            tables.ac[256 * run + static_cast<unsigned>(128 + level)] = escapeCode(run, level);
+            tables.ac[256 * (run + 1) + static_cast<unsigned>(128 + level)] =
+                level == 0 ? kEndOfBlock : escapeCode(run, level);
         }
     }
     for (const RunLevelCode& entry : kRunLevelCodes) {
         const Code code = parse(entry.bits);
-        Code* const zero = &tables.ac[256 * entry.run + 128];
+        Code* const zero = &tables.ac[256 * (entry.run + 1) + 128];
         zero[entry.level] = append(code, 0, 1);
         zero[-entry.level] = append(code, 1, 1);
     }

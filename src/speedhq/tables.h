@@ -16,20 +16,22 @@ extern const std::array<std::uint8_t, 64> kWeights;
 /// The scan as byte shuffles: kScanShuffles[q][k] moves the levels of indices 16k to 16k + 15 that
 /// belong to scan positions 16q to 16q + 15. An entry with its top bit set gives 0. [0][3] and
 /// [3][0] give 0 only.
-using ScanShuffles = std::array<std::array<std::array<std::uint8_t, 16>, 4>, 4>;
+/// Each is repeated for every vector lane.
+using LaneShuffle = std::array<std::uint8_t, 64>;
+using ScanShuffles = std::array<std::array<LaneShuffle, 4>, 4>;
 extern const ScanShuffles kScanShuffles;
 
-/// A code in one word: its bits in the lower 24 bits, the first transmitted lowest, and its length
-/// above them.
-using Code = std::uint32_t;
-constexpr Code makeCode(std::uint32_t bits, unsigned length) {
-    return bits | (length << 24);
-}
-constexpr std::uint32_t codeBits(Code code) {
-    return code & 0xFFFFFFU;
+/// A code in one word: its bits at the top, the first transmitted lowest, and its length, 0 to 24,
+/// in the lowest byte. A writer shifts its pending bits right by the length and adds the word.
+using Code = std::uint64_t;
+constexpr Code makeCode(std::uint64_t bits, unsigned length) {
+    return length == 0 ? 0 : bits << (64 - length) | length;
 }
 constexpr unsigned codeLength(Code code) {
-    return code >> 24;
+    return code & 0xFFU;
+}
+constexpr std::uint64_t codeBits(Code code) {
+    return codeLength(code) == 0 ? 0 : code >> (64 - codeLength(code));
 }
 
 /// The end of block. An escape is a prefix of 6 bits, 6 bits of run, and 12 bits of level + 2048.
@@ -46,8 +48,10 @@ struct CodeTables {
     /// [prediction - value + kMaxDcDifference]: the size and the difference in one code.
     std::array<Code, 2 * kMaxDcDifference + 1> lumaDc;
     std::array<Code, 2 * kMaxDcDifference + 1> chromaDc;
-    /// [256 * run + 128 + level]: the code with its sign, or the escape; level -128 to 127, not 0.
-    std::array<Code, 64 * 256> ac;
+    /// [256 * step + 128 + level]: the code with its sign, or the escape, of a level -128 to 127
+    /// that is `step` scan positions, 1 to 64, behind the previous one. Level 0 at any step is the
+    /// end of the block, and level 0 at step 0 an empty code.
+    std::array<Code, 65 * 256> ac;
 };
 
 /// Builds the tables at the first call. Any thread.

@@ -67,15 +67,18 @@ inline void transpose(Vec (&values)[8]) {
     }
 }
 
-/// Quantises `values` in place. Returns the bitwise or of all magnitudes.
+/// Quantises `values` in place. Returns the bitwise or of all magnitudes, or 0 when none exceeds
+/// 127.
+template <bool mayBeWide>
 inline Vec quantise(Vec (&values)[8], const Quantiser& quantiser) {
     Vec magnitudes = zero();
-    for (int i = 0; i < 8; ++i) {
-        const Vec bias = broadcastLane(&quantiser.bias[static_cast<unsigned>(8 * i)]);
-        const Vec multiplier = broadcastLane(&quantiser.multiplier[static_cast<unsigned>(8 * i)]);
-        const Vec magnitude = shiftRight(
-            multiplyHigh(add(magnitudeOf(values[i]), bias), multiplier), quantiser.shift);
-        magnitudes = bitOr(magnitudes, magnitude);
+    for (unsigned i = 0; i < 8; ++i) {
+        const Vec biased = add(magnitudeOf(values[i]), load(&quantiser.bias[i]));
+        const Vec magnitude =
+            shiftRight(multiplyHigh(biased, load(&quantiser.multiplier[i])), quantiser.shift);
+        if (mayBeWide) {
+            magnitudes = bitOr(magnitudes, magnitude);
+        }
         values[i] = signed16(magnitude, values[i]);
     }
     return magnitudes;
@@ -87,24 +90,25 @@ inline void scan(const Vec (&levels)[8], Vec (&scanned)[4]) {
         bytes[i] = narrowSaturated(levels[2 * i], levels[2 * i + 1]);
     }
     for (unsigned quarter = 0; quarter < 4; ++quarter) {
-        scanned[quarter] = bitOr(shuffle(bytes[1], kScanShuffles[quarter][1].data()),
-                                 shuffle(bytes[2], kScanShuffles[quarter][2].data()));
+        scanned[quarter] = bitOr(shuffle(bytes[1], load(&kScanShuffles[quarter][1])),
+                                 shuffle(bytes[2], load(&kScanShuffles[quarter][2])));
         if (quarter < 3) {
             scanned[quarter] =
-                bitOr(scanned[quarter], shuffle(bytes[0], kScanShuffles[quarter][0].data()));
+                bitOr(scanned[quarter], shuffle(bytes[0], load(&kScanShuffles[quarter][0])));
         }
         if (quarter > 0) {
             scanned[quarter] =
-                bitOr(scanned[quarter], shuffle(bytes[3], kScanShuffles[quarter][3].data()));
+                bitOr(scanned[quarter], shuffle(bytes[3], load(&kScanShuffles[quarter][3])));
         }
     }
 }
 
-inline void transformLanes(const std::int16_t (&samples)[8][4][8], int lane, int block,
+template <bool mayBeWide>
+inline void transformLanes(const std::uint8_t (&samples)[8][4][8], int lane, int block,
                            const Quantiser& quantiser, MacroblockLevels& levels) {
     Vec values[8];
     for (int y = 0; y < 8; ++y) {
-        values[y] = load(samples[y][lane]);
+        values[y] = loadWidened(samples[y][lane]);
         values[y] = add(values[y], values[y]);
     }
     transformColumns(values);
@@ -114,11 +118,11 @@ inline void transformLanes(const std::int16_t (&samples)[8][4][8], int lane, int
     alignas(64) std::int16_t firstColumn[8 * kLanes];
     store(firstColumn, values[0]);
     for (int i = 0; i < kLanes; ++i) {
-        levels.dc[block + i] = static_cast<std::int16_t>(1024 + ((firstColumn[8 * i] + 8) >> 4));
+        levels.dc[block + i] = static_cast<std::int16_t>((firstColumn[8 * i] + 8) >> 4);
     }
 
-    const Vec magnitudes = quantise(values, quantiser);
-    const std::uint32_t wide = lanesAbove127(magnitudes);
+    const Vec magnitudes = quantise<mayBeWide>(values, quantiser);
+    const std::uint32_t wide = mayBeWide ? lanesAbove127(magnitudes) : 0;
     if (wide != 0) {
         levels.wide |= wide << block;
         alignas(64) std::int16_t column[8 * kLanes];
@@ -138,8 +142,13 @@ void transform(const MacroblockSamples& samples, const Quantiser& quantiser,
                MacroblockLevels& levels) {
     levels.wide = 0;
     for (int lane = 0; lane < 4; lane += kLanes) {
-        transformLanes(samples.luma, lane, lane, quantiser, levels);
-        transformLanes(samples.chroma, lane, 4 + lane, quantiser, levels);
+        if (quantiser.mayBeWide) {
+            transformLanes<true>(samples.luma, lane, lane, quantiser, levels);
+            transformLanes<true>(samples.chroma, lane, 4 + lane, quantiser, levels);
+        } else {
+            transformLanes<false>(samples.luma, lane, lane, quantiser, levels);
+            transformLanes<false>(samples.chroma, lane, 4 + lane, quantiser, levels);
+        }
     }
 }
 

@@ -30,7 +30,7 @@ TEST(Encoder, RefinesAStillFrameThenRepeatsIt) {
     EXPECT_EQ(encoder->encodeReference({true, false}).main, packet);
     EXPECT_EQ(encoder->encode(frame.view(), {true, {}}, {true, false}).main, packet);
     // A caret does not lower the quality.
-    *frame.at(600, 300) ^= 255;
+    frame.at(600, 300)[1] ^= 255;
     const auto caret = encoder->encode(frame.view(), {true, {{300, 1}}}, {true, false}).main;
     EXPECT_NE(caret, packet);
     EXPECT_EQ(caret->quality, kBestQuality);
@@ -55,7 +55,7 @@ TEST(Encoder, HoldsTheRate) {
         // Every macroblock differs from the frame before.
         for (int y = 0; y < 1080; y += 16) {
             for (int x = 0; x < 1920; x += 16) {
-                *frame.at(x, y) ^= 1;
+                frame.at(x, y)[1] ^= 4;
             }
         }
         size = encoder.encode(frame.view(), {}, {true, false}).main->size;

@@ -62,7 +62,8 @@ TEST(Preview, IsTheAreaAverage) {
         }
         const Planes planes = decoded(packet);
         EXPECT_GT(psnr(planes.y, expectedPlanes(expected).y), 40);
-        EXPECT_GT(psnr(planes.cb, expectedPlanes(expected).cb), 40);
+        // Averages of 4:2:2 samples: with an odd width their pairs are not those of the preview.
+        EXPECT_GT(psnr(planes.cb, expectedPlanes(expected).cb), width % 2 == 0 ? 40 : 34);
     }
 }
 
