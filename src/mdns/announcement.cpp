@@ -31,15 +31,16 @@ std::string instanceNameError(const std::string& instance) {
 
 }  // namespace
 
-AnnounceOutcome announceService(const std::string& instance, std::uint16_t port) {
+AnnounceOutcome announceService(const std::string& instance, std::uint16_t port,
+                                const AnnounceSettings& settings) {
     constexpr std::chrono::seconds kLimit{3};
     AnnounceOutcome outcome;
     outcome.reason = instanceNameError(instance);
     if (!outcome.reason.empty()) {
         return outcome;
     }
-    auto publishing = startPublishing(instance, port);
-    auto status = publishing->status().waitSettled(kLimit);
+    auto publishing = startPublishing(instance, port, settings);
+    auto status = publishing->board().waitSettled(kLimit);
     outcome.reason = std::move(status.reason);
     switch (status.state) {
         case PublishState::Established:

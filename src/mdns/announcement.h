@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "mdns/announcementstatus.h"
+
 namespace mdns {
 
 /// The service type of NDI sources.
@@ -15,6 +17,9 @@ inline constexpr char kServiceType[] = "_ndi._tcp";
 class Announcement {
 public:
     virtual ~Announcement() = default;
+
+    /// How it stands now. Any thread; waits for nothing.
+    [[nodiscard]] virtual AnnouncementStatus status() const { return {}; }
 };
 
 enum class AnnounceResult {
@@ -32,7 +37,8 @@ struct AnnounceOutcome {
 
 /// Publishes `instance` (at most 63 bytes of UTF-8) of kServiceType on this host at `port`: through
 /// the Avahi daemon when one runs, else through the embedded responder. Blocks until the name is
-/// announced or found taken, at most about three seconds. Any thread.
-[[nodiscard]] AnnounceOutcome announceService(const std::string& instance, std::uint16_t port);
+/// known to be free or taken, at most about three seconds.
+[[nodiscard]] AnnounceOutcome announceService(const std::string& instance, std::uint16_t port,
+                                              const AnnounceSettings& settings = {});
 
 }  // namespace mdns

@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace mdns {
 
@@ -22,12 +24,19 @@ struct PublishStatus {
 /// Any thread.
 class PublishStatusBoard {
 public:
+    /// `onChange` is called by set(), on its thread. May be empty.
+    explicit PublishStatusBoard(std::function<void()> onChange = {})
+        : m_onChange(std::move(onChange)) {}
+
     void set(PublishState state, const std::string& reason) {
         {
             const std::lock_guard lock(m_mutex);
             m_status = {state, reason};
         }
         m_changed.notify_all();
+        if (m_onChange) {
+            m_onChange();
+        }
     }
 
     [[nodiscard]] PublishStatus get() const {
@@ -43,6 +52,7 @@ public:
     }
 
 private:
+    const std::function<void()> m_onChange;
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
     PublishStatus m_status;

@@ -22,8 +22,10 @@ constexpr std::chrono::seconds kPollTime{1};
 /// each would see a conflict with the other one.
 class DaemonOrEmbedded : public Publishing {
 public:
-    DaemonOrEmbedded(const std::string& instance, std::uint16_t port)
-        : m_instance(instance),
+    DaemonOrEmbedded(const std::string& instance, std::uint16_t port,
+                     const AnnounceSettings& settings)
+        : Publishing(instance, settings.onChange),
+          m_instance(instance),
           m_port(port),
           m_avahi(instance, kServiceType, port),
           m_thread([this] { run(); }) {}
@@ -106,8 +108,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
-    return std::make_unique<DaemonOrEmbedded>(instance, port);
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port,
+                                            const AnnounceSettings& settings) {
+    return std::make_unique<DaemonOrEmbedded>(instance, port, settings);
 }
 
 }  // namespace mdns

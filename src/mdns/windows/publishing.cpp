@@ -7,8 +7,10 @@ namespace {
 
 class EmbeddedPublishing : public Publishing {
 public:
-    EmbeddedPublishing(const std::string& instance, std::uint16_t port)
-        : m_embedded(instance, kServiceType, port,
+    EmbeddedPublishing(const std::string& instance, std::uint16_t port,
+                       const AnnounceSettings& settings)
+        : Publishing(instance, settings.onChange),
+          m_embedded(instance, kServiceType, port,
                      [this](PublishState state, const std::string& reason) {
                          m_status.set(state, reason);
                      }) {}
@@ -19,8 +21,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port) {
-    return std::make_unique<EmbeddedPublishing>(instance, port);
+std::unique_ptr<Publishing> startPublishing(const std::string& instance, std::uint16_t port,
+                                            const AnnounceSettings& settings) {
+    return std::make_unique<EmbeddedPublishing>(instance, port, settings);
 }
 
 }  // namespace mdns

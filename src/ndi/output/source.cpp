@@ -48,7 +48,7 @@ bool Source::start() {
     }
     m_repeatThread = std::thread([this] { repeatLoop(); });
 
-    mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port());
+    mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port(), {});
     if (outcome.result == mdns::AnnounceResult::NameTaken) {
         HV_WARN("source {} not created: the name is in use on the network{}{}", m_instance,
                 outcome.reason.empty() ? "" : ": ", outcome.reason);

@@ -41,8 +41,9 @@ struct RepeatTimes {
 
 /// The collaborators of a source; a test can replace each of them.
 struct SourceParts {
-    std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t)> announce =
-        mdns::announceService;
+    std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t,
+                                        const mdns::AnnounceSettings&)>
+        announce = mdns::announceService;
     std::unique_ptr<speedhq::FrameEncoder> encoder = speedhq::createFrameEncoder();
     std::unique_ptr<Timekeeper> time = std::make_unique<Timekeeper>();
     ServerLimits limits;

@@ -254,7 +254,7 @@ protected:
     std::atomic<mdns::AnnounceResult> m_announce{mdns::AnnounceResult::Established};
     std::unique_ptr<SendLibrary> m_library = makeBuiltInLibrary([this] {
         SourceParts parts = testParts();
-        parts.announce = [this](const std::string&, std::uint16_t) {
+        parts.announce = [this](const std::string&, std::uint16_t, const mdns::AnnounceSettings&) {
             return mdns::AnnounceOutcome{m_announce, std::make_unique<mdns::Announcement>(),
                                          "no network"};
         };

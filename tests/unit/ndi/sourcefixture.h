@@ -24,7 +24,7 @@ using tests::TestReceiver;
 
 inline SourceParts testParts() {
     SourceParts parts;
-    parts.announce = [](const std::string& /*instance*/, std::uint16_t /*port*/) {
+    parts.announce = [](const std::string&, std::uint16_t, const mdns::AnnounceSettings&) {
         return mdns::AnnounceOutcome{mdns::AnnounceResult::Established,
                                      std::make_unique<mdns::Announcement>(), ""};
     };
