@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -38,9 +39,15 @@ public:
         if (source == nullptr) {
             return nullptr;
         }
-        const std::lock_guard lock(m_mutex);
         const std::uintptr_t number = ++m_lastNumber;
-        m_sources.emplace(number, source);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_sources.emplace(number, source);
+        }
+        {
+            const std::lock_guard lock(m_statusMutex);
+            m_observed.emplace(number, source);
+        }
         // An opaque number; it is never dereferenced.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         return reinterpret_cast<NDIlib_send_instance_t>(number);
@@ -67,13 +74,41 @@ public:
             const std::lock_guard lock(m_mutex);
             m_sources.erase(reinterpret_cast<std::uintptr_t>(instance));
         }
+        {
+            const std::lock_guard lock(m_statusMutex);
+            m_observed.erase(reinterpret_cast<std::uintptr_t>(instance));
+        }
         source->close();
     }
 
+    [[nodiscard]] SourceStatus status(NDIlib_send_instance_t instance) override {
+        std::shared_ptr<Source> source;
+        {
+            const std::lock_guard lock(m_statusMutex);
+            const auto found = m_observed.find(reinterpret_cast<std::uintptr_t>(instance));
+            if (found == m_observed.end()) {
+                return {};
+            }
+            source = found->second;
+        }
+        return source->status();
+    }
+
+    void configure(OutputSettings settings) override {
+        const std::lock_guard lock(m_mutex);
+        m_settings = std::move(settings);
+    }
+
 private:
+    [[nodiscard]] OutputSettings settings() {
+        const std::lock_guard lock(m_mutex);
+        return m_settings;
+    }
+
     [[nodiscard]] std::shared_ptr<Source> open(const std::string& name, bool clocked) {
         try {
-            return Source::open({name, clocked}, m_parts());
+            const OutputSettings output = settings();
+            return Source::open({{name, 0}, clocked, {}, output.onStatusChange}, m_parts());
         } catch (const std::exception& error) {
             // Out of threads or descriptors; exceptions must not reach a C caller.
             HV_ERROR("source {} not created: {}", name, error.what());
@@ -107,7 +142,12 @@ private:
     const std::function<SourceParts()> m_parts;
     std::mutex m_mutex;
     std::map<std::uintptr_t, std::shared_ptr<Source>> m_sources;
-    std::uintptr_t m_lastNumber = 0;
+    std::atomic<std::uintptr_t> m_lastNumber{0};
+    OutputSettings m_settings;
+
+    // The same sources, for status() alone: send() must not wait for it.
+    std::mutex m_statusMutex;
+    std::map<std::uintptr_t, std::shared_ptr<Source>> m_observed;
     LogLimit m_misuse;
 };
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "ndi/loader/sharedlibrary.h"
 #include "ndi/sendlibrary.h"
@@ -106,6 +107,17 @@ namespace ndi {
 void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) {
     if (auto* const library = choice().library(__func__)) {
         library->hint(instance, dirty);
+    }
+}
+
+SourceStatus sourceStatus(NDIlib_send_instance_t instance) {
+    auto* const library = choice().library(__func__);
+    return library != nullptr ? library->status(instance) : SourceStatus();
+}
+
+void configureOutput(OutputSettings settings) {
+    if (auto* const library = choice().library(__func__)) {
+        library->configure(std::move(settings));
     }
 }
 

@@ -3,6 +3,8 @@
 // after NDIlib_initialize().
 
 #include "ndi/ndilib.h"
+#include "ndi/outputsettings.h"
+#include "ndi/sourcestatus.h"
 #include "support/dirtyrows.h"
 
 namespace ndi {
@@ -11,5 +13,13 @@ namespace ndi {
 /// it; the built-in output does not compare the others. Holds for one send. The vendor's runtime
 /// has no such function, the hint is ignored then. Same thread as the send.
 void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& dirty);
+
+/// What the source reports about itself and its receivers. With the vendor's runtime, and for an
+/// unknown or destroyed source, `known` is false. Any thread; takes no lock that a send takes,
+/// waits for nothing, and costs a few microseconds.
+[[nodiscard]] SourceStatus sourceStatus(NDIlib_send_instance_t instance);
+
+/// For the sources created from now on. The vendor's runtime ignores it.
+void configureOutput(OutputSettings settings);
 
 }  // namespace ndi

@@ -7,6 +7,8 @@
 
 #include "ndi/ndilib.h"
 #include "ndi/output/source.h"
+#include "ndi/outputsettings.h"
+#include "ndi/sourcestatus.h"
 #include "support/dirtyrows.h"
 
 namespace ndi {
@@ -21,6 +23,9 @@ public:
     virtual void send(NDIlib_send_instance_t instance, const NDIlib_video_frame_v2_t* frame) = 0;
     virtual void destroy(NDIlib_send_instance_t instance) = 0;
     virtual void hint(NDIlib_send_instance_t instance, const support::DirtyRows& dirty) = 0;
+    [[nodiscard]] virtual SourceStatus status(NDIlib_send_instance_t instance) = 0;
+    /// For the sources created from now on.
+    virtual void configure(OutputSettings settings) = 0;
 };
 
 /// Reads an environment variable; empty when it is not set.

@@ -49,6 +49,8 @@ public:
     }
     void destroy(NDIlib_send_instance_t instance) override { m_destroy(instance); }
     void hint(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& /*rows*/) override {}
+    [[nodiscard]] SourceStatus status(NDIlib_send_instance_t /*instance*/) override { return {}; }
+    void configure(OutputSettings /*settings*/) override {}
 
 private:
     explicit VendorLibrary(std::unique_ptr<SharedLibrary> library)

@@ -36,7 +36,9 @@ Receiver::Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const Recei
       m_limits(limits),
       m_address(addressOf(m_socket)),
       m_name("unnamed receiver"),
-      m_reader(limits.messages) {}
+      m_connectedSince(std::chrono::system_clock::now()),
+      m_reader(limits.messages),
+      m_byteMeter(std::chrono::steady_clock::now()) {}
 
 void Receiver::start(std::vector<std::uint8_t> greeting) {
     m_secondStart = m_progress = std::chrono::steady_clock::now();
@@ -55,9 +57,9 @@ void Receiver::close(const std::string& reason) {
     m_closed = true;
     asio::error_code ignored;
     m_socket.close(ignored);
-    m_droppedClosed += m_inFlight.packet != nullptr && !m_inFlight.repeat ? 1 : 0;
+    m_dropped.connectionClosed += m_inFlight.packet != nullptr && !m_inFlight.repeat ? 1 : 0;
     for (const OutgoingFrame& frame : m_waiting) {
-        m_droppedClosed += frame.repeat ? 0 : 1;
+        m_dropped.connectionClosed += frame.repeat ? 0 : 1;
     }
     m_stream = StreamChoice::None;
     m_awaitingFirstFrame = false;
@@ -77,12 +79,27 @@ std::string Receiver::peerName() const {
     return m_name + " at " + m_address;
 }
 
+ReceiverStatus Receiver::status() const {
+    ReceiverStatus status;
+    status.name = m_name;
+    status.address = m_address;
+    status.stream = m_stream;
+    status.connectedSince = m_connectedSince;
+    status.sentFrames = m_sentFrames;
+    status.sentBytes = m_sentBytes;
+    status.dropped = m_dropped;
+    status.megabitsPerSecond = m_bytesPerSecond * 8e-6;
+    status.onProgram = m_tally.onProgram;
+    status.onPreview = m_tally.onPreview;
+    return status;
+}
+
 std::string Receiver::summary() const {
     return fmt::format(
         "sent {} frames ({:.1f} MB); dropped: receiver too slow {}, I/O thread late {}, "
         "connection closed {}",
-        m_sentFrames, static_cast<double>(m_sentBytes) / 1e6, m_droppedSlow, m_droppedLate,
-        m_droppedClosed);
+        m_sentFrames, static_cast<double>(m_sentBytes) / 1e6, m_dropped.receiverTooSlow,
+        m_dropped.ioThreadLate, m_dropped.connectionClosed);
 }
 
 // --- reading ---------------------------------------------------------------------------------
@@ -159,6 +176,7 @@ void Receiver::onText(const wire::VersionText& text) {
 void Receiver::onText(const wire::IdentifyText& text) {
     if (!text.name.empty()) {
         m_name = text.name;
+        m_host.changed();
     }
 }
 
@@ -217,7 +235,7 @@ void Receiver::offer(const OutgoingFrame& frame) {
         return;
     }
     m_awaitingFirstFrame = false;
-    m_droppedSlow += m_waiting.push(frame) ? 1 : 0;
+    m_dropped.receiverTooSlow += m_waiting.push(frame) ? 1 : 0;
     writeNext();
 }
 

@@ -12,6 +12,8 @@
 
 #include "ndi/output/loglimit.h"
 #include "ndi/output/outgoingframe.h"
+#include "ndi/output/ratemeter.h"
+#include "ndi/sourcestatus.h"
 #include "ndi/wire/messagereader.h"
 #include "ndi/wire/textmessage.h"
 
@@ -28,14 +30,14 @@ struct ReceiverLimits {
     wire::Limits messages;         ///< Sizes of the messages it sends.
 };
 
-enum class StreamChoice { None, Main, Preview };
-
 /// What a receiver reports its changes to, on the I/O thread.
 class ReceiverHost {
 public:
     /// stream() has changed.
     virtual void streamChanged(Receiver& receiver) = 0;
     virtual void tallyChanged(Receiver& receiver) = 0;
+    /// Something that status() reports has changed, other than a counter.
+    virtual void changed() = 0;
     /// The handshake is complete.
     virtual void joined(Receiver& receiver) = 0;
     /// The connection is closed. Called once.
@@ -75,7 +77,11 @@ public:
     [[nodiscard]] bool hasJoined() const { return m_joined; }
     [[nodiscard]] const wire::TallyText& tally() const { return m_tally; }
     /// Counts frames that were dropped before they could be offered.
-    void countLate(std::uint64_t frames) { m_droppedLate += frames; }
+    void countLate(std::uint64_t frames) { m_dropped.ioThreadLate += frames; }
+
+    /// Measures the data rate; call it once a second.
+    void measureRate(TimePoint now) { m_bytesPerSecond = m_byteMeter.update(now, m_sentBytes); }
+    [[nodiscard]] ReceiverStatus status() const;
 
     /// Name and address, for the log.
     [[nodiscard]] std::string peerName() const;
@@ -106,6 +112,7 @@ private:
     const ReceiverLimits& m_limits;
     std::string m_address;
     std::string m_name;
+    const std::chrono::system_clock::time_point m_connectedSince;
     bool m_closed = false;
 
     // Reading.
@@ -135,9 +142,9 @@ private:
     // Counters. Repeats are not counted as dropped.
     std::uint64_t m_sentFrames = 0;
     std::uint64_t m_sentBytes = 0;
-    std::uint64_t m_droppedSlow = 0;
-    std::uint64_t m_droppedLate = 0;
-    std::uint64_t m_droppedClosed = 0;
+    DroppedFrames m_dropped;
+    RateMeter m_byteMeter;
+    double m_bytesPerSecond = 0;
 };
 
 }  // namespace ndi

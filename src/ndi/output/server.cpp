@@ -15,6 +15,7 @@ using asio::ip::tcp;
 
 constexpr std::chrono::seconds kTick(1);
 constexpr std::chrono::seconds kAcceptPause(1);
+constexpr std::chrono::milliseconds kStatusInterval(100);
 
 /// The machine does not have this IP version.
 bool isMissingProtocol(const asio::error_code& error) {
@@ -42,8 +43,8 @@ struct Server::Wake {
     void operator()() const { server->deliver(); }
 };
 
-Server::Server(std::string instance, const ServerLimits& limits, std::function<void()> onJoin)
-    : m_instance(std::move(instance)), m_limits(limits), m_onJoin(std::move(onJoin)) {}
+Server::Server(std::string instance, const ServerLimits& limits, Listeners listeners)
+    : m_limits(limits), m_callbacks(std::move(listeners)), m_instance(std::move(instance)) {}
 
 Server::~Server() = default;
 
@@ -112,6 +113,7 @@ void Server::stop() {
         m_stopping = true;
         m_listeners.clear();
         m_ticker.cancel();
+        m_statusTimer.cancel();
         while (!m_receivers.empty()) {
             m_receivers.back()->close("the source is withdrawn");
         }
@@ -191,13 +193,15 @@ std::vector<std::uint8_t> Server::greeting() const {
     return message;
 }
 
-/// Checks the time limits of the receivers once a second while there are any.
+/// Once a second while there are receivers: checks their time limits and measures their rates.
 void Server::tick() {
     const auto now = std::chrono::steady_clock::now();
     for (std::size_t i = m_receivers.size(); i-- > 0;) {
         const auto receiver = m_receivers[i];  // a copy: it may remove itself
         receiver->checkTime(now);
+        receiver->measureRate(now);
     }
+    publishStatus();
     if (m_receivers.empty()) {
         m_ticking = false;
         return;
@@ -210,9 +214,46 @@ void Server::tick() {
     });
 }
 
+// --- status ----------------------------------------------------------------------------------
+
+void Server::rename(std::string instance) {
+    asio::post(m_io,
+               [this, name = std::move(instance)]() mutable { m_instance = std::move(name); });
+}
+
+/// Changes that follow each other closely are published together.
+void Server::changed() {
+    if (m_statusChanged || m_stopping) {
+        return;
+    }
+    m_statusChanged = true;
+    m_statusTimer.expires_at(
+        std::max(std::chrono::steady_clock::now(), m_statusTimer.expiry() + kStatusInterval));
+    m_statusTimer.async_wait([this](const asio::error_code& cancelled) {
+        m_statusChanged = false;
+        if (!cancelled) {
+            publishStatus();
+            m_callbacks.onChange();
+        }
+    });
+}
+
+void Server::publishStatus() {
+    ServerStatus status;
+    for (const auto& receiver : m_receivers) {
+        if (receiver->hasJoined()) {
+            status.receivers.push_back(receiver->status());
+        }
+    }
+    status.onProgram = m_echo.onProgram;
+    status.onPreview = m_echo.onPreview;
+    m_status.set(std::move(status));
+}
+
 // --- reports of the receivers -------------------------------------------------------------------
 
 void Server::joined(Receiver& receiver) {
+    changed();
     HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.peerName(), joinedCount());
 }
 
@@ -236,6 +277,7 @@ void Server::left(Receiver& receiver, const std::string& reason) {
 }
 
 void Server::streamChanged(Receiver& receiver) {
+    changed();
     int main = 0;
     int preview = 0;
     for (const auto& other : m_receivers) {
@@ -246,11 +288,12 @@ void Server::streamChanged(Receiver& receiver) {
     m_wantPreview = preview;
     if (receiver.awaitingFirstFrame()) {
         ++m_joinCount;
-        m_onJoin();
+        m_callbacks.onJoin();
     }
 }
 
 void Server::tallyChanged(Receiver& /*receiver*/) {
+    changed();
     wire::TallyEchoText echo;
     for (const auto& receiver : m_receivers) {
         echo.onProgram = echo.onProgram || receiver->tally().onProgram;

@@ -15,11 +15,19 @@
 #include <thread>
 #include <vector>
 
+#include "ndi/output/latestvalue.h"
 #include "ndi/output/loglimit.h"
 #include "ndi/output/outgoingframe.h"
 #include "ndi/output/receiver.h"
 
 namespace ndi {
+
+/// What the server reports about its receivers.
+struct ServerStatus {
+    std::vector<ReceiverStatus> receivers;  ///< Those that completed the handshake, oldest first.
+    bool onProgram = false;
+    bool onPreview = false;
+};
 
 struct ServerLimits {
     /// The server listens on the first of these ports that is free.
@@ -35,8 +43,15 @@ struct ServerLimits {
 /// thread between listen() and stop(); they never wait for the network.
 class Server : private ReceiverHost {
 public:
-    /// `onJoin` is called on the I/O thread after joinCount() has grown; it must not block.
-    Server(std::string instance, const ServerLimits& limits, std::function<void()> onJoin);
+    struct Listeners {
+        /// joinCount() has grown.
+        std::function<void()> onJoin;
+        /// status() has changed otherwise than by a counter; ten times a second at most.
+        std::function<void()> onChange;
+    };
+
+    /// The listeners are called on the I/O thread; they must not block.
+    Server(std::string instance, const ServerLimits& limits, Listeners listeners);
     /// stop() must have returned.
     ~Server();
     Server(const Server&) = delete;
@@ -56,6 +71,13 @@ public:
     /// How many times a receiver has started to wait for its first frame. Read it before wanted():
     /// a receiver that joins between the two calls then shows in the next value.
     [[nodiscard]] std::uint64_t joinCount() const { return m_joinCount; }
+
+    /// The receivers and their counters, at most a second old. Any thread; waits neither for the
+    /// I/O thread nor for a send.
+    [[nodiscard]] ServerStatus status() { return m_status.get(); }
+
+    /// Receivers that connect from now on are told this name. Any thread.
+    void rename(std::string instance);
 
     /// Queues the frames for their receivers. A frame without a packet is ignored.
     void publish(const OutgoingFrame& main, const OutgoingFrame& preview);
@@ -77,6 +99,7 @@ private:
 
     void streamChanged(Receiver& receiver) override;
     void tallyChanged(Receiver& receiver) override;
+    void changed() override;
     void joined(Receiver& receiver) override;
     void left(Receiver& receiver, const std::string& reason) override;
 
@@ -88,6 +111,7 @@ private:
     [[nodiscard]] bool closeIdleReceiver();
     [[nodiscard]] std::vector<std::uint8_t> greeting() const;
     void tick();
+    void publishStatus();
 
     static void post(Mailbox& mailbox, const OutgoingFrame& frame);
     void wake();
@@ -95,9 +119,8 @@ private:
     void deliver(Mailbox& mailbox, StreamChoice stream);
     [[nodiscard]] std::size_t joinedCount() const;
 
-    const std::string m_instance;
     const ServerLimits m_limits;
-    const std::function<void()> m_onJoin;
+    const Listeners m_callbacks;
     std::uint16_t m_port = 0;
 
     // Shared between threads.
@@ -110,12 +133,17 @@ private:
     std::atomic<int> m_wantPreview{0};
     std::atomic<std::uint64_t> m_joinCount{0};
 
+    LatestValue<ServerStatus> m_status;
+
     // I/O thread only, once it runs.
+    std::string m_instance;
     asio::io_context m_io{1};
     bool m_stopping = false;  ///< The listeners are gone.
     std::list<Listener> m_listeners;
     asio::steady_timer m_ticker{m_io};
     bool m_ticking = false;
+    asio::steady_timer m_statusTimer{m_io};
+    bool m_statusChanged = false;
     std::vector<std::shared_ptr<Receiver>> m_receivers;  ///< In order of arrival.
     wire::TallyEchoText m_echo;
     Mailbox m_takenMain;

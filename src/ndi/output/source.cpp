@@ -22,6 +22,19 @@ bool sameShape(const speedhq::FrameView& a, const speedhq::FrameView& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height;
 }
 
+AnnounceState stateOf(mdns::AnnounceState state) {
+    switch (state) {
+        case mdns::AnnounceState::Announced:
+            return AnnounceState::Announced;
+        case mdns::AnnounceState::Probing:
+            return AnnounceState::Probing;
+        case mdns::AnnounceState::NameLost:  // the next name is being tried
+        case mdns::AnnounceState::Failed:
+            return AnnounceState::NotAnnounced;
+    }
+    return AnnounceState::Unknown;
+}
+
 }  // namespace
 
 // --- lifetime --------------------------------------------------------------------------------
@@ -32,36 +45,55 @@ std::unique_ptr<Source> Source::open(const SourceSettings& settings, SourceParts
 }
 
 Source::Source(const SourceSettings& settings, SourceParts parts)
-    : m_instance(wire::instanceName(wire::machineName(), settings.name)),
+    : m_requestedName(settings.names.current()),
       m_clocked(settings.clocked),
+      m_onStatusChange(settings.onStatusChange ? settings.onStatusChange : [] {}),
       m_repeat(parts.repeat),
       m_parts(std::move(parts)),
-      m_server(m_instance, m_parts.limits, [this] {
-          const std::lock_guard lock(m_repeatMutex);
-          m_repeatWake.notify_all();
-      }) {}
+      m_server(wire::instanceName(wire::machineName(), m_requestedName), m_parts.limits,
+               {[this] {
+                    const std::lock_guard lock(m_repeatMutex);
+                    m_repeatWake.notify_all();
+                },
+                m_onStatusChange}),
+      m_announcer(m_parts.announce, settings.names, settings.interfaces,
+                  [this] { announcementChanged(); }) {}
 
 bool Source::start() {
-    if (const std::string reason = m_server.listen(); !reason.empty()) {
-        HV_ERROR("source {} not created: {}", m_instance, reason);
+    if (const std::string error = m_server.listen(); !error.empty()) {
+        HV_ERROR("source {} not created: {}", instance(), error);
         return false;
     }
     m_repeatThread = std::thread([this] { repeatLoop(); });
+    return m_announcer.start(port());
+}
 
-    mdns::AnnounceOutcome outcome = m_parts.announce(m_instance, port(), {});
-    if (outcome.result == mdns::AnnounceResult::NameTaken) {
-        HV_WARN("source {} not created: the name is in use on the network{}{}", m_instance,
-                outcome.reason.empty() ? "" : ": ", outcome.reason);
-        return false;
+void Source::announcementChanged() {
+    m_server.rename(instance());
+    m_onStatusChange();
+}
+
+SourceStatus Source::status() {
+    SourceStatus status;
+    status.known = true;
+    Announcer::Status announced = m_announcer.status();
+    status.name = std::move(announced.announcement.name);
+    status.sourceName = std::move(announced.sourceName);
+    status.requestedName = m_requestedName;
+    status.port = port();
+    status.announceState = stateOf(announced.announcement.state);
+    status.announceReason = std::move(announced.announcement.reason);
+    ServerStatus served = m_server.status();
+    status.receivers = std::move(served.receivers);
+    status.onProgram = served.onProgram;
+    status.onPreview = served.onPreview;
+    for (const ReceiverStatus& receiver : status.receivers) {
+        status.megabitsPerSecond += receiver.megabitsPerSecond;
     }
-    m_announcement = std::move(outcome.announcement);
-    if (outcome.result == mdns::AnnounceResult::Established) {
-        HV_INFO("source {} is on the network, port {}", m_instance, port());
-    } else {
-        HV_WARN("source {} is not announced, receivers can connect by address only, port {}: {}",
-                m_instance, port(), outcome.reason);
-    }
-    return true;
+    status.sentFrames = m_sentFrames;
+    const std::lock_guard lock(m_meterMutex);
+    status.framesPerSecond = m_frameMeter.update(steady_clock::now(), status.sentFrames);
+    return status;
 }
 
 Source::~Source() {
@@ -81,7 +113,7 @@ void Source::close() {
         if (m_repeatThread.joinable()) {
             m_repeatThread.join();
         }
-        m_announcement.reset();
+        m_announcer.close();
         m_server.stop();
     });
 }
@@ -105,6 +137,7 @@ void Source::send(const NDIlib_video_frame_v2_t* frame) {
         return;
     }
     encodeAndPublish(*frame, view);
+    m_sentFrames.fetch_add(1, std::memory_order_relaxed);
     if (m_clocked) {
         waitForSlot(*frame);
     }
@@ -118,7 +151,7 @@ void Source::refuse(const std::string& error) {
     }
     unsigned suppressed = 0;
     if (m_refusals.allows(suppressed)) {
-        HV_ERROR("{}: a frame was not sent: {} ({} more since the last line)", m_instance, error,
+        HV_ERROR("{}: a frame was not sent: {} ({} more since the last line)", instance(), error,
                  suppressed);
     }
 }
@@ -215,7 +248,7 @@ void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Stre
     unsigned suppressed = 0;
     if (missing && m_encoderErrors.allows(suppressed)) {
         HV_ERROR("{}: a frame of {}x{} could not be encoded ({} more since the last line)",
-                 m_instance, m_lastView.width, m_lastView.height, suppressed);
+                 instance(), m_lastView.width, m_lastView.height, suppressed);
     }
 }
 

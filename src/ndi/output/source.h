@@ -11,12 +11,14 @@
 #include <string>
 #include <thread>
 
-#include "mdns/announcement.h"
 #include "ndi/ndilib.h"
+#include "ndi/output/announcer.h"
 #include "ndi/output/callguard.h"
 #include "ndi/output/frameclock.h"
 #include "ndi/output/loglimit.h"
+#include "ndi/output/ratemeter.h"
 #include "ndi/output/server.h"
+#include "ndi/sourcestatus.h"
 #include "ndi/wire/videoinfo.h"
 #include "speedhq/frameencoder.h"
 #include "support/dirtyrows.h"
@@ -24,8 +26,13 @@
 namespace ndi {
 
 struct SourceSettings {
-    std::string name;     ///< UTF-8; the network sees "MACHINE (name)".
+    NameSequence names;   ///< The network sees "MACHINE (name)".
     bool clocked = true;  ///< send() returns at the next slot of the frame rate.
+    /// The names or addresses of the network interfaces to announce on; empty: all of them.
+    std::vector<std::string> interfaces;
+    /// Called after a change of status(), counters excepted, on a thread of the source's, ten times
+    /// a second at most. Must not block. Not called after close(). May be empty.
+    std::function<void()> onStatusChange;
 };
 
 /// When the repeat thread sends the last frame again.
@@ -41,9 +48,7 @@ struct RepeatTimes {
 
 /// The collaborators of a source; a test can replace each of them.
 struct SourceParts {
-    std::function<mdns::AnnounceOutcome(const std::string&, std::uint16_t,
-                                        const mdns::AnnounceSettings&)>
-        announce = mdns::announceService;
+    Announcer::Announce announce = mdns::announceService;
     std::unique_ptr<speedhq::FrameEncoder> encoder = speedhq::createFrameEncoder();
     std::unique_ptr<Timekeeper> time = std::make_unique<Timekeeper>();
     ServerLimits limits;
@@ -79,13 +84,17 @@ public:
 
     [[nodiscard]] std::uint16_t port() const { return m_server.port(); }
     /// The name on the network: "MACHINE (name)".
-    [[nodiscard]] const std::string& instance() const { return m_instance; }
+    [[nodiscard]] std::string instance() const { return m_announcer.status().announcement.name; }
+
+    /// Takes no lock that send() takes.
+    [[nodiscard]] SourceStatus status();
 
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
     Source(const SourceSettings& settings, SourceParts parts);
     [[nodiscard]] bool start();
+    void announcementChanged();
 
     void refuse(const std::string& error);
     void encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const speedhq::FrameView& view);
@@ -102,16 +111,21 @@ private:
     void noteQuality(const speedhq::EncodedStreams& streams, bool newFrame);
     void reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted);
 
-    const std::string m_instance;
+    const std::string m_requestedName;
     const bool m_clocked;
+    const std::function<void()> m_onStatusChange;
     const RepeatTimes m_repeat;
     SourceParts m_parts;
     Server m_server;
-    std::unique_ptr<mdns::Announcement> m_announcement;
+    Announcer m_announcer;
     CallGuard m_callGuard;
     std::once_flag m_closeOnce;
     LogLimit m_refusals;
     LogLimit m_encoderErrors;
+
+    std::atomic<std::uint64_t> m_sentFrames{0};
+    std::mutex m_meterMutex;  ///< status() only.
+    RateMeter m_frameMeter{std::chrono::steady_clock::now()};
 
     // The encoder and the newest frame's properties.
     std::mutex m_encoding;

@@ -34,7 +34,7 @@ inline SourceParts testParts() {
 }
 
 inline std::unique_ptr<Source> openSource(SourceParts parts = testParts()) {
-    return Source::open({"Test", false}, std::move(parts));
+    return Source::open({{"Test", 0}, false, {}, {}}, std::move(parts));
 }
 
 /// A grey frame with a gradient; grey, so that its luma is the same whatever the matrix. It

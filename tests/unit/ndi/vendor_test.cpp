@@ -104,6 +104,7 @@ TEST(Dispatch, DISABLED_ToTheVendor) {
     NDIlib_video_frame_v2_t frame{};
     frame.xres = 1234;
     hintDirtyRows(instance, {});
+    EXPECT_FALSE(sourceStatus(instance).known);
     NDIlib_send_send_video_v2(instance, &frame);
     NDIlib_send_destroy(instance);
 
