@@ -32,7 +32,7 @@ bool RootReader::read(const std::vector<Rect>& rects, const Rect& area, std::uin
 }
 
 void RootReader::reserve(std::size_t bytes) {
-    if (!m_canShare || (m_segment && m_segment->size() >= bytes)) {
+    if (bytes == 0 || !m_canShare || (m_segment && m_segment->size() >= bytes)) {
         return;
     }
     m_segment.reset();
