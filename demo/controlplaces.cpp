@@ -25,6 +25,7 @@ Collaborators passiveCollaborators() {
     Collaborators all = Collaborators::real();
     all.createSource = [](const std::string&, NDIlib_send_instance_t&) {};
     all.destroySource = [](NDIlib_send_instance_t) {};
+    all.sourceStatus = [](NDIlib_send_instance_t) { return ndi::SourceStatus(); };
     all.makeDxSender = all.makeGrabSender = [](const std::string&, NDIlib_send_instance_t) {
         return std::unique_ptr<NDISenderBase>();
     };

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The whole road without a display: a virtual screen with a moving test pattern, the program on it
-# with its start button really pressed, and a receiver that finds the source through mDNS. All of it
-# inside a private network. Ends with the image that was received.
+# An end-to-end demo without a display: shows a moving test pattern on a virtual screen, starts the
+# program there, clicks its start button, finds the source through mDNS and receives it. Everything
+# runs in a private network. Saves the last received frame.
 # usage: demo.sh BUILD-FOLDER IMAGE.png
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -19,11 +19,11 @@ export XDG_DATA_HOME=$folder/data XDG_RUNTIME_DIR=$folder
 mkdir -p "$XDG_DATA_HOME/Halvark/TarsinNDI"
 printf '[SystemSet]\nname=%s\n' "$source_name" >"$XDG_DATA_HOME/Halvark/TarsinNDI/TarsinNDI.ini"
 
-echo "A moving test pattern on the virtual screen $DISPLAY"
+echo "Showing a moving test pattern on the virtual screen $DISPLAY"
 "$build/demo/showpattern" --moving 30 >"$folder/showpattern.log" 2>&1 &
 started+=($!)
 
-echo "The program on that screen"
+echo "Starting the program on that screen and pressing Start"
 "$build/bin/tarsinndi" >"$folder/program.log" 2>&1 &
 program=$!
 started+=("$program")
@@ -32,10 +32,10 @@ started+=("$program")
     exit 1
 }
 
-echo "A receiver that looks for \"$source_name\" on the network"
+echo "Receiving \"$source_name\", found through mDNS"
 if ! "$build/bin/ndimonitor" "$source_name" --seconds 5 --save "$image"; then
-    echo "The image did not arrive. The program's log:" >&2
+    echo "No frame was received. The log of the program:" >&2
     cat "$folder/program.log" >&2
     exit 1
 fi
-echo "The last image: $(realpath "$image")"
+echo "The last received frame: $(realpath "$image")"

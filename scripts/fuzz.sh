@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Fuzzes every parser with libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer, each for that
-# many seconds, and says what each one did. Inputs that reach new code are kept in
-# build/fuzz/found/NAME for the next run; a crash leaves its input in build/fuzz/crashes.
-# usage: fuzz.sh [--minimise] [SECONDS [NAME...]]     default: 60 seconds, all of them
-#   --minimise   afterwards, merge what was found into tests/fuzz/corpus, as small as it gets
+# Fuzzes every parser for SECONDS with libFuzzer, AddressSanitizer and UndefinedBehaviorSanitizer and
+# prints one line per parser. Inputs that reach new code are kept in build/fuzz/found/NAME for the
+# next run; the input of a crash is saved in build/fuzz/crashes.
+# usage: fuzz.sh [--minimise] [SECONDS [NAME...]]     default: 60 seconds, all parsers
+#   --minimise   afterwards, merge the new inputs into tests/fuzz/corpus, minimised
 set -euo pipefail
 cd "$(dirname "$0")/.."
 minimise=no
@@ -29,14 +29,14 @@ for name in "${names[@]}"; do
     found=build/fuzz/found/$name
     log=build/fuzz/$name.log
     mkdir -p "$found"
-    # A parser that takes more than 5 seconds or half a GiB for 64 KiB is a finding, too.
+    # More than 5 seconds or half a GiB for 64 KiB of input is also a finding.
     if build/fuzz/tests/fuzz_"$name" -max_total_time="$seconds" -max_len=65536 -timeout=5 \
         -rss_limit_mb=1024 -malloc_limit_mb=512 -print_final_stats=1 \
         -artifact_prefix=build/fuzz/crashes/"$name"- "$found" "tests/fuzz/corpus/$name" \
         >"$log" 2>&1; then
         runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
         covered=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -n 1)
-        echo "$name: $runs inputs in $seconds s, $covered edges, nothing found"
+        echo "$name: $runs inputs in $seconds s, $covered edges covered, no findings"
     else
         tail -n 40 "$log" >&2
         failed+=("$name")

@@ -17,7 +17,7 @@ done
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then
     command -v sudo >/dev/null || {
-        echo "These packages are missing and neither root nor sudo is at hand: ${missing[*]}" >&2
+        echo "Missing packages, and neither root nor sudo to install them: ${missing[*]}" >&2
         exit 1
     }
     as_root=(sudo)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs a command in a network namespace of its own: nothing it sends leaves the machine.
+# Runs a command in a new network namespace: nothing it sends leaves the machine.
 # usage: private-network.sh [--avahi] COMMAND [ARGUMENT...]
-#   --avahi   also start an Avahi daemon there, on a D-Bus of its own; the system's is not touched.
-# Works as root, or as any user where unprivileged user namespaces are allowed.
+#   --avahi   also starts an Avahi daemon there, on a private D-Bus; the system's is not touched.
+# Requires root or unprivileged user namespaces.
 set -euo pipefail
 
 if [ "${1:-}" != --inside ]; then
@@ -25,7 +25,7 @@ ip route add 224.0.0.0/4 dev lo
 . "$(dirname "$0")/started.sh"
 
 if [ "$avahi" = no ]; then
-    # A bus that nobody listens on, so that the machine's own Avahi is out of reach.
+    # The address of no bus, so that the machine's own Avahi is not used.
     export DBUS_SYSTEM_BUS_ADDRESS="unix:path=$folder/no-bus"
 else
     mount -t tmpfs tmpfs /run
@@ -65,7 +65,7 @@ EOF
         sleep 0.05
     done
     grep -q "Server startup complete" "$folder/avahi.log" || {
-        echo "private-network.sh: avahi-daemon did not come up:" >&2
+        echo "private-network.sh: avahi-daemon did not start:" >&2
         cat "$folder/avahi.log" >&2
         exit 1
     }

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Everything that shows how the built-in NDI output behaves under load, faults and hostile input, in
-# networks of its own. docs/RELIABILITY.md says what is looked at.
+# Tests the built-in NDI output under load, faults and hostile input, in private networks.
+# docs/RELIABILITY.md describes the tests.
 # usage: reliability.sh [--long] [--soak MINUTES] [--sanitizers] [--preset PRESET]
-#   --long         the long forms: about 10 minutes, with sanitizers half an hour more
-#   --soak         then a soak of that many minutes (2 or more)
-#   --sanitizers   then all but the soak again, with AddressSanitizer and with ThreadSanitizer
+#   --long         long versions: about 10 minutes, with sanitizers another 30
+#   --soak         then a soak test of that many minutes (2 or more)
+#   --sanitizers   then all except the soak test with AddressSanitizer and ThreadSanitizer
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset=release
@@ -26,8 +26,8 @@ build() {
     cmake --build --preset "$1" --target reliability_discovery_test reliability_hostile_test \
         reliability_network_test reliability_soak_test reliability_logfiles_test
 }
-# The sender and the receivers go before what else this machine does, where that is allowed: on a
-# network each of them had a machine of its own.
+# Sender and receivers get real-time or high priority where that is allowed: in production each runs
+# on its own machine.
 first=(nice -n -20)
 ! chrt -f 1 true 2>/dev/null || first=(chrt -f 1)
 run() { # PRESET TEST

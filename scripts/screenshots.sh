@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Takes images of the window in every language and state, and of the overlay, on a virtual screen.
+# Takes screenshots of the window in every language and state, and of the overlay, on a virtual
+# screen.
 # usage: screenshots.sh FOLDER [BUILD-FOLDER]
 # Prefixes: none: no compositor; "composed-": with one; "x1.5-", "x2-": Qt's scale factor.
 set -euo pipefail
@@ -7,7 +8,7 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 folder=$(realpath -m "$1")
 tour=${2:-$here/build/release}/tests/gui/windowtour
 
-# A desktop with something on it, so that translucency can be seen.
+# A patterned desktop makes translucency visible.
 display() { "$here/scripts/with-display.sh" --size "$1" --wm bash -c '
     xsetroot -mod 16 16 -fg "#4a6a8a" -bg "#2a4a6a"; "$@"' _ "${@:2}"; }
 

@@ -1,5 +1,5 @@
-# Sourced by scripts that start programs: a folder of their own, and when they end, both that folder
-# and the processes they noted in `started` are gone.
+# To be sourced by scripts that start programs. Creates a temporary folder. When the script ends,
+# deletes the folder and ends the processes whose ids are in `started`.
 folder=$(mktemp -d)
 started=()
 stop() {

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs a command with a virtual screen of its own in DISPLAY.
+# Runs a command on a new virtual screen.
 # usage: with-display.sh [--size WxH[xDEPTH]] [--wm] COMMAND [ARGUMENT...]
 #   --size   default 1280x720x24
-#   --wm     with a window manager
+#   --wm     also starts a window manager
 set -euo pipefail
 
 size=1280x720x24
@@ -23,7 +23,7 @@ Xvfb -displayfd 3 -screen 0 "$size" -noreset -nolisten tcp 3>"$folder/number" \
     >"$folder/xvfb.log" 2>&1 &
 started+=($!)
 read -r -t 20 number <"$folder/number" || {
-    echo "with-display.sh: Xvfb did not come up:" >&2
+    echo "with-display.sh: Xvfb did not start:" >&2
     cat "$folder/xvfb.log" >&2
     exit 1
 }

@@ -55,6 +55,7 @@ void CaptureROI::createButtonBar() {
     m_pBarLayout->addWidget(m_pCancelBtn);
     m_pBarLayout->addWidget(m_pOkBtn);
     m_pBarLayout->setContentsMargins(0, 1, 0, 1);
+    shareButtonBar();
     connect(m_pOkBtn, SIGNAL(clicked()), this, SLOT(slotConfirm()));
     connect(m_pCancelBtn, SIGNAL(clicked()), this, SLOT(slotCancel()));
 }
@@ -71,12 +72,17 @@ void CaptureROI::setScreenGeometry(int x, int y, int w, int h) {
 }
 
 void CaptureROI::setSelection(int x, int y, int w, int h) {
-    m_left = x;
-    m_top = y;
-    m_right = x + w;
-    m_bottom = y + h;
+    m_region = QRect(x, y, w, h);
+    restoreRegion();
     updateMask();
     update();
+}
+
+void CaptureROI::restoreRegion() {
+    m_left = m_region.x();
+    m_top = m_region.y();
+    m_right = m_region.x() + m_region.width();
+    m_bottom = m_region.y() + m_region.height();
 }
 
 void CaptureROI::beginSelection() {
@@ -100,10 +106,12 @@ void CaptureROI::setShowROI(bool on) {
     m_showMode = on;
     m_pButtonBar->hide();
     if (on) {
+        restoreRegion();
         m_desktopPixmap = QPixmap();
         m_translucent = ui::windowsCanBeTranslucent();
     } else {
         m_moved = false;
+        m_dragging = false;
     }
     setMouseTracking(on);
     updateMask();
@@ -123,6 +131,7 @@ void CaptureROI::slotConfirm() {
 
 void CaptureROI::slotCancel() {
     clearSelection();
+    restoreRegion();
     update();
     hide();
 }
@@ -130,6 +139,17 @@ void CaptureROI::slotCancel() {
 void CaptureROI::slotTranslate() {
     m_pOkBtn->setText(translated("zhOkStr"));
     m_pCancelBtn->setText(translated("zhCancalStr"));
+    shareButtonBar();
+}
+
+/// Divides the width of the bar by the widths of the texts: in some languages one is much longer.
+void CaptureROI::shareButtonBar() {
+    constexpr int kPadding = 16;
+    for (QPushButton* button : {m_pOkBtn, m_pCancelBtn}) {
+        button->ensurePolished();
+        const int width = button->fontMetrics().horizontalAdvance(button->text());
+        m_pBarLayout->setStretchFactor(button, width + kPadding);
+    }
 }
 
 void CaptureROI::clearSelection() {
@@ -169,9 +189,19 @@ void CaptureROI::paintSelecting() {
         painter.drawPixmap(rect(), m_desktopPixmap);
     }
     painter.drawPixmap(0, 0, m_workPixmap);
+    if (m_drawing) {
+        outlineSelection(painter);
+    }
     if (!m_drawing) {
         m_basePixmap = m_workPixmap;
     }
+}
+
+/// On a white desktop the whitening alone does not show the rectangle.
+void CaptureROI::outlineSelection(QPainter& painter) const {
+    painter.scale(1 / m_pixels.factor(), 1 / m_pixels.factor());
+    painter.setPen(redPen(2.0));
+    painter.drawRect(m_left, m_top, m_right - m_left, m_bottom - m_top);
 }
 
 void CaptureROI::paintFrame() {
@@ -242,6 +272,11 @@ void CaptureROI::mousePressEvent(QMouseEvent* event) {
     if (m_showMode) {
         m_lastX = at.x();
         m_lastY = at.y();
+        if (event->button() == Qt::LeftButton && isOnFrame(at)) {
+            // A fast pointer leaves the frame, whose mask follows one event later.
+            m_dragging = true;
+            grabMouse();
+        }
         return;
     }
     m_cleared = false;
@@ -264,8 +299,12 @@ void CaptureROI::mouseMoveEvent(QMouseEvent* event) {
 
 /// Compares overlay coordinates with desktop coordinates: on a screen whose origin is not 0,0 the
 /// grab area is offset from the frame. Known and kept.
+bool CaptureROI::isOnFrame(QPoint at) const {
+    return at.x() >= m_left && at.x() <= m_right && at.y() >= m_top && at.y() <= m_bottom;
+}
+
 void CaptureROI::moveWhileShowing(const QMouseEvent& event, QPoint at) {
-    if (at.x() < m_left || at.x() > m_right || at.y() < m_top || at.y() > m_bottom) {
+    if (!isOnFrame(at) && !m_dragging) {
         unsetCursor();
         return;
     }
@@ -273,15 +312,23 @@ void CaptureROI::moveWhileShowing(const QMouseEvent& event, QPoint at) {
     if ((event.buttons() & Qt::LeftButton) == 0) {
         return;
     }
-    m_left += at.x() - m_lastX;
-    m_right += at.x() - m_lastX;
-    m_top += at.y() - m_lastY;
-    m_bottom += at.y() - m_lastY;
+    dragFrame({at.x() - m_lastX, at.y() - m_lastY});
+}
+
+/// Moves the frame, but not past the left and upper edge of the screen. The last position advances
+/// with the frame only, so that the frame stays under the pointer when that comes back.
+void CaptureROI::dragFrame(QPoint by) {
+    const int dx = qMax(by.x(), qMin(0, m_originX - m_left));
+    const int dy = qMax(by.y(), qMin(0, m_originY - m_top));
+    m_left += dx;
+    m_right += dx;
+    m_top += dy;
+    m_bottom += dy;
+    m_lastX += dx;
+    m_lastY += dy;
     m_moved = true;
     updateMask();
     update();
-    m_lastX = at.x();
-    m_lastY = at.y();
 }
 
 void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {
@@ -302,6 +349,10 @@ void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {
 
 void CaptureROI::mouseReleaseEvent(QMouseEvent* event) {
     if (m_showMode) {
+        if (m_dragging) {
+            m_dragging = false;
+            releaseMouse();
+        }
         if (m_moved) {
             emit signalConfirmROI(m_left, m_top, std::abs(m_right - m_left),
                                   std::abs(m_bottom - m_top));
@@ -323,7 +374,12 @@ void CaptureROI::mouseReleaseEvent(QMouseEvent* event) {
 
 void CaptureROI::showButtonBar() {
     const QPoint end = m_pixels.distanceToQt(QPoint(m_right, m_bottom));
-    m_pButtonBar->setGeometry(QRect(end + kBarOffset, kBarSize));
+    QRect bar(end + kBarOffset, kBarSize);
+    // A selection that ends near the left or upper edge would put the buttons outside.
+    bar.moveRight(qMin(bar.right(), rect().right()));
+    bar.moveBottom(qMin(bar.bottom(), rect().bottom()));
+    bar.moveTopLeft({qMax(bar.left(), 0), qMax(bar.top(), 0)});
+    m_pButtonBar->setGeometry(bar);
     m_pButtonBar->show();
 }
 
@@ -332,6 +388,7 @@ void CaptureROI::keyPressEvent(QKeyEvent* event) {
         return;
     }
     clearSelection();
+    restoreRegion();
     close();
     emit signalHideROI();
 }

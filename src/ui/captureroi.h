@@ -28,7 +28,8 @@ public:
     /// Moves the overlay to this part of the desktop and resizes it.
     void setScreenGeometry(int x, int y, int w, int h);
 
-    /// Sets the rectangle that show mode frames, in desktop coordinates.
+    /// Sets the region in force, in desktop coordinates. Show mode frames it; a selection that is
+    /// cancelled changes nothing about it.
     void setSelection(int x, int y, int w, int h);
 
     /// Enters selection mode, with nothing selected.
@@ -62,12 +63,17 @@ protected:
 
 private:
     void createButtonBar();
+    void shareButtonBar();
     void paintSelecting();
+    void outlineSelection(QPainter& painter) const;
     void paintFrame();
+    [[nodiscard]] bool isOnFrame(QPoint at) const;
+    void dragFrame(QPoint by);
     void moveWhileShowing(const QMouseEvent& event, QPoint at);
     void moveWhileSelecting(const QMouseEvent& event, QPoint at);
     void showButtonBar();
     void clearSelection();
+    void restoreRegion();
     void updateMask();
     void grabDesktopImage();
     [[nodiscard]] QRect frameRect() const;
@@ -84,6 +90,7 @@ private:
     int m_top = 0;
     int m_right = 0;
     int m_bottom = 0;
+    QRect m_region;  ///< In force, from setSelection(); desktop coordinates.
     int m_width;
     int m_height;
     int m_originX = 0;
@@ -93,6 +100,7 @@ private:
     bool m_cleared = false;
     bool m_showMode = false;
     bool m_moved = false;
+    bool m_dragging = false;  ///< The frame follows the pointer until the button is released.
     int m_lastX = 0;
     int m_lastY = 0;
     bool m_translucent = true;

@@ -1,8 +1,29 @@
 #include "ui/collaborators.h"
 
+#include <cstdint>
+#include <vector>
+
+#include "ndi/ndilibrary.h"
 #include "sender/ndidxsender.h"
 #include "sender/ndisender.h"
 #include "sender/ndisource.h"
+#include "sender/videoframe.h"
+
+namespace {
+
+void sendBlack(NDIlib_send_instance_t instance, int width, int height) {
+    constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
+    const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    std::vector<std::uint32_t> pixels(size, kOpaqueBlack);
+    NDIlib_video_frame_v2_t frame = sender::initialVideoFrame();
+    frame.xres = width;
+    frame.yres = height;
+    frame.FourCC = NDIlib_FourCC_type_BGRA;
+    frame.p_data = reinterpret_cast<std::uint8_t*>(pixels.data());
+    NDIlib_send_send_video_v2(instance, &frame);
+}
+
+}  // namespace
 
 Collaborators Collaborators::real() {
     Collaborators all;
@@ -13,6 +34,8 @@ Collaborators Collaborators::real() {
         createNdiSource(name, instance);
     };
     all.destroySource = NDIlib_send_destroy;
+    all.sourceStatus = ndi::sourceStatus;
+    all.sendBlackFrame = sendBlack;
     all.makeDxSender = [](const std::string& name, NDIlib_send_instance_t instance) {
         return std::make_unique<NdiDxSender>(name, instance);
     };

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ndi/ndilib.h"
+#include "ndi/sourcestatus.h"
 #include "screens/adaptorinfo.h"
 #include "screens/screensdetector.h"
 #include "sender/ndisenderbase.h"
@@ -23,6 +24,9 @@ struct Collaborators {
     /// block for seconds.
     std::function<void(const std::string& name, NDIlib_send_instance_t& instance)> createSource;
     std::function<void(NDIlib_send_instance_t)> destroySource;
+    std::function<ndi::SourceStatus(NDIlib_send_instance_t)> sourceStatus;
+    /// Sends one black frame of that size. Blocks for a frame interval. No sender may be sending.
+    std::function<void(NDIlib_send_instance_t, int width, int height)> sendBlackFrame;
     MakeSender makeDxSender;    ///< The default capture path.
     MakeSender makeGrabSender;  ///< The capture path through FFmpeg.
 

@@ -3,11 +3,14 @@
 #include "ui/ndisenderui.h"
 
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QSettings>
+#include <algorithm>
 
 #include "support/log.h"
 #include "support/settings.h"
 #include "ui/captureroi.h"
+#include "ui/sourcedisplay.h"
 #include "ui/titlebar.h"
 #include "ui/translated.h"
 
@@ -16,6 +19,15 @@ bool g_roiShown = false;
 namespace {
 
 constexpr int kInfo = 2;  ///< spdlog's level number.
+
+/// The position of a range of `length`, moved into the screen if it begins outside.
+int moveInside(int position, int length, int screenBegin, int screenLength) {
+    const int end = screenBegin + screenLength;
+    if (position >= end) {
+        return std::max(screenBegin, end - length);
+    }
+    return std::max(screenBegin, position);
+}
 
 /// The function name that log lines of startSender() carry.
 constexpr char kStartName[] = "ndiSenderInitParmeter";
@@ -40,12 +52,22 @@ void NDISenderUI::setIniPath(const std::string& iniPath) {
 // Source and sender -------------------------------------------------------------------------
 
 void NDISenderUI::initNDI() {
+    m_sourceName = m_outputName;
     m_collaborators.createSource(m_outputName, m_ndiSend);
     if (m_ndiSend == nullptr) {
         HV_WARN(
             "no NDI source named {} could be created: the name and its numbered variants are "
             "taken, or the NDI library could not be initialised; receivers cannot see this source",
             m_outputName);
+        return;
+    }
+    const ndi::SourceStatus status = m_collaborators.sourceStatus(m_ndiSend);
+    if (const QString seen = ui::changedName(status, m_sourceName); !seen.isEmpty()) {
+        HV_WARN(
+            "receivers see the source \"{}\" as \"{}\": its name is taken, or longer than the 63 "
+            "bytes "
+            "that host and source name have together",
+            m_sourceName, status.name);
     }
 }
 
@@ -60,6 +82,14 @@ void NDISenderUI::startSender() {
         m_pSender.reset();
         m_pSender = m_collaborators.makeDxSender(m_outputName, m_ndiSend);
         HV_LOG(kInfo, kStartName, "is ffmpeg screenshot, switch to the old DX screenshot mode.");
+    }
+    if (isRegionEmpty()) {
+        HV_WARN(
+            "the region is empty: {}x{} at {},{}; nothing is sent until it has pixels on screen "
+            "{}, "
+            "{}x{} at {},{}",
+            m_roi.w, m_roi.h, m_roi.x, m_roi.y, m_curScreenIndex, m_curScreen.width,
+            m_curScreen.height, m_curScreen.x, m_curScreen.y);
     }
     // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
     const int originX = m_forceUseOldCapture ? 0 : m_curScreen.x;
@@ -91,20 +121,33 @@ std::string NDISenderUI::findOutputDeviceName(const struScreenItem& screen) cons
     return m_collaborators.outputDeviceName(m_adaptorInfoList, screen);
 }
 
+/// Whether no pixel of the region is on the chosen screen.
+bool NDISenderUI::isRegionEmpty() const {
+    const int left = std::max<int>(m_roi.x, m_curScreen.x);
+    const int top = std::max<int>(m_roi.y, m_curScreen.y);
+    const int right = std::min<int>(m_roi.x + m_roi.w, m_curScreen.x + m_curScreen.width);
+    const int bottom = std::min<int>(m_roi.y + m_roi.h, m_curScreen.y + m_curScreen.height);
+    return left >= right || top >= bottom;
+}
+
 void NDISenderUI::slotStartSend() {
     switch (m_sendState) {
         case SendState::Idle:
+            HV_INFO("the operator starts \"{}\"", m_outputName);
             startSender();
             m_pSender->start();
             m_sendState = SendState::Sending;
             m_pStartBtn->setText(translated("zhPauseStr"));
             break;
         case SendState::Sending:
+            HV_INFO("the operator pauses \"{}\"", m_outputName);
             m_pSender->pause();
             m_sendState = SendState::Paused;
             m_pStartBtn->setText(translated("zhContinueStr"));
             break;
         case SendState::Paused:
+            HV_INFO("the operator continues \"{}\"{}", m_outputName,
+                    m_paramChanged ? " with changed parameters" : "");
             if (m_paramChanged) {
                 m_pSender->reset();
                 startSender();
@@ -115,9 +158,12 @@ void NDISenderUI::slotStartSend() {
             break;
     }
     m_paramChanged = false;
+    showSourceStatus();
 }
 
 void NDISenderUI::slotStop() {
+    HV_INFO("the operator resets \"{}\"", m_outputName);
+    const bool started = m_sendState != SendState::Idle;
     m_paramChanged = true;
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
     m_pSender->pause();
@@ -128,7 +174,36 @@ void NDISenderUI::slotStop() {
         initNDI();
         createSender();
         m_nameChanged = false;
+    } else if (started) {
+        replaceLastFrameByBlack();
     }
+    showSourceStatus();
+}
+
+/// The output repeats its last frame to all receivers, also to those that connect later. After a
+/// reset they must not see the desktop any more.
+void NDISenderUI::replaceLastFrameByBlack() {
+    if (m_ndiSend != nullptr && m_roi.w > 0 && m_roi.h > 0) {
+        HV_INFO("a black frame of {}x{} replaces the last one until the next start", m_roi.w,
+                m_roi.h);
+        m_collaborators.sendBlackFrame(m_ndiSend, m_roi.w, m_roi.h);
+    }
+}
+
+void NDISenderUI::showSourceStatus() {
+    const ndi::SourceStatus status =
+        m_ndiSend != nullptr ? m_collaborators.sourceStatus(m_ndiSend) : ndi::SourceStatus();
+    const bool sending = m_sendState == SendState::Sending;
+    m_pTitleBar->setSourceDisplay(ui::describeSource(
+        status, {m_ndiSend != nullptr, sending && isRegionEmpty(), m_sourceName}));
+
+    QString toolTip = translated("zhResetEffectStr");
+    if (!ui::changedName(status, m_sourceName).isEmpty()) {
+        const QString seen = translated("zhSeenAsStr", "Receivers see: %1");
+        const QString lines = toolTip + "\n" + seen.arg(QString::fromStdString(status.name));
+        toolTip = "<p style='white-space:pre'>" + lines.toHtmlEscaped() + "</p>";
+    }
+    m_pNameLndt->setToolTip(toolTip);
 }
 
 // The region --------------------------------------------------------------------------------
@@ -136,8 +211,8 @@ void NDISenderUI::slotStop() {
 void NDISenderUI::setROI(int x, int y, int w, int h) {
     m_roi.x = x;
     m_roi.y = y;
-    m_roi.w = x + w > m_desktopWidth ? m_desktopWidth - x : w;
-    m_roi.h = y + h > m_desktopHeight ? m_desktopHeight - y : h;
+    m_roi.w = x + w > m_desktopRight ? m_desktopRight - x : w;
+    m_roi.h = y + h > m_desktopBottom ? m_desktopBottom - y : h;
     updateROIRanges();
     m_pXSpinBox->setValue(m_roi.x);
     m_pYSpinBox->setValue(m_roi.y);
@@ -167,9 +242,15 @@ void NDISenderUI::updateROIRanges() {
 }
 
 void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
-    setROI(x, y, w, h);
+    // The capturer's cut of a region that begins outside the screen shears the frame.
+    const int insideX = moveInside(x, w, m_curScreen.x, m_curScreen.width);
+    const int insideY = moveInside(y, h, m_curScreen.y, m_curScreen.height);
+    HV_INFO("the operator chooses the region {}x{} at {},{}{}", w, h, x, y,
+            insideX != x || insideY != y ? "; it is moved into the screen" : "");
+    setROI(insideX, insideY, w, h);
     m_paramChanged = true;
     applyIfSending();
+    showSourceStatus();
     if (g_roiShown) {
         raise();  // Dragging the frame has raised the overlay above this window.
     }
@@ -200,11 +281,13 @@ void NDISenderUI::slotROIHChanged() {
 }
 
 void NDISenderUI::finishROIEdit() {
+    HV_INFO("the operator sets the region to {}x{} at {},{}", m_roi.w, m_roi.h, m_roi.x, m_roi.y);
     m_paramChanged = true;
     applyIfSending();
     if (m_pCaptureROI) {
         m_pCaptureROI->setSelection(m_roi.x, m_roi.y, m_roi.w, m_roi.h);
     }
+    showSourceStatus();
 }
 
 void NDISenderUI::slotCatpureROI() {
@@ -240,6 +323,8 @@ void NDISenderUI::slotScreenCbxChange(int index) {
     }
     m_curScreenIndex = index;
     m_curScreen = m_screensMsg.screens[index];
+    HV_INFO("screen {} is chosen: {}x{} at {},{}", index, m_curScreen.width, m_curScreen.height,
+            m_curScreen.x, m_curScreen.y);
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
     m_paramChanged = true;
     applyIfSending();
@@ -249,6 +334,7 @@ void NDISenderUI::slotScreenCbxChange(int index) {
 
 void NDISenderUI::slotFrameRateChanged() {
     m_frameRate = m_pFrateSpinBox->text().toInt();
+    HV_INFO("the operator sets {} fps; takes effect at the next start", m_frameRate);
     m_paramChanged = true;
     writeSetting("frameRate", QString::number(m_frameRate));
 }
@@ -258,6 +344,7 @@ void NDISenderUI::slotNameChanged() {
     if (name == m_outputName) {
         return;
     }
+    HV_INFO("the operator names the source \"{}\"; takes effect at the next reset", name);
     m_outputName = name;
     m_nameChanged = true;
     writeSetting("name", m_pNameLndt->text());
@@ -293,6 +380,18 @@ void NDISenderUI::slotButtonMinClicked() {
 }
 
 void NDISenderUI::closeEvent(QCloseEvent* event) {
+    HV_INFO("the operator closes the window");
     m_pCaptureROI->close();
     QWidget::closeEvent(event);
+}
+
+/// Return and Enter press the focused button, as the space bar does. Fields that take these keys
+/// leave the event to the window, too; they are no buttons.
+void NDISenderUI::keyPressEvent(QKeyEvent* event) {
+    auto* const button = qobject_cast<QPushButton*>(focusWidget());
+    if (button != nullptr && (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)) {
+        button->click();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }

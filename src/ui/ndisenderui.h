@@ -8,6 +8,7 @@
 #include <QSpinBox>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <QWidget>
 #include <cstdint>
 #include <list>
@@ -65,6 +66,7 @@ public slots:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     struct Rectangle {
@@ -89,6 +91,7 @@ private:
     void loadStyleSheet();
     void connectTitleBar();
     void setTitle();
+    void startStatusTimer();
     [[nodiscard]] QString screenLabel(int index) const;
 
     // Control flow: ndisenderui.cpp.
@@ -100,6 +103,9 @@ private:
     void updateROIRanges();
     void finishROIEdit();
     void applyIfSending();
+    [[nodiscard]] bool isRegionEmpty() const;
+    void replaceLastFrameByBlack();
+    void showSourceStatus();
     void startSender();
     [[nodiscard]] std::string findOutputDeviceName(const struScreenItem& screen) const;
     [[nodiscard]] QString iniPath() const;
@@ -113,6 +119,7 @@ private:
     std::unique_ptr<NDISenderBase> m_pSender;
     std::unique_ptr<CaptureROI> m_pCaptureROI;
     NDIlib_send_instance_t m_ndiSend = nullptr;
+    QTimer m_statusTimer;
 
     TitleBar* m_pTitleBar = nullptr;
     QLabel* m_pNameLabel = nullptr;
@@ -141,10 +148,13 @@ private:
     std::int32_t m_frameRate = 30;
     std::int32_t m_desktopWidth = 0;  ///< Of the union of all screens.
     std::int32_t m_desktopHeight = 0;
+    std::int32_t m_desktopRight = 0;  ///< Right and lower edge of the union.
+    std::int32_t m_desktopBottom = 0;
     struScreensMsg m_screensMsg;
     struScreenItem m_defaultScreen;
     struScreenItem m_curScreen;
     std::string m_outputName;    ///< UTF-8.
+    std::string m_sourceName;    ///< m_outputName when the source was created.
     bool m_nameChanged = false;  ///< m_outputName takes effect at the next reset.
     std::int32_t m_curScreenIndex = 0;
     QStringList m_screenNameList;

@@ -14,7 +14,9 @@
 #include "support/log.h"
 #include "support/settings.h"
 #include "ui/captureroi.h"
+#include "ui/focuscombobox.h"
 #include "ui/ndisenderui.h"
+#include "ui/sessionlog.h"
 #include "ui/titlebar.h"
 #include "ui/translated.h"
 
@@ -82,6 +84,8 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     m_pTitleBar->setDoubleClickEnabled(false);
     m_pTitleBar->setObjectName(tr("dialogTitle"));
     loadSettings();
+    ui::logSession(m_screensMsg,
+                   {m_iniPath, m_outputName, m_curScreenIndex, m_frameRate, m_forceUseOldCapture});
     buildLayout();
     setFixedWidth(638);
     setFixedHeight(260);
@@ -89,6 +93,7 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     connectTitleBar();
     initNDI();
     createSender();
+    startStatusTimer();
 }
 
 void NDISenderUI::loadScreenList() {
@@ -110,6 +115,8 @@ void NDISenderUI::loadScreenList() {
     }
     m_desktopWidth = span(minX, maxRight);
     m_desktopHeight = span(minY, maxBottom);
+    m_desktopRight = m_screensMsg.count == 0 ? m_desktopWidth : maxRight;
+    m_desktopBottom = m_screensMsg.count == 0 ? m_desktopHeight : maxBottom;
     if (m_screensMsg.count == 0) {
         HV_WARN("no screen was found, so there is nothing to send; connect a display and restart");
     }
@@ -175,7 +182,7 @@ void NDISenderUI::createNameAndScreenWidgets() {
 
     m_pScreenLabel = makeLabel(captioned("zhScreenStr"), 60);
     m_pScreenLabel->setObjectName("m_pScreenLabel");
-    m_pScreenCbx = new QComboBox;
+    m_pScreenCbx = new FocusComboBox;
     m_pScreenCbx->setMinimumWidth(200);
     m_pScreenCbx->addItems(m_screenNameList);
     m_pScreenCbx->setFixedSize(220, 26);
@@ -302,6 +309,15 @@ void NDISenderUI::loadStyleSheet() {
     setWindowIcon(icon);
 }
 
+/// The output has no event for a change of its status, so the window asks for it. That costs some
+/// microseconds.
+void NDISenderUI::startStatusTimer() {
+    constexpr int kIntervalMs = 500;
+    connect(&m_statusTimer, &QTimer::timeout, this, [this] { showSourceStatus(); });
+    m_statusTimer.start(kIntervalMs);
+    showSourceStatus();
+}
+
 void NDISenderUI::connectTitleBar() {
     connect(m_pTitleBar, &TitleBar::signalButtonCloseClicked, this, &NDISenderUI::close);
     connect(m_pTitleBar, &TitleBar::signalButtonMinClicked, this, &NDISenderUI::showMinimized);
@@ -345,4 +361,5 @@ void NDISenderUI::slotTranslate() {
     for (int i = 0; i < m_screensMsg.count; ++i) {
         m_pScreenCbx->setItemText(i, screenLabel(i));
     }
+    showSourceStatus();
 }

@@ -10,6 +10,7 @@
 #include <QStyleOption>
 #include <cstdlib>
 
+#include "ui/focuscombobox.h"
 #include "ui/translated.h"
 
 namespace {
@@ -26,8 +27,9 @@ constexpr Language kLanguages[] = {
 };
 constexpr int kLanguageCount = static_cast<int>(std::size(kLanguages));
 
-constexpr int kEdge = 3;       ///< Pixels at the left, top and right edge where no drag starts.
-constexpr int kDragStep = 15;  ///< Pixels the pointer can move before the window follows.
+constexpr int kEdge = 3;        ///< Pixels at the left, top and right edge where no drag starts.
+constexpr int kSourceGap = 12;  ///< Pixels between the source label and its neighbours.
+constexpr int kDragStep = 15;   ///< Pixels the pointer can move before the window follows.
 
 }  // namespace
 
@@ -39,7 +41,8 @@ TitleBar::TitleBar(QWidget* parent)
       m_pButtonRestore(new QPushButton),
       m_pButtonMax(new QPushButton),
       m_pButtonClose(new QPushButton),
-      m_pTransCombox(new QComboBox) {
+      m_pTransCombox(new FocusComboBox),
+      m_pSourceLabel(new SourceLabel(this)) {
     // A desktop with a global menu would move a native menu bar out of the window.
     setNativeMenuBar(false);
     createLanguageChoice();
@@ -69,6 +72,7 @@ void TitleBar::createTitle() {
     m_pTitleContent->setStyleSheet("font-size: 16px;color: #FFFFFF; background:transparent");
     m_pTitleContent->hide();
 
+    m_pSourceLabel->setObjectName("SourceLabel");
     m_pIcon->setObjectName("TitleIconLabel");
     loadIcon();
 }
@@ -141,6 +145,21 @@ void TitleBar::setTitleContent(const QString& text) {
     m_titleContent = text;
     m_pTitleContent->setText(text);
     m_pTitleContent->show();
+}
+
+void TitleBar::setSourceDisplay(const ui::SourceDisplay& display) {
+    m_pSourceLabel->setDisplay(display);
+    placeSourceLabel();
+}
+
+/// Puts the source label into the empty stretch between the title's text and the language choice.
+void TitleBar::placeSourceLabel() {
+    const int titleWidth = m_pTitleContent->fontMetrics().horizontalAdvance(m_titleContent);
+    const int left = m_pTitleContent->x() + titleWidth + kSourceGap;
+    const int right = m_pTransCombox->x() - kSourceGap;
+    const int wanted = m_pSourceLabel->sizeHint().width();
+    m_pSourceLabel->setGeometry(left, 0, qBound(0, wanted, right - left), height());
+    m_pSourceLabel->raise();
 }
 
 void TitleBar::setDoubleClickEnabled(bool enabled) {
@@ -266,6 +285,15 @@ void TitleBar::mouseDoubleClickEvent(QMouseEvent* event) {
         onButtonRestoreClicked();
     }
     m_isDoubleClicked = true;
+}
+
+bool TitleBar::event(QEvent* event) {
+    const bool handled = QMenuBar::event(event);
+    if (event->type() == QEvent::Resize || event->type() == QEvent::Show ||
+        event->type() == QEvent::LayoutRequest) {
+        placeSourceLabel();
+    }
+    return handled;
 }
 
 void TitleBar::changeEvent(QEvent* event) {

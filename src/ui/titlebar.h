@@ -10,6 +10,8 @@
 #include <QString>
 #include <utility>
 
+#include "ui/sourcelabel.h"
+
 /// The title bar of a frameless window: icon, title, language choice and window buttons. Dragging
 /// it moves the parent window. The buttons only emit signals; the parent window acts on them.
 class TitleBar : public QMenuBar {
@@ -46,6 +48,9 @@ public:
     void setOwnerValues(qint64 value, const QSize& size);
     [[nodiscard]] std::pair<qint64, QSize> ownerValues() const;
 
+    /// Shows the state of the source between the title and the language choice.
+    void setSourceDisplay(const ui::SourceDisplay& display);
+
     /// Sets the tool tips of the four buttons in the current language.
     void retranslateToolTips();
 
@@ -73,6 +78,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
+    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
@@ -82,6 +88,7 @@ private:
     void createLanguageChoice();
     void buildLayout();
     void loadIcon();
+    void placeSourceLabel();
     int restoreBeforeDrag();
 
     QLabel* m_pIcon;
@@ -102,4 +109,5 @@ private:
     bool m_restoreHidden = false;
     bool m_maxHidden = false;
     bool m_doubleClickEnabled = true;
+    SourceLabel* m_pSourceLabel;  ///< Outside the layout, so that nothing else moves.
 };

@@ -1,4 +1,4 @@
-// A frame that moves.
+// A moving image.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr std::uint16_t kPort = 5961;  ///< Of the first source on a machine.
 
-/// The frame numbers that a receiver sees for a while; -1 where one can't be read.
+/// The frame numbers received within `time`; -1 for an unreadable one.
 std::set<int> numbers(tests::TestReceiver& receiver, std::chrono::milliseconds time) {
     std::set<int> seen;
     for (const auto& received : receiver.frames(time)) {
@@ -31,28 +31,28 @@ std::set<int> numbers(tests::TestReceiver& receiver, std::chrono::milliseconds t
     return seen;
 }
 
-TEST(MovingFrame, StopsForAPauseAndForNothingElse) {
+TEST(MovingFrame, StopsForAPauseOnly) {
     QTemporaryDir folder;
     const auto frame = showTestPattern(30, folder.filePath("frame.out").toStdString());
     ProgramRun program;
-    program.click(control::kStart);
+    program.click("start");
     tests::TestReceiver receiver(kPort);
     receiver.sayHello();
     const auto moves = [&receiver] {
-        (void)receiver.frames(500ms);  // What was on its way.
+        (void)receiver.frames(500ms);  // Still in flight.
         return tests::eventually([&] { return numbers(receiver, 1s).size() > 5; }, 20s);
     };
     EXPECT_TRUE(moves());
-    program.click(control::kStart);
+    program.click("start");
     EXPECT_TRUE(tests::eventually([&] { return numbers(receiver, 1500ms).size() == 1; }, 20s))
-        << "it moves on, or its receivers are forgotten";
-    program.click(control::kStart);
+        << "the image moves on, or no frames arrive";
+    program.click("start");
     EXPECT_TRUE(moves());
 
-    program.click(control::kLanguage);
+    program.click("language");
     EXPECT_TRUE(moves()) << "behind an open list";
     xdotool({"key", "Escape"});
-    program.click(control::kTitle);
+    program.click("title");
     xdotool({"mousedown", "1", "mousemove_relative", "60", "40"});
     EXPECT_TRUE(moves()) << "while the window is held";
     xdotool({"mouseup", "1"});

@@ -1,11 +1,10 @@
-// What an operator does with the window, seen from the network.
+// Operates the window and checks what receivers get.
 
 #include <gtest/gtest.h>
 
 #include <QRegularExpression>
 
-#include "programrun.h"
-#include "support/framecompare.h"
+#include "receiving.h"
 #include "testpattern.h"
 
 namespace e2e {
@@ -13,63 +12,18 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Operator : public testing::TestWithParam<bool> {
-protected:
-    /// What a receiver gets is, after a while, what the screen shows at `area`.
-    void expectFrame(const ProgramRun& program, const QRect& area) {
-        expectFrame(program, area, program.name());
-    }
-    void expectFrame(const ProgramRun& program, const QRect& area, const std::string& name) {
-        const std::string file = program.path("received.png");
-        std::string output;
-        EXPECT_TRUE(tests::eventually(
-            [&] {
-                const auto monitor =
-                    startMonitor({name, "--wait", "20", "--seconds", "3", "--save", file},
-                                 program.path("monitor.out"));
-                (void)monitor->waitFor(60s);
-                output = monitor->output();
-                m_received = QImage(QString::fromStdString(file));
-                m_screen = grabScreen().copy(area);
-                return tests::lumaPsnr(m_received, m_screen) >= 38;
-            },
-            60s))
-            << output << program.log().toStdString();
-    }
-
-    /// Waits until the sources in the network are listed with, or without, that name.
-    static void expectListed(const ProgramRun& program, const std::string& name, bool listed) {
-        std::string sources;
-        EXPECT_TRUE(tests::eventually(
-            [&] {
-                const auto monitor =
-                    startMonitor({"--list", "--wait", "2"}, program.path("list.out"));
-                (void)monitor->waitFor(20s);
-                sources = monitor->output();
-                return (sources.find("(" + name + ")") != std::string::npos) == listed;
-            },
-            60s))
-            << name << (listed ? " is not in " : " is in ") << sources;
-    }
-
-    QTemporaryDir m_folder;
-    std::unique_ptr<tests::Process> m_pattern =
-        showTestPattern(0, m_folder.filePath("frame.out").toStdString());
-    const QImage m_desktop = grabScreen();
-    QImage m_received;
-    QImage m_screen;
-};
+using Operator = Receiving;
 
 TEST_P(Operator, SendsTheScreenAsItIs) {
     ProgramRun program(GetParam());
-    program.click(control::kStart);
+    program.click("start");
     expectFrame(program, m_desktop.rect());
     for (int bar = 0; bar < testpattern::kBars; ++bar) {
         const QRect inside = testpattern::barRect(m_screen.size(), bar).adjusted(16, 0, -16, -16);
         EXPECT_LE(tests::largestDifference(m_received, m_screen, inside), 4) << "bar " << bar;
     }
     EXPECT_EQ(program.log().contains("captureFrame begin"), GetParam())
-        << "the other capture path served";
+        << "the other capture path was used";
 }
 
 INSTANTIATE_TEST_SUITE_P(CapturePaths, Operator, testing::Values(false, true),
@@ -79,38 +33,39 @@ using Region = Operator;
 
 TEST_F(Region, IsDrawnOnTheDesktop) {
     const QRect region(64, 500, 320, 128);
-    const QPoint confirm = region.bottomRight() - QPoint(32, 19);
+    const QPoint end = region.bottomRight() + QPoint(1, 1);
+    const QPoint confirm = ProgramRun::onOverlay("ok", end);
     const QPoint elsewhere(1200, 650);
     ProgramRun program;
-    program.click(control::kStart);
-    program.click(control::kSelectRegion);
-    waitUntilUnlike(m_desktop, elsewhere);  // It is veiled.
-    drag(region.topLeft(), region.bottomRight() + QPoint(1, 1));
+    program.click("start");
+    program.click("select");
+    waitUntilUnlike(m_desktop, elsewhere);  // The overlay whitens it.
+    drag(region.topLeft(), end);
     waitUntilLike(m_desktop, elsewhere);
     waitUntilUnlike(m_desktop, confirm);
     clickAt(confirm);
     expectFrame(program, region);
 
-    program.click(control::kReset);
-    program.click(control::kStart);
+    program.click("reset");
+    program.click("start");
     expectFrame(program, m_desktop.rect());
 }
 
 TEST_F(Region, IsTypedOnTheSecondScreen) {
-    // Two monitors side by side on the one screen, until the end of this test.
+    // Divides the screen into two monitors for this test.
     tests::runToEnd({"xrandr", "--setmonitor", "left", "640/160x720/190+0+0", "screen"});
     tests::runToEnd({"xrandr", "--setmonitor", "right", "640/160x720/190+640+0", "none"});
     {
         ProgramRun program;
-        program.click(control::kScreen);
+        program.click("screen");
         xdotool({"key", "Down", "Return"});
-        program.click(control::kStart);
+        program.click("start");
         expectFrame(program, {640, 0, 640, 720});
 
-        program.type(control::kX, "704");
-        program.type(control::kY, "500");
-        program.type(control::kWidth, "320");
-        program.type(control::kHeight, "200");
+        program.type("x", "704");
+        program.type("y", "500");
+        program.type("w", "320");
+        program.type("h", "200");
         expectFrame(program, {704, 500, 320, 200});
     }
     tests::runToEnd({"xrandr", "--delmonitor", "right"});
@@ -119,46 +74,46 @@ TEST_F(Region, IsTypedOnTheSecondScreen) {
 
 TEST_F(Region, IsDraggedByItsFrame) {
     ProgramRun program;
-    program.click(control::kStart);
-    program.type(control::kX, "64");
-    program.type(control::kY, "500");
-    program.type(control::kWidth, "320");
-    program.type(control::kHeight, "128");
-    program.click(control::kShowRegion);
-    const QPoint strip(66, 560);  // It stands around the region.
+    program.click("start");
+    program.type("x", "64");
+    program.type("y", "500");
+    program.type("w", "320");
+    program.type("h", "128");
+    program.click("show");
+    const QPoint strip(66, 560);  // Of the frame around the region.
     const QPoint goal(98, 592);
     waitUntilUnlike(m_desktop, strip);
     drag(strip, goal);
     waitUntilUnlike(m_desktop, goal);
-    program.click(control::kShowRegion);
+    program.click("show");
     waitUntilLike(m_desktop, goal);
     expectFrame(program, {96, 532, 320, 128});
 }
 
 using Source = Operator;
 
-TEST_F(Source, IsRenamedByAResetAndNumberedWhereItsNameIsTaken) {
+TEST_F(Source, IsRenamedAtResetAndNumberedIfTheNameIsTaken) {
     ProgramRun program;
     ProgramRun second;
-    program.click(control::kStart);
-    program.type(control::kName, "Studio B");
-    expectListed(program, program.name(), true);  // The name waits for the reset.
-    program.click(control::kReset);
+    program.click("start");
+    program.type("name", "Studio B");
+    expectListed(program, program.name(), true);  // Until the reset.
+    program.click("reset");
     expectListed(program, "Studio B", true);
     expectListed(program, program.name(), false);
-    program.click(control::kStart);
+    program.click("start");
     expectFrame(program, m_desktop.rect(), "Studio B");
 
-    second.type(control::kName, "Studio B");
-    second.click(control::kReset);
+    second.type("name", "Studio B");
+    second.click("reset");
     expectListed(program, "Studio B1", true);
 }
 
-TEST_F(Source, LeavesWithTheWindowAndTheLogEndsWithABanner) {
+TEST_F(Source, EndsWithTheWindowAndTheLogWithTheBanner) {
     ProgramRun program;
-    program.click(control::kStart);
+    program.click("start");
     expectFrame(program, m_desktop.rect());
-    program.click(control::kClose);
+    program.click("close");
     EXPECT_EQ(program.process().waitFor(20s), 0);
 
     const QStringList lines = program.log().split('\n');

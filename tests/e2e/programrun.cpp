@@ -9,11 +9,12 @@
 #include <QScreen>
 #include <QSettings>
 #include <sstream>
+#include <stdexcept>
 
 namespace e2e {
 namespace {
 
-/// The window that a program shows.
+/// The visible window of a process, as xdotool identifies it.
 std::string windowOf(pid_t pid) {
     std::istringstream lines(tests::runToEnd(
         {"xdotool", "search", "--sync", "--onlyvisible", "--pid", std::to_string(pid)},
@@ -27,8 +28,26 @@ std::string windowOf(pid_t pid) {
     return found;
 }
 
-bool like(const QImage& frame, QPoint place) {
-    return grabScreen().pixel(place) == frame.pixel(place);
+/// The places of all controls, from demo/controlplaces.
+QPoint placeOf(const std::string& control) {
+    static const std::string places =
+        tests::runToEnd(std::vector<std::string>{TARSIN_CONTROLPLACES});
+    std::istringstream lines(places);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string name;
+        int x = 0;
+        int y = 0;
+        if (words >> name >> x >> y && name == control) {
+            return {x, y};
+        }
+    }
+    throw std::invalid_argument("no control is named " + control);
+}
+
+void waitUntil(bool like, const QImage& image, QPoint place) {
+    EXPECT_TRUE(tests::eventually(
+        [&] { return (grabScreen().pixel(place) == image.pixel(place)) == like; }));
 }
 
 }  // namespace
@@ -50,16 +69,21 @@ ProgramRun::ProgramRun(bool forceUseOldCapture) {
     m_window = windowOf(m_process->pid());
 }
 
-void ProgramRun::click(QPoint where) const {
+void ProgramRun::click(const std::string& control) const {
+    const QPoint where = placeOf(control);
     xdotool({"mousemove", "--window", m_window, std::to_string(where.x()),
              std::to_string(where.y()), "click", "1"});
 }
 
-void ProgramRun::type(QPoint field, const std::string& text) const {
+void ProgramRun::type(const std::string& field, const std::string& text) const {
     click(field);
     xdotool({"key", "ctrl+a"});
     xdotool({"type", text});
     xdotool({"key", "Return"});
+}
+
+QPoint ProgramRun::onOverlay(const std::string& control, QPoint end) {
+    return end + placeOf(control);
 }
 
 QString ProgramRun::log() const {
@@ -76,16 +100,13 @@ std::unique_ptr<tests::Process> showTestPattern(int rate, const std::string& out
     if (rate > 0) {
         command.insert(command.end(), {"--moving", std::to_string(rate)});
     }
-    auto frame = std::make_unique<tests::Process>(command, output);
-    // The frame is there when the colour at a place that only it paints is on the screen.
-    EXPECT_TRUE(tests::eventually(
-        [] {
-            const QImage screen = grabScreen();
-            return screen.pixelColor(screen.width() / 16, 200) == QColor(191, 191, 191);
-        },
-        std::chrono::seconds(20)))
-        << frame->output();
-    return frame;
+    auto pattern = std::make_unique<tests::Process>(command, output);
+    // Only the pattern paints this colour there.
+    EXPECT_TRUE(tests::eventually([] {
+        const QImage screen = grabScreen();
+        return screen.pixelColor(screen.width() / 16, 200) == QColor(191, 191, 191);
+    })) << pattern->output();
+    return pattern;
 }
 
 void xdotool(std::vector<std::string> words) {
@@ -104,12 +125,12 @@ void drag(QPoint from, QPoint to) {
              std::to_string(to.x()), std::to_string(to.y()), "mouseup", "1"});
 }
 
-void waitUntilLike(const QImage& frame, QPoint place) {
-    EXPECT_TRUE(tests::eventually([&] { return like(frame, place); }, std::chrono::seconds(20)));
+void waitUntilLike(const QImage& image, QPoint place) {
+    waitUntil(true, image, place);
 }
 
-void waitUntilUnlike(const QImage& frame, QPoint place) {
-    EXPECT_TRUE(tests::eventually([&] { return !like(frame, place); }, std::chrono::seconds(20)));
+void waitUntilUnlike(const QImage& image, QPoint place) {
+    waitUntil(false, image, place);
 }
 
 QImage grabScreen() {

@@ -1,5 +1,5 @@
 #pragma once
-// The whole program on a screen of its own, operated by real clicks.
+// The whole program on a virtual screen, operated by real clicks.
 
 #include <QImage>
 #include <QPoint>
@@ -13,45 +13,29 @@
 
 namespace e2e {
 
-/// The places of the window's controls, in pixels from its top-left corner. The layout is fixed, so
-/// they are the same in every language.
-namespace control {
-inline constexpr QPoint kStart{190, 204};
-inline constexpr QPoint kReset{266, 204};
-inline constexpr QPoint kClose{619, 22};
-inline constexpr QPoint kTitle{250, 22};
-inline constexpr QPoint kLanguage{476, 24};
-inline constexpr QPoint kName{200, 97};
-inline constexpr QPoint kScreen{195, 150};
-inline constexpr QPoint kX{410, 164};
-inline constexpr QPoint kY{540, 164};
-inline constexpr QPoint kWidth{410, 203};
-inline constexpr QPoint kHeight{540, 203};
-inline constexpr QPoint kSelectRegion{410, 95};
-inline constexpr QPoint kShowRegion{545, 95};
-}  // namespace control
-
 class ProgramRun {
 public:
-    /// Starts the program and waits for its window. Its source has a name that no run before had:
-    /// the mDNS daemon takes a moment to forget those. Settings and logs are in a folder of this
-    /// run.
+    /// Starts the program and waits for its window. Every run has a new source name, because the
+    /// mDNS daemon keeps old ones for a while, and its own folder for settings and logs.
     explicit ProgramRun(bool forceUseOldCapture = false);
 
     [[nodiscard]] const std::string& name() const { return m_name; }
 
-    /// A left click on a control, as a hand would.
-    void click(QPoint where) const;
+    /// A left click on a control of the window; the names are those of demo/windowcontrols.h.
+    void click(const std::string& control) const;
 
-    /// Replaces what a field holds.
-    void type(QPoint field, const std::string& text) const;
+    /// Replaces the content of a field.
+    void type(const std::string& field, const std::string& text) const;
+
+    /// Where a control of the overlay is on the screen, when `end` is the end of the selection.
+    [[nodiscard]] static QPoint onOverlay(const std::string& control, QPoint end);
 
     [[nodiscard]] tests::Process& process() { return *m_process; }
 
-    /// What the log file holds so far.
+    /// The content of the log file.
     [[nodiscard]] QString log() const;
 
-    /// A path inside this run's folder.
+    /// The path of a file in this run's folder.
     [[nodiscard]] std::string path(const std::string& name) const;
 
 private:
@@ -61,24 +45,24 @@ private:
     std::string m_window;
 };
 
-/// The test pattern below the program's window. `rate` 0: it stands still.
+/// Shows the test pattern below the program's window. `rate` 0: a still image.
 [[nodiscard]] std::unique_ptr<tests::Process> showTestPattern(int rate, const std::string& output);
 
-/// What xdotool does when told so.
+/// Runs xdotool with these arguments.
 void xdotool(std::vector<std::string> words);
 
-/// A left click, and a drag with the left button, at places of the screen.
+/// A left click, and a drag with the left button, in screen coordinates.
 void clickAt(QPoint where);
 void drag(QPoint from, QPoint to);
 
-/// What the screen shows now.
+/// The current content of the screen.
 [[nodiscard]] QImage grabScreen();
 
-/// Waits until the screen shows at `place` what `frame` has there, or something else.
-void waitUntilLike(const QImage& frame, QPoint place);
-void waitUntilUnlike(const QImage& frame, QPoint place);
+/// Waits until the screen's pixel at `place` equals that of `image`, or differs from it.
+void waitUntilLike(const QImage& image, QPoint place);
+void waitUntilUnlike(const QImage& image, QPoint place);
 
-/// A receiver in a process of its own.
+/// Starts ndimonitor.
 [[nodiscard]] std::unique_ptr<tests::Process> startMonitor(
     const std::vector<std::string>& arguments, const std::string& output);
 

@@ -1,5 +1,5 @@
-// Stands in for libFuzzer where the compiler has none: runs every seed, then mutations of them, in
-// the same order each time, so that what crashes crashes again under a debugger.
+// Replaces libFuzzer for compilers without it: runs every seed, then mutations of the seeds, in the
+// same order each time, so that a crash can be reproduced in a debugger.
 //
 // usage: fuzz_NAME SECONDS CORPUS-FOLDER
 

@@ -1,4 +1,4 @@
-// Language files as anybody may edit them.
+// Arbitrary language files: keys are never empty, and every text is found by its key.
 #include <QTemporaryFile>
 #include <cstdint>
 #include <cstdlib>

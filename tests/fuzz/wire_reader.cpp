@@ -1,4 +1,4 @@
-// What arrives on a connection, cut into pieces: the pieces must not matter.
+// Arbitrary bytes from a connection: the result must not depend on how they are split into reads.
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,7 +13,7 @@ namespace {
 using ndi::wire::Kind;
 using ndi::wire::MessageReader;
 
-/// A sum over everything that was read from `bytes` in pieces of that size.
+/// A checksum of everything parsed from `bytes`, read in pieces of that size.
 std::uint64_t readAll(const std::uint8_t* bytes, std::size_t size, std::size_t piece) {
     MessageReader reader(ndi::wire::Limits{});
     std::uint64_t sum = 0;

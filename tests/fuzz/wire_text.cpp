@@ -1,4 +1,4 @@
-// Text messages, plain: what is understood must survive being written and read again.
+// Arbitrary text messages: a parsed message must survive composing and parsing.
 
 #include <cstdlib>
 #include <string>
@@ -23,7 +23,7 @@ void check(const std::string& text) {
     require(text.size() <= 128 && support::cleanUtf8(text) == text);
 }
 
-/// What is understood, as it would be written: the same when it was read again.
+/// Composes `text`, parses the result and composes it again: both texts are equal.
 template <typename Text>
 void checkAgain(const Text& text) {
     const std::string xml = composeText(text);

@@ -1,4 +1,4 @@
-// The info of a video message: what was read must come out the same when written again.
+// Arbitrary info blocks of video messages: parsed values must survive writing and parsing.
 
 #include <cstdlib>
 #include <cstring>

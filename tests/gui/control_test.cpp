@@ -2,6 +2,8 @@
 
 #include <QDir>
 #include <QHostInfo>
+#include <QRegularExpression>
+#include <QTextDocument>
 #include <optional>
 
 #include "operator.h"
@@ -29,7 +31,7 @@ start -> Pause: dx init 0 0 1920 1080 30 OUT-0, dx start
 start -> Continue: dx pause
 start -> Pause: dx start
 x 100 -> dx reset, dx init 100 0 1820 1080 30 OUT-0, dx start
-reset -> dx pause
+reset -> dx pause, black 1920 1080
 caption -> Start
 region -> 0 0 1920 1080
 start -> Pause: dx reset, dx init 0 0 1920 1080 30 OUT-0, dx start
@@ -54,7 +56,7 @@ file name -> N
 name Студия 2 ->
 file name -> Студия 2
 reset -> dx pause, dx gone, source Студия 2, dx new Студия 2
-reset -> dx pause
+reset -> dx pause, black 1920 1080
 )"},
     {"UnchangedNameLeavesTheFileAlone", R"(
 stored name
@@ -106,6 +108,64 @@ start
 x 3840 -> dx reset, dx init 1920 0 0 1080 30 OUT-1, dx gone, grab new N, grab init 3840 0 0 1080 30 OUT-1, grab start
 region -> 3840 0 9 1080
 range w -> 9..9 (9~0)
+)"},
+    {"EmptyRegionIsToldUntilItHasPixels", R"(
+# Moving y back does not bring the height back, although the spin box shows 9.
+open
+start
+y 1080
+log the region is empty: 1920x0 at 0,1080 -> 1
+status -> nothing is sent:\nthe region is empty
+y 0
+region -> 0 0 1920 9
+log the region is empty: 1920x0 at 0,0 -> 1
+status -> nothing is sent:\nthe region is empty
+h 500
+status -> no receivers
+)"},
+    {"RegionThatBeginsOutsideIsMovedIntoTheScreen", R"(
+stored screenIndex 1
+open
+start
+confirm 1800 -50 300 200 -> dx reset, dx init 0 0 300 200 30 OUT-1, dx start
+region -> 1920 0 300 200
+confirm 3900 1200 300 200 -> dx reset, dx init 1620 880 300 200 30 OUT-1, dx start
+)"},
+    {"DesktopBeginsAt1920", R"(
+only second
+open
+region -> 1920 0 1920 1080
+start -> Pause: dx init 0 0 1920 1080 30 OUT-0, dx start
+confirm 3000 1000 5000 500
+region -> 3000 1000 840 80
+)"},
+    {"ActsAreLoggedBeforeTheirConsequences", R"(
+open
+log "N", screen 0, 30 fps -> 1
+log screen 1: 1920x1080 at 1920,0, scale -> 1
+start
+rate 25
+x 100
+name B
+screen 1
+confirm 2000 20 300 200
+start
+start
+reset
+close
+acts -> starts 25 fps 1820x1080 names screen 300x200 pauses continues resets closes
+)"},
+    {"ResetBeforeTheFirstStartSendsNothing", R"(
+open
+reset -> dx pause
+)"},
+    {"CutNameIsTold", R"(
+seen Long
+stored name Longer
+open
+log receivers see the source "Longer" as "STATION (Long -> 1
+tip -> NDI source name; takes effect after a reset|Receivers see: STATION (Long)
+status -> no receivers\nLong
 )"},
     {"ConfirmedRegions", R"(
 # Inside the screen, smaller than the ranges allow, cut by the desktop.
@@ -219,6 +279,17 @@ protected:
             const QSpinBox* box = m_operator->box(about);
             return QString("%1..%2 ").arg(box->minimum()).arg(box->maximum()) + box->toolTip();
         }
+        if (word == "status") {
+            return m_operator->source()->display().text;
+        }
+        if (word == "tip") {
+            QTextDocument toolTip;
+            toolTip.setHtml(m_operator->controls["name"]->toolTip());
+            return toolTip.toPlainText().replace(QChar::LineSeparator, '|').replace('\n', '|');
+        }
+        if (word == "acts") {
+            return actsInLog();
+        }
         if (word == "log") {
             return QString::number(m_log.count(about.toStdString()));
         }
@@ -227,6 +298,19 @@ protected:
                    (m_operator->overlay->isVisible() ? "overlay" : "");
         }
         return {};
+    }
+
+    /// One word of each log line about the operator or a chosen screen, in order.
+    [[nodiscard]] QString actsInLog() const {
+        QStringList acts;
+        const QRegularExpression act(
+            "the operator (?:sets the region to |sets |chooses the region )?"
+            "(\\d+ fps|\\w+)|(screen) 1 is chosen");
+        for (auto found = act.globalMatch(QString::fromStdString(m_log.text())); found.hasNext();) {
+            const auto match = found.next();
+            acts += match.captured(1) + match.captured(2);
+        }
+        return acts.join(' ');
     }
 
     void act(const QString& word, const QString& what) {
@@ -239,6 +323,11 @@ protected:
         } else if (word == "unwritable") {  // A folder of that name stops root, too.
             QFile::remove(iniPath());
             QDir().mkpath(iniPath());
+        } else if (word == "only") {
+            m_fakes = std::make_unique<FakeCollaborators>(
+                std::vector<FakeCollaborators::Screen>{{1920, 0, 1920, 1080}});
+        } else if (word == "seen") {
+            m_fakes->seenAs = what.toStdString();
         } else if (word == "dx") {
             m_fakes->dxFails = what == "fails";
         } else if (word == "source") {

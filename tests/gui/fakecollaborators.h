@@ -35,7 +35,19 @@ public:
 
     bool dxFails = false;
     bool sourceFails = false;
-    int senders = 0;  ///< Senders that exist now.
+    std::string seenAs;        ///< The name on the network; empty: the one that is asked for.
+    ndi::SourceStatus status;  ///< Replaced when a source is created.
+    int senders = 0;           ///< Senders that exist now.
+
+    /// The status of a source without receivers.
+    static ndi::SourceStatus announcedAs(const std::string& sourceName) {
+        ndi::SourceStatus status;
+        status.known = true;
+        status.sourceName = sourceName;
+        status.name = "STATION (" + sourceName + ")";
+        status.announceState = ndi::AnnounceState::Announced;
+        return status;
+    }
 
     /// The calls to senders and source since the last takeCalls(), in order:
     /// "dx init 0 0 1920 1080 30 OUT-0, dx start".
@@ -48,9 +60,14 @@ public:
         all.outputDeviceName = findOutputDeviceName;
         all.createSource = [this](const std::string& name, NDIlib_send_instance_t& instance) {
             record("source " + name);
+            status = announcedAs(seenAs.empty() ? name : seenAs);
             instance = sourceFails ? nullptr : reinterpret_cast<NDIlib_send_instance_t>(this);
         };
         all.destroySource = [this](NDIlib_send_instance_t) { record("source gone"); };
+        all.sourceStatus = [this](NDIlib_send_instance_t) { return status; };
+        all.sendBlackFrame = [this](NDIlib_send_instance_t, int width, int height) {
+            record("black " + std::to_string(width) + " " + std::to_string(height));
+        };
         all.makeDxSender = [this](const std::string& name, NDIlib_send_instance_t) {
             return std::make_unique<Sender>(*this, true, name);
         };

@@ -19,6 +19,7 @@
 #include "support/translation.h"
 #include "ui/captureroi.h"
 #include "ui/ndisenderui.h"
+#include "ui/sourcelabel.h"
 #include "ui/titlebar.h"
 #include "windowcontrols.h"
 
@@ -98,6 +99,10 @@ public:
         return qobject_cast<QPushButton*>(controls[control]);
     }
     [[nodiscard]] QString caption(const QString& control) const { return button(control)->text(); }
+    [[nodiscard]] std::string name() const {
+        return qobject_cast<QLineEdit*>(controls["name"])->text().toStdString();
+    }
+    [[nodiscard]] SourceLabel* source() const { return window->findChild<SourceLabel*>(); }
     /// One of "x", "y", "w", "h", "rate".
     [[nodiscard]] QSpinBox* box(const QString& control) const {
         return qobject_cast<QSpinBox*>(controls[control]);

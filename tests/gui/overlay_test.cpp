@@ -132,6 +132,72 @@ TEST_F(Overlay, DrawnRegionsAreConfirmedInDesktopPixels) {
     }
 }
 
+TEST_F(Overlay, ButtonsStayInside) {
+    open({600, 0});
+    showSelecting();
+    for (const QPoint end : {QPoint(30, 12), QPoint(1194, 594), QPoint(12, 594)}) {
+        overlay->beginSelection();
+        draw(*overlay, {300, 300}, end);
+        for (const char* caption : {"OK", "Cancel"}) {
+            const QPushButton* const found = button(caption);
+            const QRect place(found->mapTo(overlay.get(), QPoint()), found->size());
+            EXPECT_TRUE(overlay->rect().contains(place)) << caption << " at " << end.x();
+        }
+    }
+}
+
+TEST_F(Overlay, CancelledSelectionLeavesTheRegionInForce) {
+    open({0, 0});
+    overlay->setSelection(300, 120, 300, 180);
+    showSelecting();
+    draw(*overlay, {60, 60}, {240, 240});
+    Operator::click(button("Cancel"));
+    overlay->show();
+    overlay->setShowROI(true);
+    waitUntilShown(overlay.get());
+    EXPECT_TRUE(overlay->mask().contains(inQt({300, 180})));
+    EXPECT_FALSE(overlay->mask().contains(inQt({60, 120})));
+    draw(*overlay, {300, 180}, {312, 192});
+    ASSERT_EQ(confirmed->count(), 1);
+    EXPECT_EQ(confirmed->first(), QList<QVariant>({312, 132, 300, 180}));
+}
+
+TEST_F(Overlay, FrameStopsAtTheEdgeAndStaysUnderThePointer) {
+    open({0, 0});
+    showFrame({120, 60, 300, 180});
+    press(*overlay, {180, 120});
+    moveTo(*overlay, {12, 18});  // 168 to the left and 102 up; 120 and 60 are possible.
+    moveTo(*overlay, {192, 120});
+    release(*overlay, {192, 120});
+    ASSERT_EQ(confirmed->count(), 1);
+    EXPECT_EQ(confirmed->first(), QList<QVariant>({132, 60, 300, 180}));
+    draw(*overlay, {180, 120}, {6, 6});
+    EXPECT_EQ(confirmed->last(), QList<QVariant>({0, 0, 300, 180}));
+}
+
+TEST_F(Overlay, FrameFollowsAPointerThatLeavesIt) {
+    open({0, 0});
+    showFrame({120, 60, 120, 60});
+    draw(*overlay, {122, 120}, {602, 420});
+    ASSERT_EQ(confirmed->count(), 1);
+    EXPECT_EQ(confirmed->first(), QList<QVariant>({600, 360, 120, 60}));
+}
+
+TEST_F(Overlay, RectangleIsOutlinedOnAWhiteDesktop) {
+    QWidget behind(nullptr, Qt::FramelessWindowHint);
+    behind.setPalette(QColor(Qt::white));
+    behind.setGeometry(0, 0, 1200, 600);
+    behind.show();
+    waitUntilShown(&behind);
+    open({0, 0});
+    showSelecting();
+    press(*overlay, {300, 180});
+    moveTo(*overlay, {600, 360});
+    EXPECT_TRUE(seen({450, 180}, Qt::red));
+    EXPECT_TRUE(seen({600, 240}, Qt::red));
+    EXPECT_TRUE(seen({450, 240}, Qt::white));
+}
+
 TEST_F(Overlay, CancelAndEscapeConfirmNothing) {
     open({0, 0});
     QSignalSpy hidden(overlay.get(), SIGNAL(signalHideROI()));

@@ -81,8 +81,11 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
         QString(
             "zhCancalStr zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
             "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "
-            "zhOkStr zhPauseStr zhReductionAct zhResetEffectStr zhResetStr zhRussianStr "
-            "zhScreenStr zhSelectROIStr zhSenderStr zhSentROIStr zhShowROIStr zhStartStr")
+            "zhNoReceiversStr zhNoSourceStr zhNotAnnouncedStr zhNothingSentStr zhOkStr zhOnAirStr "
+            "zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr zhReceiversStr "
+            "zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr zhRussianStr "
+            "zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr zhSentROIStr zhShowROIStr "
+            "zhStartStr zhStatusUnknownStr")
             .split(' ');
     for (const QString& file : kFiles) {
         const QMap<QString, QString> texts = loadLanguageFile(beside(file));
@@ -115,12 +118,97 @@ TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
             const QPushButton* const button = op.button(name);
             fits(button, StringToTranslate::instance().find(key), button->width() - 6);
         }
+        for (const ndi::AnnounceState state :
+             {ndi::AnnounceState::Announced, ndi::AnnounceState::NotAnnounced}) {
+            m_fakes.status = FakeCollaborators::announcedAs("Studio A2");
+            m_fakes.status.announceState = state;
+            for (int receivers : {0, 1, 250}) {
+                m_fakes.status.receivers.resize(static_cast<std::size_t>(receivers));
+                op.window->slotTranslate();
+                EXPECT_GE(op.source()->width(), op.source()->sizeHint().width())
+                    << kFiles[i].toStdString();
+            }
+        }
         fits(op.group, op.group->title(), op.group->width());
         fits(op.screen, op.screen->itemText(0), op.screen->width() - 30);
         fits(op.language, op.language->itemText(i), op.language->width() - 30);
         for (const QPushButton* button : op.overlay->findChildren<QPushButton*>()) {
-            fits(button, button->text(), button->width() - 3);
+            fits(button, button->text(), button->width() - 6);
         }
+    }
+}
+
+TEST_F(Window, ShowsTheStateOfTheSource) {
+    ndi::ReceiverStatus receiver;
+    receiver.name = "<b>VM</b>";
+    receiver.address = "10.0.0.2:40112";
+    receiver.megabitsPerSecond = 25.7;
+    receiver.dropped.receiverTooSlow = 2;
+    const auto three = std::vector<ndi::ReceiverStatus>(3, receiver);
+    const std::string name = op.name();
+    using ndi::AnnounceState;
+    using ui::TallyLight;
+    const struct {
+        std::string name;
+        std::vector<ndi::ReceiverStatus> receivers;
+        bool program, preview;
+        AnnounceState state;
+        TallyLight light;
+        const char* text;
+    } kCases[] = {
+        {name, {}, false, false, AnnounceState::Announced, TallyLight::Grey, "no receivers"},
+        {name, {receiver}, false, false, AnnounceState::Announced, TallyLight::White, "1 receiver"},
+        {name, three, false, true, AnnounceState::Announced, TallyLight::Green, "preview"},
+        {name, three, true, true, AnnounceState::Announced, TallyLight::Red, "on air"},
+        {"A2", three, false, false, AnnounceState::Announced, TallyLight::White, "3 receivers\nA2"},
+        {name, {}, false, false, AnnounceState::Probing, TallyLight::Grey, "not announced"},
+        {name, three, true, false, AnnounceState::NotAnnounced, TallyLight::Red,
+         "on air\nnot announced"},
+    };
+    for (const auto& c : kCases) {
+        m_fakes.status = FakeCollaborators::announcedAs(c.name);
+        m_fakes.status.receivers = c.receivers;
+        m_fakes.status.onProgram = c.program;
+        m_fakes.status.onPreview = c.preview;
+        m_fakes.status.announceState = c.state;
+        EXPECT_TRUE(eventuallyWithEvents([&] { return op.source()->display().text == c.text; }))
+            << c.text << " is " << op.source()->display().text.toStdString();
+        EXPECT_EQ(op.source()->display().light, c.light) << c.text;
+    }
+    const QString toolTip = op.source()->toolTip();
+    EXPECT_EQ(toolTip.count("&lt;b&gt;VM&lt;/b&gt; (10.0.0.2:40112): 25.7 Mbit/s"), 3)
+        << toolTip.toStdString();
+    m_fakes.status = {};
+    EXPECT_TRUE(
+        eventuallyWithEvents([&] { return op.source()->display().text == "receivers unknown"; }));
+}
+
+TEST_F(Window, FindsTextsForTheStateWhereALanguageFileLacksThem) {
+    StringToTranslate::instance().setTranslateStringMap({{"zhStartStr", "Los"}});
+    op.window->slotTranslate();
+    EXPECT_EQ(op.caption("start"), "Los");
+    EXPECT_TRUE(op.source()->display().text.startsWith("no receivers"));
+}
+
+TEST_F(Window, EnterPressesTheFocusedButton) {
+    op.controls["start"]->setFocus();
+    QTest::keyClick(op.controls["start"], Qt::Key_Return);
+    EXPECT_EQ(op.caption("start"), "Pause");
+    op.type("w", "500");  // Return in a field presses no button.
+    QTest::keyClick(op.controls["start"], Qt::Key_Enter);
+    EXPECT_EQ(op.caption("start"), "Pause") << "only the focused button";
+    op.controls["start"]->setFocus();
+    QTest::keyClick(op.controls["start"], Qt::Key_Enter);
+    EXPECT_EQ(op.caption("start"), "Continue");
+}
+
+TEST_F(Window, ShowsTheFocusOfTheComboBoxes) {
+    for (QComboBox* box : {op.screen, op.language}) {
+        const QPoint edge(box->width() / 2, 2);
+        op.controls["start"]->setFocus();
+        const QColor before = box->grab().toImage().pixelColor(edge);
+        box->setFocus();
+        EXPECT_NE(box->grab().toImage().pixelColor(edge), before);
     }
 }
 

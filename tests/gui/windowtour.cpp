@@ -39,6 +39,42 @@ int main(int argc, char* argv[]) {
         }
         op.click("start");
     }
+    op.click("start");
+
+    ndi::ReceiverStatus receiver;
+    receiver.name = "VM (viewer)";
+    receiver.address = "10.0.0.2:40112";
+    receiver.sentFrames = 1234;
+    receiver.megabitsPerSecond = 25.7;
+    QMap<QString, ndi::SourceStatus> statuses;
+    const auto status = [&](const QString& name) -> ndi::SourceStatus& {
+        return statuses.insert(name, tests::FakeCollaborators::announcedAs("Studio A")).value();
+    };
+    status("1-no-receivers");
+    status("2-one-receiver").receivers = {receiver};
+    status("3-receivers").receivers = {receiver, receiver, receiver};
+    status("4-preview").receivers = {receiver, receiver};
+    statuses["4-preview"].onPreview = true;
+    status("5-on-air").receivers = {receiver};
+    statuses["5-on-air"].onProgram = true;
+    statuses["6-numbered"] = tests::FakeCollaborators::announcedAs("Studio A2");
+    statuses["6-numbered"].receivers = {receiver, receiver};
+    status("7-not-announced").announceState = ndi::AnnounceState::NotAnnounced;
+    statuses["8-unknown"] = {};
+    status("9-empty-region");
+    for (const QString& name : statuses.keys()) {
+        fakes.status = statuses[name];
+        if (name == "9-empty-region") {
+            op.type("y", QString::number(all.height()));
+            op.click("start");
+        }
+        for (int i = 0; i < languages.size(); ++i) {
+            op.language->setCurrentIndex((i + 1) % languages.size());
+            op.language->setCurrentIndex(i);
+            screenshot("status-" + name + "-" + languages[i]);
+        }
+    }
+    fakes.status = statuses["3-receivers"];
     Operator::choose(op.language, 1);
     op.click("reset");
     screenshot("window-after-reset");

@@ -1,9 +1,9 @@
 #pragma once
-// Counts operator new; allocations.cpp is to be compiled into the test program itself.
+// Counts calls of operator new. Compile allocations.cpp into the test program itself.
 
 namespace tests {
 
-/// Calls so far, of the whole program and of this thread.
+/// Calls so far: of the whole program, of this thread.
 [[nodiscard]] int allocations();
 [[nodiscard]] int allocationsHere();
 

@@ -1,5 +1,5 @@
 #pragma once
-// An Avahi daemon as a witness, or to publish through.
+// An Avahi daemon to observe announcements with, or to publish through.
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -14,11 +14,11 @@
 
 namespace tests {
 
-/// A D-Bus and an Avahi daemon of the test's own. The bus is unix:path=/run/test-bus, in a /run
-/// that only this process and its children see.
+/// A private D-Bus and Avahi daemon. The bus is unix:path=/run/test-bus, in a /run that only this
+/// process and its children see.
 class AvahiDaemon {
 public:
-    /// `prefix` comes before the daemon's command, to start it in another network namespace.
+    /// `prefix` precedes the command of the daemon, to start it in another network namespace.
     explicit AvahiDaemon(std::vector<std::string> prefix = {}) : m_prefix(std::move(prefix)) {
         static const bool mounted = mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0;
         EXPECT_TRUE(mounted);
@@ -52,20 +52,20 @@ public:
         std::filesystem::remove_all("/run/avahi-daemon");
     }
 
-    /// Starts one of avahi-utils' programs with this daemon.
+    /// Starts a program of avahi-utils on this daemon.
     static std::unique_ptr<Process> tool(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(),
                          {"env", std::string("DBUS_SYSTEM_BUS_ADDRESS=") + kAddress});
         return std::make_unique<Process>(std::move(arguments));
     }
 
-    /// What avahi-browse finds of NDI sources, resolved, one a line.
+    /// The NDI sources that avahi-browse finds, resolved, one per line.
     static std::string browse() {
         const auto browser = tool({"timeout", "20", "avahi-browse", "-rpt", "_ndi._tcp"});
         EXPECT_EQ(browser->waitFor(std::chrono::seconds(30)), 0);
         return browser->output();
     }
-    /// Waits until it finds that.
+    /// Waits until browse() contains `text`.
     [[nodiscard]] static bool finds(const std::string& text) {
         return eventually([&] { return browse().find(text) != std::string::npos; });
     }

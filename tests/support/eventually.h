@@ -1,5 +1,5 @@
 #pragma once
-// Waiting for a condition instead of for a time.
+// Waiting for a condition instead of a fixed time.
 
 #include <chrono>
 #include <thread>
@@ -13,7 +13,7 @@ inline void sleepFor(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
 }
 
-/// Asks `condition` every few milliseconds until it holds; false when `limit` passes first.
+/// Evaluates `condition` every few milliseconds until it holds. False: not within `limit`.
 template <typename Condition>
 [[nodiscard]] bool eventually(Condition condition, std::chrono::milliseconds limit = kPatience) {
     const auto end = std::chrono::steady_clock::now() + limit;

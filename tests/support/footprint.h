@@ -1,5 +1,5 @@
 #pragma once
-// What a process holds of the machine.
+// The resources that a process uses.
 
 #include <unistd.h>
 
@@ -14,7 +14,7 @@ struct Footprint {
     long residentKiB = 0;
     long threads = 0;
     long files = 0;
-    /// For how long its threads were ready to run and the processors busy with others, in all.
+    /// The total time its threads were runnable but waited for a CPU.
     double waitedMilliseconds = 0;
 
     [[nodiscard]] static Footprint of(pid_t process = ::getpid()) {

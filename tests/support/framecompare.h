@@ -1,13 +1,13 @@
 #pragma once
-// How alike two frames are.
+// Similarity of two images.
 
 #include <QImage>
 #include <QRect>
 
 namespace tests {
 
-/// Peak signal-to-noise ratio of the luma (BT.709), in decibels; 100 when equal. Frames of
-/// different sizes give -1.
+/// Peak signal-to-noise ratio of the luma (BT.709) in dB: 100 for equal images, -1 for different
+/// sizes.
 [[nodiscard]] double lumaPsnr(const QImage& a, const QImage& b);
 
 /// The largest difference of any channel of any pixel inside `area`.

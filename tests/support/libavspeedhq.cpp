@@ -72,7 +72,7 @@ Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, 
     const Frame frame(av_frame_alloc());
     check(avcodec_receive_frame(context.get(), frame.get()), "decoding");
     if (frame->format != AV_PIX_FMT_YUV422P || frame->width != width || frame->height != height) {
-        throw std::runtime_error("the decoder says another shape than the packet's");
+        throw std::runtime_error("the decoder's format or size differs from the packet's");
     }
     const int half = (width + 1) / 2;
     return {width, height, plane(*frame, 0, width, height), plane(*frame, 1, half, height),

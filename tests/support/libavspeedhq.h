@@ -1,5 +1,6 @@
 #pragma once
-// libavcodec's SpeedHQ decoder, which judges our packets. Failures throw std::runtime_error.
+// libavcodec's SpeedHQ decoder, as the reference for our packets. Failures throw
+// std::runtime_error.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,7 +8,7 @@
 
 namespace tests {
 
-/// 8-bit 4:2:2, lines without gaps.
+/// 8-bit 4:2:2, rows packed.
 struct Planes {
     int width = 0;
     int height = 0;

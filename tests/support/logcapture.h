@@ -1,5 +1,5 @@
 #pragma once
-// The lines that a piece of code logs.
+// The log lines that a piece of code writes.
 
 #include <spdlog/sinks/base_sink.h>
 
@@ -13,7 +13,8 @@
 
 namespace tests {
 
-/// Collects what any thread logs during its life. Make it and let it go while no other thread logs.
+/// Collects the log lines of all threads during its life. Create and destroy it while no other
+/// thread logs.
 class LogCapture {
 public:
     LogCapture() {
@@ -29,7 +30,7 @@ public:
 
     [[nodiscard]] std::string text() const { return m_sink->text(); }
 
-    /// How often `part` was logged.
+    /// How often the log contains `part`.
     [[nodiscard]] int count(const std::string& part) const {
         const std::string all = text();
         int found = 0;
@@ -39,7 +40,7 @@ public:
         return found;
     }
 
-    /// Waits for a line with that part.
+    /// Waits until the log contains `part`.
     [[nodiscard]] bool says(const std::string& part) const {
         return eventually([&] { return count(part) > 0; });
     }

@@ -52,7 +52,7 @@ Process::Process(const std::vector<std::string>& command, const std::string& out
 Process::~Process() {
     if (running()) {
         signal(SIGKILL);
-        waitFor(std::chrono::seconds(20));
+        waitFor(kPatience);
     }
     if (m_ownsOutput) {
         std::filesystem::remove(m_outputFile);

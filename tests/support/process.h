@@ -1,5 +1,5 @@
 #pragma once
-// A program started by a test, ended with the test, by its own pid.
+// Programs that a test starts; they end with it.
 
 #include <sys/types.h>
 
@@ -14,12 +14,11 @@ namespace tests {
 
 class Process {
 public:
-    /// Starts `command` (found through PATH). Standard output and error go to `outputFile`; without
-    /// one, to a file that goes with this object. Throws std::system_error when it can't be
-    /// started.
+    /// Starts `command`, found through PATH. Standard output and error go to `outputFile`, or to a
+    /// temporary file that this object deletes. Throws std::system_error if it cannot be started.
     explicit Process(const std::vector<std::string>& command, const std::string& outputFile = {});
 
-    /// Kills the program if it still runs.
+    /// Kills the program, by its pid, if it still runs.
     ~Process();
 
     Process(const Process&) = delete;
@@ -29,13 +28,13 @@ public:
     [[nodiscard]] bool running();
     void signal(int number) const;
 
-    /// The exit code (128 + number for a signal); nothing when the program runs on.
+    /// The exit code, 128 + number for a signal. Empty: still running after `limit`.
     std::optional<int> waitFor(std::chrono::milliseconds limit);
 
-    /// What the program wrote so far.
+    /// The output so far.
     [[nodiscard]] std::string output() const;
 
-    /// Waits for `text` in the output.
+    /// Waits until the output contains `text`.
     [[nodiscard]] bool says(const std::string& text) const;
 
     [[nodiscard]] long residentKiB() const;
@@ -47,9 +46,9 @@ private:
     const std::string m_outputFile;
 };
 
-/// Runs `command` to its end and gives what it wrote. Fails the running test when it does not end
-/// with 0 within `limit`.
+/// Runs `command` to its end and returns its output. Fails the current test unless it exits with 0
+/// within `limit`.
 std::string runToEnd(const std::vector<std::string>& command,
-                     std::chrono::milliseconds limit = std::chrono::seconds(20));
+                     std::chrono::milliseconds limit = kPatience);
 
 }  // namespace tests

@@ -1,5 +1,5 @@
 #pragma once
-// The NDI library's functions, keeping what the senders hand to them.
+// A fake NDI library that records the frames sent through it.
 
 #include <cstdint>
 #include <functional>
@@ -11,19 +11,19 @@ namespace recording {
 
 struct Sent {
     NDIlib_send_instance_t instance = nullptr;
-    NDIlib_video_frame_v2_t frame{};  ///< p_data is not valid any more.
+    NDIlib_video_frame_v2_t frame{};  ///< p_data is no longer valid.
     std::vector<std::uint8_t> pixels;
-    support::DirtyRows hint;  ///< Unknown when there was none.
+    support::DirtyRows hint;  ///< Unknown without a hint.
 };
 
-/// Forgets what was sent; from now on `whileSending` is called on the sending thread with each
-/// frame. Call it while no sender runs.
+/// Discards the records. From now on `whileSending` is called with each frame, on the sending
+/// thread. Call it while no sender runs.
 void begin(std::function<void(const Sent&)> whileSending = nullptr);
 
 /// Whether the library is one that reads alpha bytes; true at first.
 void setReadsAlpha(bool reads);
 
-/// Of the frames since begin(). Any thread.
+/// The number of frames since begin(), and the last one. Any thread.
 int count();
 Sent last();
 

@@ -29,7 +29,7 @@ struct ReceivedFrame {
 
 class TestReceiver {
 public:
-    /// Connects to the loopback address; `receiveBuffer` > 0 makes the kernel hold little.
+    /// Connects to the loopback address. `receiveBuffer` > 0 limits the kernel's receive buffer.
     explicit TestReceiver(std::uint16_t port, int receiveBuffer = 0);
     ~TestReceiver();
     TestReceiver(const TestReceiver&) = delete;
@@ -37,31 +37,31 @@ public:
 
     [[nodiscard]] bool connected() const { return m_socket >= 0; }
 
-    /// What a real receiver says first.
+    /// Sends the texts that a receiver begins with.
     void sayHello(bool low = false, const std::string& name = "TESTER (viewer)");
-    /// False: the connection is gone.
+    /// False: the connection is closed.
     bool sendText(const std::string& xml);
     bool sendBytes(const void* bytes, std::size_t size);
 
-    /// The next frame; texts on the way there are kept in texts().
+    /// The next frame. Keeps the texts before it for readTexts().
     [[nodiscard]] std::optional<ReceivedFrame> nextFrame(Milliseconds timeout = kPatience);
-    /// Reads until `count` texts are there, or time is up, or the connection is gone.
+    /// Reads until there are `count` texts, `timeout` passes or the connection is closed.
     const std::vector<ndi::wire::TextMessage>& readTexts(std::size_t count,
                                                          Milliseconds timeout = kPatience);
-    /// Reads frames for that long.
+    /// Reads frames for `duration`.
     [[nodiscard]] std::vector<ReceivedFrame> frames(Milliseconds duration);
-    /// Reads until the other side closes; false: it does not.
+    /// Reads until the peer closes the connection. False: not within `timeout`.
     [[nodiscard]] bool isClosed(Milliseconds timeout = kPatience);
 
-    /// Ends the connection with a reset, in the middle of whatever is on its way.
+    /// Resets the connection, whatever is in flight.
     void vanish();
 
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// False: time is up, or the connection is gone (m_closed).
+    /// False: timeout, or the connection is closed (m_closed).
     [[nodiscard]] bool readMore(TimePoint until);
-    /// The next frame of what was read; texts before it are put aside.
+    /// The next frame of the bytes read so far. Moves texts before it to m_texts.
     [[nodiscard]] std::optional<ReceivedFrame> readFrame();
 
     int m_socket = -1;

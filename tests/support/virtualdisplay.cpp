@@ -34,7 +34,7 @@ Section "Screen"
 EndSection
 )";
 
-/// -displayfd has the server write its number on a line of its own.
+/// With -displayfd the server writes its display number on a line of its own.
 std::string displayNumber(const std::string& output) {
     std::istringstream lines(output);
     std::string line;
@@ -60,7 +60,7 @@ struct VirtualDisplay::Folder {
     Folder() {
         std::string pattern = (std::filesystem::temp_directory_path() / "display-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("no folder for a virtual display");
+            throw std::runtime_error("cannot create a folder for a virtual display");
         }
         path = pattern;
     }
@@ -84,7 +84,7 @@ VirtualDisplay VirtualDisplay::xorg() {
     const auto configuration = folder->path / "xorg.conf";
     std::ofstream(configuration) << kXorgConfiguration;
     std::filesystem::create_directory(folder->path / "empty");
-    // A seat without a console: the machine's own screen and keyboard are left alone.
+    // A seat without a console does not touch the machine's screen and keyboard.
     return VirtualDisplay({"Xorg", "-seat", "virtual", "-noreset", "-nolisten", "tcp", "-config",
                            configuration.string(), "-configdir", (folder->path / "empty").string(),
                            "-logfile", (folder->path / "xorg.log").string()},
@@ -103,7 +103,7 @@ void VirtualDisplay::start(const std::vector<std::string>& command) {
     const auto ready = [this] { return !displayNumber(m_server->output()).empty(); };
     if (!eventually([&] { return ready() || !m_server->running(); }, std::chrono::seconds(30)) ||
         !ready()) {
-        throw std::runtime_error(command[0] + " did not come up: " + m_server->output());
+        throw std::runtime_error(command[0] + " did not start: " + m_server->output());
     }
     m_name = ":" + displayNumber(m_server->output());
 }

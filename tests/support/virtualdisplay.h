@@ -1,5 +1,5 @@
 #pragma once
-// X servers of a test's own.
+// Private X servers for tests.
 
 #include <memory>
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace tests {
 
-/// A running X server on a display number of its own. It ends with this object. Throws
-/// std::runtime_error with the server's own words when it does not come up.
+/// A running X server with its own display number. It ends with this object. The factories throw
+/// std::runtime_error, with the server's output, if it does not start.
 class VirtualDisplay {
 public:
     /// Xvfb: one RandR output named "screen". `size` is WIDTHxHEIGHTxDEPTH.
@@ -18,19 +18,19 @@ public:
                                              const std::vector<std::string>& options = {});
 
     /// Xorg with the dummy driver: RandR outputs DUMMY0 (1024x768, on), DUMMY1, ... that can be
-    /// switched and moved. Modes larger than 1024x768 must be added first.
+    /// switched on and off and moved. Modes larger than 1024x768 must be added first.
     [[nodiscard]] static VirtualDisplay xorg();
 
-    /// As in the variable DISPLAY.
+    /// For the variable DISPLAY.
     [[nodiscard]] const std::string& name() const { return m_name; }
 
-    /// Kills the server without a warning.
+    /// Kills the server with SIGKILL.
     void kill();
 
-    /// Starts the server again under the same number, after kill().
+    /// After kill(): starts the server again with the same display number.
     void restart();
 
-    /// Runs a program on this display to its end, which must be a good one.
+    /// Runs a program on this display to its end; it must exit with 0.
     void run(std::vector<std::string> command) const;
 
     /// Starts a program on this display.
@@ -49,8 +49,7 @@ private:
     std::unique_ptr<Process> m_server;
 };
 
-/// Has the program's own DISPLAY (which getenv() gives) be `display` during its life; with "",
-/// there is none.
+/// Sets DISPLAY of this process during its life; "" removes the variable.
 class DisplayVariable {
 public:
     explicit DisplayVariable(const std::string& display);

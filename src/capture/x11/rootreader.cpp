@@ -128,7 +128,7 @@ std::optional<int> RootReader::firstDifference(const std::vector<Rect>& rows, co
 
 /// False: memory can't be shared.
 bool RootReader::reserve(std::unique_ptr<SharedSegment>& segment, std::size_t bytes) {
-    if (!m_canShare || (segment && segment->size() == bytes)) {
+    if (bytes == 0 || !m_canShare || (segment && segment->size() == bytes)) {
         return m_canShare;
     }
     segment.reset();
