@@ -1,4 +1,4 @@
-# The default capture path: what a fetch costs, and what a screen costs on which nothing happens.
+# The default capture path: the cost of a read, and of a still screen.
 if(TARGET test_display)
     add_executable(bench_capture bench_capture.cpp)
     target_include_directories(bench_capture PRIVATE ${CMAKE_SOURCE_DIR}/src

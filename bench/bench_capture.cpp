@@ -1,4 +1,4 @@
-// What the default capture path costs on a virtual screen of 1920x1080.
+// Cost of the default capture path on a virtual screen of 1920x1080.
 
 #include <benchmark/benchmark.h>
 #include <time.h>
@@ -31,6 +31,10 @@ struct Screen {
     bool read(std::vector<unsigned char>& dest) {
         return capturer.ReadScreenData(0, 0, kWidth, kHeight, dest.data());
     }
+    /// As the sender reads for the built-in output.
+    bool readInPlace() {
+        return capturer.ReadFrame(0, 0, kWidth, kHeight, pixels.data()) != nullptr;
+    }
 };
 
 double processSeconds() {
@@ -53,7 +57,7 @@ void readOfTheWholeScreen(benchmark::State& state) {
     Screen screen;
     auto other = screen.pixels;
     for (auto _ : state) {
-        // Another buffer each time, so nothing can be built on.
+        // Another buffer each time, so every read fetches everything.
         screen.pixels.swap(other);
         if (!screen.read(screen.pixels)) {
             state.SkipWithError("no frame");
@@ -62,34 +66,44 @@ void readOfTheWholeScreen(benchmark::State& state) {
 }
 BENCHMARK(readOfTheWholeScreen)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
-/// A square of that many pixels was drawn.
-void readOfWhatWasDrawn(benchmark::State& state) {
+/// A rectangle of that width and height was drawn.
+template <bool InPlace>
+void readOfDamage(benchmark::State& state) {
     Screen screen;
-    const int size = static_cast<int>(state.range(0));
+    const auto read = [&] { return InPlace ? screen.readInPlace() : screen.read(screen.pixels); };
+    const int width = static_cast<int>(state.range(0));
+    const int height = static_cast<int>(state.range(1));
     std::uint32_t colour = 0;
-    while (screen.read(screen.pixels)) {
+    while (read()) {
     }
     for (auto _ : state) {
-        screen.painter.fill(screen.painter.root(), {500, 30, size, size}, ++colour);
-        bool news = false;
-        while (!news) {
+        screen.painter.fill(screen.painter.root(), {0, 30, width, height}, ++colour);
+        bool isNew = false;
+        while (!isNew) {
             const auto start = std::chrono::steady_clock::now();
-            news = screen.read(screen.pixels);
+            isNew = read();
             const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
             state.SetIterationTime(took.count());
         }
     }
 }
-BENCHMARK(readOfWhatWasDrawn)
-    ->Arg(8)
-    ->Arg(64)
-    ->Arg(256)
-    ->Arg(1024)
+BENCHMARK_TEMPLATE(readOfDamage, false)
+    ->Name("readOfDamage/copied")
+    ->Args({64, 64})
+    ->Args({800, 600})
+    ->Args({1920, 1050})
+    ->Unit(benchmark::kMicrosecond)
+    ->UseManualTime();
+BENCHMARK_TEMPLATE(readOfDamage, true)
+    ->Name("readOfDamage/in place")
+    ->Args({64, 64})
+    ->Args({800, 600})
+    ->Args({1920, 1050})
     ->Unit(benchmark::kMicrosecond)
     ->UseManualTime();
 
-/// 20 seconds in which nobody draws: the process's own CPU time in per cent of a core, and how
-/// many frames were sent (the first one only).
+/// 20 seconds without damage: the process's own CPU time in per cent of a core, and how many frames
+/// were sent (the first one only).
 void stillScreen(benchmark::State& state) {
     const auto display = tests::VirtualDisplay::xvfb("1920x1080x24");
     const tests::DisplayVariable variable(display.name());

@@ -1,66 +1,108 @@
 #!/usr/bin/env bash
-# What the whole program costs, against FFmpeg grabbing and encoding the same screen: 1920x1080 at 30
-# fps, four scenes. One after the other, on the same virtual screen. Prints processor
-# time (user and system) per frame interval of 1/30 s.
-# usage: whole-program.sh [SECONDS-PER-MEASUREMENT]      after ./test.sh has built; needs ffmpeg
+# CPU time of the whole program per frame interval of 1/30 s, against FFmpeg grabbing and encoding the
+# same screen: 1920x1080 at 30 fps, four scenes, one measurement after the other. Prints CSV, the
+# medians of all runs; bench/chart.sh draws it. Idle machine, please: FFmpeg's times vary with load.
+# usage: whole-program.sh [--runs N] [--seconds N] [--build FOLDER] [--scenes "full scroll caret nothing"]
+#                         [--baseline FOLDER]
+#   --runs      default 5          --seconds    per measurement, default 10
+#   --build     default build/release; needs the targets tarsinndi, ndimonitor, sceneplayer and
+#               controlplaces, and ffmpeg
+#   --baseline  another build, measured in the same runs: adds two columns
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
-build=$here/../build/release
 
 if [ "${1:-}" != --inside ]; then
     command -v ffmpeg >/dev/null || { echo "whole-program.sh: ffmpeg is not installed" >&2; exit 1; }
     exec "$here/../scripts/private-network.sh" "$here/../scripts/with-display.sh" --wm \
-        --size 1920x1080 "$0" --inside "${1:-10}"
+        --size 1920x1080 "$0" --inside "$@"
 fi
-seconds=$2
+shift
+runs=5 seconds=10 build=$here/../build/release baseline= scenes="full scroll caret nothing"
+while [ $# -gt 0 ]; do
+    case "$1" in
+        --runs) runs=$2 ;;
+        --seconds) seconds=$2 ;;
+        --build) build=$2 ;;
+        --baseline) baseline=$2 ;;
+        --scenes) scenes=$2 ;;
+        *) echo "whole-program.sh: unknown option $1" >&2; exit 2 ;;
+    esac
+    shift 2
+done
 
 . "$here/../scripts/started.sh"
 
-# Milliseconds of processor time that a process has used.
-used() { awk -v tick="$(getconf CLK_TCK)" '{ sub(/.*\) /, ""); print ($12 + $13) * 1000 / tick }' "/proc/$1/stat"; }
+# Nanoseconds on a CPU of all threads of a process.
+used() { cat /proc/"$1"/task/*/schedstat | awk '{ ns += $1 } END { printf "%.0f", ns }'; }
 
-# Measures a running process and prints milliseconds per 1/30 s.
+# Milliseconds per 1/30 s of a running process.
 measure() {
-    local before after
-    before=$(used "$1")
+    local before after start end
+    before=$(used "$1"); start=$(date +%s%N)
     sleep "$seconds"
-    after=$(used "$1")
-    awk -v ms="$(awk -v a="$after" -v b="$before" 'BEGIN { print a - b }')" -v s="$seconds" \
-        'BEGIN { printf "%.3f\n", ms / (s * 30) }'
+    after=$(used "$1"); end=$(date +%s%N)
+    awk -v used=$((after - before)) -v time=$((end - start)) \
+        'BEGIN { printf "%.4f", used / time * 1000 / 30 }'
+}
+
+measure_ffmpeg() {
+    ffmpeg -loglevel error -f x11grab -framerate 30 -video_size 1920x1080 -draw_mouse 0 \
+        -i "$DISPLAY" -pix_fmt yuv422p -c:v speedhq -f rawvideo -y /dev/null </dev/null &
+    local ffmpeg=$!
+    started+=("$ffmpeg")
+    sleep 1
+    measure "$ffmpeg"
+    stop "$ffmpeg"
+}
+
+# With a receiver, then without: "1.2345,0.1234".
+measure_program() {
+    "$1/bin/tarsinndi" >/dev/null 2>&1 &
+    local program=$!
+    started+=("$program")
+    "$here/../scripts/press.sh" "$build" "$program" start >&2
+    sleep 2
+    local alone
+    alone=$(measure "$program")
+    "$build/bin/ndimonitor" --address 127.0.0.1:5961 --no-decode >/dev/null 2>&1 &
+    local monitor=$!
+    started+=("$monitor")
+    sleep 3  # By now a still frame has reached its final quality.
+    printf '%s,%s' "$(measure "$program")" "$alone"
+    stop "$monitor" "$program"
 }
 
 export XDG_DATA_HOME=$folder/data XDG_RUNTIME_DIR=$folder
 mkdir -p "$XDG_DATA_HOME/Halvark/TarsinNDI"
 printf '[SystemSet]\nname=Bench\n' >"$XDG_DATA_HOME/Halvark/TarsinNDI/TarsinNDI.ini"
 
-printf '%-10s %12s %12s %12s %10s\n' scene "ffmpeg ms" "watched ms" "alone ms" ratio
-for scene in full scroll caret nothing; do
-    "$build/bench/sceneplayer" "$scene" >/dev/null 2>&1 &
-    player=$!
-    started+=("$player")
-    sleep 1
+for run in $(seq "$runs"); do
+    for scene in $scenes; do
+        "$build/bench/sceneplayer" "$scene" >/dev/null 2>&1 &
+        player=$!
+        started+=("$player")
+        sleep 1
+        measure_ffmpeg >"$folder/ffmpeg"
+        measure_program "$build" >"$folder/program"
+        if [ -n "$baseline" ]; then
+            measure_program "$baseline" >"$folder/baseline"
+        fi
+        stop "$player"
+        line=$scene,$(cat "$folder/ffmpeg"),$(cat "$folder/program")
+        [ -z "$baseline" ] || line+=,$(cat "$folder/baseline")
+        echo "$line" >>"$folder/all"
+        echo "run $run: $line" >&2
+    done
+done
 
-    ffmpeg -loglevel error -f x11grab -framerate 30 -video_size 1920x1080 -draw_mouse 0 \
-        -i "$DISPLAY" -pix_fmt yuv422p -c:v speedhq -f rawvideo -y /dev/null </dev/null &
-    theirs_pid=$!
-    started+=("$theirs_pid")
-    sleep 1
-    theirs=$(measure "$theirs_pid")
-    stop "$theirs_pid"
-
-    "$build/bin/tarsinndi" >/dev/null 2>&1 &
-    program=$!
-    started+=("$program")
-    "$here/../scripts/press.sh" "$build" "$program" start
-    sleep 2
-    alone=$(measure "$program")
-    "$build/bin/ndimonitor" --address 127.0.0.1:5961 --no-decode >/dev/null 2>&1 &
-    monitor=$!
-    started+=("$monitor")
-    sleep 3  # a resting frame is as good as it gets by now
-    watched=$(measure "$program")
-    stop "$monitor" "$program" "$player"
-
-    printf '%-10s %12s %12s %12s %10s\n' "$scene" "$theirs" "$watched" "$alone" \
-        "$(awk -v a="$watched" -v b="$theirs" 'BEGIN { printf("1/%.1f", (a > 0 ? b / a : 0)) }')"
+echo "scene,ffmpeg_ms,program_ms,no_receiver_ms,ratio${baseline:+,baseline_ms,baseline_no_receiver_ms}"
+for scene in $scenes; do
+    for column in 2 3 4 ${baseline:+5 6}; do
+        grep "^$scene," "$folder/all" | cut -d, -f"$column" | sort -n |
+            awk '{ v[NR] = $1 } END { printf "%s ", (v[int((NR + 1) / 2)] + v[int((NR + 2) / 2)]) / 2 }'
+    done | awk -v scene="$scene" '{
+        printf "%s,%.2f,%.3f,%.3f,%.1f", scene, $1, $2, $3, ($2 > 0 ? $1 / $2 : 0)
+        if (NF > 3) printf ",%.3f,%.3f", $4, $5
+        print ""
+    }'
 done
