@@ -2,8 +2,16 @@
 // Captures one display output, for the default capture path.
 
 #include <memory>
+#include <string>
 
 #include "support/dirtyrows.h"
+
+/// What an operator has to know about a capture that depends on others.
+struct CaptureStatus {
+    std::string text;    ///< Why there are no frames, in a sentence; "" while nothing is amiss.
+    bool ended = false;  ///< None will come before the capture is started again.
+    std::string output;  ///< The output that is really captured where it isn't the one asked for.
+};
 
 /// Not thread-safe: the owner serialises the calls. All coordinates are physical pixels relative
 /// to the output's top-left corner.
@@ -28,10 +36,17 @@ public:
     /// Releases everything; InitCapture() makes it usable again.
     virtual void ReleaseAll() = 0;
 
+    /// Sending starts, or goes on after a pause. Asks again for what was refused or withdrawn.
+    virtual void Resume() {}
+
+    /// May be called from any thread.
+    [[nodiscard]] virtual CaptureStatus Status() const { return {}; }
+
     /// Which rows of `dest` the last successful ReadScreenData() may have changed against the
     /// successful one before it. Unknown where the platform does not tell.
     [[nodiscard]] virtual const support::DirtyRows& DirtyRows() const = 0;
 };
 
-/// The platform's capturer: DXGICaptureScreen on Windows, X11CaptureScreen on X11.
+/// The platform's capturer: DXGICaptureScreen on Windows; on Linux PipeWireCaptureScreen in a
+/// Wayland session, else X11CaptureScreen.
 [[nodiscard]] std::unique_ptr<ScreenCapturer> createScreenCapturer();

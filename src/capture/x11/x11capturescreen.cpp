@@ -42,10 +42,6 @@ std::string namesOf(const std::vector<Monitor>& monitors) {
 
 }  // namespace
 
-std::unique_ptr<ScreenCapturer> createScreenCapturer() {
-    return std::make_unique<X11CaptureScreen>();
-}
-
 X11CaptureScreen::X11CaptureScreen(std::string display) : m_givenDisplay(std::move(display)) {}
 
 X11CaptureScreen::~X11CaptureScreen() = default;
