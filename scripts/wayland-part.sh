@@ -23,6 +23,12 @@ on_bus() {
         grep -q true
 }
 
+# Whether that process has the name; D-Bus may have started another one for it.
+owned_by() {
+    gdbus call --session -d org.freedesktop.DBus -o / \
+        -m org.freedesktop.DBus.GetConnectionUnixProcessID "$1" | grep -q "uint32 $2,"
+}
+
 launch() {
     "$@" >>"$SESSION_FOLDER/$part.log" 2>&1 &
     echo $! >"$pid_file"
@@ -69,7 +75,7 @@ case $part in
         await 'on_bus org.freedesktop.impl.portal.desktop.wlr'
         ;;
     portal)
-        launch /usr/libexec/xdg-desktop-portal
-        await 'on_bus org.freedesktop.portal.Desktop'
+        launch /usr/libexec/xdg-desktop-portal --replace
+        await 'owned_by org.freedesktop.portal.Desktop "$(cat "$pid_file")"'
         ;;
 esac

@@ -83,8 +83,8 @@ public:
 
     /// Waits for a status with that text.
     [[nodiscard]] bool says(const std::string& text) {
-        return eventually(
-            [&] { return m_capturer->Status().text.find(text) != std::string::npos; }, 20s);
+        return eventually([&] { return m_capturer->Status().text.find(text) != std::string::npos; },
+                          20s);
     }
 
     [[nodiscard]] ScreenCapturer& capturer() { return *m_capturer; }
@@ -126,14 +126,16 @@ TEST_F(Frames, AreWhatTheOutputShows) {
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_EQ(capture.capturer().Status().text, "");
     const int whole = capture.partialReads();
-    // One small window that changes: the rest of the frame is told to be as it was.
-    const tests::Process drawing({"foot", "--title=small", "--override=initial-window-size-pixels=200x60",
-                                  "sh", "-c", "while sleep 0.05; do printf x; done"});
-    sway("for_window [title=\"small\"] floating enable, move absolute position 40 300");
-    EXPECT_TRUE(eventually([&] {
-        capture.read();
-        return capture.partialReads() > whole + 20;
-    }, 20s)) << m_log.text();
+    // A terminal in which one character at a time changes: the rest of the frame is told to be as
+    // it was.
+    const tests::Process drawing({"foot", "sh", "-c", "while sleep 0.05; do printf x; done"});
+    EXPECT_TRUE(eventually(
+        [&] {
+            capture.read();
+            return capture.partialReads() > whole + 20;
+        },
+        20s))
+        << m_log.text();
     // One line a capture says what there is, with versions.
     EXPECT_EQ(m_log.count("portal: ScreenCast version 4"), 1) << m_log.text();
     EXPECT_EQ(m_log.count("server 0.3"), 1) << m_log.text();
@@ -182,7 +184,7 @@ TEST_F(Frames, FollowAModeAndScaleChange) {
     EXPECT_EQ(screenshot(kFirst).size(), QSize(800, 600));
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_TRUE(m_log.says("800x600"));
-    sway("output HEADLESS-1 scale 1.5");
+    sway("output HEADLESS-1 scale 2");
     showPattern(kFirst, 22);
     EXPECT_TRUE(capture.shows(kFirst));
     sway("output HEADLESS-1 scale 1");
@@ -193,8 +195,8 @@ TEST_F(Frames, LeaveNothingBehindAfterAHundredCaptures) {
     const auto once = [] {
         Capture capture(kFirst);
         EXPECT_TRUE(eventually([&] {
-            return capture.capturer().Status().text.find("waiting for the permission") ==
-                   std::string::npos;
+            const std::string text = capture.capturer().Status().text;
+            return text.empty() || text.find("first change") != std::string::npos;
         }));
         capture.capturer().ReleaseAll();
     };
@@ -204,8 +206,8 @@ TEST_F(Frames, LeaveNothingBehindAfterAHundredCaptures) {
         once();
     }
     const auto after = tests::Footprint::of();
-    EXPECT_EQ(after.files, before.files);
-    EXPECT_EQ(after.threads, before.threads);
+    EXPECT_LE(after.files, before.files);
+    EXPECT_LE(after.threads, before.threads);
 }
 
 TEST_F(Permission, IsAskedForOnceAndKeptFromOthers) {
@@ -250,10 +252,9 @@ TEST_F(Permission, IsAbsentWithoutAPortal) {
     sessionPart("stop", "portal");
     sessionPart("stop", "backend");
     Capture capture(kFirst);
-    EXPECT_TRUE(capture.says("no back end")) << m_log.text();
+    EXPECT_TRUE(capture.says("no desktop portal offers screen casts")) << m_log.text();
     EXPECT_TRUE(capture.capturer().Status().ended);
     sessionPart("start", "backend");
-    sessionPart("stop", "portal");
     sessionPart("start", "portal");
     capture.capturer().Resume();
     capture.capturer().Resume();
@@ -290,11 +291,14 @@ TEST_P(RecoveryOf, ComesByTheStoredPermission) {
     for (const std::string& part : GetParam()) {
         sessionPart("start", part);
     }
-    EXPECT_TRUE(eventually([&] {
-        showColour(kFirst, "#306090");
-        showPattern(kFirst, 71);
-        return capture.capturer().Status().text.empty();
-    }, 40s)) << m_log.text() << capture.capturer().Status().text;
+    EXPECT_TRUE(eventually(
+        [&] {
+            showColour(kFirst, "#306090");
+            showPattern(kFirst, 71);
+            return capture.capturer().Status().text.empty();
+        },
+        40s))
+        << m_log.text() << capture.capturer().Status().text;
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
     EXPECT_EQ(m_log.count("goes on, "), 1) << m_log.text();

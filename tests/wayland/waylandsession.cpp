@@ -49,8 +49,8 @@ void showPattern(const std::string& output, unsigned seed) {
 
 void showColour(const std::string& output, const std::string& colour) {
     sway("output " + output + " bg " + colour + " solid_color");
-    EXPECT_TRUE(eventually(
-        [&] { return corner(output) == QColor(QString::fromStdString(colour)); }));
+    EXPECT_TRUE(
+        eventually([&] { return corner(output) == QColor(QString::fromStdString(colour)); }));
 }
 
 void pick(const std::string& output) {

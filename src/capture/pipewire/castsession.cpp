@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "capture/pipewire/nudge.h"
 #include "support/wayland/modulelog.h"
 #include "support/wayland/outputs.h"
 
@@ -164,6 +165,7 @@ void CastSession::noteGrant(const Grant& grant) {
     }
     const Output* given = grantedOutput(outputs, m_screen, grant);
     m_given = given != nullptr ? given->name : "";
+    m_place = given != nullptr ? std::pair(given->x, given->y) : std::pair(0, 0);
     const bool another = given != nullptr && !m_screen.empty() && given->name != m_screen;
     if (another) {
         MODULE_WARN("the desktop granted output \"{}\" instead of \"{}\"; it is captured",
@@ -175,7 +177,8 @@ void CastSession::noteGrant(const Grant& grant) {
 
 /// Handles the stream until it ends.
 CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
-    bool renegotiated = false;
+    std::unique_ptr<Nudge> nudge;
+    bool nudged = false;
     bool vanished = false;
     while (true) {
         const unsigned seen = stream.changes();
@@ -183,7 +186,7 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
             [&] {
                 return stream.changes() != seen || portal.closed() || portal.vanished() != vanished;
             },
-            nextLook(stream, renegotiated));
+            nextLook(stream, nudged));
         if (m_loop.stopped()) {
             return {};
         }
@@ -202,16 +205,18 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
         }
         m_wasCasting = m_wasCasting || stream.streaming();
         noteStream(portal, stream);
-        if (stream.streaming() && stream.frames() == 0 && !renegotiated &&
-            nextLook(stream, false).count() <= 1) {
-            renegotiated = true;
-            stream.renegotiate();
+        if (stream.frames() > 0) {
+            nudge.reset();
+        } else if (stream.streaming() && !nudged &&
+                   since(stream.pausedSince()) >= kFirstFrameGrace) {
+            nudged = true;
+            nudge = Nudge::at(m_place.first, m_place.second);
         }
     }
 }
 
 /// When something has to be looked at even if nothing is heard.
-milliseconds CastSession::nextLook(const Stream& stream, bool renegotiated) const {
+milliseconds CastSession::nextLook(const Stream& stream, bool nudged) const {
     const milliseconds past = since(stream.pausedSince());
     const auto until = [past](milliseconds limit) {
         return std::max(limit - past, milliseconds(1));
@@ -219,7 +224,7 @@ milliseconds CastSession::nextLook(const Stream& stream, bool renegotiated) cons
     if (!stream.streaming()) {
         return until(m_wasCasting ? kPauseGrace : kNegotiation);
     }
-    return stream.frames() == 0 && !renegotiated ? until(kFirstFrameGrace) : milliseconds(600000);
+    return stream.frames() == 0 && !nudged ? until(kFirstFrameGrace) : milliseconds(600000);
 }
 
 void CastSession::noteStream(const Portal& portal, const Stream& stream) {

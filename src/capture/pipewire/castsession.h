@@ -55,7 +55,7 @@ private:
     [[nodiscard]] bool ask(Portal& portal, Grant& grant, PortalFailure& failure);
     void noteGrant(const Grant& grant);
     [[nodiscard]] Ending watch(Portal& portal, Stream& stream);
-    [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, bool renegotiated) const;
+    [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, bool nudged) const;
     void noteStream(const Portal& portal, const Stream& stream);
     void sayWhatThereIs(const Portal& portal, const std::string& server);
     [[nodiscard]] bool canRecover(const Ending& ending);
@@ -70,8 +70,9 @@ private:
     EventLoop m_loop;
 
     // The thread's own.
-    bool m_outputsListed = false;  ///< The compositor could be asked at the start.
-    std::string m_given;           ///< The output that was granted, as far as it is known.
+    bool m_outputsListed = false;       ///< The compositor could be asked at the start.
+    std::string m_given;                ///< The output that was granted, as far as it is known.
+    std::pair<int, int> m_place{0, 0};  ///< Its corner in the compositor's layout.
     bool m_wasCasting = false;
     bool m_interrupted = false;
     bool m_saidWhatThereIs = false;

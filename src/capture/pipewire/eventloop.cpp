@@ -48,6 +48,11 @@ bool EventLoop::runUntil(const std::function<bool()>& done,
     return false;
 }
 
+void EventLoop::drain() {
+    while (g_main_context_iteration(m_context.get(), FALSE) != FALSE) {
+    }
+}
+
 void EventLoop::stop() {
     m_stopped = true;
     g_cancellable_cancel(m_cancellable.get());

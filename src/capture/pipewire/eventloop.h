@@ -47,6 +47,9 @@ public:
     bool runUntil(const std::function<bool()>& done,
                   std::optional<std::chrono::milliseconds> limit = {});
 
+    /// Handles what is there already, stopped or not.
+    void drain();
+
     /// Ends this and every later runUntil().
     void stop();
     [[nodiscard]] bool stopped() const { return m_stopped; }

@@ -104,6 +104,8 @@ Portal::~Portal() {
         }
     }
     g_dbus_connection_close_sync(m_bus.get(), nullptr, nullptr);
+    // What GLib still has to say about it holds the connection, and with it this thread's context.
+    m_loop.drain();
 }
 
 bool Portal::connect(PortalFailure& failure) {
@@ -321,15 +323,20 @@ int Portal::openPipeWire(PortalFailure& failure) {
     return file;
 }
 
-/// Nobody waits for the answer: closing the connection would end the session as well.
+/// Nobody waits for the answer: an answer on its way would outlive the connection.
 void Portal::closeSession() {
     if (m_closedSignal != 0) {
         g_dbus_connection_signal_unsubscribe(m_bus.get(), std::exchange(m_closedSignal, 0));
     }
     if (!m_session.empty() && !m_closed) {
-        g_dbus_connection_call(m_bus.get(), kBusName, m_session.c_str(), kSession, "Close", nullptr,
-                               nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, nullptr,
-                               nullptr);
+        GDBusMessage* message =
+            g_dbus_message_new_method_call(kBusName, m_session.c_str(), kSession, "Close");
+        g_dbus_message_set_flags(
+            message, static_cast<GDBusMessageFlags>(G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED |
+                                                    G_DBUS_MESSAGE_FLAGS_NO_AUTO_START));
+        g_dbus_connection_send_message(m_bus.get(), message, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                       nullptr, nullptr);
+        g_object_unref(message);
         g_dbus_connection_flush_sync(m_bus.get(), nullptr, nullptr);
     }
     m_session.clear();

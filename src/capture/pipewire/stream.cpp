@@ -139,12 +139,6 @@ bool Stream::connect(EventLoop& loop, int remote, std::uint32_t node, std::strin
     return true;
 }
 
-void Stream::renegotiate() {
-    StreamParams params;
-    const spa_pod* formats[] = {params.format()};
-    pw_stream_update_params(m_stream.get(), formats, 1);
-}
-
 void Stream::lose(const std::string& why) {
     if (m_lost.empty()) {
         m_lost = why;

@@ -54,9 +54,6 @@ public:
     /// Version of the PipeWire server, "" until it has told.
     [[nodiscard]] const std::string& serverVersion() const { return m_serverVersion; }
 
-    /// Negotiates the format anew, which makes some compositors send a frame.
-    void renegotiate();
-
 private:
     struct LoopDeleter {
         void operator()(pw_loop* loop) const;
