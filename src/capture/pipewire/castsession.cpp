@@ -60,7 +60,10 @@ const Output* grantedOutput(const std::vector<Output>& outputs, const std::strin
 }
 
 CastSession::CastSession(std::string screen, TokenStore tokens, FrameBox& box)
-    : m_screen(std::move(screen)), m_tokens(std::move(tokens)), m_box(box) {
+    : m_screen(std::move(screen)),
+      m_tokens(std::move(tokens)),
+      m_box(box),
+      m_tokenScreen(m_screen) {
     setStatus(
         "waiting for the permission to capture the screen: choose it in the desktop's window");
     m_thread = std::thread(&CastSession::run, this);
@@ -136,7 +139,7 @@ CastSession::Ending CastSession::cast() {
 }
 
 bool CastSession::ask(Portal& portal, Grant& grant, PortalFailure& failure) {
-    const std::string token = portal.offer().canPersist() ? m_tokens.load(m_screen) : "";
+    const std::string token = portal.offer().canPersist() ? m_tokens.load(m_tokenScreen) : "";
     if (m_interrupted) {
         return portal.requestMonitor(token, kRestoreLimit, grant, failure);
     }
@@ -148,16 +151,20 @@ bool CastSession::ask(Portal& portal, Grant& grant, PortalFailure& failure) {
     }
     MODULE_INFO("the stored permission for output {} was not accepted ({}); asking anew", shown(),
                 failure.text);
-    m_tokens.drop(m_screen);
+    m_tokens.drop(m_tokenScreen);
     return portal.requestMonitor("", {}, grant, failure);
 }
 
 void CastSession::noteGrant(const Grant& grant) {
-    if (!grant.token.empty() && !m_tokens.save(m_screen, grant.token)) {
+    noteOutput(grant);
+    if (!grant.token.empty() && !m_tokens.save(m_tokenScreen, grant.token)) {
         MODULE_WARN(
             "the permission for output {} can't be stored in {}; it will be asked for again",
             shown(), TokenStore::settingsFolder());
     }
+}
+
+void CastSession::noteOutput(const Grant& grant) {
     std::vector<Output> outputs;
     std::string error;
     if (!support::wayland::listOutputs(outputs, error)) {
@@ -170,6 +177,9 @@ void CastSession::noteGrant(const Grant& grant) {
     if (another) {
         MODULE_WARN("the desktop granted output \"{}\" instead of \"{}\"; it is captured",
                     given->name, m_screen);
+        // Kept under the wanted name, it would bring the wrong output again without a question.
+        m_tokens.drop(m_tokenScreen);
+        m_tokenScreen = given->name;
     }
     const std::lock_guard lock(m_mutex);
     m_status.output = another ? given->name : "";
@@ -266,10 +276,10 @@ bool CastSession::canRecover(const Ending& ending) {
         case End::Unable:
             return m_interrupted;
         case End::Lost:
-            return m_wasCasting && !m_tokens.load(m_screen).empty();
+            return m_wasCasting && !m_tokens.load(m_tokenScreen).empty();
         case End::Closed:
             // Some desktops close the session of a monitor that is switched off.
-            return m_outputsListed && !outputThere() && !m_tokens.load(m_screen).empty();
+            return m_outputsListed && !outputThere() && !m_tokens.load(m_tokenScreen).empty();
         case End::Refused:
         case End::Stopped:
             break;

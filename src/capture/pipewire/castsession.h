@@ -54,6 +54,7 @@ private:
     [[nodiscard]] Ending cast();
     [[nodiscard]] bool ask(Portal& portal, Grant& grant, PortalFailure& failure);
     void noteGrant(const Grant& grant);
+    void noteOutput(const Grant& grant);
     [[nodiscard]] Ending watch(Portal& portal, Stream& stream);
     [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, bool nudged) const;
     void noteStream(const Portal& portal, const Stream& stream);
@@ -70,6 +71,7 @@ private:
     EventLoop m_loop;
 
     // The thread's own.
+    std::string m_tokenScreen;          ///< The output whose permission is loaded and stored.
     bool m_outputsListed = false;       ///< The compositor could be asked at the start.
     std::string m_given;                ///< The output that was granted, as far as it is known.
     std::pair<int, int> m_place{0, 0};  ///< Its corner in the compositor's layout.
