@@ -4,10 +4,12 @@
 
 #include <QCloseEvent>
 #include <QSettings>
+#include <QTimer>
 
 #include "support/log.h"
 #include "support/settings.h"
 #include "ui/captureroi.h"
+#include "ui/desktop.h"
 #include "ui/titlebar.h"
 #include "ui/translated.h"
 
@@ -16,6 +18,9 @@ bool g_roiShown = false;
 namespace {
 
 constexpr int kInfo = 2;  ///< spdlog's level number.
+
+/// How soon the window shows what became of a capture.
+constexpr int kCaptureLookMs = 250;
 
 /// The function name that log lines of startSender() carry.
 constexpr char kStartName[] = "ndiSenderInitParmeter";
@@ -85,6 +90,36 @@ void NDISenderUI::applyIfSending() {
     startSender();
     m_pSender->start();
     m_paramChanged = false;
+}
+
+void NDISenderUI::watchCapture() {
+    if (!ui::compositorPlacesWindows()) {
+        return;
+    }
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, [this] { lookAtCapture(); });
+    timer->start(kCaptureLookMs);
+}
+
+void NDISenderUI::lookAtCapture() {
+    const bool sending = m_sendState == SendState::Sending;
+    const CaptureStatus status = m_pSender->captureStatus();
+    if (sending && !status.output.empty() && status.output != findOutputDeviceName(m_curScreen)) {
+        for (int i = 0; i != m_screensMsg.count; ++i) {
+            if (findOutputDeviceName(m_screensMsg.screens[i]) == status.output) {
+                m_pScreenCbx->setCurrentIndex(i);
+            }
+        }
+    }
+    if (sending && status.ended) {
+        slotStartSend();  // Pauses, as the button would.
+    }
+    const std::string note = sending || status.ended ? status.text : "";
+    if (note != m_captureNote) {
+        m_captureNote = note;
+        m_pStartBtn->setToolTip(QString::fromStdString(note));
+        setTitle();
+    }
 }
 
 std::string NDISenderUI::findOutputDeviceName(const struScreenItem& screen) const {

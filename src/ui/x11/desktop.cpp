@@ -4,7 +4,13 @@
 #include <memory>
 #include <string>
 
+<<<<<<< HEAD
 #include "support/x11/connection.h"
+=======
+#include "support/wayland/session.h"
+
+namespace ui {
+>>>>>>> 8e14af7 (Run under Xwayland in a Wayland session: drag through the compositor, overlay on its output, capture status in the title bar)
 
 namespace ui {
 namespace {
@@ -41,6 +47,17 @@ bool windowsCanBeTranslucent() {
            selectionOwned(
                *connection,
                connection->atom("_NET_WM_CM_S" + std::to_string(connection->screenNumber())));
+}
+
+bool compositorPlacesWindows() {
+    return support::wayland::isWaylandSession();
+}
+
+void chooseWindowSystem() {
+    if (support::wayland::isWaylandSession() && !qEnvironmentVariableIsEmpty("DISPLAY") &&
+        !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    }
 }
 
 void keepOffTaskbar(const QWidget& window) {
