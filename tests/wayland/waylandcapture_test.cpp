@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "capture/devicename.h"
 #include "capture/screencapturer.h"
 #include "support/footprint.h"
 #include "support/logcapture.h"
 #include "support/process.h"
+#include "support/utf8.h"
 #include "waylandsession.h"
 
 namespace {
@@ -36,7 +36,7 @@ public:
     explicit Capture(const std::string& output, QRect area = {0, 0, 1280, 720})
         : m_area(area), m_image(area.size(), QImage::Format_RGB32) {
         m_image.fill(Qt::black);
-        const auto name = capture::wideDeviceName(output);
+        const auto name = support::wideFromUtf8(output);
         EXPECT_TRUE(m_capturer->InitCapture(name.c_str()));
     }
 
@@ -154,7 +154,7 @@ TEST_F(Frames, OfTwoOutputsGoToTwoCapturersAndRegionsAreCut) {
     EXPECT_EQ(second.capturer().Status().output, "");
 
     // A region of another place in the same cast, at once although nothing changes.
-    const auto name = capture::wideDeviceName(kFirst);
+    const auto name = support::wideFromUtf8(kFirst);
     ASSERT_TRUE(first.capturer().InitCapture(name.c_str()));
     std::vector<unsigned char> pixels(16 * 16 * 4);
     EXPECT_TRUE(first.capturer().ReadScreenData(1270, 710, 10, 10, pixels.data()));

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "capture/devicename.h"
+#include "support/utf8.h"
 
 using capture::pipewire::CastSession;
 using capture::pipewire::FrameBox;
@@ -22,7 +22,7 @@ PipeWireCaptureScreen::~PipeWireCaptureScreen() {
 }
 
 bool PipeWireCaptureScreen::InitCapture(const wchar_t* deviceName) {
-    const std::string screen = deviceName != nullptr ? capture::utf8DeviceName(deviceName) : "";
+    const std::string screen = deviceName != nullptr ? support::utf8FromWide(deviceName) : "";
     m_resumed = false;
     m_box.forgetReads();
     if (m_session) {

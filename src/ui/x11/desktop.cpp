@@ -4,13 +4,8 @@
 #include <memory>
 #include <string>
 
-<<<<<<< HEAD
-#include "support/x11/connection.h"
-=======
 #include "support/wayland/session.h"
-
-namespace ui {
->>>>>>> 8e14af7 (Run under Xwayland in a Wayland session: drag through the compositor, overlay on its output, capture status in the title bar)
+#include "support/x11/connection.h"
 
 namespace ui {
 namespace {
