@@ -7,10 +7,10 @@
 #include "support/logging.h"
 #include "support/settings.h"
 #include "support/translation.h"
+#include "ui/desktop.h"
 #include "ui/ndisenderui.h"
 
 namespace {
-
 /// Writes the closing banner and shuts the logger down. Only main() calls it; a killed process
 /// writes no banner. Log readers identify the banner by its texts (the middle line is one character
 /// shorter on purpose) and by its line numbers in this file.
@@ -30,6 +30,7 @@ void stopCallback() {
 int main(int argc, char* argv[]) {
     initLogger();
     initIniPath();
+    ui::chooseWindowSystem();
     QCoreApplication::setAttribute(Qt::AA_UseOpenGLES, true);
     const QApplication application(argc, argv);
 

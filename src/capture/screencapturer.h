@@ -2,11 +2,19 @@
 // Captures one display output, for the default capture path.
 
 #include <memory>
+#include <string>
 
 #include "support/dirtyrows.h"
 
-/// One thread at a time, except for Interrupt(). All coordinates are physical pixels relative to
-/// the output's top-left corner.
+/// What an operator has to know about a capture that depends on others.
+struct CaptureStatus {
+    std::string text;    ///< Why there are no frames, in one sentence; "" while all is well.
+    bool ended = false;  ///< No frame comes until the capture is started again.
+    std::string output;  ///< The output that is captured where it is not the one asked for.
+};
+
+/// One thread at a time, except for Interrupt() and Status(). All coordinates are physical pixels
+/// relative to the output's top-left corner.
 class ScreenCapturer {
 public:
     virtual ~ScreenCapturer() = default;
@@ -42,10 +50,17 @@ public:
     /// Releases everything; InitCapture() makes it usable again.
     virtual void ReleaseAll() = 0;
 
+    /// Sending starts, or continues after a pause. Asks again for what was refused or withdrawn.
+    virtual void Resume() {}
+
+    /// Any thread.
+    [[nodiscard]] virtual CaptureStatus Status() const { return {}; }
+
     /// The rows of the newest frame that may differ from the frame before it. Unknown where the
     /// platform does not report them.
     [[nodiscard]] virtual const support::DirtyRows& DirtyRows() const = 0;
 };
 
-/// The platform's capturer: DXGICaptureScreen on Windows, X11CaptureScreen on X11.
+/// The platform's capturer: DXGICaptureScreen on Windows; on Linux PipeWireCaptureScreen in a
+/// Wayland session, else X11CaptureScreen.
 [[nodiscard]] std::unique_ptr<ScreenCapturer> createScreenCapturer();

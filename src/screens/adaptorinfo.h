@@ -13,6 +13,8 @@ struct OutputDescInfo {
     std::int32_t right = 0;
     std::int32_t bottom = 0;
     std::string deviceName;  ///< UTF-8; the argument of ScreenCapturer::InitCapture().
+    /// Name and scale for the operator's eyes in a Wayland session, such as "DP-1 x1.5"; else "".
+    std::string label = {};
 };
 
 struct DeviceAdaptorInfo {

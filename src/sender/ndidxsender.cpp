@@ -98,6 +98,7 @@ bool NdiDxSender::allocateFrame(int w, int h) {
 void NdiDxSender::start() {
     m_bRun = true;
     if (m_bOpened && !m_sendThread) {
+        m_capturer->Resume();
         m_sendThread = std::make_unique<std::thread>(&NdiDxSender::sendFrameThread, this);
     }
 }
@@ -117,6 +118,10 @@ void NdiDxSender::stop() {
 
 void NdiDxSender::reset() {
     stop();
+}
+
+CaptureStatus NdiDxSender::captureStatus() const {
+    return m_capturer->Status();
 }
 
 void NdiDxSender::setAuxName(std::string name) {

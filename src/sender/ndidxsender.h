@@ -44,6 +44,7 @@ public:
     void stop() override;
     void reset() override;
     [[nodiscard]] bool isDxSender() const override { return true; }
+    [[nodiscard]] CaptureStatus captureStatus() const override;
     void setAuxName(std::string name) override;
 
 private:

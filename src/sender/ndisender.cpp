@@ -65,6 +65,11 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
 bool NDISender::openDevice(int rate) {
     const capture::GrabDevice device = capture::platformGrabDevice();
     m_device = std::string(device.format) + " on \"" + device.source + "\"";
+    if (!device.error.empty()) {
+        std::fputs("Couldn't open input stream.\n", stdout);
+        HV_WARN("{} is not used: {}", m_device, device.error);
+        return false;
+    }
     const std::string size = std::to_string(m_w) + "x" + std::to_string(m_h);
 
     AVDictionary* options = nullptr;

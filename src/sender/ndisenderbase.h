@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "capture/screencapturer.h"
+
 /// The interface through which the window drives a capture-and-send engine. All calls come from the
 /// window's thread. The sender publishes through an NDI send instance that it does not own.
 class NDISenderBase {
@@ -28,6 +30,9 @@ public:
 
     /// True only for the sender of the default capture path.
     [[nodiscard]] virtual bool isDxSender() const { return false; }
+
+    /// What the operator has to know about the capture.
+    [[nodiscard]] virtual CaptureStatus captureStatus() const { return {}; }
 
     /// Stores a text that is not used.
     virtual void setAuxName(std::string name) = 0;

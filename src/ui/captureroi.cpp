@@ -35,6 +35,10 @@ CaptureROI::CaptureROI(int width, int height, QWidget* parent)
     m_workPixmap = m_basePixmap;
     setAutoFillBackground(false);
     setWindowFlags(Qt::SubWindow | Qt::FramelessWindowHint);
+    if (ui::compositorPlacesWindows()) {
+        // Otherwise it would be placed like any window, and on black where it covers a screen.
+        setWindowFlag(Qt::X11BypassWindowManagerHint);
+    }
     setAttribute(Qt::WA_TranslucentBackground, true);
     // Only the main window decides when the program ends.
     setAttribute(Qt::WA_QuitOnClose, false);

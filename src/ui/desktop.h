@@ -12,4 +12,12 @@ namespace ui {
 /// Keeps `window` out of taskbars and pagers. Call it each time before the window is shown.
 void keepOffTaskbar(const QWidget& window);
 
+/// Whether a compositor places and moves windows, whatever a program asks for: a Wayland session.
+[[nodiscard]] bool compositorPlacesWindows();
+
+/// To be called before the application object is made. In a Wayland session the program is an X11
+/// client where it can (Xwayland), because only such a one can lay its overlay over a screen.
+/// QT_QPA_PLATFORM overrules this.
+void chooseWindowSystem();
+
 }  // namespace ui

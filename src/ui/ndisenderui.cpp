@@ -5,11 +5,13 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QSettings>
+#include <QTimer>
 #include <algorithm>
 
 #include "support/log.h"
 #include "support/settings.h"
 #include "ui/captureroi.h"
+#include "ui/desktop.h"
 #include "ui/sourcedisplay.h"
 #include "ui/titlebar.h"
 #include "ui/translated.h"
@@ -28,6 +30,9 @@ int moveInside(int position, int length, int screenBegin, int screenLength) {
     }
     return std::max(screenBegin, position);
 }
+
+/// How soon the window shows what became of a capture.
+constexpr int kCaptureLookMs = 250;
 
 /// The function name that log lines of startSender() carry.
 constexpr char kStartName[] = "ndiSenderInitParmeter";
@@ -117,6 +122,36 @@ void NDISenderUI::applyIfSending() {
     m_paramChanged = false;
 }
 
+void NDISenderUI::watchCapture() {
+    if (!ui::compositorPlacesWindows()) {
+        return;
+    }
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, [this] { lookAtCapture(); });
+    timer->start(kCaptureLookMs);
+}
+
+void NDISenderUI::lookAtCapture() {
+    const bool sending = m_sendState == SendState::Sending;
+    const CaptureStatus status = m_pSender->captureStatus();
+    if (sending && !status.output.empty() && status.output != findOutputDeviceName(m_curScreen)) {
+        for (int i = 0; i != m_screensMsg.count; ++i) {
+            if (findOutputDeviceName(m_screensMsg.screens[i]) == status.output) {
+                m_pScreenCbx->setCurrentIndex(i);
+            }
+        }
+    }
+    if (sending && status.ended) {
+        slotStartSend();  // Pauses, as the button would.
+    }
+    const std::string note = sending || status.ended ? status.text : "";
+    if (note != m_captureNote) {
+        m_captureNote = note;
+        m_pStartBtn->setToolTip(QString::fromStdString(note));
+        showSourceStatus();
+    }
+}
+
 std::string NDISenderUI::findOutputDeviceName(const struScreenItem& screen) const {
     return m_collaborators.outputDeviceName(m_adaptorInfoList, screen);
 }
@@ -195,7 +230,7 @@ void NDISenderUI::showSourceStatus() {
         m_ndiSend != nullptr ? m_collaborators.sourceStatus(m_ndiSend) : ndi::SourceStatus();
     const bool sending = m_sendState == SendState::Sending;
     m_pTitleBar->setSourceDisplay(ui::describeSource(
-        status, {m_ndiSend != nullptr, sending && isRegionEmpty(), m_sourceName}));
+        status, {m_ndiSend != nullptr, sending && isRegionEmpty(), m_captureNote, m_sourceName}));
 
     QString toolTip = translated("zhResetEffectStr");
     if (!ui::changedName(status, m_sourceName).isEmpty()) {

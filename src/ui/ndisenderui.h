@@ -102,6 +102,9 @@ private:
     static void setBounds(QSpinBox* box, int least, int most);
     void updateROIRanges();
     void finishROIEdit();
+    /// Shows what becomes of a capture that needs a permission; nothing outside a Wayland session.
+    void watchCapture();
+    void lookAtCapture();
     void applyIfSending();
     [[nodiscard]] bool isRegionEmpty() const;
     void replaceLastFrameByBlack();
@@ -160,6 +163,7 @@ private:
     QStringList m_screenNameList;
     std::list<DeviceAdaptorInfo> m_adaptorInfoList;
     DeviceAdaptorInfo m_firstAdaptorInfo;
+    std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;
     bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.
 };

@@ -14,8 +14,10 @@
 #include "support/log.h"
 #include "support/settings.h"
 #include "ui/captureroi.h"
+#include "ui/desktop.h"
 #include "ui/focuscombobox.h"
 #include "ui/ndisenderui.h"
+#include "ui/physicalpixels.h"
 #include "ui/sessionlog.h"
 #include "ui/titlebar.h"
 #include "ui/translated.h"
@@ -56,6 +58,18 @@ QHBoxLayout* row(Items*... items) {
     return layout;
 }
 
+/// What tells a screen apart where its number and size don't suffice, else "".
+QString labelOf(const std::list<DeviceAdaptorInfo>& adaptors, const struScreenItem& screen) {
+    for (const auto& adaptor : adaptors) {
+        for (const auto& output : adaptor.outputs) {
+            if (output.left == screen.x && output.top == screen.y && !output.label.empty()) {
+                return " " + QString::fromStdString(output.label);
+            }
+        }
+    }
+    return {};
+}
+
 /// The difference modulo 2^32. Without screens the extremes still have their start values, and a
 /// plain subtraction would overflow.
 std::int32_t span(std::int32_t first, std::int32_t end) {
@@ -94,6 +108,7 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     initNDI();
     createSender();
     startStatusTimer();
+    watchCapture();
 }
 
 void NDISenderUI::loadScreenList() {
@@ -121,12 +136,21 @@ void NDISenderUI::loadScreenList() {
         HV_WARN("no screen was found, so there is nothing to send; connect a display and restart");
     }
     initDeviceAdaptorInfo();
+    if (ui::compositorPlacesWindows()) {
+        QVector<QRect> screens;
+        for (int i = 0; i != m_screensMsg.count; ++i) {
+            const struScreenItem& screen = m_screensMsg.screens[i];
+            screens.append({screen.x, screen.y, screen.width, screen.height});
+            m_screenNameList[i] = screenLabel(i);
+        }
+        ui::PhysicalPixels::setScreens(screens);
+    }
 }
 
 QString NDISenderUI::screenLabel(int index) const {
     const struScreenItem screen = m_screensMsg.screens[index];
     return captioned("zhScreenStr") + QString::number(index) + "(" + QString::number(screen.width) +
-           "x" + QString::number(screen.height) + ")";
+           "x" + QString::number(screen.height) + ")" + labelOf(m_adaptorInfoList, screen);
 }
 
 void NDISenderUI::initDeviceAdaptorInfo() {

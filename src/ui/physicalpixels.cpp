@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QtMath>
+#include <algorithm>
 
 namespace ui {
 
@@ -14,6 +15,27 @@ QRect physicalGeometry(const QScreen& screen) {
             (QSizeF(screen.geometry().size()) * screen.devicePixelRatio()).toSize()};
 }
 
+QVector<QRect>& givenScreens() {
+    static QVector<QRect> screens;
+    return screens;
+}
+
+QVector<QRect> qtScreens() {
+    QVector<QRect> screens;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        screens.append(screen->geometry());
+    }
+    return screens;
+}
+
+/// Screens given in different units may overlap; their corners are apart. `screens` has one.
+QRect nearestByCorner(const QVector<QRect>& screens, QPoint at) {
+    const auto nearer = [at](const QRect& a, const QRect& b) {
+        return (a.topLeft() - at).manhattanLength() < (b.topLeft() - at).manhattanLength();
+    };
+    return *std::min_element(screens.begin(), screens.end(), nearer);
+}
+
 int distanceTo(const QRect& area, QPoint point) {
     const QPoint inside(qBound(area.left(), point.x(), area.right()),
                         qBound(area.top(), point.y(), area.bottom()));
@@ -22,7 +44,21 @@ int distanceTo(const QRect& area, QPoint point) {
 
 }  // namespace
 
+PhysicalPixels PhysicalPixels::between(const QRect& physical, const QRect& qt) {
+    PhysicalPixels pixels(physical.topLeft(), static_cast<qreal>(physical.width()) / qt.width());
+    pixels.m_qtOrigin = qt.topLeft();
+    return pixels;
+}
+
+void PhysicalPixels::setScreens(const QVector<QRect>& physical) {
+    givenScreens() = physical;
+}
+
 PhysicalPixels PhysicalPixels::at(QPoint at) {
+    if (!givenScreens().isEmpty()) {
+        const QRect screen = nearestByCorner(givenScreens(), at);
+        return between(screen, nearestByCorner(qtScreens(), screen.topLeft()));
+    }
     const QScreen* nearest = nullptr;
     int shortest = 0;
     for (const QScreen* screen : QGuiApplication::screens()) {
@@ -38,7 +74,7 @@ PhysicalPixels PhysicalPixels::at(QPoint at) {
 }
 
 QPoint PhysicalPixels::toQt(QPoint physical) const {
-    return m_origin + distanceToQt(physical - m_origin);
+    return m_qtOrigin + distanceToQt(physical - m_origin);
 }
 
 QSize PhysicalPixels::toQt(QSize physical) const {

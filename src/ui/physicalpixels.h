@@ -9,6 +9,7 @@
 #include <QPointF>
 #include <QRect>
 #include <QSize>
+#include <QVector>
 
 namespace ui {
 
@@ -18,7 +19,15 @@ public:
 
     /// For a screen whose top left corner is at `origin`, with `factor` physical pixels per Qt
     /// pixel.
-    PhysicalPixels(QPoint origin, qreal factor) : m_origin(origin), m_factor(factor) {}
+    PhysicalPixels(QPoint origin, qreal factor)
+        : m_origin(origin), m_qtOrigin(origin), m_factor(factor) {}
+
+    /// For a screen that both sides know by its rectangle.
+    static PhysicalPixels between(const QRect& physical, const QRect& qt);
+
+    /// The desktop's screens where Qt can't tell their physical size: in a Wayland session it sees
+    /// the compositor's logical pixels. at() goes by them from then on; none: by Qt's own screens.
+    static void setScreens(const QVector<QRect>& physical);
 
     /// For the screen that contains the physical desktop position `at`, else the nearest screen.
     static PhysicalPixels at(QPoint at);
@@ -41,6 +50,7 @@ public:
 
 private:
     QPoint m_origin;
+    QPoint m_qtOrigin;
     qreal m_factor = 1;
 };
 

@@ -45,14 +45,23 @@ QString tallyText(const ndi::SourceStatus& status) {
     }
 }
 
+/// Why nothing is sent, in the two lines of the title bar. Empty: there is no reason.
+QString nothingSent(const SourceConditions& conditions, const QString& separator) {
+    if (!conditions.emptyRegion && conditions.captureError.empty()) {
+        return {};
+    }
+    return translated("zhNothingSentStr", "nothing is sent:") + separator +
+           (conditions.emptyRegion ? translated("zhRegionEmptyStr", "the region is empty")
+                                   : translated("zhNoScreenImageStr", "no image of the screen"));
+}
+
 /// At most two lines: what matters most comes first.
 QString textOf(const ndi::SourceStatus& status, const SourceConditions& conditions) {
     if (!conditions.hasSource) {
         return translated("zhNoSourceStr", "no source");
     }
-    if (conditions.emptyRegion) {
-        return translated("zhNothingSentStr", "nothing is sent:") + "\n" +
-               translated("zhRegionEmptyStr", "the region is empty");
+    if (const QString reason = nothingSent(conditions, "\n"); !reason.isEmpty()) {
+        return reason;
     }
     if (!status.known) {
         return translated("zhStatusUnknownStr", "receivers unknown");
@@ -88,9 +97,11 @@ QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& condi
         return {};
     }
     lines += QString::fromStdString(status.name);
-    if (conditions.emptyRegion) {
-        lines += translated("zhNothingSentStr", "nothing is sent:") + " " +
-                 translated("zhRegionEmptyStr", "the region is empty");
+    if (const QString reason = nothingSent(conditions, " "); !reason.isEmpty()) {
+        lines += reason;
+    }
+    if (!conditions.captureError.empty()) {
+        lines += QString::fromStdString(conditions.captureError);
     }
     if (!isFound(status)) {
         lines += translated("zhNotAnnouncedStr", "not announced") + ": " +

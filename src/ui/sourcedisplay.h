@@ -26,6 +26,7 @@ struct SourceDisplay {
 struct SourceConditions {
     bool hasSource = false;
     bool emptyRegion = false;  ///< Sending, but the region has no pixels on the screen.
+    std::string captureError;  ///< Why the capture delivers no frames; empty while it does.
     std::string name;          ///< Of the source as it was asked for; UTF-8.
 };
 

@@ -8,8 +8,10 @@
 #include <QPixmap>
 #include <QStyle>
 #include <QStyleOption>
+#include <QWindow>
 #include <cstdlib>
 
+#include "ui/desktop.h"
 #include "ui/focuscombobox.h"
 #include "ui/translated.h"
 
@@ -245,6 +247,11 @@ void TitleBar::mouseMoveEvent(QMouseEvent* event) {
     }
     const QPoint step = event->globalPos() - m_startMovePos;
     if (std::abs(step.x()) <= kDragStep && std::abs(step.y()) <= kDragStep) {
+        return;
+    }
+    if (ui::compositorPlacesWindows() && window()->windowHandle() != nullptr &&
+        window()->windowHandle()->startSystemMove()) {
+        m_isPressed = false;  // The compositor has the pointer until the button is released.
         return;
     }
     QPoint target = parentWidget()->pos() + step;

@@ -303,6 +303,13 @@ TEST(PhysicalPixels, AreConvertedFromTheScreensCorner) {
     EXPECT_EQ(left.toQt(QPoint(-1130, 300)), QPoint(-1180, 200));
     EXPECT_EQ(left.distanceToPhysical(QPointF(20, 30)), QPoint(30, 45));
     EXPECT_EQ(left.coveringRect({1, 2, 3, 3}), QRect(0, 1, 3, 3));
+    // A compositor's output of 1600x1200 at scale 2 and one of 1920x1080 at scale 1.5.
+    const auto scaled = ui::PhysicalPixels::between({1280, 0, 1600, 1200}, {1280, 0, 800, 600});
+    EXPECT_EQ(scaled.distanceToPhysical(QPointF(100, 50)), QPoint(200, 100));
+    EXPECT_EQ(scaled.toQt(QSize(1600, 1200)), QSize(800, 600));
+    const auto half = ui::PhysicalPixels::between({2080, 0, 1920, 1080}, {2500, 40, 1280, 720});
+    EXPECT_EQ(half.toQt(QPoint(2080 + 300, 150)), QPoint(2500 + 200, 40 + 100));
+    EXPECT_EQ(half.distanceToPhysical(QPointF(1280, 720)), QPoint(1920, 1080));
     EXPECT_EQ(ui::PhysicalPixels::at({-9000, 9000}).factor(), factor()) << "the nearest screen";
 }
 

@@ -44,10 +44,6 @@ std::string namesOf(const std::vector<Monitor>& monitors) {
 
 }  // namespace
 
-std::unique_ptr<ScreenCapturer> createScreenCapturer() {
-    return std::make_unique<X11CaptureScreen>();
-}
-
 X11CaptureScreen::X11CaptureScreen(std::string display, capture::x11::EventFilter filter)
     : m_givenDisplay(std::move(display)), m_eventFilter(std::move(filter)) {}
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "screens/wayland/waylandoutputs.h"
 #include "support/log.h"
 #include "support/x11/monitors.h"
 
@@ -73,6 +74,9 @@ Provider& providerOf(const Monitor& monitor, std::vector<Provider>& providers) {
 }  // namespace
 
 std::list<DeviceAdaptorInfo> platformAdaptors() {
+    if (const auto outputs = waylandOutputs(); !outputs.empty()) {
+        return waylandAdaptors(outputs);
+    }
     std::string error;
     const auto connection = Connection::open({}, error);
     if (!connection) {

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <iterator>
 
+#include "screens/wayland/waylandoutputs.h"
 #include "support/log.h"
 #include "support/x11/monitors.h"
 
 ScreensDetector::ScreensDetector(const std::string& /*host*/, const std::string& /*address*/) {}
 
 struScreensMsg ScreensDetector::getScreens() {
+    if (const auto outputs = screens::waylandOutputs(); !outputs.empty()) {
+        return screens::waylandScreens(outputs);
+    }
     struScreensMsg message;
     std::string error;
     const auto connection = support::x11::Connection::open({}, error);

@@ -15,4 +15,10 @@ void keepOffTaskbar(const QWidget& window) {
                       GetWindowLongPtrW(handle, GWL_EXSTYLE) | WS_EX_TOOLWINDOW);
 }
 
+bool compositorPlacesWindows() {
+    return false;
+}
+
+void chooseWindowSystem() {}
+
 }  // namespace ui

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "support/wayland/session.h"
 #include "support/x11/connection.h"
 
 namespace ui {
@@ -41,6 +42,17 @@ bool windowsCanBeTranslucent() {
            selectionOwned(
                *connection,
                connection->atom("_NET_WM_CM_S" + std::to_string(connection->screenNumber())));
+}
+
+bool compositorPlacesWindows() {
+    return support::wayland::isWaylandSession();
+}
+
+void chooseWindowSystem() {
+    if (support::wayland::isWaylandSession() && !qEnvironmentVariableIsEmpty("DISPLAY") &&
+        !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    }
 }
 
 void keepOffTaskbar(const QWidget& window) {

@@ -1,0 +1,81 @@
+#include "capture/pipewire/createcapturer.h"
+
+#include <string>
+#include <utility>
+
+#include "support/log.h"
+#include "support/wayland/module.h"
+
+namespace capture::pipewire {
+namespace {
+
+std::unique_ptr<ScreenCapturer> fromModule(std::string& error) {
+    using Create = ScreenCapturer* (*)();
+    const auto create =
+        reinterpret_cast<Create>(support::wayland::moduleFunction("tarsinCreateCapturer", error));
+    return std::unique_ptr<ScreenCapturer>(create != nullptr ? create() : nullptr);
+}
+
+/// Stands for the module's capturer from the first InitCapture() that finds it.
+class LateCapturer : public ScreenCapturer {
+public:
+    bool InitCapture(const wchar_t* deviceName) override {
+        if (!m_real) {
+            m_error.clear();
+            m_real = fromModule(m_error);
+        }
+        if (m_real) {
+            return m_real->InitCapture(deviceName);
+        }
+        HV_WARN(
+            "no screen capture in this Wayland session: {}. Install PipeWire's client library "
+            "(libpipewire-0.3-0) and press start again.",
+            m_error);
+        return true;
+    }
+
+    bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override {
+        return m_real && m_real->ReadScreenData(x, y, width, height, dest);
+    }
+
+    void ReleaseAll() override {
+        if (m_real) {
+            m_real->ReleaseAll();
+        }
+    }
+
+    void Resume() override {
+        if (m_real) {
+            m_real->Resume();
+        }
+    }
+
+    // Read by the thread that calls InitCapture(), like everything the module's absence touches.
+    [[nodiscard]] CaptureStatus Status() const override {
+        if (m_real) {
+            return m_real->Status();
+        }
+        return {m_error, !m_error.empty(), ""};
+    }
+
+    [[nodiscard]] const support::DirtyRows& DirtyRows() const override {
+        return m_real ? m_real->DirtyRows() : m_none;
+    }
+
+private:
+    std::unique_ptr<ScreenCapturer> m_real;
+    std::string m_error;
+    support::DirtyRows m_none;
+};
+
+}  // namespace
+
+std::unique_ptr<ScreenCapturer> createCapturer() {
+    std::string error;
+    if (auto capturer = fromModule(error)) {
+        return capturer;
+    }
+    return std::make_unique<LateCapturer>();
+}
+
+}  // namespace capture::pipewire

@@ -1,0 +1,120 @@
+#include "capture/pipewire/framebox.h"
+
+#include <algorithm>
+
+namespace capture::pipewire {
+
+pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vector<Damage>* damage) {
+    pw_buffer* old = nullptr;
+    {
+        const std::lock_guard lock(m_mutex);
+        const bool sameShape = uprightWidth(m_image) == uprightWidth(image) &&
+                               uprightHeight(m_image) == uprightHeight(image) &&
+                               m_image.transform == image.transform;
+        old = std::exchange(m_buffer, buffer);
+        m_image = image;
+        if (!sameShape) {
+            m_dirty.assign(static_cast<std::size_t>(uprightHeight(image)), 0);
+            m_lastRead.reset();
+        }
+        if (damage != nullptr) {
+            mark(*damage);
+        } else {
+            markAll();
+        }
+        m_unread = true;
+    }
+    m_arrived.notify_one();
+    return old;
+}
+
+void FrameBox::markAll() {
+    m_damageKnown = false;
+    std::fill(m_dirty.begin(), m_dirty.end(), std::uint8_t{1});
+}
+
+void FrameBox::mark(const std::vector<Damage>& damage) {
+    for (const Damage& rectangle : damage) {
+        const auto rows = uprightRows(m_image, rectangle);
+        std::fill_n(m_dirty.begin() + rows.first, rows.count, std::uint8_t{1});
+    }
+}
+
+void FrameBox::withdraw(const pw_buffer* buffer) {
+    const std::lock_guard lock(m_mutex);
+    if (m_buffer == buffer) {
+        m_buffer = nullptr;
+        m_unread = false;
+        m_lastRead.reset();  // What comes next has nothing to build on.
+    }
+}
+
+void FrameBox::forgetReads() {
+    const std::lock_guard lock(m_mutex);
+    m_lastRead.reset();
+}
+
+void FrameBox::clear() {
+    const std::lock_guard lock(m_mutex);
+    m_buffer = nullptr;
+    m_image = {};
+    m_unread = false;
+    m_lastRead.reset();
+}
+
+bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
+    const std::lock_guard lock(m_mutex);
+    if (m_buffer == nullptr) {
+        return false;
+    }
+    const Cut cut = cutRectangle(request.x, request.y, request.width, request.height,
+                                 uprightWidth(m_image), uprightHeight(m_image));
+    const Read read = {cut, request.width, request.dest};
+    const bool builds = m_lastRead == read;
+    if (builds && !m_unread) {
+        return false;
+    }
+    // In a frame whose rows were cut short they are not where the frame's rows are.
+    dirtyRows.known = builds && m_damageKnown && cut.width == request.width;
+    if (!builds) {
+        markAll();
+    }
+    copySpans(cut, request.dest);
+    dirtyRows.spans.clear();
+    if (dirtyRows.known) {
+        dirtyRows.spans.assign(m_spans.begin(), m_spans.end());
+    }
+    std::fill(m_dirty.begin(), m_dirty.end(), std::uint8_t{0});
+    m_damageKnown = true;
+    m_unread = false;
+    m_lastRead = read;
+    return !builds || !m_spans.empty();
+}
+
+/// Copies the dirty rows inside `cut` and leaves them in m_spans.
+void FrameBox::copySpans(const Cut& cut, std::uint8_t* dest) {
+    m_spans.clear();
+    const auto begin = m_dirty.begin() + cut.y;
+    const auto end = begin + cut.height;
+    for (auto at = std::find(begin, end, 1); at != end; at = std::find(at, end, 1)) {
+        const auto stop = std::find(at, end, 0);
+        m_spans.push_back({static_cast<int>(at - begin), static_cast<int>(stop - at)});
+        copyUpright(m_image, cut, m_spans.back(), dest);
+        at = stop;
+    }
+}
+
+bool FrameBox::wait(std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_mutex);
+    return m_arrived.wait_for(lock, limit, [this] { return m_unread && m_buffer != nullptr; });
+}
+
+std::optional<std::pair<int, int>> FrameBox::size() const {
+    const std::lock_guard lock(m_mutex);
+    if (m_buffer == nullptr) {
+        return {};
+    }
+    return std::pair(uprightWidth(m_image), uprightHeight(m_image));
+}
+
+}  // namespace capture::pipewire

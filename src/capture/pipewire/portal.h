@@ -1,0 +1,126 @@
+#pragma once
+// The desktop portal's ScreenCast interface: asks the user for a screen.
+// https://flatpak.github.io/xdg-desktop-portal, org.freedesktop.portal.ScreenCast, version 1 to 5.
+
+#include <gio/gio.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "capture/pipewire/eventloop.h"
+
+namespace capture::pipewire {
+
+/// Cursor modes and source types as the interface numbers them.
+enum CursorMode : std::uint32_t { CursorHidden = 1, CursorEmbedded = 2, CursorMetadata = 4 };
+inline constexpr std::uint32_t kMonitorSource = 1;
+
+struct PortalOffer {
+    std::uint32_t version = 0;
+    std::uint32_t sourceTypes = 0;
+    std::uint32_t cursorModes = 0;
+    std::string backEnds;  ///< Those on the bus: "wlr", "gnome, gtk".
+
+    /// Permissions can be kept since version 4.
+    [[nodiscard]] bool canPersist() const { return version >= 4; }
+
+    /// Hidden where the portal can; else apart from the frame, where we leave it out; else 2.
+    [[nodiscard]] CursorMode bestCursorMode() const;
+
+    /// For a log line.
+    [[nodiscard]] std::string describe() const;
+};
+
+/// What the user granted.
+struct Grant {
+    std::uint32_t node = 0;
+    std::optional<std::pair<int, int>> position;  ///< In the compositor's layout.
+    std::optional<std::pair<int, int>> size;      ///< Logical or physical, as the portal likes.
+    std::string token;                            ///< "" when the permission can't be kept.
+};
+
+/// Why there is no grant.
+struct PortalFailure {
+    enum Kind {
+        Stopped,      ///< The event loop was stopped.
+        Refused,      ///< The user said no.
+        Failed,       ///< The portal could not.
+        Unavailable,  ///< There is no portal that could be asked.
+    };
+    Kind kind = Failed;
+    std::string text;
+};
+
+/// One connection to the session bus and at most one cast. Belongs to the thread of the loop.
+/// Every call blocks that thread, ends with the loop, and handles the loop's events meanwhile.
+class Portal {
+public:
+    explicit Portal(EventLoop& loop) : m_loop(loop) {}
+    ~Portal();
+    Portal(const Portal&) = delete;
+    Portal& operator=(const Portal&) = delete;
+
+    /// Connects and asks what there is. False: `failure` says why not.
+    [[nodiscard]] bool connect(PortalFailure& failure);
+    [[nodiscard]] const PortalOffer& offer() const { return m_offer; }
+
+    /// Asks for one monitor. Waits for the user; `limit`, where given, is for one answer.
+    [[nodiscard]] bool requestMonitor(const std::string& token,
+                                      std::optional<std::chrono::milliseconds> limit, Grant& grant,
+                                      PortalFailure& failure);
+
+    /// A connection to PipeWire that shows the granted node; the caller closes it. -1: `failure`.
+    [[nodiscard]] int openPipeWire(PortalFailure& failure);
+
+    /// The session was ended by the desktop: the user stopped the sharing.
+    [[nodiscard]] bool closed() const { return m_closed; }
+
+    /// The portal has left the bus. Frames go on.
+    [[nodiscard]] bool vanished() const { return m_vanished; }
+
+private:
+    struct Unref {
+        void operator()(GDBusConnection* connection) const { g_object_unref(connection); }
+    };
+    struct Response {
+        bool arrived = false;
+        std::uint32_t code = 0;
+        GHolder<GVariant> results;
+    };
+
+    static void onResponse(GDBusConnection*, const char*, const char*, const char*, const char*,
+                           GVariant* parameters, gpointer data);
+    static void onClosed(GDBusConnection*, const char*, const char*, const char*, const char*,
+                         GVariant*, gpointer data);
+    static void onOwnerChanged(GDBusConnection*, const char*, const char*, const char*, const char*,
+                               GVariant* parameters, gpointer data);
+
+    [[nodiscard]] GHolder<GVariant> call(const char* object, const char* interface,
+                                         const char* method, GVariant* arguments,
+                                         PortalFailure& failure);
+    void readOffer(GVariant* properties);
+    void listBackEnds();
+    [[nodiscard]] GHolder<GVariant> request(const char* method, bool ofSession, bool withParent,
+                                            GVariantBuilder& options,
+                                            std::optional<std::chrono::milliseconds> limit,
+                                            PortalFailure& failure);
+    [[nodiscard]] bool createSession(std::optional<std::chrono::milliseconds> limit,
+                                     PortalFailure& failure);
+    void closeSession();
+
+    EventLoop& m_loop;
+    std::unique_ptr<GDBusConnection, Unref> m_bus;
+    PortalOffer m_offer;
+    std::string m_session;  ///< Object path.
+    guint m_closedSignal = 0;
+    guint m_ownerSignal = 0;
+    int m_requests = 0;
+    bool m_closed = false;
+    bool m_vanished = false;
+};
+
+}  // namespace capture::pipewire

@@ -1,0 +1,64 @@
+#include "support/wayland/module.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+
+#include "support/log.h"
+
+namespace support::wayland {
+namespace {
+
+constexpr char kFile[] = "tarsin-wayland.so";
+
+std::vector<std::filesystem::path> candidates() {
+    std::vector<std::filesystem::path> paths;
+    if (const char* folder = std::getenv("TARSIN_MODULES"); folder != nullptr) {
+        paths.push_back(std::filesystem::path(folder) / kFile);
+    }
+    std::error_code ignored;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+    paths.push_back(folder / kFile);
+    paths.push_back(folder / "../lib/tarsinndi" / kFile);
+    return paths;
+}
+
+void writeLog(int level, const char* file, const char* function, int line,
+              const std::string& message) {
+    logAt(level, file, function, line, message);
+}
+
+void* load(std::string& error) {
+    for (const auto& path : candidates()) {
+        std::error_code ignored;
+        if (!std::filesystem::exists(path, ignored)) {
+            continue;
+        }
+        void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (module == nullptr) {
+            error = ::dlerror();
+            return nullptr;
+        }
+        reinterpret_cast<SetLog>(::dlsym(module, kSetLog))(writeLog);
+        return module;
+    }
+    error = std::string(kFile) + " is neither beside the program nor in ../lib/tarsinndi";
+    return nullptr;
+}
+
+}  // namespace
+
+void* moduleFunction(const char* name, std::string& error) {
+    // Never unloaded: PipeWire and GLib keep threads and per-thread data of their own.
+    static std::mutex mutex;
+    static void* module = nullptr;
+    const std::lock_guard lock(mutex);
+    if (module == nullptr) {
+        module = load(error);
+    }
+    return module != nullptr ? ::dlsym(module, name) : nullptr;
+}
+
+}  // namespace support::wayland

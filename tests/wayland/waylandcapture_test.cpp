@@ -1,0 +1,315 @@
+// The capturer against sway, PipeWire and the desktop portal. What sway itself says it shows
+// (grim's screenshot) is the measure.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <QImage>
+#include <cstdlib>
+#include <filesystem>
+
+#include "capture/screencapturer.h"
+#include "support/footprint.h"
+#include "support/logcapture.h"
+#include "support/process.h"
+#include "support/utf8.h"
+#include "waylandsession.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tests::eventually;
+using tests::pick;
+using tests::screenshot;
+using tests::sessionPart;
+using tests::showColour;
+using tests::showPattern;
+using tests::sway;
+using tests::timesAsked;
+
+constexpr char kFirst[] = "HEADLESS-1";
+constexpr char kSecond[] = "HEADLESS-2";
+
+/// A capturer with the buffer that it reads into.
+class Capture {
+public:
+    explicit Capture(const std::string& output, QRect area = {0, 0, 1280, 720})
+        : m_area(area), m_image(area.size(), QImage::Format_RGB32) {
+        m_image.fill(Qt::black);
+        const auto name = support::wideFromUtf8(output);
+        EXPECT_TRUE(m_capturer->InitCapture(name.c_str()));
+    }
+
+    bool read() {
+        const QImage before = m_image.copy();
+        if (!m_capturer->ReadScreenData(m_area.x(), m_area.y(), m_area.width(), m_area.height(),
+                                        m_image.bits())) {
+            return false;
+        }
+        const auto& dirty = m_capturer->DirtyRows();
+        m_partialReads += dirty.known ? 1 : 0;
+        for (int y = 0, span = 0; dirty.known && y < m_image.height(); ++y) {
+            const auto count = static_cast<int>(dirty.spans.size());
+            while (span < count && y >= dirty.spans[std::size_t(span)].first +
+                                            dirty.spans[std::size_t(span)].count) {
+                ++span;
+            }
+            if (span == count || y < dirty.spans[std::size_t(span)].first) {
+                EXPECT_EQ(memcmp(m_image.scanLine(y), before.constScanLine(y),
+                                 std::size_t(m_image.bytesPerLine())),
+                          0)
+                    << "row " << y << " changed untold";
+            }
+        }
+        return true;
+    }
+
+    /// Reads until the buffer is what the output shows.
+    [[nodiscard]] bool shows(const std::string& output) {
+        return eventually(
+            [&] {
+                const QImage wanted = screenshot(output).copy(m_area);
+                for (int i = 0; i < 10; ++i) {
+                    read();
+                }
+                return m_image == wanted;
+            },
+            20s);
+    }
+
+    [[nodiscard]] bool readsAtAll(std::chrono::milliseconds limit = 10s) {
+        return eventually([this] { return read(); }, limit);
+    }
+
+    /// Waits for a status with that text.
+    [[nodiscard]] bool says(const std::string& text) {
+        return eventually([&] { return m_capturer->Status().text.find(text) != std::string::npos; },
+                          20s);
+    }
+
+    [[nodiscard]] ScreenCapturer& capturer() { return *m_capturer; }
+    [[nodiscard]] int partialReads() const { return m_partialReads; }
+    [[nodiscard]] const QImage& image() const { return m_image; }
+
+private:
+    const QRect m_area;
+    QImage m_image;
+    std::unique_ptr<ScreenCapturer> m_capturer = createScreenCapturer();
+    int m_partialReads = 0;
+};
+
+std::string tokenFile(const std::string& output) {
+    return std::string(std::getenv("XDG_DATA_HOME")) + "/Halvark/TarsinNDI/screencast-" + output +
+           ".token";
+}
+
+/// Each test begins with both screens dark, no permission stored and a portal that grants the first
+/// screen.
+class Session : public testing::Test {
+protected:
+    Session() {
+        for (const char* output : {kFirst, kSecond}) {
+            std::filesystem::remove(tokenFile(output));
+        }
+        pick(kFirst);
+    }
+    tests::LogCapture m_log;
+};
+
+using Frames = Session;
+using Permission = Session;
+using Recovery = Session;
+
+TEST_F(Frames, AreWhatTheOutputShows) {
+    showPattern(kFirst, 1);
+    Capture capture(kFirst);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_EQ(capture.capturer().Status().text, "");
+    const int whole = capture.partialReads();
+    // A terminal in which one character at a time changes: the rest of the frame is told to be as
+    // it was.
+    const tests::Process drawing({"foot", "sh", "-c", "while sleep 0.05; do printf x; done"});
+    EXPECT_TRUE(eventually(
+        [&] {
+            capture.read();
+            return capture.partialReads() > whole + 20;
+        },
+        20s))
+        << m_log.text();
+    // One line a capture says what there is, with versions.
+    EXPECT_EQ(m_log.count("portal: ScreenCast version 4"), 1) << m_log.text();
+    EXPECT_EQ(m_log.count("server 0.3"), 1) << m_log.text();
+}
+
+TEST_F(Frames, OfTwoOutputsGoToTwoCapturersAndRegionsAreCut) {
+    showPattern(kFirst, 2);
+    showPattern(kSecond, 3);
+    Capture first(kFirst, {100, 50, 640, 333});
+    ASSERT_TRUE(first.readsAtAll()) << m_log.text();
+    pick(kSecond);
+    Capture second(kSecond, {800, 600, 800, 600});
+    showPattern(kSecond, 4);
+    EXPECT_TRUE(first.shows(kFirst));
+    EXPECT_TRUE(second.shows(kSecond)) << m_log.text();
+    EXPECT_EQ(second.capturer().Status().output, "");
+
+    // A region of another place in the same cast, at once although nothing changes.
+    const auto name = support::wideFromUtf8(kFirst);
+    ASSERT_TRUE(first.capturer().InitCapture(name.c_str()));
+    std::vector<unsigned char> pixels(16 * 16 * 4);
+    EXPECT_TRUE(first.capturer().ReadScreenData(1270, 710, 10, 10, pixels.data()));
+    EXPECT_EQ(m_log.count("is captured through PipeWire"), 2) << m_log.text();
+}
+
+TEST_F(Frames, StandUprightHoweverTheOutputIsTurned) {
+    showPattern(kFirst, 5);
+    int seed = 6;
+    for (const char* transform :
+         {"90", "180", "270", "flipped", "flipped-90", "flipped-180", "flipped-270", "normal"}) {
+        sway(std::string("output HEADLESS-1 transform ") + transform);
+        showPattern(kFirst, static_cast<unsigned>(seed++));
+        const QImage shown = screenshot(kFirst);
+        Capture capture(kFirst, shown.rect());
+        showPattern(kFirst, static_cast<unsigned>(seed++));
+        EXPECT_TRUE(capture.shows(kFirst)) << transform << m_log.text();
+    }
+}
+
+TEST_F(Frames, FollowAModeAndScaleChange) {
+    showPattern(kFirst, 20);
+    Capture capture(kFirst, {0, 0, 800, 600});
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    sway("output HEADLESS-1 mode --custom 800x600@60Hz");
+    showPattern(kFirst, 21);
+    EXPECT_EQ(screenshot(kFirst).size(), QSize(800, 600));
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_TRUE(m_log.says("800x600"));
+    sway("output HEADLESS-1 scale 2");
+    showPattern(kFirst, 22);
+    EXPECT_TRUE(capture.shows(kFirst));
+    sway("output HEADLESS-1 scale 1");
+    sway("output HEADLESS-1 mode --custom 1280x720@60Hz");
+}
+
+TEST_F(Frames, LeaveNothingBehindAfterAHundredCaptures) {
+    const auto once = [] {
+        Capture capture(kFirst);
+        EXPECT_TRUE(eventually([&] {
+            const std::string text = capture.capturer().Status().text;
+            return text.empty() || text.find("first change") != std::string::npos;
+        }));
+        capture.capturer().ReleaseAll();
+    };
+    once();  // Brings the libraries' own threads up.
+    const auto before = tests::Footprint::of();
+    for (int i = 0; i < 100; ++i) {
+        once();
+    }
+    const auto after = tests::Footprint::of();
+    EXPECT_LE(after.files, before.files);
+    EXPECT_LE(after.threads, before.threads);
+}
+
+TEST_F(Permission, IsAskedForOnceAndKeptFromOthers) {
+    const int before = timesAsked();
+    for (unsigned i = 0; i < 3; ++i) {
+        Capture capture(kFirst);
+        showPattern(kFirst, 30 + i);
+        EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    }
+    EXPECT_EQ(timesAsked(), before + 1);
+    struct stat info {};
+    ASSERT_EQ(::stat(tokenFile(kFirst).c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600U);
+}
+
+TEST_F(Permission, RefusedIsSaidOnceAndAskedForAgainWhenSendingGoesOn) {
+    pick("");
+    Capture capture(kFirst);
+    EXPECT_TRUE(capture.says("the permission was refused"));
+    EXPECT_TRUE(capture.capturer().Status().ended);
+    EXPECT_FALSE(capture.read());
+    EXPECT_EQ(m_log.count("no screen capture"), 1) << m_log.text();
+    pick(kFirst);
+    capture.capturer().Resume();  // The start that follows InitCapture().
+    EXPECT_TRUE(capture.capturer().Status().ended);
+    capture.capturer().Resume();
+    showPattern(kFirst, 40);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+}
+
+TEST_F(Permission, ForAnotherOutputIsFollowedAndSaid) {
+    pick(kSecond);
+    Capture capture(kFirst, {0, 0, 1600, 1200});
+    ASSERT_TRUE(eventually([&] { return capture.capturer().Status().output == kSecond; }))
+        << m_log.text();
+    showPattern(kSecond, 50);
+    EXPECT_TRUE(capture.shows(kSecond)) << m_log.text();
+    EXPECT_EQ(m_log.count("granted output \"HEADLESS-2\" instead of \"HEADLESS-1\""), 1);
+}
+
+TEST_F(Permission, IsAbsentWithoutAPortal) {
+    sessionPart("stop", "portal");
+    sessionPart("stop", "backend");
+    Capture capture(kFirst);
+    EXPECT_TRUE(capture.says("no desktop portal offers screen casts")) << m_log.text();
+    EXPECT_TRUE(capture.capturer().Status().ended);
+    sessionPart("start", "backend");
+    sessionPart("start", "portal");
+    capture.capturer().Resume();
+    capture.capturer().Resume();
+    showPattern(kFirst, 55);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+}
+
+TEST_F(Recovery, FromAPortalThatDiesNeedsNothing) {
+    Capture capture(kFirst);
+    showPattern(kFirst, 60);
+    EXPECT_TRUE(capture.shows(kFirst));
+    sessionPart("kill", "portal");
+    EXPECT_TRUE(m_log.says("has left the session bus"));
+    showPattern(kFirst, 61);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    sessionPart("stop", "portal");
+    sessionPart("start", "portal");
+}
+
+class RecoveryOf : public Session, public testing::WithParamInterface<std::vector<std::string>> {};
+
+TEST_P(RecoveryOf, ComesByTheStoredPermission) {
+    Capture capture(kFirst);
+    showPattern(kFirst, 70);
+    ASSERT_TRUE(capture.shows(kFirst)) << m_log.text();
+    const int asked = timesAsked();
+    const auto killed = std::chrono::steady_clock::now();
+    for (const std::string& part : GetParam()) {
+        sessionPart("kill", part);
+        EXPECT_TRUE(m_log.says("was interrupted")) << m_log.text();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - killed, 20s);
+    EXPECT_TRUE(capture.says("interrupted"));
+    for (const std::string& part : GetParam()) {
+        sessionPart("start", part);
+    }
+    EXPECT_TRUE(eventually(
+        [&] {
+            showColour(kFirst, "#306090");
+            showPattern(kFirst, 71);
+            return capture.capturer().Status().text.empty();
+        },
+        40s))
+        << m_log.text() << capture.capturer().Status().text;
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
+    EXPECT_EQ(m_log.count("goes on, "), 1) << m_log.text();
+    EXPECT_EQ(timesAsked(), asked);
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, RecoveryOf,
+                         testing::Values(std::vector<std::string>{"backend"},
+                                         std::vector<std::string>{"pipewire", "wireplumber",
+                                                                  "backend"},
+                                         std::vector<std::string>{"sway", "backend"}),
+                         [](const auto& part) { return part.param.front(); });
+
+}  // namespace
