@@ -16,9 +16,9 @@ struct NdiSourceCalls {
     std::function<void(NDIlib_send_instance_t)> destroy;
     std::function<void(int milliseconds)> sleep;
 
-    /// The real functions. SDL does not handle signals. Without audio or video hardware it uses its
-    /// dummy drivers, because no sound or video goes through it. Drivers named in SDL's environment
-    /// variables are used, and are an error if absent.
+    /// The real functions. SDL does not handle signals. It uses its dummy audio driver, and without
+    /// video hardware its dummy video driver, because no sound or video goes through it. Drivers
+    /// named in SDL's environment variables are used instead, and are an error if absent.
     static NdiSourceCalls real();
 };
 

@@ -42,4 +42,30 @@ void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
     }
 }
 
+bool cover(const std::vector<Rect>& outer, const std::vector<Rect>& inner) {
+    return std::all_of(inner.begin(), inner.end(), [&outer](const Rect& rect) {
+        return std::any_of(outer.begin(), outer.end(), [&rect](const Rect& around) {
+            return rect.x >= around.x && rect.x + rect.width <= around.x + around.width &&
+                   rect.y >= around.y && rect.y + rect.height <= around.y + around.height;
+        });
+    });
+}
+
+void mergeRects(std::vector<Rect>& rects, const std::vector<Rect>& more) {
+    rects.insert(rects.end(), more.begin(), more.end());
+    std::sort(rects.begin(), rects.end(), [](const Rect& a, const Rect& b) { return a.y < b.y; });
+    auto last = rects.begin();
+    for (auto next = rects.begin(); next != rects.end(); ++next) {
+        if (next == rects.begin()) {
+            continue;
+        }
+        if (next->y < last->y + last->height) {
+            extend(*last, *next);
+        } else {
+            *++last = *next;
+        }
+    }
+    rects.erase(rects.empty() ? rects.end() : last + 1, rects.end());
+}
+
 }  // namespace capture::x11

@@ -26,4 +26,10 @@ struct Rect {
 void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
                  std::vector<Rect>& rects);
 
+/// Whether each of `inner` lies inside one of `outer`.
+[[nodiscard]] bool cover(const std::vector<Rect>& outer, const std::vector<Rect>& inner);
+
+/// Adds `more` to `rects`, both as coverDamage() makes them; so is the result.
+void mergeRects(std::vector<Rect>& rects, const std::vector<Rect>& more);
+
 }  // namespace capture::x11

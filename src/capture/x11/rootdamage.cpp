@@ -43,12 +43,21 @@ void RootDamage::handleEvent(const xcb_generic_event_t& event) {
 }
 
 bool RootDamage::take(std::vector<xcb_rectangle_t>& damage) {
-    damage.clear();
+    requestRegion();
+    return receiveRegion(damage);
+}
+
+void RootDamage::requestRegion() {
     auto* const c = m_connection.get();
     xcb_damage_subtract(c, m_damage, XCB_NONE, m_region);
-    const Owned<xcb_xfixes_fetch_region_reply_t> reply(
-        xcb_xfixes_fetch_region_reply(c, xcb_xfixes_fetch_region(c, m_region), nullptr));
+    m_fetch = xcb_xfixes_fetch_region(c, m_region);
     m_pending = false;
+}
+
+bool RootDamage::receiveRegion(std::vector<xcb_rectangle_t>& damage) {
+    damage.clear();
+    const Owned<xcb_xfixes_fetch_region_reply_t> reply(
+        xcb_xfixes_fetch_region_reply(m_connection.get(), m_fetch, nullptr));
     if (!reply) {
         return false;
     }

@@ -29,6 +29,10 @@ public:
     /// server did not answer. One round trip.
     [[nodiscard]] bool take(std::vector<xcb_rectangle_t>& damage);
 
+    /// take() in two halves, so that other requests can share its round trip.
+    void requestRegion();
+    [[nodiscard]] bool receiveRegion(std::vector<xcb_rectangle_t>& damage);
+
     /// Empties the region; no round trip.
     void discard();
 
@@ -39,6 +43,7 @@ private:
     std::uint8_t m_notifyEvent;
     xcb_damage_damage_t m_damage;
     xcb_xfixes_region_t m_region;
+    xcb_xfixes_fetch_region_cookie_t m_fetch = {};
     bool m_pending = false;
 };
 

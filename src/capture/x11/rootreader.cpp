@@ -80,6 +80,11 @@ std::uint8_t* RootReader::frame(const Rect& area) {
 }
 
 bool RootReader::readIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
+    requestIntoFrame(rects, area);
+    return receiveIntoFrame(rects, area);
+}
+
+void RootReader::requestIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
     const auto stride = m_format.rowBytes(area.width);
     std::size_t scratchUsed = 0;
     m_pending.clear();
@@ -92,6 +97,10 @@ bool RootReader::readIntoFrame(const std::vector<Rect>& rects, const Rect& area)
             scratchUsed += m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
         }
     }
+}
+
+bool RootReader::receiveIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
+    const auto stride = m_format.rowBytes(area.width);
     bool complete = true;
     for (std::size_t i = 0; i < rects.size(); ++i) {
         const Rect& rect = rects[i];

@@ -38,6 +38,10 @@ public:
     /// the area's width to their place itself, over the full width; narrower ones are copied.
     [[nodiscard]] bool readIntoFrame(const std::vector<Rect>& rects, const Rect& area);
 
+    /// readIntoFrame() in two halves, so that other requests can share its round trip.
+    void requestIntoFrame(const std::vector<Rect>& rects, const Rect& area);
+    [[nodiscard]] bool receiveIntoFrame(const std::vector<Rect>& rects, const Rect& area);
+
     /// Fetches `rows`, each one pixel high, and compares their colours with `pixels`, which hold
     /// `area` as read() or readIntoFrame() left it. The first row that differs, in root
     /// coordinates; nothing when none does or none can be read.

@@ -21,6 +21,10 @@ constexpr std::chrono::milliseconds kRetryInterval(500);
 /// and of the check for missing damage; damage itself ends the wait.
 constexpr std::chrono::milliseconds kLongestWait(200);
 
+/// Damage of at most this many rows is taken for lines of text, in which the next damage will be
+/// further to the right.
+constexpr int kTextHeight = 64;
+
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
     return value != nullptr ? value : "";
@@ -140,13 +144,11 @@ unsigned char* X11CaptureScreen::readNow(const Rect& wanted, unsigned char* dest
     unsigned char* const pixels = own != nullptr ? own : dest;
 
     const Read read = {cut, *m_output, wanted.width, pixels};
-    if (!chooseRects(read, area)) {
-        return nullptr;
-    }
-    const bool complete = own != nullptr ? reader.readIntoFrame(m_dirtyRects, area)
-                                         : reader.read(m_dirtyRects, area, dest, strideOf(area));
-    if (!complete) {
-        fail();
+    const Fetched fetched = fetch(read, area, own != nullptr);
+    if (fetched != Fetched::Complete) {
+        if (fetched == Fetched::Failed) {
+            fail();
+        }
         return nullptr;
     }
     if (std::exchange(m_failing, false)) {
@@ -155,6 +157,66 @@ unsigned char* X11CaptureScreen::readNow(const Rect& wanted, unsigned char* dest
     reportDirtyRows(read);
     m_lastRead = read;
     return pixels;
+}
+
+/// Brings the pixels of `read` up to date.
+X11CaptureScreen::Fetched X11CaptureScreen::fetch(const Read& read, const Rect& area,
+                                                  bool intoOwn) {
+    const auto* const damage = m_session->damage();
+    if (intoOwn && m_damageComplete && damage != nullptr && damage->pending() &&
+        m_lastRead == read && !m_predicted.empty()) {
+        return fetchPredicted(area);
+    }
+    if (!chooseRects(read, area)) {
+        return Fetched::Nothing;
+    }
+    auto& reader = m_session->reader();
+    bool complete = false;
+    if (intoOwn) {
+        complete = reader.readIntoFrame(m_dirtyRects, area);
+        m_predicted.clear();
+        if (m_lastRead) {  // Not after a first, whole read.
+            predict(m_dirtyRects, area);
+        }
+    } else {
+        complete = reader.read(m_dirtyRects, area, read.dest, strideOf(area));
+    }
+    return complete ? Fetched::Complete : Fetched::Failed;
+}
+
+/// Takes the damage and, in the same round trip, the pixels that it will probably cover, because
+/// most of the cost of a small frame is waiting for the server. Every fetched row counts as dirty:
+/// it may already show what later damage will report.
+X11CaptureScreen::Fetched X11CaptureScreen::fetchPredicted(const Rect& area) {
+    auto& damage = *m_session->damage();
+    auto& reader = m_session->reader();
+    damage.requestRegion();
+    reader.requestIntoFrame(m_predicted, area);
+    const bool known = damage.receiveRegion(m_damage);
+    bool complete = reader.receiveIntoFrame(m_predicted, area) && known;
+    capture::x11::coverDamage(m_damage, area, m_taken);
+    m_damageCheck.noteDamage(m_taken);
+    m_dirtyRects = m_predicted;
+    predict(m_taken, area);
+    if (complete && m_taken.empty()) {
+        return Fetched::Nothing;
+    }
+    if (complete && !capture::x11::cover(m_dirtyRects, m_taken)) {
+        complete = reader.readIntoFrame(m_taken, area);
+        capture::x11::mergeRects(m_dirtyRects, m_taken);
+    }
+    return complete ? Fetched::Complete : Fetched::Failed;
+}
+
+/// The next damage probably covers the same rectangles, or the same lines of text.
+void X11CaptureScreen::predict(const std::vector<Rect>& rects, const Rect& area) {
+    m_predicted = rects;
+    for (auto& rect : m_predicted) {
+        if (rect.height <= kTextHeight) {
+            rect.x = area.x;
+            rect.width = area.width;
+        }
+    }
 }
 
 /// Handles what the server has sent. False: there is nothing to read from now.

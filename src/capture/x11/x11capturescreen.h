@@ -49,7 +49,7 @@ private:
         capture::Cut cut;
         Rect output;
         int requestedWidth = 0;
-        const unsigned char* dest = nullptr;
+        unsigned char* dest = nullptr;
 
         bool operator==(const Read& other) const {
             return cut == other.cut && output == other.output &&
@@ -61,6 +61,10 @@ private:
     [[nodiscard]] unsigned char* readOrWait(const Rect& wanted, unsigned char* dest, Memory memory);
     [[nodiscard]] unsigned char* readNow(const Rect& wanted, unsigned char* dest, Memory memory);
     [[nodiscard]] bool outputReadable();
+    enum class Fetched { Nothing, Failed, Complete };
+    [[nodiscard]] Fetched fetch(const Read& read, const Rect& area, bool intoOwn);
+    [[nodiscard]] Fetched fetchPredicted(const Rect& area);
+    void predict(const std::vector<Rect>& rects, const Rect& area);
     [[nodiscard]] bool retryDue();
     [[nodiscard]] bool connect();
     void locateOutput();
@@ -87,5 +91,7 @@ private:
     capture::x11::DamageCheck m_damageCheck;
     std::vector<xcb_rectangle_t> m_damage;
     std::vector<Rect> m_dirtyRects;
+    std::vector<Rect> m_taken;      ///< What the latest damage covers.
+    std::vector<Rect> m_predicted;  ///< What the next damage will probably cover; empty: unknown.
     support::DirtyRows m_dirtyRows;
 };

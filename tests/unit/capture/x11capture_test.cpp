@@ -161,6 +161,30 @@ TEST(X11Capture, EqualsTheScreenAfterEveryMotionUnderAWindowManager) {
     }
 }
 
+TEST(X11Capture, ReportsEveryChangedRowWhileAnotherClientDraws) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    Painter painter(display.name());
+    CaptureRun run(display.name(), {20, 10, 600, 450}, CaptureRun::Memory::Capturers);
+    ASSERT_TRUE(run.capturer.InitCapture(nullptr));
+    std::atomic<bool> drawing{true};
+    std::thread other([&] {
+        std::mt19937 random{7};
+        const auto pick = [&random](unsigned below) { return static_cast<int>(random() % below); };
+        for (int i = 0; i < 3000; ++i) {
+            const int width = pick(4) == 0 ? 640 : 1 + pick(200);
+            painter.fill(painter.root(), {pick(600), pick(400), width, 1 + pick(80)},
+                         static_cast<std::uint32_t>(random()) & 0xFFFFFF);
+        }
+        drawing = false;
+    });
+    while (drawing) {
+        run.read();
+    }
+    other.join();
+    EXPECT_TRUE(run.shows(painter, run.area));
+    EXPECT_GT(run.partialReads, 50);
+}
+
 TEST(X11Capture, FindsDirectRenderingThatCausesNoDamage) {
     const auto display = VirtualDisplay::xvfb("640x480x24");
     Painter painter(display.name());

@@ -57,12 +57,13 @@ TEST(NdiSource, TriesSeventeenNamesAndReportsLibrariesThatFail) {
     }
 }
 
-TEST(Media, ComeUpWithoutHardwareAndLeaveSignalsAlone) {
+TEST(Media, NeedNoHardwareAndLeaveSignalsAlone) {
     const auto real = NdiSourceCalls::real();
-    // What a machine without sound looks like to SDL: no driver that works.
-    SDL_SetHintWithPriority(SDL_HINT_AUDIODRIVER, "none such", SDL_HINT_DEFAULT);
+    SDL_SetHintWithPriority(SDL_HINT_VIDEODRIVER, "none such", SDL_HINT_DEFAULT);
     EXPECT_EQ(real.initializeMedia(), std::nullopt);
     EXPECT_EQ(SDL_WasInit(49), 49U);
+    EXPECT_STREQ(SDL_GetCurrentAudioDriver(), "dummy") << "the others poll the sound devices";
+    EXPECT_STREQ(SDL_GetCurrentVideoDriver(), "dummy");
     SDL_Quit();
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL) << "SIGTERM would no longer end the program";
 
