@@ -1,35 +1,12 @@
 #include "mdns/announcement.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <utility>
 
+#include "mdns/names.h"
 #include "mdns/publishing.h"
-#include "support/utf8.h"
 
 namespace mdns {
-namespace {
-
-/// Bytes in a DNS label (RFC 1035).
-constexpr std::size_t kMaxInstanceName = 63;
-
-/// Why `instance` can't be the name of a service; "" when it can.
-std::string instanceNameError(const std::string& instance) {
-    if (instance.empty()) {
-        return "the name of the service is empty";
-    }
-    if (instance.size() > kMaxInstanceName) {
-        return fmt::format("the name \"{}\" has {} bytes; a service name may have {}", instance,
-                           instance.size(), kMaxInstanceName);
-    }
-    if (support::cleanUtf8(instance) != instance) {
-        return "the name of the service is not UTF-8 or has control characters";
-    }
-    return {};
-}
-
-}  // namespace
 
 AnnounceOutcome announceService(const std::string& instance, std::uint16_t port,
                                 const AnnounceOptions& options) {
@@ -45,12 +22,14 @@ AnnounceOutcome announceService(const std::string& instance, std::uint16_t port,
     switch (status.state) {
         case AnnounceState::Established:
             outcome.result = AnnounceResult::Established;
+            publishing->allowRenaming();
             outcome.announcement = std::move(publishing);
             break;
         case AnnounceState::NameTaken:
             outcome.result = AnnounceResult::NameTaken;
             break;
         case AnnounceState::Trying:
+            publishing->allowRenaming();
             outcome.announcement = std::move(publishing);
             break;
     }

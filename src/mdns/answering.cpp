@@ -7,21 +7,24 @@
 namespace mdns {
 namespace {
 
-constexpr std::chrono::seconds kMulticastInterval{1};
+constexpr std::chrono::milliseconds kMulticastInterval{1000};
+constexpr std::chrono::milliseconds kDefenceInterval{250};
 constexpr std::size_t kMaxQueued = 64;
 
 }  // namespace
 
 void AnswerQueue::add(const asio::ip::udp::endpoint& from, unsigned records, Time due,
-                      bool moreKnownAnswers) {
+                      Reason reason) {
+    const bool probe = reason == Reason::Probe;
     // With a full queue the first answer also takes the records of new queriers.
     const auto same = std::find_if(m_queue.begin(), m_queue.end(), [&](const Answer& answer) {
-        return answer.from == from || m_queue.size() >= kMaxQueued;
+        return (answer.from == from && answer.probe == probe) || m_queue.size() >= kMaxQueued;
     });
     if (same == m_queue.end()) {
-        m_queue.push_back({due, from, records});
+        m_queue.push_back({due, from, records, probe});
     } else {
-        same->due = moreKnownAnswers ? std::max(same->due, due) : std::min(same->due, due);
+        same->due =
+            reason == Reason::TruncatedQuery ? std::max(same->due, due) : std::min(same->due, due);
         same->records |= records;
     }
 }
@@ -37,7 +40,8 @@ unsigned AnswerQueue::takeDue(Time now) {
             if ((answer.records & bit) == 0) {
                 continue;
             }
-            const Time allowed = m_lastMulticast[bit] + kMulticastInterval;
+            const Time allowed =
+                m_lastMulticast[bit] + (answer.probe ? kDefenceInterval : kMulticastInterval);
             if (allowed <= now) {
                 ready |= bit;
                 answer.records &= ~bit;

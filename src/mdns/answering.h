@@ -13,10 +13,14 @@ namespace mdns {
 /// Sets of records are bits of RecordBit.
 class AnswerQueue {
 public:
-    /// Queues `records` for the querier `from`, to be multicast at `due`. `moreKnownAnswers`: the
-    /// querier sends more of its known answers in further messages, which are waited for.
-    void add(const asio::ip::udp::endpoint& from, unsigned records, Time due,
-             bool moreKnownAnswers);
+    enum class Reason {
+        Query,
+        TruncatedQuery,  ///< More known answers follow in further messages.
+        Probe,           ///< The answer defends our name.
+    };
+
+    /// Queues `records` for the querier `from`, to be multicast at `due`.
+    void add(const asio::ip::udp::endpoint& from, unsigned records, Time due, Reason reason);
 
     /// Replaces the records queued for `from` by those that `stillUnknown` leaves of them.
     template <typename StillUnknown>
@@ -30,8 +34,8 @@ public:
 
     void clear() { m_queue.clear(); }
 
-    /// The records to multicast at `now`. One that was multicast less than a second ago stays
-    /// queued until that second is over.
+    /// The records to multicast at `now`. One that was multicast less than a second ago, or less
+    /// than 250 ms before the defence against a probe, stays queued until that time is over.
     [[nodiscard]] unsigned takeDue(Time now);
 
     /// When takeDue() has records next; Time::max() when nothing is queued.
@@ -48,6 +52,7 @@ private:
         Time due;
         asio::ip::udp::endpoint from;
         unsigned records = 0;
+        bool probe = false;
     };
 
     std::vector<Answer> m_queue;

@@ -37,6 +37,7 @@ enum Type : std::uint16_t {
     kTypeTxt = 16,
     kTypeAaaa = 28,
     kTypeSrv = 33,
+    kTypeNsec = 47,
     kTypeAny = 255,
 };
 

@@ -1,16 +1,13 @@
 #include "mdns/embeddedpublisher.h"
 
-#include <algorithm>
-#include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
-#include <optional>
+#include <chrono>
 #include <random>
 #include <utility>
 
 #include "mdns/hostlabel.h"
 #include "mdns/multicastsockets.h"
-#include "mdns/responder.h"
 #include "support/hostname.h"
 #include "support/log.h"
 
@@ -19,166 +16,133 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kInterfaceInterval{2};
+class RealNetwork : public Network {
+public:
+    RealNetwork(asio::io_context& context, MulticastSockets::Handler handler)
+        : m_sockets(context, std::move(handler)) {}
+
+    [[nodiscard]] std::vector<NetInterface> interfaces() override { return multicastInterfaces(); }
+
+    std::vector<Link> open(const std::vector<NetInterface>& interfaces) override {
+        return m_sockets.setInterfaces(interfaces);
+    }
+
+    bool send(const Responder::Outgoing& datagram) override {
+        return datagram.to ? m_sockets.sendTo(datagram.link, *datagram.to, datagram.bytes)
+                           : m_sockets.sendToGroup(datagram.link, datagram.bytes);
+    }
+
+    [[nodiscard]] std::string lastError() const override { return m_sockets.lastError(); }
+
+private:
+    MulticastSockets m_sockets;
+};
 
 /// Everything that the publisher's thread alone uses.
 class Engine {
 public:
-    Engine(asio::io_context& context, ServiceInfo service, EmbeddedPublisher::OnStatus onStatus)
-        : m_instance(service.instance),
-          m_onStatus(std::move(onStatus)),
-          m_responder(std::move(service), std::random_device{}()),
-          m_sockets(context,
+    Engine(asio::io_context& context, ServiceInfo service, InstanceNames& names,
+           EmbeddedService::OnStatus onStatus)
+        : m_network(context,
                     [this](const Link& link, const asio::ip::udp::endpoint& from,
                            const std::uint8_t* bytes, std::size_t size) {
-                        m_responder.receive(link, from, bytes, size, Clock::now());
-                        proceed();
+                        m_service.receive(link, from, bytes, size, Clock::now());
+                        setTimer();
                     }),
+          m_service(std::move(service), names, m_network, std::move(onStatus),
+                    std::random_device{}()),
           m_dueTimer(context),
           m_interfaceTimer(context) {
         updateInterfaces();
     }
 
-    void sayGoodbye() {
-        m_responder.sayGoodbye();
-        sendOutgoing();
-    }
+    void sayGoodbye() { m_service.sayGoodbye(); }
 
 private:
     void updateInterfaces() {
-        m_interfaceTimer.expires_after(kInterfaceInterval);
+        m_service.updateInterfaces(Clock::now(), std::chrono::system_clock::now());
+        setTimer();
+        m_interfaceTimer.expires_after(EmbeddedService::kInterfaceInterval);
         m_interfaceTimer.async_wait([this](asio::error_code error) {
             if (!error) {
                 updateInterfaces();
             }
         });
-        const auto interfaces = multicastInterfaces();
-        const auto links = m_sockets.setInterfaces(interfaces);
-        if (interfaces != m_interfaces || links != m_links) {
-            m_interfaces = interfaces;
-            m_links = links;
-            logLinks();
-            m_responder.setLinks(m_interfaces, m_links, Clock::now());
-        }
-        proceed();
     }
 
-    /// Does what is due, sends it, and sets the timer for what is due next.
-    void proceed() {
-        m_responder.advance(Clock::now());
-        sendOutgoing();
-        reportState();
-        const auto due = m_responder.nextDue();
-        if (due == Clock::time_point::max()) {
+    void setTimer() {
+        const auto due = m_service.nextDue();
+        if (due == Time::max()) {
             m_dueTimer.cancel();
             return;
         }
         m_dueTimer.expires_at(due);
         m_dueTimer.async_wait([this](asio::error_code error) {
             if (!error) {
-                proceed();
+                m_service.advance(Clock::now());
+                setTimer();
             }
         });
     }
 
-    void sendOutgoing() {
-        for (const auto& each : m_responder.takeOutgoing()) {
-            if (each.to) {
-                m_sockets.sendTo(each.link, *each.to, each.bytes);
-            } else if (!m_sockets.sendToGroup(each.link, each.bytes)) {
-                m_links.erase(std::remove(m_links.begin(), m_links.end(), each.link),
-                              m_links.end());
-                // Left out until the next update of the interfaces, which probes on it again.
-                m_responder.setLinks(m_interfaces, m_links, Clock::now());
-            }
-        }
-    }
-
-    void reportState() {
-        const auto state = m_responder.state();
-        if (m_reported == state) {
-            return;
-        }
-        m_reported = state;
-        switch (state) {
-            case Responder::State::Established:
-                HV_INFO("\"{}\" is announced by the embedded multicast DNS responder as {}.local",
-                        m_instance, m_responder.hostName());
-                report(AnnounceState::Established, {});
-                break;
-            case Responder::State::NameTaken:
-                report(AnnounceState::NameTaken,
-                       fmt::format("another host publishes \"{}\"", m_instance));
-                break;
-            case Responder::State::Probing:
-                report(AnnounceState::Trying, fmt::format("still probing for \"{}\"", m_instance));
-                break;
-            case Responder::State::NoLink:
-                report(AnnounceState::Trying,
-                       m_sockets.lastError().empty()
-                           ? "no network interface is up and supports multicast"
-                           : m_sockets.lastError());
-                break;
-        }
-    }
-
-    void report(AnnounceState state, const std::string& reason) {
-        m_onStatus({state, m_instance, reason});
-    }
-
-    void logLinks() {
-        std::string text;
-        for (const auto& link : m_links) {
-            const auto on =
-                std::find_if(m_interfaces.begin(), m_interfaces.end(),
-                             [&](const auto& each) { return each.index == link.interfaceIndex; });
-            text += (text.empty() ? "" : ", ") + on->name + (link.v6 ? " (IPv6)" : " (IPv4)");
-        }
-        if (text != m_loggedLinks) {
-            m_loggedLinks = text;
-            HV_INFO("multicast DNS for \"{}\" on {}", m_instance,
-                    text.empty() ? "no network interface" : text);
-        }
-    }
-
-    const std::string m_instance;
-    const EmbeddedPublisher::OnStatus m_onStatus;
-    Responder m_responder;
-    MulticastSockets m_sockets;
+    RealNetwork m_network;
+    EmbeddedService m_service;
     asio::steady_timer m_dueTimer;
     asio::steady_timer m_interfaceTimer;
-    std::vector<NetInterface> m_interfaces;
-    std::vector<Link> m_links;  ///< Without those where sending failed.
-    std::string m_loggedLinks;
-    std::optional<Responder::State> m_reported;
 };
 
 }  // namespace
 
-EmbeddedPublisher::EmbeddedPublisher(const std::string& instance, const std::string& type,
-                                     std::uint16_t port, OnStatus onStatus)
-    : m_onStatus(std::move(onStatus)),
-      m_context(std::make_unique<asio::io_context>(1)),
-      m_thread([this, instance, type, port] { run(instance, type, port); }) {}
+EmbeddedPublisher::EmbeddedPublisher(InstanceNames& names, const std::string& type,
+                                     std::uint16_t port, EmbeddedService::OnStatus onStatus)
+    : m_names(names),
+      m_onStatus(std::move(onStatus)),
+      m_thread([this, type, port] { run(type, port); }) {}
 
 EmbeddedPublisher::~EmbeddedPublisher() {
-    m_context->stop();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stop = true;
+        if (m_context) {
+            m_context->stop();
+        }
+    }
+    m_wake.notify_all();
     m_thread.join();
 }
 
-void EmbeddedPublisher::run(const std::string& instance, const std::string& type,
-                            std::uint16_t port) {
-    Engine engine(*m_context, {instance, type, port, hostLabel(support::hostName())}, m_onStatus);
-    while (!m_context->stopped()) {
+void EmbeddedPublisher::run(const std::string& type, std::uint16_t port) {
+    while (const auto context = makeContext()) {
         try {
-            m_context->run();
+            Engine engine(*context, {{}, type, port, hostLabel(support::hostName())}, m_names,
+                          m_onStatus);
+            context->run();
+            if (m_goodbye) {
+                engine.sayGoodbye();
+            }
         } catch (const std::exception& error) {
-            HV_ERROR("multicast DNS for \"{}\" failed: {}; continuing", instance, error.what());
+            waitAfter(error);
         }
     }
-    if (m_goodbye) {
-        engine.sayGoodbye();
+}
+
+/// Null when the publisher is being destroyed.
+std::shared_ptr<asio::io_context> EmbeddedPublisher::makeContext() {
+    const std::lock_guard lock(m_mutex);
+    m_context = m_stop ? nullptr : std::make_shared<asio::io_context>(1);
+    return m_context;
+}
+
+/// Everything is made anew afterwards: what threw may have left it half done.
+void EmbeddedPublisher::waitAfter(const std::exception& error) {
+    constexpr std::chrono::seconds kRestartDelay{1};
+    unsigned suppressed = 0;
+    if (m_errorLog.allows(suppressed)) {
+        HV_ERROR("the embedded multicast DNS responder failed: {}; starting it again{}",
+                 error.what(), support::suppressedLines(suppressed));
     }
+    std::unique_lock lock(m_mutex);
+    m_wake.wait_for(lock, kRestartDelay, [this] { return m_stop; });
 }
 
 }  // namespace mdns

@@ -1,14 +1,16 @@
 #pragma once
-// Publishes a service without a daemon: the Responder, its sockets and a thread.
+// Publishes a service without a daemon: an EmbeddedService with sockets, timers and a thread.
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
-#include <functional>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
-#include "mdns/announcement.h"
+#include "mdns/embeddedservice.h"
 
 namespace asio {
 class io_context;
@@ -17,14 +19,14 @@ class io_context;
 namespace mdns {
 
 /// Lists the network interfaces every two seconds (well below a millisecond of work each time) and
-/// announces the service on new and changed ones.
+/// announces the service on new and changed ones. After an exception everything but the name starts
+/// anew.
 class EmbeddedPublisher {
 public:
-    /// Called on the publisher's own thread at every change.
-    using OnStatus = std::function<void(const AnnouncementStatus& status)>;
-
-    EmbeddedPublisher(const std::string& instance, const std::string& type, std::uint16_t port,
-                      OnStatus onStatus);
+    /// `names` must outlive this object, which alone uses it meanwhile. `onStatus` is called on the
+    /// publisher's own thread at every change.
+    EmbeddedPublisher(InstanceNames& names, const std::string& type, std::uint16_t port,
+                      EmbeddedService::OnStatus onStatus);
 
     /// Says goodbye, unless leaveQuietly() was called before.
     ~EmbeddedPublisher();
@@ -35,11 +37,18 @@ public:
     void leaveQuietly() { m_goodbye = false; }
 
 private:
-    void run(const std::string& instance, const std::string& type, std::uint16_t port);
+    void run(const std::string& type, std::uint16_t port);
+    [[nodiscard]] std::shared_ptr<asio::io_context> makeContext();
+    void waitAfter(const std::exception& error);
 
-    OnStatus m_onStatus;
+    InstanceNames& m_names;
+    const EmbeddedService::OnStatus m_onStatus;
     std::atomic<bool> m_goodbye{true};
-    std::unique_ptr<asio::io_context> m_context;
+    support::LogLimit m_errorLog;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_stop = false;
+    std::shared_ptr<asio::io_context> m_context;  ///< The one of the running thread.
     std::thread m_thread;
 };
 

@@ -13,6 +13,7 @@ namespace mdns {
 namespace {
 
 using asio::ip::udp;
+using Clock = std::chrono::steady_clock;
 
 constexpr int kHops = 255;  // RFC 6762, 11.
 
@@ -69,6 +70,7 @@ struct MulticastSockets::Socket {
     const Link link;
     const NetInterface on;
     udp::endpoint from;
+    unsigned errors = 0;                      ///< Of receiving, in a row.
     std::array<std::uint8_t, 9000> buffer{};  ///< RFC 6762, 17: the longest message.
 };
 
@@ -110,8 +112,7 @@ std::vector<Link> MulticastSockets::setInterfaces(const std::vector<NetInterface
         try {
             openSocket(socket->socket, link, on);
         } catch (const asio::system_error& error) {
-            fail(link, fmt::format("joining multicast DNS on {} ({}) failed: {}", on.name,
-                                   link.v6 ? "IPv6" : "IPv4", error.what()));
+            fail(link, on.name, fmt::format("joining the group failed: {}", error.what()));
             continue;
         }
         receiveOn(socket);
@@ -122,6 +123,7 @@ std::vector<Link> MulticastSockets::setInterfaces(const std::vector<NetInterface
         asio::error_code ignored;
         socket->socket.close(ignored);
     }
+    logRecovered(interfaces);
     std::vector<Link> links;
     for (const auto& [link, socket] : m_sockets) {
         links.push_back(link);
@@ -130,21 +132,33 @@ std::vector<Link> MulticastSockets::setInterfaces(const std::vector<NetInterface
 }
 
 bool MulticastSockets::sendToGroup(const Link& link, const dns::Bytes& bytes) {
-    return sendTo(link, groupOf(link), bytes);
+    const auto to = groupOf(link);
+    const auto error = send(link, to, bytes);
+    if (error) {
+        const auto found = m_sockets.find(link);
+        fail(link, found != m_sockets.end() ? found->second->on.name : "a closed socket",
+             fmt::format("sending to {} failed: {}", to.address().to_string(), error.message()));
+    }
+    return !error;
 }
 
 bool MulticastSockets::sendTo(const Link& link, const udp::endpoint& to, const dns::Bytes& bytes) {
-    const auto found = m_sockets.find(link);
-    if (found == m_sockets.end()) {
-        return false;
-    }
-    asio::error_code error;
-    found->second->socket.send_to(asio::buffer(bytes), to, 0, error);
-    if (error) {
-        fail(link, fmt::format("sending {} bytes to {} on {} failed: {}", bytes.size(),
-                               to.address().to_string(), found->second->on.name, error.message()));
+    const auto error = send(link, to, bytes);
+    unsigned suppressed = 0;
+    if (error && m_unicastLog.allows(suppressed)) {
+        HV_WARN("an mDNS answer to {} was not sent: {}{}", to.address().to_string(),
+                error.message(), support::suppressedLines(suppressed));
     }
     return !error;
+}
+
+asio::error_code MulticastSockets::send(const Link& link, const udp::endpoint& to,
+                                        const dns::Bytes& bytes) {
+    asio::error_code error = asio::error::not_connected;
+    if (const auto found = m_sockets.find(link); found != m_sockets.end()) {
+        found->second->socket.send_to(asio::buffer(bytes), to, 0, error);
+    }
+    return error;
 }
 
 void MulticastSockets::receiveOn(const std::shared_ptr<Socket>& socket) {
@@ -156,19 +170,51 @@ void MulticastSockets::receiveOn(const std::shared_ptr<Socket>& socket) {
             if (error == asio::error::operation_aborted || !self->socket.is_open()) {
                 return;
             }
-            if (!error) {
-                m_handler(self->link, self->from, self->buffer.data(), size);
+            if (error) {
+                receiveFailed(self, error);
+                return;
             }
+            self->errors = 0;
+            m_handler(self->link, self->from, self->buffer.data(), size);
             receiveOn(self);
         });
 }
 
-void MulticastSockets::fail(const Link& link, const std::string& what) {
-    m_lastError = what;
-    auto& logged = m_failures[link];
-    if (logged != what) {
-        logged = what;
-        HV_WARN("{}", what);
+/// A single error may belong to a datagram sent before, and receiving goes on. After several in a
+/// row the socket is closed; the next setInterfaces() opens another one.
+void MulticastSockets::receiveFailed(const std::shared_ptr<Socket>& socket,
+                                     const asio::error_code& error) {
+    constexpr unsigned kMaxErrors = 10;
+    if (++socket->errors < kMaxErrors) {
+        receiveOn(socket);
+        return;
+    }
+    fail(socket->link, socket->on.name, fmt::format("receiving failed: {}", error.message()));
+    asio::error_code ignored;
+    socket->socket.close(ignored);
+    m_sockets.erase(socket->link);
+}
+
+void MulticastSockets::fail(const Link& link, const std::string& on, const std::string& what) {
+    m_lastError = fmt::format("multicast DNS on {} ({}): {}", on, link.v6 ? "IPv6" : "IPv4", what);
+    if (m_failing.insert_or_assign(link, Clock::now()).second) {
+        HV_WARN("{}; left out and tried again", m_lastError);
+    }
+}
+
+void MulticastSockets::logRecovered(const std::vector<NetInterface>& interfaces) {
+    constexpr std::chrono::minutes kRecovered{1};
+    const auto links = linksOf(interfaces);
+    for (auto each = m_failing.begin(); each != m_failing.end();) {
+        const auto& link = each->first;
+        const auto open = m_sockets.find(link);
+        const bool gone = std::find(links.begin(), links.end(), link) == links.end();
+        const bool works = open != m_sockets.end() && Clock::now() - each->second > kRecovered;
+        if (works) {
+            HV_INFO("multicast DNS on {} ({}) works again", open->second->on.name,
+                    link.v6 ? "IPv6" : "IPv4");
+        }
+        each = gone || works ? m_failing.erase(each) : std::next(each);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <asio/io_context.hpp>
 #include <asio/ip/udp.hpp>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -13,6 +14,7 @@
 
 #include "mdns/dns.h"
 #include "mdns/netinterfaces.h"
+#include "support/loglimit.h"
 
 namespace mdns {
 
@@ -49,13 +51,14 @@ public:
     MulticastSockets& operator=(const MulticastSockets&) = delete;
 
     /// Opens sockets on new links, closes those of links that are gone, retries what failed before.
-    /// A failure is logged once. Returns the links that are open.
+    /// Returns the links that are open. A link that fails to open, to send to its group or to
+    /// receive is logged once, and once more when it has worked for a minute.
     std::vector<Link> setInterfaces(const std::vector<NetInterface>& interfaces);
 
-    /// Sends to the multicast group of the link. False when that failed, which is logged once per
-    /// link.
+    /// Sends to the multicast group of the link. False when that failed.
     bool sendToGroup(const Link& link, const dns::Bytes& bytes);
 
+    /// Sends to one host. A failure says nothing about the link, and is logged at a limited rate.
     bool sendTo(const Link& link, const asio::ip::udp::endpoint& to, const dns::Bytes& bytes);
 
     /// The last error of opening or sending; "" when there was none.
@@ -65,12 +68,17 @@ private:
     struct Socket;
 
     void receiveOn(const std::shared_ptr<Socket>& socket);
-    void fail(const Link& link, const std::string& what);
+    [[nodiscard]] asio::error_code send(const Link& link, const asio::ip::udp::endpoint& to,
+                                        const dns::Bytes& bytes);
+    void receiveFailed(const std::shared_ptr<Socket>& socket, const asio::error_code& error);
+    void fail(const Link& link, const std::string& on, const std::string& what);
+    void logRecovered(const std::vector<NetInterface>& interfaces);
 
     asio::io_context& m_context;
     Handler m_handler;
     std::map<Link, std::shared_ptr<Socket>> m_sockets;
-    std::map<Link, std::string> m_failures;  ///< The last one logged for each link.
+    std::map<Link, std::chrono::steady_clock::time_point> m_failing;  ///< Logged; last failure.
+    support::LogLimit m_unicastLog;
     std::string m_lastError;
 };
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "mdns/announcement.h"
+#include "mdns/names.h"
 #include "mdns/statusboard.h"
 
 namespace mdns {
@@ -20,11 +21,15 @@ public:
         return m_status.waitSettled(limit);
     }
 
+    /// From now on a lost name is replaced.
+    void allowRenaming() { m_names.allowRenaming(); }
+
 protected:
     Publishing(const std::string& instance, const AnnounceOptions& options)
-        : m_status(instance, options.onChange) {}
+        : m_status(instance, options.onChange), m_names(instance, options.numberedName) {}
 
     StatusBoard m_status;
+    InstanceNames m_names;
 };
 
 /// Starts publishing and returns at once. Implemented in avahi/ (the daemon when one runs, else

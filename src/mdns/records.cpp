@@ -1,6 +1,7 @@
 #include "mdns/records.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "mdns/hostlabel.h"
@@ -64,10 +65,15 @@ ServiceRecords::ServiceRecords(ServiceInfo service)
       m_hostLabels{m_service.host},
       m_hostName{m_service.host, "local"} {}
 
+void ServiceRecords::rename(const std::string& instance) {
+    m_service.instance = instance;
+    m_instanceName.front() = instance;
+}
+
 void ServiceRecords::renameHost() {
-    m_hostLabels.insert(
-        m_hostLabels.begin(),
-        numberedHostLabel(m_service.host, static_cast<unsigned>(m_hostLabels.size()) + 1));
+    constexpr std::size_t kRemembered = 8;
+    m_hostLabels.insert(m_hostLabels.begin(), numberedHostLabel(m_service.host, ++m_hostNumber));
+    m_hostLabels.resize(std::min(m_hostLabels.size(), kRemembered));
     m_hostName.front() = m_hostLabels.front();
 }
 
@@ -94,16 +100,26 @@ std::vector<dns::Record> ServiceRecords::get(const NetInterface& on, unsigned wh
             }
         }
     }
+    if ((which & kInstanceNsec) != 0) {
+        found.push_back(nsec(m_instanceName, {srvTo(hostLabel()), txt()}));
+    }
+    if ((which & kHostNsec) != 0) {
+        found.push_back(nsec(m_hostName, get(on, kHostRecords)));
+    }
     return found;
 }
 
-unsigned ServiceRecords::additionalsFor(unsigned which) {
+unsigned ServiceRecords::additionalsFor(const NetInterface& on, unsigned which) const {
     unsigned additionals = 0;
     if ((which & kInstancePtr) != 0) {
-        additionals |= kSrv | kTxt | kHostRecords;
+        additionals |= kSrv | kTxt;
     }
-    if ((which & kSrv) != 0) {
+    if (((which | additionals) & (kSrv | kHostRecords)) != 0) {
         additionals |= kHostRecords;
+        // A querier that learns of a missing address family does not wait for its records.
+        if (get(on, kHostA).empty() || get(on, kHostAaaa).empty()) {
+            additionals |= kHostNsec;
+        }
     }
     return additionals & ~which;
 }
@@ -113,7 +129,7 @@ unsigned ServiceRecords::matching(const NetInterface& on, const dns::Question& q
         return 0;
     }
     unsigned found = 0;
-    for (unsigned bit = 1; bit <= kAllRecords; bit <<= 1U) {
+    for (unsigned bit = 1; bit <= kPositiveRecords; bit <<= 1U) {
         for (const auto& record : get(on, bit)) {
             if ((question.type == record.type || question.type == dns::kTypeAny) &&
                 dns::sameName(question.name, record.name)) {
@@ -121,7 +137,10 @@ unsigned ServiceRecords::matching(const NetInterface& on, const dns::Question& q
             }
         }
     }
-    return found;
+    if (found == 0 && dns::sameName(question.name, m_instanceName)) {
+        return kInstanceNsec;
+    }
+    return found == 0 && dns::sameName(question.name, m_hostName) ? kHostNsec : found;
 }
 
 unsigned ServiceRecords::withoutKnown(const NetInterface& on, const dns::Message& query,
@@ -168,9 +187,26 @@ dns::Record ServiceRecords::txt() const {
     return makeRecord(m_instanceName, dns::kTypeTxt, dns::Bytes{0});  // One empty string.
 }
 
+dns::Record ServiceRecords::nsec(const dns::Name& name,
+                                 const std::vector<dns::Record>& existing) const {
+    // RFC 6762, 6.1: the name itself, and a bit for each type that exists, in one block.
+    std::array<std::uint8_t, dns::kTypeSrv / 8 + 1> bits{};
+    std::uint8_t used = 0;
+    for (const auto& record : existing) {
+        const auto at = static_cast<std::uint8_t>(record.type / 8U);
+        bits.at(at) = static_cast<std::uint8_t>(bits.at(at) | 0x80U >> record.type % 8U);
+        used = std::max<std::uint8_t>(used, static_cast<std::uint8_t>(at + 1));
+    }
+    dns::Bytes data = dns::dataBytes(makeRecord(name, dns::kTypePtr, name));
+    data.insert(data.end(), {0, used});
+    data.insert(data.end(), bits.begin(), bits.begin() + used);
+    return makeRecord(name, dns::kTypeNsec, std::move(data));
+}
+
 bool isOnLink(const NetInterface& on, const asio::ip::address& address) {
     if (address.is_v6() && address.to_v6().is_link_local()) {
-        return true;
+        const auto scope = address.to_v6().scope_id();
+        return scope == 0 || scope == on.index;
     }
     return std::any_of(on.addresses.begin(), on.addresses.end(), [&](const auto& own) {
         if (own.address.is_v6() != address.is_v6()) {

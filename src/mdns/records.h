@@ -26,9 +26,14 @@ enum RecordBit : unsigned {
     kTxt = 8,
     kHostA = 16,
     kHostAaaa = 32,
+    kInstanceNsec = 64,  ///< The instance has SRV and TXT records and no others (RFC 6762, 6.1).
+    kHostNsec = 128,     ///< The same for the host name and its addresses.
 };
 inline constexpr unsigned kHostRecords = kHostA | kHostAaaa;
-inline constexpr unsigned kAllRecords = 63;
+inline constexpr unsigned kNegativeRecords = kInstanceNsec | kHostNsec;
+/// The records that are announced.
+inline constexpr unsigned kPositiveRecords = 63;
+inline constexpr unsigned kAllRecords = kPositiveRecords | kNegativeRecords;
 /// A shared record may have several owners on a link; every other one is unique (RFC 6762, 2).
 inline constexpr unsigned kSharedRecords = kServiceTypePtr | kInstancePtr;
 
@@ -41,6 +46,8 @@ public:
     [[nodiscard]] const dns::Name& hostName() const { return m_hostName; }
     [[nodiscard]] const std::string& hostLabel() const { return m_hostLabels.front(); }
 
+    void rename(const std::string& instance);
+
     /// Takes the next host name: "-2", "-3" and so on behind the one given.
     void renameHost();
 
@@ -48,9 +55,10 @@ public:
     [[nodiscard]] std::vector<dns::Record> get(const NetInterface& on, unsigned which) const;
 
     /// The records that belong into the additional section of an answer with `which`.
-    [[nodiscard]] static unsigned additionalsFor(unsigned which);
+    [[nodiscard]] unsigned additionalsFor(const NetInterface& on, unsigned which) const;
 
-    /// The records that the question asks for.
+    /// The records that the question asks for; an NSEC record when it asks for a type that one of
+    /// our unique names does not have.
     [[nodiscard]] unsigned matching(const NetInterface& on, const dns::Question& question) const;
 
     /// `which` without those that the querier has in its cache by its known answers, with at least
@@ -65,16 +73,20 @@ public:
 private:
     [[nodiscard]] dns::Record srvTo(const std::string& hostLabel) const;
     [[nodiscard]] dns::Record txt() const;
+    [[nodiscard]] dns::Record nsec(const dns::Name& name,
+                                   const std::vector<dns::Record>& existing) const;
 
-    const ServiceInfo m_service;
+    ServiceInfo m_service;
     const dns::Name m_typeName;
     const dns::Name m_typeListName;
-    const dns::Name m_instanceName;
-    std::vector<std::string> m_hostLabels;  ///< All that were used, newest first.
+    dns::Name m_instanceName;
+    std::vector<std::string> m_hostLabels;  ///< Those used last, newest first.
+    unsigned m_hostNumber = 1;
     dns::Name m_hostName;
 };
 
-/// True when `address` is in one of the interface's own networks, or link-local.
+/// True when `address` is in one of the interface's own networks, or is a link-local address of the
+/// interface's link.
 [[nodiscard]] bool isOnLink(const NetInterface& on, const asio::ip::address& address);
 
 /// The address without the scope of a link-local one.

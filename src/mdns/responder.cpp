@@ -14,6 +14,8 @@ using std::chrono::seconds;
 
 constexpr seconds kTieLostDelay{1};
 constexpr seconds kTakenDelay{10};
+// RFC 6762, 8.1: after fifteen conflicts within ten seconds the next probe waits five seconds.
+constexpr std::size_t kManyConflicts = 15;
 constexpr std::uint32_t kLegacyTtl = 10;  // A plain DNS client gets no updates.
 
 std::optional<asio::ip::address> addressIn(const dns::Record& record) {
@@ -43,7 +45,7 @@ void Responder::setLinks(const std::vector<NetInterface>& interfaces,
                          const std::vector<Link>& links, Time now) {
     m_interfaces = interfaces;
     // One start for all links, so that the name is known to be free on all at the same time.
-    const Time start = (m_nameTaken ? now + kTakenDelay : now) + randomDelay(0, 250);
+    const Time start = now + randomDelay(0, 250);
     std::map<Link, LinkState> states;
     for (const auto& link : links) {
         const auto on = std::find_if(interfaces.begin(), interfaces.end(), [&](const auto& each) {
@@ -54,7 +56,7 @@ void Responder::setLinks(const std::vector<NetInterface>& interfaces,
         }
         const auto known = m_links.find(link);
         if (known == m_links.end()) {
-            states.emplace(link, LinkState{*on, LinkStartup(start), {}});
+            states.emplace(link, LinkState{*on, LinkStartup(start), {}, false});
             continue;
         }
         auto& state = states.emplace(link, std::move(known->second)).first->second;
@@ -64,6 +66,7 @@ void Responder::setLinks(const std::vector<NetInterface>& interfaces,
         state.on = *on;
     }
     m_links.swap(states);
+    updateEstablished();
 }
 
 void Responder::advance(Time now) {
@@ -77,13 +80,14 @@ void Responder::advance(Time now) {
                 sendProbe(entry);
                 break;
             case LinkStartup::Action::Announce:
-                m_nameTaken = false;
-                multicast(entry, kAllRecords, now);
+                state.nameTaken = false;
+                multicast(entry, kPositiveRecords, now);
                 break;
             case LinkStartup::Action::None:
                 break;
         }
     }
+    updateEstablished();
 }
 
 Responder::Time Responder::nextDue() const {
@@ -95,24 +99,48 @@ Responder::Time Responder::nextDue() const {
 }
 
 Responder::State Responder::state() const {
-    if (m_nameTaken) {
-        return State::NameTaken;
-    }
     if (m_links.empty()) {
         return State::NoLink;
     }
-    const bool probing = std::any_of(m_links.begin(), m_links.end(), [](const auto& entry) {
-        return entry.second.startup.probing();
-    });
-    return probing ? State::Probing : State::Established;
+    if (std::any_of(m_links.begin(), m_links.end(),
+                    [](const auto& entry) { return entry.second.nameTaken; })) {
+        return State::NameTaken;
+    }
+    return m_established ? State::Established : State::Probing;
+}
+
+void Responder::updateEstablished() {
+    const auto probing = [](const auto& entry) { return entry.second.startup.probing(); };
+    m_established = m_established
+                        ? !std::all_of(m_links.begin(), m_links.end(), probing)
+                        : !m_links.empty() && std::none_of(m_links.begin(), m_links.end(), probing);
+}
+
+void Responder::startOver(Time now) {
+    const Time first = now + randomDelay(0, 250);
+    for (auto& [link, state] : m_links) {
+        probeAgain(state, first);
+    }
+    updateEstablished();
+}
+
+void Responder::rename(const std::string& instance, Time now) {
+    withdraw();
+    m_records.rename(instance);
+    const Time first = nextAttempt(now);
+    for (auto& [link, state] : m_links) {
+        state.nameTaken = false;
+        probeAgain(state, first);
+    }
+    updateEstablished();
 }
 
 // --- receiving -------------------------------------------------------------------------------
 
 void Responder::receive(const Link& link, const udp::endpoint& from, const std::uint8_t* bytes,
                         std::size_t size, Time now) {
-    const auto entry = m_links.find(link);
-    if (entry == m_links.end()) {
+    auto* const entry = linkOf(link, from.address());
+    if (entry == nullptr) {
         return;
     }
     const auto message = dns::parse(bytes, size);
@@ -122,8 +150,22 @@ void Responder::receive(const Link& link, const udp::endpoint& from, const std::
     if (!message->response) {
         receiveQuery(*entry, from, *message, now);
     } else if (from.port() == kPort && isOnLink(entry->second.on, from.address())) {
-        receiveResponse(from, *message, now);
+        receiveResponse(entry->second, from, *message, now);
     }
+}
+
+Responder::LinkEntry* Responder::linkOf(const Link& receivedOn, const asio::ip::address& from) {
+    const auto same = m_links.find(receivedOn);
+    if (same != m_links.end() && isOnLink(same->second.on, from)) {
+        return &*same;
+    }
+    const auto other = std::find_if(m_links.begin(), m_links.end(), [&](const auto& entry) {
+        return entry.first.v6 == receivedOn.v6 && isOnLink(entry.second.on, from);
+    });
+    if (other != m_links.end()) {
+        return &*other;
+    }
+    return same != m_links.end() ? &*same : nullptr;
 }
 
 void Responder::receiveQuery(LinkEntry& entry, const udp::endpoint& from, const dns::Message& query,
@@ -172,7 +214,7 @@ void Responder::receiveQuery(LinkEntry& entry, const udp::endpoint& from, const 
         return;
     }
     if (probe) {
-        multicast(entry, byMulticast, now);
+        state.answers.add(from, byMulticast, now, AnswerQueue::Reason::Probe);
         return;
     }
     // Several hosts may answer for a shared record, so its answers are spread over time. A unique
@@ -180,7 +222,9 @@ void Responder::receiveQuery(LinkEntry& entry, const udp::endpoint& from, const 
     const milliseconds delay = query.truncated                       ? randomDelay(400, 500)
                                : (byMulticast & kSharedRecords) != 0 ? randomDelay(20, 120)
                                                                      : milliseconds(0);
-    state.answers.add(from, byMulticast, now + delay, query.truncated);
+    state.answers.add(
+        from, byMulticast, now + delay,
+        query.truncated ? AnswerQueue::Reason::TruncatedQuery : AnswerQueue::Reason::Query);
 }
 
 void Responder::breakTie(LinkState& link, const dns::Message& query, Time now) {
@@ -197,7 +241,8 @@ void Responder::breakTie(LinkState& link, const dns::Message& query, Time now) {
     }
 }
 
-void Responder::receiveResponse(const udp::endpoint& from, const dns::Message& response, Time now) {
+void Responder::receiveResponse(LinkState& link, const udp::endpoint& from,
+                                const dns::Message& response, Time now) {
     bool nameTaken = false;
     bool hostTaken = false;
     const bool fromThisHost = isOwnAddress(from.address());
@@ -215,44 +260,79 @@ void Responder::receiveResponse(const udp::endpoint& from, const dns::Message& r
         }
     }
     if (nameTaken) {
-        nameConflict(now);
+        nameConflict(link, from.address(), now);
     }
     if (hostTaken) {
-        hostConflict(now);
+        hostConflict(link, from.address(), now);
     }
+    updateEstablished();
 }
 
 // --- conflicts -------------------------------------------------------------------------------
 
-void Responder::nameConflict(Time now) {
-    const bool announced = std::any_of(m_links.begin(), m_links.end(), [](const auto& entry) {
-        return !entry.second.startup.probing();
-    });
-    if (announced) {
-        HV_WARN("name conflict: another host publishes \"{}\", too; probing again",
-                m_records.service().instance);
-        probeAgain(now + randomDelay(0, 250));
+void Responder::nameConflict(LinkState& link, const asio::ip::address& with, Time now) {
+    if (link.startup.probing() && !link.startup.probeSent()) {
+        return;  // The answers to the first probe decide.
+    }
+    noteConflict(now);
+    // A second responder on this host shares the port: its datagrams come from our own address.
+    m_nameTakenBy = isOwnAddress(with)
+                        ? std::string("another program on this host")
+                        : fmt::format("another host ({})", withoutScope(with).to_string());
+    const bool wasAnnounced = !link.startup.probing();
+    if (wasAnnounced) {
+        // RFC 6762, 9: back to probing, which decides whose name it is.
+        probeAgain(link, nextAttempt(now));
     } else {
-        m_nameTaken = true;
-        probeAgain(now + kTakenDelay);
+        link.nameTaken = true;
+        probeAgain(link, now + kTakenDelay);
+    }
+    unsigned suppressed = 0;
+    if (wasAnnounced && m_nameConflictLog.allows(suppressed)) {
+        HV_WARN("name conflict on {}: {} publishes \"{}\", too; probing again{}", link.on.name,
+                m_nameTakenBy, m_records.service().instance, support::suppressedLines(suppressed));
     }
 }
 
-void Responder::hostConflict(Time now) {
+void Responder::hostConflict(LinkState& link, const asio::ip::address& with, Time now) {
+    noteConflict(now);
     const std::string before = hostName();
     m_records.renameHost();
-    HV_WARN("host name conflict: another machine is called {}.local; using {}.local", before,
-            hostName());
-    if (!m_nameTaken) {
-        probeAgain(now + randomDelay(0, 250));
+    unsigned suppressed = 0;
+    if (m_hostConflictLog.allows(suppressed)) {
+        HV_WARN(
+            "host name conflict on {}: another machine ({}) is called {}.local; using {}.local{}",
+            link.on.name, withoutScope(with).to_string(), before, hostName(),
+            support::suppressedLines(suppressed));
+    }
+    const Time first = nextAttempt(now);
+    for (auto& [key, state] : m_links) {
+        if (&state != &link) {
+            state.startup.announceAgain(now);  // Its SRV record names another host now.
+        } else if (!state.nameTaken) {
+            probeAgain(state, first);
+        }
     }
 }
 
-void Responder::probeAgain(Time first) {
-    for (auto& [link, state] : m_links) {
-        state.startup.probeAgain(first);
-        state.answers.clear();
+void Responder::probeAgain(LinkState& link, Time first) {
+    link.startup.probeAgain(first);
+    link.answers.clear();
+}
+
+void Responder::noteConflict(Time now) {
+    m_conflicts.push_back(now);
+    if (m_conflicts.size() > kManyConflicts) {
+        m_conflicts.pop_front();
     }
+}
+
+/// When to probe after a conflict.
+Responder::Time Responder::nextAttempt(Time now) {
+    constexpr seconds kWindow{10};
+    constexpr seconds kBackOff{5};
+    const bool many = m_conflicts.size() == kManyConflicts && now - m_conflicts.front() < kWindow;
+    return many ? now + kBackOff : now + randomDelay(0, 250);
 }
 
 bool Responder::isOwnAddress(const asio::ip::address& address) const {
@@ -270,19 +350,29 @@ std::vector<Responder::Outgoing> Responder::takeOutgoing() {
 }
 
 void Responder::sayGoodbye() {
+    withdraw();
+    m_links.clear();
+}
+
+void Responder::withdraw() {
     for (const auto& [link, state] : m_links) {
         if (state.startup.probing()) {
             continue;
         }
         // The records of the type and the host stay: other services and responders here use them.
+        // The new owner of a lost name has the same PTR and TXT records, which stay for it.
+        const unsigned index = link.interfaceIndex;
+        const bool lost = std::any_of(m_links.begin(), m_links.end(), [&](const auto& other) {
+            return other.first.interfaceIndex == index && other.second.nameTaken;
+        });
         dns::Message goodbye = authoritativeAnswer();
-        goodbye.answers = m_records.get(state.on, kInstancePtr | kSrv | kTxt);
+        goodbye.answers =
+            m_records.get(state.on, lost ? unsigned{kSrv} : kInstancePtr | kSrv | kTxt);
         for (auto& record : goodbye.answers) {
             record.ttl = 0;
         }
         send(link, std::nullopt, goodbye);
     }
-    m_links.clear();
 }
 
 void Responder::sendProbe(const LinkEntry& entry) {
@@ -298,7 +388,7 @@ void Responder::sendProbe(const LinkEntry& entry) {
 }
 
 void Responder::multicast(LinkEntry& entry, unsigned records, Time now) {
-    const unsigned additionals = ServiceRecords::additionalsFor(records);
+    const unsigned additionals = m_records.additionalsFor(entry.second.on, records);
     dns::Message message = authoritativeAnswer();
     message.answers = m_records.get(entry.second.on, records);
     message.additionals = m_records.get(entry.second.on, additionals);
@@ -317,6 +407,7 @@ void Responder::answerUnicast(const LinkEntry& entry, const udp::endpoint& to, u
 
 void Responder::answerLegacy(const LinkEntry& entry, const udp::endpoint& to,
                              const dns::Message& query, unsigned records) {
+    records &= kPositiveRecords;  // A plain DNS client does not expect NSEC records here.
     if (records == 0) {
         return;
     }

@@ -11,6 +11,7 @@
 #include <asio/ip/udp.hpp>
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <random>
@@ -22,6 +23,7 @@
 #include "mdns/multicastsockets.h"
 #include "mdns/probing.h"
 #include "mdns/records.h"
+#include "support/loglimit.h"
 
 namespace mdns {
 
@@ -32,9 +34,10 @@ public:
 
     enum class State {
         NoLink,       ///< There is no link to send on.
-        Probing,      ///< Probing for the name on at least one link.
-        Established,  ///< The name is ours and was announced on every link.
-        NameTaken,    ///< Another responder has the name. Probed for again after ten seconds.
+        Probing,      ///< Probing for the name: on some link at the start, later on every link.
+        Established,  ///< The name is ours: on every link at the start, later on some link.
+        NameTaken,    ///< Another responder has the name on at least one link, where it is probed
+                      ///< for again after ten seconds. It stays announced on the other links.
     };
 
     struct Outgoing {
@@ -63,11 +66,19 @@ public:
     /// The datagrams to send now, in order. They are handed over once.
     [[nodiscard]] std::vector<Outgoing> takeOutgoing();
 
-    /// Withdraws the service on every link where it was announced. The last call but for
-    /// takeOutgoing().
+    /// Withdraws the service on every link where it was announced, and uses no link any more.
     void sayGoodbye();
 
+    /// Says goodbye and probes for the new name on every link.
+    void rename(const std::string& instance, Time now);
+
+    /// Probes and announces again on every link: after the machine slept, for example.
+    void startOver(Time now);
+
     [[nodiscard]] State state() const;
+
+    /// Who has the name, for the log: set when the state is NameTaken.
+    [[nodiscard]] const std::string& nameTakenBy() const { return m_nameTakenBy; }
 
     /// The host name in use, one label.
     [[nodiscard]] const std::string& hostName() const { return m_records.hostLabel(); }
@@ -77,8 +88,13 @@ private:
         NetInterface on;
         LinkStartup startup;
         AnswerQueue answers;
+        bool nameTaken = false;
     };
     using LinkEntry = std::pair<const Link, LinkState>;
+
+    /// The link that a datagram belongs to. A unicast datagram may arrive on the socket of any
+    /// link, since all of them share the port.
+    [[nodiscard]] LinkEntry* linkOf(const Link& receivedOn, const asio::ip::address& from);
 
     void receiveQuery(LinkEntry& entry, const asio::ip::udp::endpoint& from,
                       const dns::Message& query, Time now);
@@ -87,11 +103,15 @@ private:
                       const dns::Message& query, unsigned records);
     void breakTie(LinkState& link, const dns::Message& query, Time now);
 
-    void receiveResponse(const asio::ip::udp::endpoint& from, const dns::Message& response,
-                         Time now);
-    void nameConflict(Time now);
-    void hostConflict(Time now);
-    void probeAgain(Time first);
+    void receiveResponse(LinkState& link, const asio::ip::udp::endpoint& from,
+                         const dns::Message& response, Time now);
+    void nameConflict(LinkState& link, const asio::ip::address& with, Time now);
+    void hostConflict(LinkState& link, const asio::ip::address& with, Time now);
+    void probeAgain(LinkState& link, Time first);
+    void noteConflict(Time now);
+    [[nodiscard]] Time nextAttempt(Time now);
+    void withdraw();
+    void updateEstablished();
 
     void sendProbe(const LinkEntry& entry);
     void multicast(LinkEntry& entry, unsigned records, Time now);
@@ -105,7 +125,11 @@ private:
     std::mt19937 m_random;
     std::vector<NetInterface> m_interfaces;
     std::map<Link, LinkState> m_links;
-    bool m_nameTaken = false;
+    bool m_established = false;
+    std::string m_nameTakenBy;
+    std::deque<Time> m_conflicts;  ///< The last ones, oldest first.
+    support::LogLimit m_nameConflictLog;
+    support::LogLimit m_hostConflictLog;
     std::vector<Outgoing> m_outgoing;
 };
 

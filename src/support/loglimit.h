@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <string>
 
 namespace support {
 
@@ -37,5 +38,11 @@ private:
     unsigned m_logged = 0;
     unsigned m_suppressed = 0;
 };
+
+/// What to append to the line that allows() let through: how many were held back before it.
+[[nodiscard]] inline std::string suppressedLines(unsigned suppressed) {
+    return suppressed == 0 ? std::string()
+                           : " (" + std::to_string(suppressed) + " such lines suppressed)";
+}
 
 }  // namespace support

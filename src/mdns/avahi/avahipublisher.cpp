@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "support/log.h"
+
 namespace mdns {
 namespace {
 
@@ -17,11 +19,8 @@ constexpr std::chrono::seconds kAttemptInterval{10};
 
 }  // namespace
 
-AvahiPublisher::AvahiPublisher(std::string instance, std::string type, std::uint16_t port)
-    : m_instance(std::move(instance)),
-      m_type(std::move(type)),
-      m_port(port),
-      m_poll(avahi_simple_poll_new()) {
+AvahiPublisher::AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port)
+    : m_names(names), m_type(std::move(type)), m_port(port), m_poll(avahi_simple_poll_new()) {
     if (!m_poll) {
         throw std::bad_alloc();
     }
@@ -31,9 +30,7 @@ void AvahiPublisher::run(std::chrono::milliseconds limit) {
     if (!m_client && Clock::now() >= m_nextConnect) {
         connect();
     } else {
-        if (avahi_simple_poll_iterate(m_poll.get(), static_cast<int>(limit.count())) != 0) {
-            std::this_thread::sleep_for(limit);  // Polling itself failed; no busy loop.
-        }
+        wait(limit);
     }
     if (m_clientState == AVAHI_CLIENT_FAILURE) {
         forgetService();
@@ -44,6 +41,19 @@ void AvahiPublisher::run(std::chrono::milliseconds limit) {
         m_nextAttempt = {};
         report(AnnounceState::Trying, "the Avahi daemon is not ready yet");
     }
+}
+
+void AvahiPublisher::wait(std::chrono::milliseconds limit) {
+    if (avahi_simple_poll_iterate(m_poll.get(), static_cast<int>(limit.count())) != 0) {
+        std::this_thread::sleep_for(limit);  // Polling itself failed; no busy loop.
+    }
+}
+
+void AvahiPublisher::disconnect() {
+    forgetService();
+    m_client.reset();
+    m_clientState = AVAHI_CLIENT_FAILURE;
+    m_nextAttempt = {};
 }
 
 void AvahiPublisher::wakeUp() {
@@ -65,6 +75,15 @@ void AvahiPublisher::connect() {
 }
 
 AnnouncementStatus AvahiPublisher::publish() {
+    if (m_status.state == AnnounceState::NameTaken) {
+        const std::string lost = m_names.current();
+        if (m_names.takeNext()) {
+            HV_WARN("{}: \"{}\" is announced as \"{}\" from now on", m_status.reason, lost,
+                    m_names.current());
+            forgetService();
+            m_nextAttempt = {};
+        }
+    }
     if (!m_registered && m_clientState == AVAHI_CLIENT_S_RUNNING && Clock::now() >= m_nextAttempt) {
         registerService();
     }
@@ -74,15 +93,15 @@ AnnouncementStatus AvahiPublisher::publish() {
 void AvahiPublisher::registerService() {
     m_nextAttempt = Clock::now() + kAttemptInterval;
     report(AnnounceState::Trying,
-           fmt::format("the Avahi daemon is still probing for \"{}\"", m_instance));
+           fmt::format("the Avahi daemon is still probing for \"{}\"", m_names.current()));
     m_group.reset(avahi_entry_group_new(m_client.get(), &AvahiPublisher::groupChanged, this));
     if (!m_group) {
         fail("creating an entry group", avahi_client_errno(m_client.get()));
         return;
     }
     int result = avahi_entry_group_add_service_strlst(
-        m_group.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{}, m_instance.c_str(),
-        m_type.c_str(), nullptr, nullptr, m_port, nullptr);
+        m_group.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{},
+        m_names.current().c_str(), m_type.c_str(), nullptr, nullptr, m_port, nullptr);
     if (result == 0) {
         result = avahi_entry_group_commit(m_group.get());
     }
@@ -102,16 +121,16 @@ void AvahiPublisher::fail(const std::string& what, int avahiError) {
     forgetService();
     if (avahiError == AVAHI_ERR_COLLISION) {
         report(AnnounceState::NameTaken,
-               fmt::format("this host publishes \"{}\" already", m_instance));
+               fmt::format("this host publishes \"{}\" already", m_names.current()));
         return;
     }
     report(AnnounceState::Trying, fmt::format("publishing \"{}\" through the Avahi daemon: {} "
                                               "failed: {}",
-                                              m_instance, what, avahi_strerror(avahiError)));
+                                              m_names.current(), what, avahi_strerror(avahiError)));
 }
 
 void AvahiPublisher::report(AnnounceState state, const std::string& reason) {
-    m_status = {state, m_instance, reason};
+    m_status = {state, m_names.current(), reason};
 }
 
 void AvahiPublisher::clientChanged(AvahiClient* client, AvahiClientState state, void* self) {
@@ -136,8 +155,8 @@ void AvahiPublisher::groupChanged(AvahiEntryGroup* /*group*/, AvahiEntryGroupSta
             break;
         case AVAHI_ENTRY_GROUP_COLLISION:
             publisher.m_registered = false;
-            publisher.report(AnnounceState::NameTaken,
-                             fmt::format("another host publishes \"{}\"", publisher.m_instance));
+            publisher.report(AnnounceState::NameTaken, fmt::format("another host publishes \"{}\"",
+                                                                   publisher.m_names.current()));
             break;
         case AVAHI_ENTRY_GROUP_FAILURE:
             publisher.m_registered = false;

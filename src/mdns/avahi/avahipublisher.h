@@ -11,6 +11,7 @@
 #include <string>
 
 #include "mdns/announcement.h"
+#include "mdns/names.h"
 
 namespace mdns {
 
@@ -18,7 +19,8 @@ namespace mdns {
 /// D-Bus ends the call with an error after 25 seconds.
 class AvahiPublisher {
 public:
-    AvahiPublisher(std::string instance, std::string type, std::uint16_t port);
+    /// `names` must outlive this object.
+    AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port);
 
     /// Withdraws the service.
     ~AvahiPublisher() = default;
@@ -30,14 +32,21 @@ public:
     /// attempt to connect to a local socket.
     void run(std::chrono::milliseconds limit);
 
-    /// Ends run() early. Any thread.
+    /// Waits for `limit`, or until wakeUp(), and handles the daemon's messages meanwhile.
+    void wait(std::chrono::milliseconds limit);
+
+    /// Withdraws the service; run() connects again.
+    void disconnect();
+
+    /// Ends run() and wait() early. Any thread.
     void wakeUp();
 
     /// A daemon runs; it may still be probing for its host name.
     [[nodiscard]] bool daemonPresent() const;
 
     /// Registers the service if that has not been done yet and the daemon is ready. Returns the
-    /// state. A taken name is retried every ten seconds.
+    /// state. A taken name is replaced by the next one if there is one, and otherwise retried every
+    /// ten seconds.
     [[nodiscard]] AnnouncementStatus publish();
 
 private:
@@ -57,7 +66,7 @@ private:
         }
     };
 
-    const std::string m_instance;
+    InstanceNames& m_names;
     const std::string m_type;
     const std::uint16_t m_port;
     std::unique_ptr<AvahiSimplePoll, Free<avahi_simple_poll_free>> m_poll;

@@ -2,12 +2,14 @@
 
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <optional>
 #include <thread>
 
 #include "mdns/avahi/avahipublisher.h"
 #include "mdns/embeddedpublisher.h"
 #include "support/log.h"
+#include "support/loglimit.h"
 
 namespace mdns {
 namespace {
@@ -25,9 +27,8 @@ public:
     DaemonOrEmbedded(const std::string& instance, std::uint16_t port,
                      const AnnounceOptions& options)
         : Publishing(instance, options),
-          m_instance(instance),
           m_port(port),
-          m_avahi(instance, kServiceType, port),
+          m_avahi(m_names, kServiceType, port),
           m_thread([this] { run(); }) {}
 
     ~DaemonOrEmbedded() override {
@@ -39,25 +40,41 @@ public:
 private:
     void run() {
         while (!m_stop) {
-            m_avahi.run(kPollTime);
-            if (m_avahi.daemonPresent()) {
-                publishThroughDaemon();
-            } else {
-                publishEmbedded();
+            try {
+                m_avahi.run(kPollTime);
+                if (m_avahi.daemonPresent()) {
+                    publishThroughDaemon();
+                } else {
+                    publishEmbedded();
+                }
+            } catch (const std::exception& error) {
+                startAnew(error);
             }
         }
+    }
+
+    void startAnew(const std::exception& error) {
+        unsigned suppressed = 0;
+        if (m_errorLog.allows(suppressed)) {
+            HV_ERROR("announcing \"{}\" failed: {}; starting again{}", m_status.get().instance,
+                     error.what(), support::suppressedLines(suppressed));
+        }
+        m_embedded.reset();
+        m_avahi.disconnect();
+        m_avahi.wait(kPollTime);
     }
 
     void publishThroughDaemon() {
         m_daemonGoneSince.reset();
         m_daemonSeen = true;
         if (m_embedded) {
-            HV_INFO("an Avahi daemon has appeared; it takes over \"{}\"", m_instance);
             m_embedded->leaveQuietly();
             m_embedded.reset();
+            HV_INFO("an Avahi daemon has appeared; it takes over \"{}\"", m_names.current());
         }
         const auto status = m_avahi.publish();
-        if (status.state != m_logged.state || status.reason != m_logged.reason) {
+        if (status.state != m_logged.state || status.instance != m_logged.instance ||
+            status.reason != m_logged.reason) {
             m_logged = status;
             logDaemon(status);
             m_status.set(status);
@@ -67,7 +84,7 @@ private:
     void logDaemon(const AnnouncementStatus& status) const {
         switch (status.state) {
             case AnnounceState::Established:
-                HV_INFO("\"{}\" is announced by the Avahi daemon", m_instance);
+                HV_INFO("\"{}\" is announced by the Avahi daemon", m_names.current());
                 break;
             case AnnounceState::NameTaken:
                 HV_WARN("the Avahi daemon refuses the name: {}", status.reason);
@@ -89,18 +106,18 @@ private:
         }
         m_logged = {};
         HV_INFO("no Avahi daemon {}: the embedded multicast DNS responder serves \"{}\"",
-                m_daemonSeen ? "any more" : "runs", m_instance);
-        m_embedded.emplace(m_instance, kServiceType, m_port,
+                m_daemonSeen ? "any more" : "runs", m_names.current());
+        m_embedded.emplace(m_names, kServiceType, m_port,
                            [this](const AnnouncementStatus& status) { m_status.set(status); });
     }
 
-    const std::string m_instance;
     const std::uint16_t m_port;
     AvahiPublisher m_avahi;
     std::optional<EmbeddedPublisher> m_embedded;
     std::optional<Clock::time_point> m_daemonGoneSince;
     bool m_daemonSeen = false;
     AnnouncementStatus m_logged;
+    support::LogLimit m_errorLog;
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };

@@ -11,6 +11,7 @@
 #include "mdns/multicastsockets.h"
 #include "support/avahidaemon.h"
 #include "support/hostname.h"
+#include "unit/mdns/foreignresponder.h"
 
 namespace {
 
@@ -82,6 +83,19 @@ TEST(AvahiPublishing, OutlivesTheDaemon) {
     source.announcement.reset();
     EXPECT_TRUE(
         eventually([] { return AvahiDaemon::browse().find("first") == std::string::npos; }));
+}
+
+TEST(AvahiPublishing, TakesTheNextNameAfterAConflict) {
+    const AvahiDaemon daemon;
+    const auto source = announceService("HOST (first)", 5961, tests::numbered("HOST (first)"));
+    ASSERT_EQ(source.result, AnnounceResult::Established) << source.reason;
+    const tests::ForeignResponder foreign("HOST (first)");
+    EXPECT_TRUE(eventually([&] {
+        const auto status = source.announcement->status();
+        return status.state == mdns::AnnounceState::Established &&
+               status.instance == "HOST (first)1";
+    })) << source.announcement->status().reason;
+    EXPECT_TRUE(eventually([] { return hostOf("HOST (first)1") == kDaemon; }));
 }
 
 TEST(AvahiPublishing, StartsWithoutABusAndSwitchesToADaemonThatStarts) {

@@ -1,18 +1,35 @@
 // The embedded responder on a real network stack, observed by Avahi. Our own process finds no D-Bus
 // here, so that mdns::announceService() uses the embedded responder.
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <stdexcept>
 
 #include "mdns/announcement.h"
 #include "support/avahidaemon.h"
+#include "support/logcapture.h"
+#include "unit/mdns/foreignresponder.h"
 
 namespace {
 
+using mdns::AnnounceOptions;
 using mdns::AnnounceResult;
 using mdns::announceService;
+using mdns::AnnounceState;
+using namespace std::chrono_literals;
 using testing::HasSubstr;
 using tests::AvahiDaemon;
+using tests::eventually;
+using tests::ForeignResponder;
+using tests::numbered;
 
 TEST(EmbeddedResponder, IsResolvedAndSaysGoodbye) {
+    const tests::LogCapture log;
     const AvahiDaemon avahi;
     auto source = mdns::announceService("HOST (first)", 5961);
     ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
@@ -28,6 +45,87 @@ TEST(EmbeddedResponder, IsResolvedAndSaysGoodbye) {
     source.announcement.reset();
     EXPECT_TRUE(browser->says("-;lo;IPv4;HOST\\032\\040first"));
     EXPECT_EQ(browser->output().find("-;lo;IPv4;HOST\\032\\040second"), std::string::npos);
+    // Loopback can't send to the IPv6 group. That was retried several times meanwhile.
+    EXPECT_EQ(log.count("multicast DNS on lo (IPv6): "), 2) << "once for each service";
+    EXPECT_EQ(log.count("multicast DNS for \"HOST (second)\" on "), 2) << log.text();
+    EXPECT_EQ(log.count("\"HOST (second)\" is announced"), 1);
+}
+
+/// Two sources of one name meet: ours and a foreign one, which appears later and defends it.
+TEST(EmbeddedResponder, TakesTheNextNameAfterAConflict) {
+    const auto mine = mdns::announceService("HOST (first)", 5961, numbered("HOST (first)"));
+    ASSERT_EQ(mine.result, AnnounceResult::Established) << mine.reason;
+    const ForeignResponder foreign("HOST (first)");
+    EXPECT_TRUE(eventually([&] {
+        const auto status = mine.announcement->status();
+        return status.state == AnnounceState::Established && status.instance == "HOST (first)1";
+    }));
+    const AvahiDaemon avahi;
+    EXPECT_TRUE(AvahiDaemon::finds("=;lo;IPv4;HOST\\032\\040first\\0411;_ndi._tcp;local;"));
+}
+
+TEST(EmbeddedResponder, StartsAgainAfterAnException) {
+    const tests::LogCapture log;
+    std::atomic<int> thrown{0};
+    AnnounceOptions options;
+    options.onChange = [&](const auto&) {
+        if (thrown++ < 2) {
+            throw std::runtime_error("out of something");
+        }
+    };
+    const auto source = mdns::announceService("HOST (first)", 5961, options);
+    ASSERT_TRUE(source.announcement);
+    EXPECT_TRUE(eventually(
+        [&] { return source.announcement->status().state == AnnounceState::Established; }));
+    EXPECT_TRUE(log.says("responder failed: out of something"));
+}
+
+/// The descriptor of the open IPv4 socket on the mDNS port.
+int mdnsDescriptor() {
+    for (int file = 3; file < 100; ++file) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        if (getsockname(file, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+            address.sin_family == AF_INET && ntohs(address.sin_port) == mdns::kPort) {
+            return file;
+        }
+    }
+    return -1;
+}
+
+TEST(MulticastSockets, ReopensASocketThatKeepsFailingToReceive) {
+    asio::io_context context;
+    int received = 0;
+    mdns::MulticastSockets sockets(context,
+                                   [&](const auto&, const auto&, auto*, auto) { ++received; });
+    auto interfaces = mdns::multicastInterfaces();
+    ASSERT_FALSE(interfaces.empty());
+    interfaces.resize(1);
+    auto& addresses = interfaces[0].addresses;
+    addresses.erase(std::remove_if(addresses.begin(), addresses.end(),
+                                   [](const auto& each) { return each.address.is_v6(); }),
+                    addresses.end());
+    const auto links = sockets.setInterfaces(interfaces);
+    ASSERT_EQ(links.size(), 1U);
+    ASSERT_TRUE(sockets.sendToGroup(links[0], {1, 2, 3}));
+    // Something that is no socket takes its place: every call fails from now on.
+    const int file = mdnsDescriptor();
+    ASSERT_GE(file, 0);
+    const int keptOpen = dup(file);
+    const int noSocket = open("/dev/null", O_RDONLY);
+    ASSERT_EQ(dup2(noSocket, file), file);
+    EXPECT_LE(context.run_for(300ms), 20U);
+    EXPECT_THAT(sockets.lastError(), HasSubstr("receiving failed"));
+    close(keptOpen);
+    close(noSocket);
+
+    ASSERT_EQ(sockets.setInterfaces(interfaces), links);
+    ASSERT_TRUE(sockets.sendToGroup(links[0], {1, 2, 3}));
+    EXPECT_TRUE(eventually([&] {
+        context.restart();
+        context.run_for(10ms);
+        return received > 0;
+    }));
 }
 
 TEST(EmbeddedResponder, DetectsTakenNames) {
@@ -42,7 +140,9 @@ TEST(EmbeddedResponder, DetectsTakenNames) {
 
     const auto mine = mdns::announceService("HOST (second)", 5961);
     EXPECT_EQ(mine.result, mdns::AnnounceResult::Established) << mine.reason;
-    EXPECT_EQ(mdns::announceService("host (SECOND)", 5962).result, mdns::AnnounceResult::NameTaken);
+    const auto again = mdns::announceService("host (SECOND)", 5962);
+    EXPECT_EQ(again.result, mdns::AnnounceResult::NameTaken);
+    EXPECT_THAT(again.reason, HasSubstr("another program on this host"));
     // The other way round: Avahi finds our name taken.
     const auto late =
         AvahiDaemon::tool({"avahi-publish", "-s", "HOST (second)", "_ndi._tcp", "7001"});

@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
+
+#include "mdns/hostlabel.h"
 
 namespace mdns {
 namespace {
@@ -168,14 +171,15 @@ TEST_F(Established, AnswersQuestions) {
         std::size_t answers;
         std::size_t additionals;
     } cases[] = {
-        {"browse", kType, dns::kTypePtr, 1, 3},
-        {"browse in capitals", dns::nameFromText("_NDI._TCP.LOCAL"), dns::kTypeAny, 1, 3},
+        {"browse", kType, dns::kTypePtr, 1, 4},
+        {"browse in capitals", dns::nameFromText("_NDI._TCP.LOCAL"), dns::kTypeAny, 1, 4},
         {"list of types", dns::nameFromText("_services._dns-sd._udp.local"), dns::kTypePtr, 1, 0},
-        {"resolve", instanceName("A (x)"), dns::kTypeSrv, 1, 1},
+        {"resolve", instanceName("A (x)"), dns::kTypeSrv, 1, 2},
         {"text", instanceName("A (x)"), dns::kTypeTxt, 1, 0},
-        {"everything", instanceName("a (X)"), dns::kTypeAny, 2, 1},
-        {"address", dns::nameFromText("a.local"), dns::kTypeA, 1, 0},
-        {"no such address", dns::nameFromText("a.local"), dns::kTypeAaaa, 0, 0},
+        {"everything", instanceName("a (X)"), dns::kTypeAny, 2, 2},
+        {"address", dns::nameFromText("a.local"), dns::kTypeA, 1, 1},
+        {"no such address", dns::nameFromText("a.local"), dns::kTypeAaaa, 1, 0},
+        {"no such type", instanceName("A (x)"), dns::kTypeA, 1, 0},
         {"another instance", instanceName("B (x)"), dns::kTypeSrv, 0, 0},
     };
     for (const auto& each : cases) {
@@ -342,6 +346,162 @@ TEST_F(Established, GivesUpTheHostNameToAnotherMachineOnly) {
         dns::nameToText(
             std::get<dns::Srv>(find(sent.back().message.answers, dns::kTypeSrv)->data).target),
         "a-2.local");
+}
+
+TEST_F(Established, AnswersForMissingTypesWithNsec) {
+    const struct {
+        dns::Name name;
+        std::uint16_t type;
+        dns::Bytes bitmap;  // RFC 4034, 4.1.2: block, length, bits from the highest one.
+    } cases[] = {
+        {{"a", "local"}, dns::kTypeAaaa, {0, 1, 0x40}},
+        {instanceName("A (x)"), dns::kTypeA, {0, 5, 0, 0, 0x80, 0, 0x40}},
+    };
+    for (const auto& each : cases) {
+        cable.send(ask(each.name, each.type));
+        cable.run(milliseconds(1500));
+        const auto sent = cable.taken();
+        ASSERT_EQ(sent.size(), 1U);
+        const auto* nsec = find(sent[0].message.answers, dns::kTypeNsec);
+        ASSERT_TRUE(nsec);
+        EXPECT_TRUE(dns::sameName(nsec->name, each.name));
+        EXPECT_TRUE(nsec->cacheFlush);
+        const auto& data = std::get<dns::Bytes>(nsec->data);
+        EXPECT_EQ(dns::Bytes(data.end() - static_cast<long>(each.bitmap.size()), data.end()),
+                  each.bitmap);
+    }
+}
+
+TEST_F(Established, DefendsItsNameAtALimitedRate) {
+    dns::Message probe = ask(instanceName("A (x)"), dns::kTypeAny);
+    probe.authorities = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, false, 120,
+                          dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
+    for (int i = 0; i < 100; ++i) {
+        cable.send(probe);
+        cable.run(milliseconds(10));
+    }
+    const auto sent = cable.taken();
+    ASSERT_GE(sent.size(), 4U);
+    EXPECT_LE(sent.size(), 5U);
+    EXPECT_LE(sent[0].at.count(), 5010);  // The first answer is not delayed.
+}
+
+/// RFC 6762, 8.1.
+TEST_F(Established, BacksOffAfterManyConflicts) {
+    dns::Message rival;
+    rival.response = true;
+    rival.answers = {
+        {{"a", "local"}, dns::kTypeA, dns::kClassIn, true, 120, dns::Ipv4{10, 0, 0, 9}}};
+    const std::string longest(63, 'h');
+    Cable other;
+    auto& host = other.add("A (x)", 5961, longest);
+    for (int i = 0; i < 1000; ++i) {
+        rival.answers[0].name = {host.hostName(), "local"};
+        other.send(rival);
+        other.run(milliseconds(10));
+        ASSERT_LE(host.hostName().size(), 63U);
+        ASSERT_EQ(host.hostName().substr(60 - (i > 7) - (i > 97) - (i > 997)),
+                  "h-" + std::to_string(i + 2));
+    }
+    other.taken();
+    other.run(milliseconds(4900));
+    EXPECT_TRUE(other.taken().empty()) << "no probe for five seconds";
+    other.run(milliseconds(2000));
+    EXPECT_EQ(host.state(), State::Established);
+}
+
+/// One responder on two links; 10.0.0.1 on the first one, 10.1.0.1 on the second one.
+struct TwoLinks : testing::Test {
+    TwoLinks() {
+        responder.setLinks({{1, "eth0", {{Cable::address(1), 24}}},
+                            {2, "eth1", {{asio::ip::make_address("10.1.0.1"), 24}}}},
+                           {{1, false}, {2, false}}, now);
+        run();
+        EXPECT_EQ(responder.state(), State::Established);
+        EXPECT_EQ(sent[1], sent[2]);
+    }
+    void run() {
+        sent.clear();
+        for (const auto end = now + std::chrono::seconds(5); now < end; now += milliseconds(10)) {
+            responder.advance(now);
+            for (const auto& out : responder.takeOutgoing()) {
+                ++sent[out.link.interfaceIndex];
+            }
+        }
+    }
+    void receive(const Link& link, const char* from, const dns::Message& message) {
+        const auto wire = dns::write(message);
+        responder.receive(link, {asio::ip::make_address(from), kPort}, wire.data(), wire.size(),
+                          now);
+    }
+
+    Responder::Time now{std::chrono::hours(1)};
+    Responder responder{{"A (x)", "_ndi._tcp", 5961, "a"}, 1};
+    std::map<unsigned, int> sent;  ///< Datagrams by interface.
+};
+
+TEST_F(TwoLinks, AConflictOnOneLinkKeepsTheNameOnTheOther) {
+    dns::Message rival;
+    rival.response = true;
+    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
+                      dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
+    receive({1, false}, "10.0.0.9", rival);
+    EXPECT_EQ(responder.state(), State::Established);
+    receive({2, false}, "10.1.0.9", ask(instanceName("A (x)"), dns::kTypeSrv));
+    responder.advance(now);
+    EXPECT_EQ(responder.takeOutgoing().size(), 1U) << "answered while the other link probes";
+
+    now += milliseconds(300);
+    responder.advance(now);
+    receive({1, false}, "10.0.0.9", rival);
+    EXPECT_EQ(responder.state(), State::NameTaken);
+    EXPECT_EQ(responder.nameTakenBy(), "another host (10.0.0.9)");
+    static_cast<void>(responder.takeOutgoing());
+    responder.rename("A (x1)", now);
+    run();
+    EXPECT_EQ(responder.state(), State::Established);
+    EXPECT_EQ(sent[1], 5) << "probes and announcements";
+    EXPECT_EQ(sent[2], 6) << "a goodbye for the old name, too";
+}
+
+TEST_F(TwoLinks, AnswersUnicastQueriesOnTheLinkTheyCameFrom) {
+    // The sockets share the port: unicast datagrams arrive at any of them.
+    receive({1, false}, "10.1.0.9", ask(kType, dns::kTypePtr, true));
+    const auto answers = responder.takeOutgoing();
+    ASSERT_EQ(answers.size(), 1U);
+    EXPECT_EQ(answers[0].link, (Link{2, false}));
+    EXPECT_EQ(answers[0].to, udp::endpoint(asio::ip::make_address("10.1.0.9"), kPort));
+}
+
+TEST_F(TwoLinks, NamesTheOtherProgramOnThisHost) {
+    dns::Message rival;
+    rival.response = true;
+    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
+                      dns::Srv{0, 0, 6000, dns::nameFromText("a.local")}}};
+    receive({1, false}, "10.0.0.1", rival);
+    now += milliseconds(300);
+    responder.advance(now);
+    receive({1, false}, "10.0.0.1", rival);
+    EXPECT_EQ(responder.nameTakenBy(), "another program on this host");
+}
+
+TEST(HostLabel, IsCleaned) {
+    const struct {
+        std::string name;
+        std::string label;
+    } cases[] = {
+        {"studio", "studio"},
+        {"Studio_2 a", "Studio-2-a"},
+        {"\xD0\x9F\xD0\x9A", "\xD0\x9F\xD0\x9A"},
+        {"-a\xFF\n-", "a"},
+        {"", "ndi-host"},
+        {"localhost", "ndi-host"},
+        {std::string(62, 'x') + "\xC3\xA4", std::string(62, 'x')},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(hostLabel(each.name), each.label);
+    }
+    EXPECT_EQ(numberedHostLabel(std::string(63, 'x'), 12), std::string(60, 'x') + "-12");
 }
 
 }  // namespace
