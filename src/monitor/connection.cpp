@@ -6,7 +6,7 @@
 #include <asio/write.hpp>
 #include <chrono>
 
-#include "monitor/endpointtext.h"
+#include "ndi/wire/endpoint.h"
 #include "ndi/wire/sourcename.h"
 #include "ndi/wire/textmessage.h"
 
@@ -82,7 +82,7 @@ void Connection::connectNext() {
         }
         m_connectErrors +=
             fmt::format("{}connecting to {} failed: {}", m_connectErrors.empty() ? "" : "; ",
-                        endpointText(endpoint), error.message());
+                        wire::endpointText(endpoint), error.message());
         connectNext();
     });
 }
@@ -100,7 +100,7 @@ void Connection::connected(const tcp::endpoint& endpoint) {
     send(qualityText(m_request));
     send(composeText(streams));
     send(tallyText(m_request));
-    m_listener.onConnected(endpointText(endpoint));
+    m_listener.onConnected(wire::endpointText(endpoint));
     if (!m_closed) {
         readMore();
     }

@@ -51,8 +51,9 @@ std::vector<Outcome> receiveAll(const std::vector<Target>& targets, const Option
         threads.emplace_back([&, i] {
             const auto tell = [&](const std::string& line) { table.tell(i, line); };
             const auto show = [&](const Progress& progress) { table.show(i, progress); };
-            outcomes[i].reception = receive(targets[i], options, g_interrupted, tell,
-                                            options.all ? ShowProgress(show) : ShowProgress());
+            outcomes[i].reception =
+                receive(targets[i], options, g_interrupted, tell,
+                        options.all && !options.json ? ShowProgress(show) : ShowProgress());
             table.end(i, outcomes[i].reception.reason);
         });
     }

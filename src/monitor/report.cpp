@@ -5,8 +5,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "monitor/endpointtext.h"
 #include "monitor/videotext.h"
+#include "ndi/wire/endpoint.h"
 #include "support/utf8.h"
 
 namespace monitor {
@@ -26,7 +26,7 @@ double rounded(double number) {
 std::string addressesText(const FoundSource& source) {
     std::string text;
     for (const auto& endpoint : source.endpoints) {
-        text += (text.empty() ? "" : " ") + endpointText(endpoint);
+        text += (text.empty() ? "" : " ") + ndi::wire::endpointText(endpoint);
     }
     return text;
 }
@@ -34,7 +34,7 @@ std::string addressesText(const FoundSource& source) {
 Json addressesJson(const FoundSource& source) {
     Json addresses = Json::array();
     for (const auto& endpoint : source.endpoints) {
-        addresses.push_back(endpointText(endpoint));
+        addresses.push_back(ndi::wire::endpointText(endpoint));
     }
     return addresses;
 }

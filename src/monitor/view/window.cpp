@@ -65,6 +65,12 @@ Window::Library::Library() {
     if (SDL_Init(SDL_INIT_VIDEO) != 0) {
         fail("starting SDL");
     }
+    // SDL's last resort, which draws where no user can see it.
+    const bool asked = SDL_getenv("SDL_VIDEODRIVER") != nullptr;
+    if (!asked && SDL_strcmp(SDL_GetCurrentVideoDriver(), "offscreen") == 0) {
+        SDL_Quit();
+        throw std::runtime_error("there is no display to open a window on");
+    }
 }
 
 Window::Library::~Library() {

@@ -9,6 +9,7 @@ extern "C" {
 #include "monitor/options.h"
 #include "monitor/report.h"
 #include "monitor/statistics.h"
+#include "monitor/watch.h"
 
 namespace monitor {
 namespace {
@@ -175,6 +176,35 @@ TEST(Report, ListsSources) {
     EXPECT_EQ(listJson({source, {"b", {}}}),
               "[{\"name\":\"PC (a)\xEF\xBF\xBD\",\"addresses\":[\"10.0.0.1:5961\",\"[::1]:5961\","
               "\"[fe80::1]:5961\"]},{\"name\":\"b\",\"addresses\":[]}]\n");
+}
+
+TEST(Watch, ReportsEachChangeOnce) {
+    using std::chrono::milliseconds;
+    const auto at = [](int ms) { return SourceChanges::TimePoint() + milliseconds(ms); };
+    FoundSource source{"PC (a)", {}};
+    addEndpoint(source, {asio::ip::make_address("10.0.0.1"), 5961});
+    SourceChanges changes;
+    std::string text;
+    const auto update = [&](const FoundSources& sources, int ms) {
+        for (const auto& event : changes.update(sources, at(ms))) {
+            text += eventText(event);
+        }
+    };
+    update({source}, 0);
+    addEndpoint(source, {asio::ip::make_address("10.0.0.2"), 5961});
+    update({source}, 200);
+    update({source, {"PC (b)", {}}}, 400);  // The second is gone before it has settled.
+    update({source}, 500);
+    update({source}, 600);
+    source.endpoints.pop_back();
+    update({source}, 1000);
+    update({source}, 1300);
+    update({}, 1400);
+    update({}, 2000);
+    EXPECT_EQ(text,
+              "appeared\tPC (a)\t10.0.0.1:5961 10.0.0.2:5961\n"
+              "changed\tPC (a)\t10.0.0.1:5961\n"
+              "disappeared\tPC (a)\n");
 }
 
 TEST(Decoder, RefusesOtherData) {

@@ -74,6 +74,24 @@ TEST(NdiMonitor, ReportsWhenNothingArrives) {
     EXPECT_THAT(monitor(0, {"--version"}), HasSubstr("ndimonitor 1."));
 }
 
+TEST(NdiMonitor, FollowsSources) {
+    Process watching({TARSIN_MONITOR, "--list", "--watch"});
+    {
+        const Sender source("first", 320, 240, 50);
+        EXPECT_TRUE(watching.says("appeared\t" + kMachine + " (first)\t127.0.0.1:59"));
+        // A terminal shows a table, in its width.
+        const Process terminal({"script", "--quiet", "--command",
+                                "stty cols 70; TERM=xterm exec " TARSIN_MONITOR
+                                " --all --wait 1 --seconds 3",
+                                "/dev/null"});
+        EXPECT_TRUE(terminal.says("Size      fps      Mbit/s    Dropped"));
+        EXPECT_TRUE(terminal.says("320x240    ")) << terminal.output();
+    }
+    EXPECT_TRUE(watching.says("disappeared\t" + kMachine + " (first)")) << watching.output();
+    watching.signal(SIGINT);
+    EXPECT_EQ(watching.waitFor(std::chrono::seconds(20)), 0);
+}
+
 TEST(NdiMonitor, EndsWithTheSourceAndWithCtrlC) {
     for (const bool interrupted : {false, true}) {
         auto source = std::make_unique<Sender>("first", 320, 240, 50);
