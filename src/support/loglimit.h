@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <mutex>
+#include <string>
 
 namespace support {
 
@@ -37,5 +38,10 @@ private:
     unsigned m_logged = 0;
     unsigned m_suppressed = 0;
 };
+
+/// For the end of a limited line.
+[[nodiscard]] inline std::string moreLines(unsigned suppressed) {
+    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " more since the last line)";
+}
 
 }  // namespace support
