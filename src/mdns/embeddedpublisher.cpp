@@ -139,7 +139,7 @@ void EmbeddedPublisher::waitAfter(const std::exception& error) {
     unsigned suppressed = 0;
     if (m_errorLog.allows(suppressed)) {
         HV_ERROR("the embedded multicast DNS responder failed: {}; starting it again{}",
-                 error.what(), support::suppressedLines(suppressed));
+                 error.what(), support::moreLines(suppressed));
     }
     std::unique_lock lock(m_mutex);
     m_wake.wait_for(lock, kRestartDelay, [this] { return m_stop; });

@@ -131,7 +131,7 @@ void EmbeddedService::renameIfLost(Time now) {
     unsigned suppressed = 0;
     if (m_statusLog.allows(suppressed)) {
         HV_WARN("\"{}\" is published by {}: the service is announced as \"{}\" from now on{}", lost,
-                m_responder.nameTakenBy(), m_names.current(), support::suppressedLines(suppressed));
+                m_responder.nameTakenBy(), m_names.current(), support::moreLines(suppressed));
     }
     m_responder.rename(m_names.current(), now);
     sendOutgoing(now);
@@ -187,7 +187,7 @@ void EmbeddedService::reportStatus() {
     if (now.state == AnnounceState::Established && as != m_loggedAs &&
         m_statusLog.allows(suppressed)) {
         m_loggedAs = as;
-        HV_INFO("{}{}", as, support::suppressedLines(suppressed));
+        HV_INFO("{}{}", as, support::moreLines(suppressed));
     }
     m_onStatus(now);
 }

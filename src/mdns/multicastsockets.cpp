@@ -147,7 +147,7 @@ bool MulticastSockets::sendTo(const Link& link, const udp::endpoint& to, const d
     unsigned suppressed = 0;
     if (error && m_unicastLog.allows(suppressed)) {
         HV_WARN("an mDNS answer to {} was not sent: {}{}", to.address().to_string(),
-                error.message(), support::suppressedLines(suppressed));
+                error.message(), support::moreLines(suppressed));
     }
     return !error;
 }

@@ -290,7 +290,7 @@ void Responder::nameConflict(LinkState& link, const asio::ip::address& with, Tim
     unsigned suppressed = 0;
     if (wasAnnounced && m_nameConflictLog.allows(suppressed)) {
         HV_WARN("name conflict on {}: {} publishes \"{}\", too; probing again{}", link.on.name,
-                m_nameTakenBy, m_records.service().instance, support::suppressedLines(suppressed));
+                m_nameTakenBy, m_records.service().instance, support::moreLines(suppressed));
     }
 }
 
@@ -303,7 +303,7 @@ void Responder::hostConflict(LinkState& link, const asio::ip::address& with, Tim
         HV_WARN(
             "host name conflict on {}: another machine ({}) is called {}.local; using {}.local{}",
             link.on.name, withoutScope(with).to_string(), before, hostName(),
-            support::suppressedLines(suppressed));
+            support::moreLines(suppressed));
     }
     const Time first = nextAttempt(now);
     for (auto& [key, state] : m_links) {

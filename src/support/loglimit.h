@@ -39,10 +39,9 @@ private:
     unsigned m_suppressed = 0;
 };
 
-/// What to append to the line that allows() let through: how many were held back before it.
-[[nodiscard]] inline std::string suppressedLines(unsigned suppressed) {
-    return suppressed == 0 ? std::string()
-                           : " (" + std::to_string(suppressed) + " such lines suppressed)";
+/// For the end of a limited line.
+[[nodiscard]] inline std::string moreLines(unsigned suppressed) {
+    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " more since the last line)";
 }
 
 }  // namespace support

@@ -57,7 +57,7 @@ private:
         unsigned suppressed = 0;
         if (m_errorLog.allows(suppressed)) {
             HV_ERROR("announcing \"{}\" failed: {}; starting again{}", m_status.get().instance,
-                     error.what(), support::suppressedLines(suppressed));
+                     error.what(), support::moreLines(suppressed));
         }
         m_embedded.reset();
         m_avahi.disconnect();

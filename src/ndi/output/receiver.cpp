@@ -3,11 +3,15 @@
 #include <utility>
 #include <variant>
 
+#include "ndi/output/exceptiontext.h"
 #include "ndi/output/socketoptions.h"
 #include "ndi/wire/endpoint.h"
 #include "support/log.h"
 
 namespace ndi {
+
+using support::moreLines;
+
 namespace {
 
 /// Bytes that the reader may keep allocated between messages.
@@ -40,6 +44,18 @@ Receiver::Receiver(asio::ip::tcp::socket socket, ReceiverHost& host, const Recei
       m_reader(limits.messages),
       m_byteMeter(std::chrono::steady_clock::now()) {}
 
+template <typename Work>
+void Receiver::guarded(Work work) noexcept {
+    try {
+        work();
+    } catch (...) {
+        try {
+            close("internal error: " + exceptionText());
+        } catch (...) {  // no memory even for the log line; the socket is closed by now
+        }
+    }
+}
+
 void Receiver::start(std::vector<std::uint8_t> greeting) {
     m_secondStart = m_progress = std::chrono::steady_clock::now();
     m_joinBy = m_secondStart + m_limits.handshake;
@@ -47,7 +63,7 @@ void Receiver::start(std::vector<std::uint8_t> greeting) {
     setReceiverOptions(m_socket, m_limits.unsentBytes,
                        std::chrono::ceil<std::chrono::seconds>(2 * m_limits.stall));
     sendText(std::move(greeting));
-    read();
+    guarded([this] { read(); });
 }
 
 void Receiver::close(const std::string& reason) {
@@ -108,7 +124,7 @@ void Receiver::read() {
     m_socket.async_read_some(
         asio::buffer(m_input),
         [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
-            self->onRead(error, size);
+            self->guarded([&] { self->onRead(error, size); });
         });
 }
 
@@ -117,6 +133,7 @@ void Receiver::onRead(const asio::error_code& error, std::size_t size) {
         return;
     }
     if (error) {
+        m_endedByPeer = true;
         close(error == asio::error::eof ? "closed by the receiver"
                                         : "reading failed: " + error.message());
         return;
@@ -150,8 +167,11 @@ void Receiver::onMessage(const wire::Message& message) {
         return;
     }
     if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Text) || !message.readable) {
-        HV_DEBUG("skipped a message of kind {}, version {} from {}", message.header.kind,
-                 message.header.version, peerName());
+        unsigned suppressed = 0;
+        if (m_host.log().skipped.allows(suppressed)) {
+            HV_DEBUG("skipped a message of kind {}, version {} from {}{}", message.header.kind,
+                     message.header.version, peerName(), moreLines(suppressed));
+        }
         return;
     }
     std::visit([this](const auto& text) { onText(text); }, wire::parseText(message.data));
@@ -159,18 +179,25 @@ void Receiver::onMessage(const wire::Message& message) {
 
 void Receiver::onText(const wire::MalformedText& text) {
     unsigned suppressed = 0;
-    if (m_peerLogLimit.allows(suppressed)) {
-        HV_WARN("ignored a text message from {} that is not XML: {}", peerName(), text.reason);
+    if (m_host.log().malformed.allows(suppressed)) {
+        HV_WARN("ignored a text message from {} that is not XML: {}{}", peerName(), text.reason,
+                moreLines(suppressed));
     }
 }
 
 void Receiver::onText(const wire::UnknownText& text) {
-    HV_DEBUG("ignored the text {} from {}", text.element, peerName());
+    unsigned suppressed = 0;
+    if (m_host.log().skipped.allows(suppressed)) {
+        HV_DEBUG("ignored the text {} from {}{}", text.element, peerName(), moreLines(suppressed));
+    }
 }
 
 void Receiver::onText(const wire::VersionText& text) {
-    HV_DEBUG("{} reads versions: text {}, video {}, audio {}; sdk {} on {}", peerName(), text.text,
-             text.video, text.audio, text.sdk, text.platform);
+    unsigned suppressed = 0;
+    if (m_host.log().versions.allows(suppressed)) {
+        HV_DEBUG("{} reads versions: text {}, video {}, audio {}; sdk {} on {}{}", peerName(),
+                 text.text, text.video, text.audio, text.sdk, text.platform, moreLines(suppressed));
+    }
 }
 
 void Receiver::onText(const wire::IdentifyText& text) {
@@ -201,9 +228,9 @@ void Receiver::onText(const wire::TallyText& text) {
     }
     m_tally = text;
     unsigned suppressed = 0;
-    if (m_peerLogLimit.allows(suppressed)) {
-        HV_INFO("tally of {}: program {}, preview {}", peerName(), text.onProgram ? "on" : "off",
-                text.onPreview ? "on" : "off");
+    if (m_host.log().tally.allows(suppressed)) {
+        HV_INFO("tally of {}: program {}, preview {}{}", peerName(), text.onProgram ? "on" : "off",
+                text.onPreview ? "on" : "off", moreLines(suppressed));
     }
     m_host.tallyChanged(*this);
 }
@@ -219,11 +246,12 @@ void Receiver::chooseStream() {
     m_waiting.clear();
     m_awaitingFirstFrame = choice != StreamChoice::None;
     unsigned suppressed = 0;
-    if (m_peerLogLimit.allows(suppressed)) {
-        HV_INFO("{} wants {}", peerName(),
+    if (m_host.log().stream.allows(suppressed)) {
+        HV_INFO("{} wants {}{}", peerName(),
                 choice == StreamChoice::None   ? "no video"
                 : choice == StreamChoice::Main ? "the main stream"
-                                               : "the preview stream");
+                                               : "the preview stream",
+                moreLines(suppressed));
     }
     m_host.streamChanged(*this);
 }
@@ -236,12 +264,12 @@ void Receiver::offer(const OutgoingFrame& frame) {
     }
     m_awaitingFirstFrame = false;
     m_dropped.receiverTooSlow += m_waiting.push(frame) ? 1 : 0;
-    writeNext();
+    guarded([this] { writeNext(); });
 }
 
 void Receiver::sendText(std::vector<std::uint8_t> message) {
     m_nextText = std::move(message);
-    writeNext();
+    guarded([this] { writeNext(); });
 }
 
 void Receiver::writeNext() {
@@ -268,7 +296,7 @@ void Receiver::writeSome() {
     // async_write() would split the frame into pieces of 64 KiB; this is one gathering write.
     m_socket.async_write_some(
         m_unwritten, [self = shared_from_this()](const asio::error_code& error, std::size_t size) {
-            self->onWritten(error, size);
+            self->guarded([&] { self->onWritten(error, size); });
         });
 }
 
@@ -277,6 +305,7 @@ void Receiver::onWritten(const asio::error_code& error, std::size_t size) {
         return;
     }
     if (error) {
+        m_endedByPeer = true;
         close("writing failed: " + error.message());
         return;
     }

@@ -30,6 +30,22 @@ struct ReceiverLimits {
     wire::Limits messages;         ///< Sizes of the messages it sends.
 };
 
+/// The limits of the log lines that receivers cause: one per cause, for all of a source's
+/// receivers.
+struct ReceiverLog {
+    support::LogLimit malformed{5};
+    support::LogLimit skipped{5};
+    support::LogLimit versions{10};
+    support::LogLimit tally{10};
+    support::LogLimit stream{10};
+    support::LogLimit joined{10};
+    support::LogLimit left{10};
+    support::LogLimit closed{10};  ///< By us, beyond a limit.
+    support::LogLimit leftEarly{10};
+    support::LogLimit refused;
+    support::LogLimit onAir{10};
+};
+
 /// What a receiver reports its changes to, on the I/O thread.
 class ReceiverHost {
 public:
@@ -42,13 +58,15 @@ public:
     virtual void joined(Receiver& receiver) = 0;
     /// The connection is closed. Called once.
     virtual void left(Receiver& receiver, const std::string& reason) = 0;
+    [[nodiscard]] virtual ReceiverLog& log() = 0;
 
 protected:
     ~ReceiverHost() = default;
 };
 
 /// One connection: sends the greeting, reads text messages, writes frames. At most one frame is
-/// being written and the two newest wait. Everything happens on the I/O thread; nothing blocks.
+/// being written and the two newest wait. Everything happens on the I/O thread; nothing blocks. An
+/// exception on the way, for lack of memory, closes this connection alone.
 /// Owned by shared_ptr, shared with its pending operations.
 class Receiver : public std::enable_shared_from_this<Receiver> {
 public:
@@ -70,6 +88,8 @@ public:
     void checkTime(TimePoint now);
 
     void close(const std::string& reason);
+    /// The receiver or the network has ended the connection.
+    [[nodiscard]] bool endedByPeer() const { return m_endedByPeer; }
 
     [[nodiscard]] StreamChoice stream() const { return m_stream; }
     /// Has chosen a stream and has not been offered a frame since.
@@ -101,6 +121,8 @@ private:
     void onText(const wire::TallyText& text);
     void onText(const wire::TallyEchoText& /*text*/) {}
     void chooseStream();
+    template <typename Work>
+    void guarded(Work work) noexcept;
 
     void writeNext();
     void writeSome();
@@ -114,6 +136,7 @@ private:
     std::string m_name;
     const std::chrono::system_clock::time_point m_connectedSince;
     bool m_closed = false;
+    bool m_endedByPeer = false;
 
     // Reading.
     std::array<std::uint8_t, 4096> m_input{};
@@ -121,7 +144,6 @@ private:
     int m_messagesThisSecond = 0;
     TimePoint m_secondStart;
     TimePoint m_joinBy;
-    support::LogLimit m_peerLogLimit{20};
 
     // What the receiver asked for.
     bool m_joined = false;

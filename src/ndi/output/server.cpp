@@ -5,10 +5,14 @@
 #include <asio/post.hpp>
 #include <utility>
 
+#include "ndi/output/exceptiontext.h"
 #include "ndi/output/socketoptions.h"
 #include "support/log.h"
 
 namespace ndi {
+
+using support::moreLines;
+
 namespace {
 
 using asio::ip::tcp;
@@ -16,12 +20,6 @@ using asio::ip::tcp;
 constexpr std::chrono::seconds kTick(1);
 constexpr std::chrono::seconds kAcceptPause(1);
 constexpr std::chrono::milliseconds kStatusInterval(100);
-
-/// The machine does not have this IP version.
-bool isMissingProtocol(const asio::error_code& error) {
-    return error == asio::error::address_family_not_supported ||
-           error == std::errc::address_not_available;
-}
 
 void append(std::vector<std::uint8_t>& message, const std::vector<std::uint8_t>& more) {
     message.insert(message.end(), more.begin(), more.end());
@@ -48,61 +46,117 @@ Server::Server(std::string instance, const ServerLimits& limits, Listeners liste
 
 Server::~Server() = default;
 
+/// False: `work` threw, which is logged.
+template <typename Work>
+bool Server::guarded(const char* what, Work work) noexcept {
+    try {
+        work();
+        return true;
+    } catch (...) {
+        try {
+            unsigned suppressed = 0;
+            if (m_exceptions.allows(suppressed)) {
+                HV_ERROR("{}: {} failed and is started anew: {}{}", m_instance, what,
+                         exceptionText(), moreLines(suppressed));
+            }
+        } catch (...) {  // no memory even for the log line
+        }
+        return false;
+    }
+}
+
 // --- listening -------------------------------------------------------------------------------
 
 std::string Server::listen() {
-    std::string reason;
+    // Where another program holds a port for itself alone, binding it is denied. Where every port
+    // is denied, the system doesn't allow IPv6 at all.
+    std::string missing;
+    std::string error = bindFirstFree(true, missing);
+    if (!error.empty()) {
+        error = bindFirstFree(false, missing);
+    }
+    if (!error.empty()) {
+        return error;
+    }
+    if (!missing.empty()) {
+        HV_WARN("{}: listening on one IP version only, port {}: {}", m_instance, m_port, missing);
+    }
+    for (auto& listener : m_listeners) {
+        accept(listener);
+    }
+    m_thread = std::thread([this] { run(); });
+    return {};
+}
+
+std::string Server::bindFirstFree(bool deniedIsInUse, std::string& missing) {
+    Binding binding;
     for (int port = m_limits.firstPort; port <= m_limits.lastPort; ++port) {
-        bool inUse = false;
-        reason = bindPort(static_cast<std::uint16_t>(port), inUse);
-        if (reason.empty()) {
+        binding = bind(static_cast<std::uint16_t>(port), deniedIsInUse);
+        if (binding.error.empty()) {
             m_port = static_cast<std::uint16_t>(port);
-            for (auto& listener : m_listeners) {
-                accept(listener);
-            }
-            m_thread = std::thread([this] { m_io.run(); });
+            missing = binding.missing;
             return {};
         }
-        if (!inUse) {
-            return reason;
+        m_listeners.clear();
+        if (!binding.inUse) {
+            return fmt::format("port {}: {}", port, binding.error);
         }
     }
     return fmt::format("every TCP port from {} to {} is in use, the last one: {}",
-                       m_limits.firstPort, m_limits.lastPort, reason);
+                       m_limits.firstPort, m_limits.lastPort, binding.error);
 }
 
-std::string Server::bindPort(std::uint16_t port, bool& inUse) {
-    std::string missing;
-    for (const auto& protocol : {tcp::v4(), tcp::v6()}) {
-        asio::error_code error;
-        tcp::acceptor& acceptor = m_listeners.emplace_back(m_io).acceptor;
-        acceptor.open(protocol, error);
-        if (!error) {
-            setListenerOptions(acceptor);
-            if (protocol == tcp::v6()) {
-                acceptor.set_option(asio::ip::v6_only(true), error);
-            }
-        }
-        if (!error) {
-            acceptor.bind(tcp::endpoint(protocol, port), error);
-        }
-        if (!error) {
-            acceptor.listen(asio::socket_base::max_listen_connections, error);
-        }
-        const char* const name = protocol == tcp::v4() ? "IPv4" : "IPv6";
-        if (!error) {
-            continue;
-        }
-        if (isMissingProtocol(error)) {
-            m_listeners.pop_back();
-            missing += fmt::format("{} {}: {}; ", name, port, error.message());
-        } else {
-            inUse = error == asio::error::address_in_use || error == asio::error::access_denied;
-            m_listeners.clear();
-            return fmt::format("{} port {}: {}", name, port, error.message());
+/// A machine may lack either IP version, or not let us use it; the other one serves then.
+Server::Binding Server::bind(std::uint16_t port, bool deniedIsInUse) {
+    const auto isInUse = [&](const asio::error_code& error) {
+        return error == asio::error::address_in_use ||
+               (deniedIsInUse && error == asio::error::access_denied);
+    };
+    const asio::error_code v4 = bind(tcp::endpoint(tcp::v4(), port));
+    if (isInUse(v4)) {
+        return {true, "IPv4: " + v4.message(), {}};
+    }
+    const asio::error_code v6 = bind(tcp::endpoint(tcp::v6(), port));
+    if (isInUse(v6)) {
+        return {true, "IPv6: " + v6.message(), {}};
+    }
+    std::string failures;
+    for (const auto& [name, error] : {std::pair("IPv4", v4), std::pair("IPv6", v6)}) {
+        // A machine without an IP version is nothing to report where the other one works.
+        if (error && (error != asio::error::address_family_not_supported || (v4 && v6))) {
+            failures +=
+                fmt::format("{}{}: {}", failures.empty() ? "" : "; ", name, error.message());
         }
     }
-    return m_listeners.empty() ? missing : std::string();
+    return v4 && v6 ? Binding{false, failures, {}} : Binding{false, {}, failures};
+}
+
+/// Adds a listener, unless that fails.
+asio::error_code Server::bind(const tcp::endpoint& endpoint) {
+    asio::error_code error;
+    tcp::acceptor& acceptor = m_listeners.emplace_back(m_io).acceptor;
+    acceptor.open(endpoint.protocol(), error);
+    if (!error) {
+        setListenerOptions(acceptor);
+        if (endpoint.protocol() == tcp::v6()) {
+            acceptor.set_option(asio::ip::v6_only(true), error);
+        }
+    }
+    if (!error) {
+        acceptor.bind(endpoint, error);
+    }
+    if (!error) {
+        acceptor.listen(asio::socket_base::max_listen_connections, error);
+    }
+    if (error) {
+        m_listeners.pop_back();
+    }
+    return error;
+}
+
+void Server::run() {
+    while (!guarded("the I/O thread", [this] { m_io.run(); })) {
+    }
 }
 
 void Server::stop() {
@@ -124,8 +178,9 @@ void Server::stop() {
 void Server::accept(Listener& listener) {
     listener.acceptor.async_accept(
         [this, &listener](const asio::error_code& error, tcp::socket socket) {
-            if (!m_stopping) {
-                onAccept(listener, error, std::move(socket));
+            if (!m_stopping && !guarded("accepting a connection",
+                                        [&] { onAccept(listener, error, std::move(socket)); })) {
+                guarded("waiting for connections", [&] { acceptLater(listener); });
             }
         });
 }
@@ -139,8 +194,8 @@ void Server::onAccept(Listener& listener, const asio::error_code& error, tcp::so
     } else {
         unsigned suppressed = 0;
         if (m_acceptErrors.allows(suppressed)) {
-            HV_ERROR("{}: accepting a connection failed: {} ({} more times since the last line)",
-                     m_instance, error.message(), suppressed);
+            HV_ERROR("{}: accepting a connection failed: {}{}", m_instance, error.message(),
+                     moreLines(suppressed));
         }
         acceptLater(listener);
     }
@@ -151,7 +206,7 @@ void Server::acceptLater(Listener& listener) {
     listener.pause.expires_after(kAcceptPause);
     listener.pause.async_wait([this, &listener](const asio::error_code& /*error*/) {
         if (!m_stopping) {
-            accept(listener);
+            guarded("waiting for connections", [&] { accept(listener); });
         }
     });
 }
@@ -161,9 +216,9 @@ void Server::admit(tcp::socket socket) {
     const auto receiver = std::make_shared<Receiver>(std::move(socket), host, m_limits.receiver);
     if (m_receivers.size() >= m_limits.receivers && !closeIdleReceiver()) {
         unsigned suppressed = 0;
-        if (m_refusals.allows(suppressed)) {
-            HV_WARN("{}: refused {}: connection limit of {} reached ({} more since the last line)",
-                    m_instance, receiver->peerName(), m_limits.receivers, suppressed);
+        if (m_log.refused.allows(suppressed)) {
+            HV_WARN("{}: refused {}: connection limit of {} reached{}", m_instance,
+                    receiver->peerName(), m_limits.receivers, moreLines(suppressed));
         }
         return;  // the last reference closes the connection
     }
@@ -208,8 +263,8 @@ void Server::tick() {
     }
     m_ticker.expires_after(kTick);
     m_ticker.async_wait([this](const asio::error_code& cancelled) {
-        if (!cancelled) {
-            tick();
+        if (!cancelled && !guarded("looking after receivers", [this] { tick(); })) {
+            m_ticking = false;  // the next receiver starts it
         }
     });
 }
@@ -232,8 +287,10 @@ void Server::changed() {
     m_statusTimer.async_wait([this](const asio::error_code& cancelled) {
         m_statusChanged = false;
         if (!cancelled) {
-            publishStatus();
-            m_callbacks.onChange();
+            guarded("reporting the status", [this] {
+                publishStatus();
+                m_callbacks.onChange();
+            });
         }
     });
 }
@@ -254,26 +311,35 @@ void Server::publishStatus() {
 
 void Server::joined(Receiver& receiver) {
     changed();
-    HV_INFO("{}: {} joined, receivers now: {}", m_instance, receiver.peerName(), joinedCount());
+    unsigned suppressed = 0;
+    if (m_log.joined.allows(suppressed)) {
+        HV_INFO("{}: {} joined, receivers now: {}{}", m_instance, receiver.peerName(),
+                joinedCount(), moreLines(suppressed));
+    }
 }
 
 void Server::left(Receiver& receiver, const std::string& reason) {
-    if (receiver.hasJoined()) {
-        HV_INFO("{}: {} left: {}; {}; receivers now: {}", m_instance, receiver.peerName(), reason,
-                receiver.summary(), joinedCount() - 1);
-    } else {
-        unsigned suppressed = 0;
-        if (m_connectionLogLimit.allows(suppressed)) {
-            HV_INFO("{}: {} left before asking for a stream: {} ({} more since the last line)",
-                    m_instance, receiver.peerName(), reason, suppressed);
-        }
-    }
     const auto self = std::find_if(m_receivers.begin(), m_receivers.end(),
                                    [&](const auto& other) { return other.get() == &receiver; });
     const auto keepAlive = *self;
     m_receivers.erase(self);
     streamChanged(receiver);
     tallyChanged(receiver);
+    const bool joined = receiver.hasJoined();
+    support::LogLimit& limit = !receiver.endedByPeer() ? m_log.closed
+                               : joined                ? m_log.left
+                                                       : m_log.leftEarly;
+    unsigned suppressed = 0;
+    if (!limit.allows(suppressed)) {
+        return;
+    }
+    if (joined) {
+        HV_INFO("{}: {} left: {}; {}; receivers now: {}{}", m_instance, receiver.peerName(), reason,
+                receiver.summary(), joinedCount(), moreLines(suppressed));
+    } else {
+        HV_INFO("{}: {} left before asking for a stream: {}{}", m_instance, receiver.peerName(),
+                reason, moreLines(suppressed));
+    }
 }
 
 void Server::streamChanged(Receiver& receiver) {
@@ -303,8 +369,11 @@ void Server::tallyChanged(Receiver& /*receiver*/) {
         return;
     }
     m_echo = echo;
-    HV_INFO("{}: on program: {}, in preview: {}", m_instance, echo.onProgram ? "yes" : "no",
-            echo.onPreview ? "yes" : "no");
+    unsigned suppressed = 0;
+    if (m_log.onAir.allows(suppressed)) {
+        HV_INFO("{}: on program: {}, in preview: {}{}", m_instance, echo.onProgram ? "yes" : "no",
+                echo.onPreview ? "yes" : "no", moreLines(suppressed));
+    }
     const auto message = wire::makeTextMessage(wire::composeText(echo));
     for (const auto& receiver : m_receivers) {
         receiver->sendText(message);
@@ -340,7 +409,12 @@ void Server::post(Mailbox& mailbox, const OutgoingFrame& frame) {
 
 void Server::wake() {
     if (!m_wakePending.exchange(true)) {
-        asio::post(m_io, Wake{this});
+        try {
+            asio::post(m_io, Wake{this});
+        } catch (...) {
+            m_wakePending = false;  // the next frame tries again
+            throw;
+        }
     }
 }
 

@@ -40,7 +40,8 @@ struct ServerLimits {
 };
 
 /// A TCP server with one I/O thread. publish(), wanted() and joinCount() may be called from any
-/// thread between listen() and stop(); they never wait for the network.
+/// thread between listen() and stop(); they never wait for the network. What throws on the I/O
+/// thread is logged and started anew; the others' connections go on.
 class Server : private ReceiverHost {
 public:
     struct Listeners {
@@ -57,7 +58,7 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Binds a port on IPv4 and IPv6, or on the one that the machine has, and starts the thread.
+    /// Binds a port on IPv4 and IPv6, or on the one of them that works, and starts the thread.
     /// Empty on success, else the error.
     [[nodiscard]] std::string listen();
     [[nodiscard]] std::uint16_t port() const { return m_port; }
@@ -102,8 +103,20 @@ private:
     void changed() override;
     void joined(Receiver& receiver) override;
     void left(Receiver& receiver, const std::string& reason) override;
+    [[nodiscard]] ReceiverLog& log() override { return m_log; }
 
-    [[nodiscard]] std::string bindPort(std::uint16_t port, bool& inUse);
+    /// What became of a port.
+    struct Binding {
+        bool inUse = false;   ///< The next port may do.
+        std::string error;    ///< Empty: it is bound, on one IP version at least.
+        std::string missing;  ///< Why it is bound on one IP version only.
+    };
+    [[nodiscard]] std::string bindFirstFree(bool deniedIsInUse, std::string& missing);
+    [[nodiscard]] Binding bind(std::uint16_t port, bool deniedIsInUse);
+    [[nodiscard]] asio::error_code bind(const asio::ip::tcp::endpoint& endpoint);
+    void run();
+    template <typename Work>
+    bool guarded(const char* what, Work work) noexcept;
     void accept(Listener& listener);
     void onAccept(Listener& listener, const asio::error_code& error, asio::ip::tcp::socket socket);
     void acceptLater(Listener& listener);
@@ -148,9 +161,9 @@ private:
     wire::TallyEchoText m_echo;
     Mailbox m_takenMain;
     Mailbox m_takenPreview;
-    support::LogLimit m_refusals;
-    support::LogLimit m_connectionLogLimit{10};
+    ReceiverLog m_log;
     support::LogLimit m_acceptErrors;
+    support::LogLimit m_exceptions;
 
     std::thread m_thread;
 };

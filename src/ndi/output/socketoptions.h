@@ -13,7 +13,8 @@ void setListenerOptions(asio::ip::tcp::acceptor& acceptor);
 
 /// For a receiver's connection. Small messages are sent at once. The kernel queues about `unsent`
 /// bytes that are not on the wire yet: what waits beyond that stays in this program, where a newer
-/// frame can replace it. A peer that has vanished is detected after about `deadPeer`.
+/// frame can replace it. A peer that has vanished is detected after about `deadPeer`. Packets carry
+/// DSCP AF41, multimedia conferencing (RFC 4594), where the system lets a program choose.
 void setReceiverOptions(asio::ip::tcp::socket& socket, int unsent, std::chrono::seconds deadPeer);
 
 }  // namespace ndi

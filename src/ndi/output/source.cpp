@@ -4,11 +4,15 @@
 #include <cmath>
 #include <utility>
 
+#include "ndi/output/exceptiontext.h"
 #include "ndi/output/videoframe.h"
 #include "ndi/wire/sourcename.h"
 #include "support/log.h"
 
 namespace ndi {
+
+using support::moreLines;
+
 namespace {
 
 using std::chrono::steady_clock;
@@ -134,7 +138,13 @@ void Source::send(const NDIlib_video_frame_v2_t* frame) {
         refuse(error);
         return;
     }
-    encodeAndPublish(*frame, view);
+    try {
+        encodeAndPublish(*frame, view);
+    } catch (...) {
+        const std::lock_guard lock(m_encoding);
+        m_hintBroken = true;  // the encoder may have seen a part of the frame
+        reportException("encoding a frame");
+    }
     m_sentFrames.fetch_add(1, std::memory_order_relaxed);
     if (m_clocked) {
         waitForSlot(*frame);
@@ -149,8 +159,7 @@ void Source::refuse(const std::string& error) {
     }
     unsigned suppressed = 0;
     if (m_refusals.allows(suppressed)) {
-        HV_ERROR("{}: a frame was not sent: {} ({} more since the last line)", instance(), error,
-                 suppressed);
+        HV_ERROR("{}: a frame was not sent: {}{}", instance(), error, moreLines(suppressed));
     }
 }
 
@@ -240,13 +249,25 @@ void Source::waitForSlot(const NDIlib_video_frame_v2_t& frame) {
     }
 }
 
+/// Call it within a catch block.
+void Source::reportException(const char* what) noexcept {
+    try {
+        unsigned suppressed = 0;
+        if (m_encoderErrors.allows(suppressed)) {
+            HV_ERROR("{}: {} failed: {}{}", instance(), what, exceptionText(),
+                     moreLines(suppressed));
+        }
+    } catch (...) {  // no memory even for the log line
+    }
+}
+
 void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted) {
     const bool missing =
         (wanted.main && streams.main == nullptr) || (wanted.preview && streams.preview == nullptr);
     unsigned suppressed = 0;
     if (missing && m_encoderErrors.allows(suppressed)) {
-        HV_ERROR("{}: a frame of {}x{} could not be encoded ({} more since the last line)",
-                 instance(), m_lastView.width, m_lastView.height, suppressed);
+        HV_ERROR("{}: a frame of {}x{} could not be encoded{}", instance(), m_lastView.width,
+                 m_lastView.height, moreLines(suppressed));
     }
 }
 
@@ -263,8 +284,18 @@ void Source::repeatLoop() {
             continue;
         }
         lock.unlock();
-        repeatNow();
+        bool failed = false;
+        try {
+            repeatNow();
+        } catch (...) {
+            failed = true;
+            reportException("repeating a frame");
+        }
         lock.lock();
+        if (failed) {
+            m_servedJoins = m_server.joinCount();
+            m_lastPublish = steady_clock::now();  // and again after the repeat interval
+        }
     }
 }
 

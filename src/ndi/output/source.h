@@ -107,6 +107,7 @@ private:
     void repeatNow();
     [[nodiscard]] TimePoint repeatDue() const;
     void noteQuality(const speedhq::EncodedStreams& streams, bool newFrame);
+    void reportException(const char* what) noexcept;
     void reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted);
 
     const std::string m_requestedName;

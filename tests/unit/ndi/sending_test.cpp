@@ -131,6 +131,55 @@ TEST(Sending, EncodesOnlyWhileReceiversWantVideo) {
     EXPECT_EQ(work.repeated, repeated);
 }
 
+/// Fails in every call until it is told to work.
+class FailingEncoder : public speedhq::FrameEncoder {
+public:
+    explicit FailingEncoder(const std::atomic<bool>& works) : m_works(works) {}
+    void updateReference(const speedhq::FrameView& frame, const support::DirtyRows& d) override {
+        m_encoder->updateReference(frame, d);
+    }
+    speedhq::EncodedStreams encode(const speedhq::FrameView& frame, const support::DirtyRows& dirty,
+                                   speedhq::Streams wanted) override {
+        return m_works ? m_encoder->encode(frame, dirty, wanted) : throw std::bad_alloc();
+    }
+    speedhq::EncodedStreams encodeReference(speedhq::Streams wanted) override {
+        return m_works ? m_encoder->encodeReference(wanted) : throw std::bad_alloc();
+    }
+
+private:
+    const std::atomic<bool>& m_works;
+    const std::unique_ptr<speedhq::FrameEncoder> m_encoder = speedhq::createFrameEncoder();
+};
+
+TEST(Sending, ExceptionsAreLoggedAndTheStreamGoesOn) {
+    const LogCapture log;
+    std::atomic<bool> works{false};
+    SourceParts parts = testParts();
+    parts.encoder = std::make_unique<FailingEncoder>(works);
+    parts.repeat.interval = parts.repeat.active = 10ms;
+    std::atomic<bool> told{false};
+    const auto source = Source::open({{"Test", 0},
+                                      false,
+                                      [&told] {
+                                          told = true;
+                                          throw std::runtime_error("the I/O thread's turn");
+                                      }},
+                                     std::move(parts));
+    TestImage image(64, 64);
+    image.sendTo(*source);
+    TestReceiver receiver(source->port());
+    receiver.sayHello();
+    EXPECT_TRUE(log.says("repeating a frame failed: "));
+    image.sendTo(*source);
+    EXPECT_TRUE(eventually([&] { return told.load(); }));
+    works = true;
+    EXPECT_TRUE(eventually([&] {
+        image.sendTo(*source);
+        return receiver.nextFrame(100ms).has_value();
+    }));
+    EXPECT_TRUE(log.says("failed and is started anew: the I/O thread's turn"));
+}
+
 TEST(Sending, AllocatesNothing) {
     CountingEncoder::Log work;
     const auto source = openCounted(work);
@@ -309,7 +358,7 @@ TEST_F(BuiltIn, WithoutDescriptorsNoSourceIsCreated) {
     for (int file = ::dup(0); file >= 0; file = ::dup(0)) {
         used.push_back(file);
     }
-    // It needs three for its thread and one for each protocol.
+    // It needs three for its thread and one for a protocol; both are better.
     int refusals = 0;
     for (; create("Starved") == nullptr && refusals < 20; ++refusals) {
         ::close(used.back());
@@ -319,7 +368,8 @@ TEST_F(BuiltIn, WithoutDescriptorsNoSourceIsCreated) {
         ::close(file);
     }
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(refusals, 5);
+    EXPECT_EQ(refusals, 4);
+    EXPECT_EQ(m_log.count("listening on one IP version only"), 1);
     EXPECT_EQ(m_log.count("not created: "), refusals);
 }
 

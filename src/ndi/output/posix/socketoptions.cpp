@@ -15,6 +15,9 @@ void setOption(asio::ip::tcp::socket& socket, int level, int name, int value) {
 
 constexpr int kProbes = 3;
 
+/// DSCP AF41 in the upper six bits of the traffic class.
+constexpr int kTrafficClass = 34 << 2;
+
 }  // namespace
 
 void setListenerOptions(asio::ip::tcp::acceptor& acceptor) {
@@ -27,6 +30,9 @@ void setReceiverOptions(asio::ip::tcp::socket& socket, int unsent, std::chrono::
     const int interval = std::max(1, seconds / (kProbes + 1));
     setOption(socket, IPPROTO_TCP, TCP_NODELAY, 1);
     setOption(socket, IPPROTO_TCP, TCP_NOTSENT_LOWAT, unsent);
+    // Each is refused by a socket of the other IP version.
+    setOption(socket, IPPROTO_IP, IP_TOS, kTrafficClass);
+    setOption(socket, IPPROTO_IPV6, IPV6_TCLASS, kTrafficClass);
     setOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
     setOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, interval);
     setOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, interval);

@@ -22,6 +22,8 @@ void setReceiverOptions(asio::ip::tcp::socket& socket, int unsent, std::chrono::
     // Windows has no limit for unsent bytes alone; this one includes the bytes on the wire.
     socket.set_option(asio::socket_base::send_buffer_size(std::max(unsent, 1 << 20)), ignored);
 
+    // There is no DSCP here: Windows leaves it to the administrator's QoS policies.
+
     // Windows sends ten probes; the number is fixed.
     tcp_keepalive probing{};
     probing.onoff = 1;
