@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -61,6 +62,32 @@ void ours(State& state, const speedhq::Kernels* kernels, Scene scene, int width,
         bytes = encoder.encode(view, hint ? desktop.dirty() : unknown, kQuality)->size;
     }
     state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+/// What a frame costs while no receivers are connected.
+void noReceivers(State& state, Scene scene) {
+    Desktop desktop(1920, 1080);
+    speedhq::WorkerPool pool(1);
+    speedhq::IncrementalEncoder encoder(pool, speedhq::bestKernels());
+    for (auto _ : state) {
+        state.PauseTiming();
+        desktop.advance(scene);
+        state.ResumeTiming();
+        encoder.updateReference(desktop.view(), desktop.dirty());
+    }
+}
+
+/// Copies the pixels of a frame, for comparison.
+void copyFrame(State& state) {
+    Desktop desktop(1920, 1080);
+    std::vector<std::uint8_t> copy(1920 * 1080 * 4);
+    for (auto _ : state) {
+        state.PauseTiming();
+        desktop.advance(Scene::FullMotion);
+        state.ResumeTiming();
+        std::memcpy(copy.data(), desktop.view().pixels, copy.size());
+        benchmark::DoNotOptimize(copy.data());
+    }
 }
 
 /// The preview alone: the main stream's reference frame is already up to date.
@@ -158,6 +185,7 @@ int main(int argc, char** argv) {
         }
     }
     const speedhq::Kernels* const best = &speedhq::bestKernels();
+    benchmark::RegisterBenchmark("1080p/full/copy", copyFrame);
     benchmark::RegisterBenchmark("1080p/full/libav", libav, Scene::FullMotion, 1920, 1080);
     for (const Scene scene : kScenes) {
         const std::string name = std::string("1080p/") + nameOf(scene);
@@ -166,6 +194,7 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark((name + "/ours without a hint").c_str(), ours, best, scene,
                                      1920, 1080, 1, false);
         benchmark::RegisterBenchmark((name + "/preview").c_str(), preview, scene);
+        benchmark::RegisterBenchmark((name + "/no receivers").c_str(), noReceivers, scene);
     }
     for (const int threads : {1, 2}) {
         for (const auto& [width, height, size] :

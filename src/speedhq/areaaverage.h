@@ -7,8 +7,9 @@
 
 namespace speedhq {
 
-/// The weights for downscaling in one direction: every output is the weighted mean of the inputs it
-/// covers. The weights of an output are integers that add up to exactly `unit`.
+/// The weights for downscaling in one direction: every output is the weighted mean of as many
+/// consecutive inputs, some of which may have the weight 0. The weights of an output are integers
+/// that add up to exactly `unit`.
 class AreaWeights {
 public:
     /// Divides `extent` pixels equally among `output` samples. An input sample covers `step`
@@ -17,17 +18,17 @@ public:
     AreaWeights(int extent, int step, int output, int unit);
 
     [[nodiscard]] int outputs() const { return static_cast<int>(m_firsts.size()); }
+    /// The number of inputs of every output.
+    [[nodiscard]] int inputs() const { return m_inputs; }
     [[nodiscard]] int first(int output) const { return m_firsts[static_cast<std::size_t>(output)]; }
-    [[nodiscard]] int count(int output) const { return m_counts[static_cast<std::size_t>(output)]; }
-    /// The weights of the count() inputs that begin with first().
+    /// The weights of the inputs() inputs that begin with first().
     [[nodiscard]] const std::uint32_t* weights(int output) const {
-        return &m_weights[m_starts[static_cast<std::size_t>(output)]];
+        return &m_weights[static_cast<std::size_t>(output) * static_cast<std::size_t>(m_inputs)];
     }
 
 private:
+    int m_inputs = 0;
     std::vector<int> m_firsts;
-    std::vector<int> m_counts;
-    std::vector<std::size_t> m_starts;
     std::vector<std::uint32_t> m_weights;
 };
 

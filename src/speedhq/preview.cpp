@@ -8,18 +8,19 @@ namespace {
 
 constexpr int kWidth = 640;
 
-/// Cb and Cr as differences from 128, all components in units of 1 / kLineUnit.
-struct Sample {
-    int y;
+/// Two pixels: Cb and Cr as differences from 128, all components in units of 1 / kLineUnit.
+struct Samples {
+    int left;
+    int right;
     int cb;
     int cr;
 };
 
 /// The factors are scaled by 2^14. Greys do not change.
-Sample bt601FromBt709(Sample s) {
+Samples bt601FromBt709(Samples s) {
     constexpr int kHalf = 1 << 13;
-    return {s.y + ((1627 * s.cb + 3141 * s.cr + kHalf) >> 14),
-            (16218 * s.cb - 1813 * s.cr + kHalf) >> 14,
+    const int brighter = (1627 * s.cb + 3141 * s.cr + kHalf) >> 14;
+    return {s.left + brighter, s.right + brighter, (16218 * s.cb - 1813 * s.cr + kHalf) >> 14,
             (-1187 * s.cb + 16112 * s.cr + kHalf) >> 14};
 }
 
@@ -86,7 +87,7 @@ void Preview::scale(IncrementalEncoder& main) {
     for (int line = 0; line < m_height; ++line) {
         const int first = m_lines->first(line);
         const auto firstRow = m_changedRows.begin() + first / 16;
-        const auto lastRow = m_changedRows.begin() + (first + m_lines->count(line) - 1) / 16;
+        const auto lastRow = m_changedRows.begin() + (first + m_lines->inputs() - 1) / 16;
         if (std::find(firstRow, lastRow + 1, 1) == lastRow + 1) {
             continue;
         }
@@ -109,7 +110,7 @@ void Preview::scaleLine(const ReferenceFrame& source, int line, ScaledLine& scal
     for (Component* const component : {&scaled.y, &scaled.cb, &scaled.cr}) {
         std::fill(component->sums.begin(), component->sums.end(), std::uint16_t{0});
     }
-    for (int i = 0; i < m_lines->count(line); ++i) {
+    for (int i = 0; i < m_lines->inputs(); ++i) {
         const int y = m_lines->first(line) + i;
         const MacroblockSamples* const row = source.row(y / 16);
         for (int column = 0; column < source.columns(); ++column) {
@@ -132,17 +133,15 @@ void Preview::storeLine(int line, const ScaledLine& scaled) {
     constexpr int kMiddle = 128 * kLineUnit;
     std::uint8_t* group = m_pixels.data() + line * m_stride;
     for (std::size_t i = 0; i < scaled.cb.means.size(); ++i, group += 4) {
-        Sample left{scaled.y.means[2 * i], scaled.cb.means[i] - kMiddle,
-                    scaled.cr.means[i] - kMiddle};
-        Sample right{scaled.y.means[2 * i + 1], left.cb, left.cr};
+        Samples samples{scaled.y.means[2 * i], scaled.y.means[2 * i + 1],
+                        scaled.cb.means[i] - kMiddle, scaled.cr.means[i] - kMiddle};
         if (m_changeMatrix) {
-            left = bt601FromBt709(left);
-            right = bt601FromBt709(right);
+            samples = bt601FromBt709(samples);
         }
-        group[0] = rounded(left.cb + kMiddle);
-        group[1] = rounded(left.y);
-        group[2] = rounded(left.cr + kMiddle);
-        group[3] = rounded(right.y);
+        group[0] = rounded(samples.cb + kMiddle);
+        group[1] = rounded(samples.left);
+        group[2] = rounded(samples.cr + kMiddle);
+        group[3] = rounded(samples.right);
     }
 }
 
