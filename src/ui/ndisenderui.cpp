@@ -181,8 +181,8 @@ void NDISenderUI::slotStartSend() {
             m_pStartBtn->setText(translated("zhContinueStr"));
             break;
         case SendState::Paused:
-            HV_INFO("the operator continues \"{}\"{}", m_outputName,
-                    m_paramChanged ? " with changed parameters" : "");
+            HV_INFO("the operator {} \"{}\"{}", m_afterReset ? "starts" : "continues", m_outputName,
+                    m_paramChanged && !m_afterReset ? " with changed parameters" : "");
             if (m_paramChanged) {
                 m_pSender->reset();
                 startSender();
@@ -193,6 +193,7 @@ void NDISenderUI::slotStartSend() {
             break;
     }
     m_paramChanged = false;
+    m_afterReset = false;
     showSourceStatus();
 }
 
@@ -200,6 +201,7 @@ void NDISenderUI::slotStop() {
     HV_INFO("the operator resets \"{}\"", m_outputName);
     const bool started = m_sendState != SendState::Idle;
     m_paramChanged = true;
+    m_afterReset = true;
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
     m_pSender->pause();
     m_sendState = SendState::Paused;
@@ -238,7 +240,9 @@ void NDISenderUI::showSourceStatus() {
         const QString lines = toolTip + "\n" + seen.arg(QString::fromStdString(status.name));
         toolTip = "<p style='white-space:pre'>" + lines.toHtmlEscaped() + "</p>";
     }
-    m_pNameLndt->setToolTip(toolTip);
+    if (toolTip != m_pNameLndt->toolTip()) {
+        m_pNameLndt->setToolTip(toolTip);
+    }
 }
 
 // The region --------------------------------------------------------------------------------
@@ -292,31 +296,37 @@ void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
 }
 
 void NDISenderUI::slotROIXChanged() {
+    const Rectangle before = m_roi;
     m_roi.x = m_pXSpinBox->text().toInt();
     updateROIRanges();
     m_pWSpinBox->setValue(m_roi.w);
-    finishROIEdit();
+    finishROIEdit(before);
 }
 
 void NDISenderUI::slotROIYChanged() {
+    const Rectangle before = m_roi;
     m_roi.y = m_pYSpinBox->value();
     updateROIRanges();
     m_pHSpinBox->setValue(m_roi.h);
-    finishROIEdit();
+    finishROIEdit(before);
 }
 
 void NDISenderUI::slotROIWChanged() {
+    const Rectangle before = m_roi;
     m_roi.w = m_pWSpinBox->text().toInt();
-    finishROIEdit();
+    finishROIEdit(before);
 }
 
 void NDISenderUI::slotROIHChanged() {
+    const Rectangle before = m_roi;
     m_roi.h = m_pHSpinBox->text().toInt();
-    finishROIEdit();
+    finishROIEdit(before);
 }
 
-void NDISenderUI::finishROIEdit() {
-    HV_INFO("the operator sets the region to {}x{} at {},{}", m_roi.w, m_roi.h, m_roi.x, m_roi.y);
+void NDISenderUI::finishROIEdit(const Rectangle& before) {
+    HV_INFO("the operator {} {}x{} at {},{}",
+            before == m_roi ? "leaves a field of the region, which stays" : "sets the region to",
+            m_roi.w, m_roi.h, m_roi.x, m_roi.y);
     m_paramChanged = true;
     applyIfSending();
     if (m_pCaptureROI) {

@@ -74,6 +74,10 @@ private:
         std::int32_t y = 0;
         std::int32_t w = 0;
         std::int32_t h = 0;
+
+        bool operator==(const Rectangle& other) const {
+            return x == other.x && y == other.y && w == other.w && h == other.h;
+        }
     };
 
     // Construction and captions: ndisenderui_layout.cpp.
@@ -101,8 +105,8 @@ private:
     /// Sets the range of a spin box, and the tool tip that tells it.
     static void setBounds(QSpinBox* box, int least, int most);
     void updateROIRanges();
-    void finishROIEdit();
-    /// Shows what becomes of a capture that needs a permission; nothing outside a Wayland session.
+    void finishROIEdit(const Rectangle& before);
+    /// Shows the status of a capture that needs a permission; outside a Wayland session, nothing.
     void watchCapture();
     void lookAtCapture();
     void applyIfSending();
@@ -147,6 +151,7 @@ private:
 
     bool m_paramChanged = false;  ///< Since the last initParmeter() of the sender.
     SendState m_sendState = SendState::Idle;
+    bool m_afterReset = false;  ///< The state is Paused because of a reset.
     Rectangle m_roi;
     std::int32_t m_frameRate = 30;
     std::int32_t m_desktopWidth = 0;  ///< Of the union of all screens.

@@ -124,8 +124,14 @@ QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& condi
 }  // namespace
 
 QString changedName(const ndi::SourceStatus& status, const std::string& name) {
-    return !status.known || status.sourceName == name ? QString()
-                                                      : QString::fromStdString(status.sourceName);
+    // The bracketed part of "MACHINE (Source name)" is cut where both together are too long.
+    const QString full = QString::fromStdString(status.name);
+    const int open = full.indexOf(" (");
+    if (!status.known || open < 0) {
+        return {};
+    }
+    const QString seen = full.mid(open + 2, full.size() - open - 3);
+    return seen == QString::fromStdString(name) ? QString() : seen;
 }
 
 SourceDisplay describeSource(const ndi::SourceStatus& status, const SourceConditions& conditions) {

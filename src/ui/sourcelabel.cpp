@@ -31,9 +31,6 @@ SourceLabel::SourceLabel(QWidget* parent) : QWidget(parent) {
 }
 
 void SourceLabel::setDisplay(const ui::SourceDisplay& display) {
-    if (display == m_display) {
-        return;
-    }
     m_display = display;
     setToolTip(display.toolTip);
     update();

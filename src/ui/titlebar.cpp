@@ -150,8 +150,10 @@ void TitleBar::setTitleContent(const QString& text) {
 }
 
 void TitleBar::setSourceDisplay(const ui::SourceDisplay& display) {
-    m_pSourceLabel->setDisplay(display);
-    placeSourceLabel();
+    if (display != m_pSourceLabel->display()) {
+        m_pSourceLabel->setDisplay(display);
+        placeSourceLabel();
+    }
 }
 
 /// Puts the source label into the empty stretch between the title's text and the language choice.

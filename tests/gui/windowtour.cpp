@@ -93,5 +93,18 @@ int main(int argc, char* argv[]) {
     op.click("ok");
     op.click("show");
     screenshot("overlay-shown");
+    op.click("show");
+
+    fakes.sourceFails = true;
+    op.type("name", "Taken");
+    op.click("reset");
+    for (int i = 0; i < languages.size(); ++i) {
+        op.language->setCurrentIndex(i);
+        screenshot("status-0-no-source-" + languages[i]);
+    }
+    op.controls["screen"]->setFocus();
+    screenshot("focus-screen");
+    op.language->setFocus();
+    screenshot("focus-language");
     return 0;
 }
