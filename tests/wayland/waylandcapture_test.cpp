@@ -132,7 +132,7 @@ TEST_F(Frames, AreWhatTheOutputShows) {
     EXPECT_TRUE(eventually(
         [&] {
             capture.read();
-            return capture.partialReads() > whole + 20;
+            return capture.partialReads() > whole + 5;
         },
         20s))
         << m_log.text();

@@ -19,6 +19,16 @@ QColor corner(const std::string& output) {
     return screenshot(output).pixelColor(1, 1);
 }
 
+void showImage(const std::string& output, const QImage& image) {
+    static int number = 0;
+    const std::string file = inFolder("image" + std::to_string(++number) + ".png");
+    ASSERT_TRUE(image.save(QString::fromStdString(file)));
+    // One colour in between, so that the image's arrival can be told from any image before it.
+    showColour(output, "#010203");
+    sway("output " + output + " bg " + file + " fill");
+    EXPECT_TRUE(eventually([&] { return corner(output) != QColor(1, 2, 3); }));
+}
+
 }  // namespace
 
 void sway(const std::string& command) {
@@ -32,7 +42,6 @@ QImage screenshot(const std::string& output) {
 }
 
 void showPattern(const std::string& output, unsigned seed) {
-    static int number = 0;
     QImage pattern(320, 240, QImage::Format_RGB32);
     std::mt19937 random(seed);
     for (int y = 0; y < pattern.height(); ++y) {
@@ -40,11 +49,17 @@ void showPattern(const std::string& output, unsigned seed) {
             pattern.setPixel(x, y, 0xFF000000U | (random() & 0xFFFFFFU));
         }
     }
-    const std::string file = inFolder("pattern" + std::to_string(++number) + ".png");
-    ASSERT_TRUE(pattern.save(QString::fromStdString(file)));
-    const QImage before = screenshot(output);
-    sway("output " + output + " bg " + file + " fill");
-    EXPECT_TRUE(eventually([&] { return screenshot(output) != before; }));
+    showImage(output, pattern);
+}
+
+void showGradient(const std::string& output) {
+    QImage image(1280, 720, QImage::Format_RGB32);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            image.setPixel(x, y, qRgb(x * 255 / 1280, y * 255 / 720, (x + y) / 8));
+        }
+    }
+    showImage(output, image);
 }
 
 void showColour(const std::string& output, const std::string& colour) {

@@ -15,6 +15,9 @@ void sway(const std::string& command);
 /// Fills an output with a pattern of its own for each `seed`, and waits until it is shown.
 void showPattern(const std::string& output, unsigned seed);
 
+/// Fills an output with a smooth image, and waits until it is shown.
+void showGradient(const std::string& output);
+
 /// Fills an output with one colour, "#rrggbb".
 void showColour(const std::string& output, const std::string& colour);
 

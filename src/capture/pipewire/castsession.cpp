@@ -22,6 +22,11 @@ constexpr milliseconds kNegotiation(10000);
 /// A frame that a still screen sends by itself is there after a few milliseconds.
 constexpr milliseconds kFirstFrameGrace(400);
 
+/// Earlier casts of a still screen that xdg-desktop-portal-wlr has not ended yet take the first
+/// drawings for themselves.
+constexpr milliseconds kNudgeInterval(300);
+constexpr int kMostNudges = 10;
+
 /// Between attempts to get a lost cast back.
 constexpr milliseconds kRetryInterval(500);
 
@@ -188,7 +193,7 @@ void CastSession::noteOutput(const Grant& grant) {
 /// Handles the stream until it ends.
 CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
     std::unique_ptr<Nudge> nudge;
-    bool nudged = false;
+    int nudges = 0;
     bool vanished = false;
     while (true) {
         const unsigned seen = stream.changes();
@@ -196,7 +201,7 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
             [&] {
                 return stream.changes() != seen || portal.closed() || portal.vanished() != vanished;
             },
-            nextLook(stream, nudged));
+            nextLook(stream, nudges));
         if (m_loop.stopped()) {
             return {};
         }
@@ -217,16 +222,16 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
         noteStream(portal, stream);
         if (stream.frames() > 0) {
             nudge.reset();
-        } else if (stream.streaming() && !nudged &&
-                   since(stream.pausedSince()) >= kFirstFrameGrace) {
-            nudged = true;
+        } else if (stream.streaming() && nudges < kMostNudges &&
+                   since(stream.pausedSince()) >= kFirstFrameGrace + nudges * kNudgeInterval) {
+            ++nudges;
             nudge = Nudge::at(m_place.first, m_place.second);
         }
     }
 }
 
 /// When something has to be looked at even if nothing is heard.
-milliseconds CastSession::nextLook(const Stream& stream, bool nudged) const {
+milliseconds CastSession::nextLook(const Stream& stream, int nudges) const {
     const milliseconds past = since(stream.pausedSince());
     const auto until = [past](milliseconds limit) {
         return std::max(limit - past, milliseconds(1));
@@ -234,7 +239,8 @@ milliseconds CastSession::nextLook(const Stream& stream, bool nudged) const {
     if (!stream.streaming()) {
         return until(m_wasCasting ? kPauseGrace : kNegotiation);
     }
-    return stream.frames() == 0 && !nudged ? until(kFirstFrameGrace) : milliseconds(600000);
+    const bool waiting = stream.frames() == 0 && nudges < kMostNudges;
+    return waiting ? until(kFirstFrameGrace + nudges * kNudgeInterval) : milliseconds(600000);
 }
 
 void CastSession::noteStream(const Portal& portal, const Stream& stream) {

@@ -56,7 +56,7 @@ private:
     void noteGrant(const Grant& grant);
     void noteOutput(const Grant& grant);
     [[nodiscard]] Ending watch(Portal& portal, Stream& stream);
-    [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, bool nudged) const;
+    [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, int nudges) const;
     void noteStream(const Portal& portal, const Stream& stream);
     void sayWhatThereIs(const Portal& portal, const std::string& server);
     [[nodiscard]] bool canRecover(const Ending& ending);

@@ -1,0 +1,240 @@
+// The whole program in a Wayland session, operated by clicks and received over the network.
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QImage>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "support/framecompare.h"
+#include "support/process.h"
+#include "waylandsession.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tests::eventually;
+using tests::pick;
+using tests::Process;
+using tests::runToEnd;
+using tests::screenshot;
+using tests::sessionPart;
+using tests::showPattern;
+using tests::sway;
+
+constexpr char kFirst[] = "HEADLESS-1";
+constexpr char kSecond[] = "HEADLESS-2";
+
+// The places of the window's controls, in pixels from its top-left corner.
+constexpr QPoint kStart{190, 204};
+constexpr QPoint kScreen{195, 150};
+constexpr QPoint kSelectRegion{410, 95};
+constexpr QPoint kTitle{250, 22};
+
+void xdotool(std::vector<std::string> words) {
+    words.insert(words.begin(), "xdotool");
+    runToEnd(words);
+}
+
+std::string at(QPoint place) {
+    return std::to_string(place.x()) + "," + std::to_string(place.y());
+}
+
+class Program {
+public:
+    Program() {
+        static int runs = 0;
+        m_name = "Wayland-" + std::to_string(++runs);
+        const QString folder = m_folder.filePath("Halvark/TarsinNDI");
+        QDir().mkpath(folder);
+        QSettings(folder + "/TarsinNDI.ini", QSettings::IniFormat)
+            .setValue("SystemSet/name", QString::fromStdString(m_name));
+        const QByteArray before = qgetenv("XDG_DATA_HOME");
+        qputenv("XDG_DATA_HOME", m_folder.path().toLocal8Bit());
+        qunsetenv("QT_QPA_PLATFORM");
+        m_process = std::make_unique<Process>(std::vector<std::string>{TARSIN_PROGRAM});
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("XDG_DATA_HOME", before);
+        std::istringstream windows(runToEnd({"xdotool", "search", "--sync", "--onlyvisible",
+                                             "--pid", std::to_string(m_process->pid())},
+                                            60s));
+        while (windows >> m_window) {
+        }
+    }
+
+    void click(QPoint where) const {
+        xdotool({"mousemove", "--window", m_window, std::to_string(where.x()),
+                 std::to_string(where.y()), "click", "1"});
+    }
+
+    /// Chooses the screen below the current one in the combo box.
+    void chooseNextScreen() const {
+        click(kScreen);
+        xdotool({"key", "Down", "Return"});
+    }
+
+    [[nodiscard]] QPoint position() const {
+        std::istringstream lines(runToEnd({"xdotool", "getwindowgeometry", "--shell", m_window}));
+        QPoint found;
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind("X=", 0) == 0) {
+                found.setX(std::stoi(line.substr(2)));
+            } else if (line.rfind("Y=", 0) == 0) {
+                found.setY(std::stoi(line.substr(2)));
+            }
+        }
+        return found;
+    }
+
+    [[nodiscard]] std::string log() const {
+        std::ostringstream text;
+        text << std::ifstream(m_folder.filePath("Halvark/TarsinNDI/log/TarsinNDI").toStdString())
+                    .rdbuf();
+        return text.str();
+    }
+
+    [[nodiscard]] bool logs(const std::string& text) const {
+        return eventually([&] { return log().find(text) != std::string::npos; });
+    }
+
+    /// What a receiver gets is, after a while, what the output shows at `area`.
+    void expectReceived(const std::string& output, const QRect& area) const {
+        const QString file = m_folder.filePath("received.png");
+        double psnr = -1;
+        std::string report;
+        EXPECT_TRUE(eventually(
+            [&] {
+                Process monitor({TARSIN_MONITOR, m_name, "--wait", "20", "--seconds", "2", "--save",
+                                 file.toStdString()});
+                (void)monitor.waitFor(60s);
+                report = monitor.output();
+                psnr = tests::lumaPsnr(QImage(file), screenshot(output).copy(area));
+                return psnr >= 38;
+            },
+            60s))
+            << psnr << " dB\n"
+            << report << log();
+    }
+
+    [[nodiscard]] Process& process() { return *m_process; }
+
+private:
+    QTemporaryDir m_folder;
+    std::string m_name;
+    std::unique_ptr<Process> m_process;
+    std::string m_window;
+};
+
+class Operator : public testing::Test {
+protected:
+    Operator() {
+        pick(kFirst);
+        // Smooth enough for any codec, and different everywhere.
+        for (const char* output : {kFirst, kSecond}) {
+            tests::showGradient(output);
+        }
+    }
+};
+
+TEST_F(Operator, SendsTheScreenAndFollowsItsMode) {
+    Program program;
+    program.click(kStart);
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+    EXPECT_NE(program.log().find("captured through PipeWire, 1280x720"), std::string::npos);
+    sway("output HEADLESS-1 mode --custom 1280x800@60Hz");
+    EXPECT_TRUE(program.logs("captured through PipeWire, 1280x800"));
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+    sway("output HEADLESS-1 mode --custom 1280x720@60Hz");
+    EXPECT_TRUE(program.process().running());
+}
+
+TEST_F(Operator, SendsTwoScreensAtOnceAndARegionDrawnOnTheSecond) {
+    Program first;
+    first.click(kStart);
+    first.expectReceived(kFirst, {0, 0, 1280, 720});
+    pick(kSecond);
+    Program second;
+    second.chooseNextScreen();
+    second.click(kStart);
+    second.expectReceived(kSecond, {0, 0, 1600, 1200});
+
+    // Logical pixels of the overlay are two physical ones of the stream.
+    const QColor plain = screenshot(kSecond).pixelColor(1500, 1100);
+    second.click(kSelectRegion);
+    EXPECT_TRUE(eventually([&] { return screenshot(kSecond).pixelColor(1500, 1100) != plain; }));
+    xdotool({"mousemove", "1380", "100", "mousedown", "1", "mousemove", "1450", "150", "mousemove",
+             "1580", "250", "mouseup", "1"});
+    EXPECT_TRUE(eventually([&] { return screenshot(kSecond).pixelColor(1500, 1100) == plain; }));
+    xdotool({"mousemove", "1550", "235", "click", "1"});
+    EXPECT_TRUE(second.logs("initParmeter x 200 y 200 w 400 h 300")) << second.log();
+    second.expectReceived(kSecond, {200, 200, 400, 300});
+    first.expectReceived(kFirst, {0, 0, 1280, 720});
+}
+
+TEST_F(Operator, SeesARefusalAndIsAskedAgainByTheNextStart) {
+    pick("");
+    Program program;
+    program.click(kStart);
+    EXPECT_TRUE(
+        program.logs("no screen capture from output \"HEADLESS-1\": the permission was "
+                     "refused. Press start to ask again."))
+        << program.log();
+    pick(kFirst);
+    // The window has paused by itself; each click is a start or a pause of one that was refused.
+    EXPECT_TRUE(eventually(
+        [&] {
+            program.click(kStart);
+            return eventually(
+                [&] {
+                    return program.log().find("captured through PipeWire") != std::string::npos;
+                },
+                2s);
+        },
+        30s))
+        << program.log();
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+}
+
+TEST_F(Operator, IsShownTheScreenThatTheDesktopGranted) {
+    pick(kSecond);
+    Program program;
+    program.click(kStart);
+    EXPECT_TRUE(program.logs("granted output \"HEADLESS-2\" instead of \"HEADLESS-1\""));
+    program.expectReceived(kSecond, {0, 0, 1600, 1200});
+}
+
+TEST_F(Operator, DragsTheWindowByItsTitle) {
+    Program program;
+    const QPoint before = program.position();
+    const QPoint title = before + kTitle;
+    // The compositor takes over somewhere on the way, and goes with the pointer from there.
+    runToEnd({TARSIN_VIRTUALPOINTER, "2080", "720", at(title), "press", at(title + QPoint(15, 10)),
+              at(title + QPoint(30, 20)), at(title + QPoint(60, 40)), at(title + QPoint(90, 60)),
+              "release"});
+    EXPECT_TRUE(eventually([&] {
+        const QPoint moved = program.position() - before;
+        return moved.x() >= 30 && moved.x() <= 90 && moved.y() >= 20 && moved.y() <= 60;
+    })) << (program.position() - before).x();
+}
+
+TEST_F(Operator, GoesOnSendingAfterPipeWireCameBack) {
+    Program program;
+    program.click(kStart);
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+    for (const char* part : {"pipewire", "wireplumber", "backend"}) {
+        sessionPart("kill", part);
+    }
+    EXPECT_TRUE(program.logs("was interrupted"));
+    for (const char* part : {"pipewire", "wireplumber", "backend"}) {
+        sessionPart("start", part);
+    }
+    EXPECT_TRUE(program.logs("goes on, 1280x720")) << program.log();
+    showPattern(kSecond, 9);
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+}
+
+}  // namespace
