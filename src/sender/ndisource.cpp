@@ -25,8 +25,8 @@ std::optional<std::string> initializeSdlAndDevices() {
     SDL_SetMainReady();
     // SDL would turn SIGINT and SIGTERM into events, which this program does not read.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    // No sound goes through SDL, and its ALSA driver would poll the devices ten times a second. SDL's
-    // environment variables override these hints.
+    // No sound goes through SDL, and its ALSA driver would poll the devices ten times a second.
+    // SDL's environment variables override these hints.
     SDL_SetHint(SDL_HINT_AUDIODRIVER, "dummy");
     if (SDL_Init(kSubsystems) != 0) {
         HV_WARN("SDL has no usable video driver: {}; using its dummy driver", SDL_GetError());
