@@ -31,8 +31,9 @@ int weigh(const ColourRow& row, int blue, int green, int red) {
     return row.blue * blue + row.green * green + row.red * red;
 }
 
-std::uint8_t clamp(int value) {
-    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+/// A sample. The matrices of colour.h give no value outside 16 to 240.
+std::uint8_t sample(int value) {
+    return static_cast<std::uint8_t>(value);
 }
 
 void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const ColourMatrix& matrix,
@@ -44,14 +45,14 @@ void convertBgra(const std::uint8_t* pixels, std::ptrdiff_t stride, const Colour
             const std::uint8_t* const p = pixels + 4 * x;
             const std::uint8_t* const q = p + 4;
             constexpr int kHalf = 1 << 14;
-            luma[x] = clamp(16 + ((weigh(matrix.y, p[0], p[1], p[2]) + kHalf) >> 15));
-            luma[x + 1] = clamp(16 + ((weigh(matrix.y, q[0], q[1], q[2]) + kHalf) >> 15));
+            luma[x] = sample(16 + ((weigh(matrix.y, p[0], p[1], p[2]) + kHalf) >> 15));
+            luma[x + 1] = sample(16 + ((weigh(matrix.y, q[0], q[1], q[2]) + kHalf) >> 15));
             const int blue = p[0] + q[0];
             const int green = p[1] + q[1];
             const int red = p[2] + q[2];
-            chroma[x / 2] = clamp(128 + ((weigh(matrix.cb, blue, green, red) + 2 * kHalf) >> 16));
+            chroma[x / 2] = sample(128 + ((weigh(matrix.cb, blue, green, red) + 2 * kHalf) >> 16));
             chroma[8 + x / 2] =
-                clamp(128 + ((weigh(matrix.cr, blue, green, red) + 2 * kHalf) >> 16));
+                sample(128 + ((weigh(matrix.cr, blue, green, red) + 2 * kHalf) >> 16));
         }
     }
 }

@@ -75,8 +75,7 @@ inline void replace(std::uint8_t* at, Vec samples, Vec& differences) {
     store(at, samples);
 }
 
-/// The pixels that a later macroblock reads: processors fetch 16 lines side by side late by
-/// themselves.
+/// Eight macroblocks ahead: hardware prefetching is late for 16 lines in as many memory pages.
 constexpr std::ptrdiff_t kPrefetchDistance = 8 * 64;
 
 inline void prefetch(const std::uint8_t* at) {
