@@ -9,6 +9,7 @@
 #include <set>
 #include <sstream>
 
+#include "ndi/wire/sourcename.h"
 #include "reliability/hosts.h"
 #include "reliability/sending.h"
 #include "support/avahidaemon.h"
@@ -146,6 +147,54 @@ TEST_F(Discovery, TwoMachinesAndThreeProgramsWantOneName) {
     rival.signal(SIGKILL);
     EXPECT_TRUE(eventually([&] { return lines(listedFar()) == 2; }, 40s)) << listedFar();
     EXPECT_TRUE(goneFar("(Cam)"));
+}
+
+/// Two networks of their own, each with a source of the same name, become one.
+class JoinedNetworks : public Discovery {
+protected:
+    JoinedNetworks() { runToEnd({"ip", "link", "set", "port2", "nomaster"}); }
+    static void join() { runToEnd({"ip", "link", "set", "port2", "master", "wire"}); }
+};
+
+TEST_F(JoinedNetworks, OneOfTwoSourcesTakesAnotherName) {
+    const Sender sender("Cam", 320, 180);
+    Process other(m_far.exec({RELIABILITY_SENDER, "Cam"}));
+    ASSERT_TRUE(other.says("ready")) << other.output();
+    ASSERT_TRUE(foundFar("(Cam)\t10.7.0.2:5961")) << listedFar();
+    join();
+    EXPECT_TRUE(foundFar("(Cam1)\t")) << listedFar();
+    const std::string list = listedFar();
+    EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 2) << list;
+    EXPECT_THAT(list, testing::AllOf(HasSubstr("(Cam)\t"), HasSubstr("10.7.0.1:5961"),
+                                     HasSubstr("10.7.0.2:5961")));
+    expectFrames("Cam", "5961");
+    expectFrames("Cam1", "5961");
+}
+
+TEST_F(JoinedNetworks, OneOfASourceAndAForeignServiceTakesAnotherName) {
+    const Sender sender("Cam", 320, 180);
+    const AvahiDaemon avahi(m_far.exec({}));
+    const std::string name = ndi::wire::instanceName(ndi::wire::machineName(), "Cam");
+    const auto foreign = AvahiDaemon::tool({"avahi-publish", "-s", name, "_ndi._tcp", "7000"});
+    ASSERT_TRUE(foreign->says("Established"));
+    join();
+    std::set<std::string> names;
+    EXPECT_TRUE(eventually(
+        [&] {
+            names.clear();
+            std::istringstream found(AvahiDaemon::browse());
+            for (std::string line; std::getline(found, line);) {
+                if (line.find(";10.7.0.1;5961;") != std::string::npos ||
+                    line.find(";10.7.0.2;7000;") != std::string::npos) {
+                    // "=;interface;protocol;name;..."
+                    const auto at = line.find(';', line.find(';', 2) + 1);
+                    names.insert(line.substr(at, line.find(";_ndi") - at));
+                }
+            }
+            return names.size() == 2;
+        },
+        40s))
+        << AvahiDaemon::browse();
 }
 
 /// A crashed source stays in the caches of others until its time to live is over.
