@@ -106,7 +106,9 @@ public:
             finishSaving(false);
             if (m_feed.takeFrame(m_image)) {
                 const auto& video = m_feed.status().progress.video;
-                m_window.setImage(*m_image, video ? double{video->aspect} : 0);
+                if (!m_window.setImage(*m_image, video ? double{video->aspect} : 0)) {
+                    m_notice = std::string("drawing failed: ") + SDL_GetError();
+                }
             }
             m_window.draw(overlay());
         }

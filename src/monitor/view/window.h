@@ -34,8 +34,8 @@ public:
 
     /// Shows this image from the next draw() on. It is AV_PIX_FMT_BGR0. `aspect` is its width /
     /// height as it is to be seen; 0 means square pixels. The first image sets the window's size.
-    /// False when the graphics driver fails.
-    bool setImage(const AVFrame& image, double aspect);
+    /// False when SDL fails, which SDL_GetError() explains.
+    [[nodiscard]] bool setImage(const AVFrame& image, double aspect);
 
     void draw(const Overlay& overlay);
     void toggleFullScreen();
