@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace mdns {
 
@@ -34,6 +35,10 @@ public:
 };
 
 struct AnnounceOptions {
+    /// The names or addresses of the network interfaces to announce on; empty: all of them. The
+    /// Avahi daemon announces on those that exist when the service is handed to it.
+    std::vector<std::string> interfaces;
+
     /// The name to take after the service lost its name to another host: called with 1, 2, 3 and so
     /// on until a name is free. "" or no function: the service keeps the name it lost, and is not
     /// announced until the name is free again. Not called while announceService() runs: a name that

@@ -18,10 +18,13 @@ using Clock = std::chrono::steady_clock;
 
 class RealNetwork : public Network {
 public:
-    RealNetwork(asio::io_context& context, MulticastSockets::Handler handler)
-        : m_sockets(context, std::move(handler)) {}
+    RealNetwork(asio::io_context& context, std::vector<std::string> wanted,
+                MulticastSockets::Handler handler)
+        : m_wanted(std::move(wanted)), m_sockets(context, std::move(handler)) {}
 
-    [[nodiscard]] std::vector<NetInterface> interfaces() override { return multicastInterfaces(); }
+    [[nodiscard]] std::vector<NetInterface> interfaces() override {
+        return selectInterfaces(multicastInterfaces(), m_wanted);
+    }
 
     std::vector<Link> open(const std::vector<NetInterface>& interfaces) override {
         return m_sockets.setInterfaces(interfaces);
@@ -35,6 +38,7 @@ public:
     [[nodiscard]] std::string lastError() const override { return m_sockets.lastError(); }
 
 private:
+    const std::vector<std::string> m_wanted;
     MulticastSockets m_sockets;
 };
 
@@ -42,8 +46,8 @@ private:
 class Engine {
 public:
     Engine(asio::io_context& context, ServiceInfo service, InstanceNames& names,
-           EmbeddedService::OnStatus onStatus)
-        : m_network(context,
+           const std::vector<std::string>& interfaces, EmbeddedService::OnStatus onStatus)
+        : m_network(context, interfaces,
                     [this](const Link& link, const asio::ip::udp::endpoint& from,
                            const std::uint8_t* bytes, std::size_t size) {
                         m_service.receive(link, from, bytes, size, Clock::now());
@@ -94,8 +98,10 @@ private:
 }  // namespace
 
 EmbeddedPublisher::EmbeddedPublisher(InstanceNames& names, const std::string& type,
-                                     std::uint16_t port, EmbeddedService::OnStatus onStatus)
+                                     std::uint16_t port, std::vector<std::string> interfaces,
+                                     EmbeddedService::OnStatus onStatus)
     : m_names(names),
+      m_interfaces(std::move(interfaces)),
       m_onStatus(std::move(onStatus)),
       m_thread([this, type, port] { run(type, port); }) {}
 
@@ -115,7 +121,7 @@ void EmbeddedPublisher::run(const std::string& type, std::uint16_t port) {
     while (const auto context = makeContext()) {
         try {
             Engine engine(*context, {{}, type, port, hostLabel(support::hostName())}, m_names,
-                          m_onStatus);
+                          m_interfaces, m_onStatus);
             context->run();
             if (m_goodbye) {
                 engine.sayGoodbye();

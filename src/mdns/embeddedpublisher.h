@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "mdns/embeddedservice.h"
 
@@ -23,10 +24,10 @@ namespace mdns {
 /// anew.
 class EmbeddedPublisher {
 public:
-    /// `names` must outlive this object, which alone uses it meanwhile. `onStatus` is called on the
-    /// publisher's own thread at every change.
+    /// `names` must outlive this object, which alone uses it meanwhile. `interfaces` as in
+    /// AnnounceOptions. `onStatus` is called on the publisher's own thread at every change.
     EmbeddedPublisher(InstanceNames& names, const std::string& type, std::uint16_t port,
-                      EmbeddedService::OnStatus onStatus);
+                      std::vector<std::string> interfaces, EmbeddedService::OnStatus onStatus);
 
     /// Says goodbye, unless leaveQuietly() was called before.
     ~EmbeddedPublisher();
@@ -42,6 +43,7 @@ private:
     void waitAfter(const std::exception& error);
 
     InstanceNames& m_names;
+    const std::vector<std::string> m_interfaces;
     const EmbeddedService::OnStatus m_onStatus;
     std::atomic<bool> m_goodbye{true};
     support::LogLimit m_errorLog;

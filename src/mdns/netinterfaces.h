@@ -31,6 +31,11 @@ struct NetInterface {
 /// none, and when listing them failed, which is logged. Well below a millisecond. Any thread.
 [[nodiscard]] std::vector<NetInterface> multicastInterfaces();
 
+/// Those of `interfaces` that `wanted` names, or of which it holds an address ("eth0", "10.0.0.5",
+/// "fe80::1"); all of them when it is empty.
+[[nodiscard]] std::vector<NetInterface> selectInterfaces(std::vector<NetInterface> interfaces,
+                                                         const std::vector<std::string>& wanted);
+
 /// The address in a sockaddr of IPv4 or IPv6, which must have its full length. For the
 /// implementations of multicastInterfaces().
 [[nodiscard]] asio::ip::address toAddress(const asio::ip::udp::endpoint::data_type& address);

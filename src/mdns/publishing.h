@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mdns/announcement.h"
 #include "mdns/names.h"
@@ -26,10 +27,13 @@ public:
 
 protected:
     Publishing(const std::string& instance, const AnnounceOptions& options)
-        : m_status(instance, options.onChange), m_names(instance, options.numberedName) {}
+        : m_status(instance, options.onChange),
+          m_names(instance, options.numberedName),
+          m_interfaces(options.interfaces) {}
 
     StatusBoard m_status;
     InstanceNames m_names;
+    const std::vector<std::string> m_interfaces;  ///< As in AnnounceOptions.
 };
 
 /// Starts publishing and returns at once. Implemented in avahi/ (the daemon when one runs, else

@@ -98,6 +98,7 @@ public:
     void configure(OutputSettings settings) override {
         const std::lock_guard lock(m_mutex);
         m_settings = std::move(settings);
+        m_configured = true;
     }
 
 private:
@@ -110,6 +111,22 @@ private:
         return numbered ? NameSequence{m_refusedName,
                                        static_cast<unsigned>(std::stoi(name.substr(base)))}
                         : NameSequence{name, 0};
+    }
+
+    void applyTo(ServerLimits& limits) {
+        const std::lock_guard lock(m_mutex);
+        if (!m_configured) {
+            return;
+        }
+        limits.interfaces = m_settings.networkInterfaces;
+        for (const std::string& entry : m_settings.allowedReceivers) {
+            if (const auto range = AddressRange::parse(entry)) {
+                limits.allowed.push_back(*range);
+            }
+        }
+        limits.receivers = m_settings.maximumReceivers;
+        limits.firstPort = m_settings.firstPort;
+        limits.lastPort = static_cast<std::uint16_t>(std::min(65'535, limits.firstPort + 999));
     }
 
     void rememberRefused(const std::string& name) {
@@ -132,7 +149,9 @@ private:
                 settings.names = sequenceOf(name);
                 settings.onStatusChange = m_settings.onStatusChange;
             }
-            return Source::open(settings, m_parts());
+            SourceParts parts = m_parts();
+            applyTo(parts.limits);
+            return Source::open(settings, std::move(parts));
         } catch (const std::exception& error) {
             // Out of threads or descriptors; exceptions must not reach a C caller.
             HV_ERROR("source {} not created: {}", name, error.what());
@@ -168,6 +187,7 @@ private:
     std::map<std::uintptr_t, std::shared_ptr<Source>> m_sources;
     std::atomic<std::uintptr_t> m_lastNumber{0};
     OutputSettings m_settings;
+    bool m_configured = false;
     std::string m_refusedName;  ///< Of the last create() that failed, unless it was a numbered one.
 
     // The same sources, for status() alone: send() must not wait for it.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -54,9 +55,21 @@ class Choice {
 public:
     void make() {
         std::call_once(m_once, [this] {
-            m_library = chooseLibrary();
+            auto library = chooseLibrary();
+            const std::lock_guard lock(m_mutex);
+            m_library = std::move(library);
+            if (m_settings) {
+                m_library->configure(*m_settings);
+            }
             m_made = m_library.get();
         });
+    }
+    void configure(ndi::OutputSettings settings) {
+        const std::lock_guard lock(m_mutex);
+        m_settings = std::move(settings);
+        if (m_library != nullptr) {
+            m_library->configure(*m_settings);
+        }
     }
     [[nodiscard]] ndi::SendLibrary* library(const char* caller) {
         ndi::SendLibrary* const library = m_made;
@@ -68,6 +81,8 @@ public:
 
 private:
     std::once_flag m_once;
+    std::mutex m_mutex;  ///< Of m_library's making, and m_settings.
+    std::optional<ndi::OutputSettings> m_settings;
     std::unique_ptr<ndi::SendLibrary> m_library;
     std::atomic<ndi::SendLibrary*> m_made{nullptr};
 };
@@ -121,9 +136,7 @@ SourceStatus sourceStatus(NDIlib_send_instance_t instance) {
 }
 
 void configureOutput(OutputSettings settings) {
-    if (auto* const library = choice().library(__func__)) {
-        library->configure(std::move(settings));
-    }
+    choice().configure(std::move(settings));
 }
 
 }  // namespace ndi

@@ -23,7 +23,8 @@ void hintDirtyRows(NDIlib_send_instance_t instance, const support::DirtyRows& di
 /// waits for nothing, and costs a few microseconds.
 [[nodiscard]] SourceStatus sourceStatus(NDIlib_send_instance_t instance);
 
-/// For the sources created from now on. The vendor's runtime ignores it.
+/// For the sources created from now on; may be called before NDIlib_initialize(). The vendor's
+/// runtime ignores it.
 void configureOutput(OutputSettings settings);
 
 }  // namespace ndi

@@ -5,6 +5,7 @@
 
 #include "ndi/loader/sharedlibrary.h"
 #include "ndi/sendlibrary.h"
+#include "support/log.h"
 
 namespace ndi {
 namespace {
@@ -51,7 +52,16 @@ public:
     void hint(NDIlib_send_instance_t /*instance*/, const support::DirtyRows& /*rows*/) override {}
     [[nodiscard]] bool readsAlpha() const override { return true; }
     [[nodiscard]] SourceStatus status(NDIlib_send_instance_t /*instance*/) override { return {}; }
-    void configure(OutputSettings /*settings*/) override {}
+    void configure(OutputSettings settings) override {
+        const OutputSettings defaults;
+        if (!settings.networkInterfaces.empty() || !settings.allowedReceivers.empty() ||
+            settings.maximumReceivers != defaults.maximumReceivers ||
+            settings.firstPort != defaults.firstPort) {
+            HV_WARN(
+                "the settings for network interfaces, receivers and ports have no effect: the "
+                "vendor's runtime publishes the sources");
+        }
+    }
 
 private:
     explicit VendorLibrary(std::unique_ptr<SharedLibrary> library)

@@ -14,6 +14,19 @@ const char* reason(QSettings::Status status) {
                                             : "access was refused";
 }
 
+template <typename ToText>
+QString readKey(const QString& path, const QString& group, const QString& key, ToText toText) {
+    QSettings file(path, QSettings::IniFormat);
+    file.beginGroup(group);
+    QString value = toText(file.value(key, ""));
+    file.endGroup();
+    if (file.status() != QSettings::NoError) {
+        HV_WARN("reading {}/{} from settings file {}: {}", group.toStdString(), key.toStdString(),
+                path.toLocal8Bit().toStdString(), reason(file.status()));
+    }
+    return value;
+}
+
 }  // namespace
 
 void initIniPath() {
@@ -25,15 +38,12 @@ void initIniPath() {
 }
 
 QString readIniValue(const QString& path, const QString& group, const QString& key) {
-    QSettings file(path, QSettings::IniFormat);
-    file.beginGroup(group);
-    QString value = file.value(key, "").toString();
-    file.endGroup();
-    if (file.status() != QSettings::NoError) {
-        HV_WARN("reading {}/{} from settings file {}: {}", group.toStdString(), key.toStdString(),
-                path.toLocal8Bit().toStdString(), reason(file.status()));
-    }
-    return value;
+    return readKey(path, group, key, [](const QVariant& value) { return value.toString(); });
+}
+
+QString readIniList(const QString& path, const QString& group, const QString& key) {
+    return readKey(path, group, key,
+                   [](const QVariant& value) { return value.toStringList().join(','); });
 }
 
 void writeIniValue(const QString& path, const QString& group, const QString& key,

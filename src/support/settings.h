@@ -13,6 +13,10 @@ void initIniPath();
 /// when the file can't be read, which is logged.
 [[nodiscard]] QString readIniValue(const QString& path, const QString& group, const QString& key);
 
+/// The same for a key that may hold several entries separated by commas, which the INI format takes
+/// for a list: the entries, separated by commas.
+[[nodiscard]] QString readIniList(const QString& path, const QString& group, const QString& key);
+
 /// Writes one key of an INI file at once. A failure is logged and otherwise ignored.
 void writeIniValue(const QString& path, const QString& group, const QString& key,
                    const QString& value);

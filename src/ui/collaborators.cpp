@@ -8,6 +8,7 @@
 #include "sender/ndisender.h"
 #include "sender/ndisource.h"
 #include "sender/videoframe.h"
+#include "support/settings.h"
 
 namespace {
 
@@ -26,6 +27,10 @@ void sendBlack(NDIlib_send_instance_t instance, int width, int height) {
 }  // namespace
 
 Collaborators Collaborators::real() {
+    ndi::configureOutput(ndi::readOutputSettings([](const char* key) {
+        const QString path = QString::fromLocal8Bit(g_iniPath.c_str());
+        return readIniList(path, "SystemSet", key).toStdString();
+    }));
     Collaborators all;
     all.screens = [] { return ScreensDetector("local", "127.0.0.1").getScreens(); };
     all.adaptors = enumerateAdaptors;

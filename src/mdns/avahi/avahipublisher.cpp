@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "mdns/netinterfaces.h"
 #include "support/log.h"
 
 namespace mdns {
@@ -19,8 +20,13 @@ constexpr std::chrono::seconds kAttemptInterval{10};
 
 }  // namespace
 
-AvahiPublisher::AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port)
-    : m_names(names), m_type(std::move(type)), m_port(port), m_poll(avahi_simple_poll_new()) {
+AvahiPublisher::AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port,
+                               std::vector<std::string> interfaces)
+    : m_names(names),
+      m_type(std::move(type)),
+      m_port(port),
+      m_interfaces(std::move(interfaces)),
+      m_poll(avahi_simple_poll_new()) {
     if (!m_poll) {
         throw std::bad_alloc();
     }
@@ -90,6 +96,27 @@ AnnouncementStatus AvahiPublisher::publish() {
     return m_status;
 }
 
+/// On all interfaces, or on those that were asked for. Avahi's error, 0 for none.
+int AvahiPublisher::addService() {
+    std::vector<AvahiIfIndex> indices;
+    if (m_interfaces.empty()) {
+        indices.push_back(AVAHI_IF_UNSPEC);
+    } else {
+        for (const NetInterface& each : selectInterfaces(multicastInterfaces(), m_interfaces)) {
+            indices.push_back(static_cast<AvahiIfIndex>(each.index));
+        }
+    }
+    int result = indices.empty() ? AVAHI_ERR_INVALID_INTERFACE : 0;
+    for (const AvahiIfIndex index : indices) {
+        if (result == 0) {
+            result = avahi_entry_group_add_service_strlst(
+                m_group.get(), index, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{},
+                m_names.current().c_str(), m_type.c_str(), nullptr, nullptr, m_port, nullptr);
+        }
+    }
+    return result;
+}
+
 void AvahiPublisher::registerService() {
     m_nextAttempt = Clock::now() + kAttemptInterval;
     report(AnnounceState::Trying,
@@ -99,9 +126,7 @@ void AvahiPublisher::registerService() {
         fail("creating an entry group", avahi_client_errno(m_client.get()));
         return;
     }
-    int result = avahi_entry_group_add_service_strlst(
-        m_group.get(), AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags{},
-        m_names.current().c_str(), m_type.c_str(), nullptr, nullptr, m_port, nullptr);
+    int result = addService();
     if (result == 0) {
         result = avahi_entry_group_commit(m_group.get());
     }

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "mdns/announcement.h"
 #include "mdns/names.h"
@@ -19,8 +20,9 @@ namespace mdns {
 /// D-Bus ends the call with an error after 25 seconds.
 class AvahiPublisher {
 public:
-    /// `names` must outlive this object.
-    AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port);
+    /// `names` must outlive this object. `interfaces` as in AnnounceOptions.
+    AvahiPublisher(InstanceNames& names, std::string type, std::uint16_t port,
+                   std::vector<std::string> interfaces);
 
     /// Withdraws the service.
     ~AvahiPublisher() = default;
@@ -54,6 +56,7 @@ private:
     static void groupChanged(AvahiEntryGroup* group, AvahiEntryGroupState state, void* self);
     void connect();
     void registerService();
+    [[nodiscard]] int addService();
     void forgetService();
     void fail(const std::string& what, int avahiError);
     void report(AnnounceState state, const std::string& reason);
@@ -69,6 +72,7 @@ private:
     InstanceNames& m_names;
     const std::string m_type;
     const std::uint16_t m_port;
+    const std::vector<std::string> m_interfaces;
     std::unique_ptr<AvahiSimplePoll, Free<avahi_simple_poll_free>> m_poll;
     std::unique_ptr<AvahiClient, Free<avahi_client_free>> m_client;
     std::unique_ptr<AvahiEntryGroup, Free<avahi_entry_group_free>> m_group;

@@ -28,7 +28,7 @@ public:
                      const AnnounceOptions& options)
         : Publishing(instance, options),
           m_port(port),
-          m_avahi(m_names, kServiceType, port),
+          m_avahi(m_names, kServiceType, port, m_interfaces),
           m_thread([this] { run(); }) {}
 
     ~DaemonOrEmbedded() override {
@@ -107,7 +107,7 @@ private:
         m_logged = {};
         HV_INFO("no Avahi daemon {}: the embedded multicast DNS responder serves \"{}\"",
                 m_daemonSeen ? "any more" : "runs", m_names.current());
-        m_embedded.emplace(m_names, kServiceType, m_port,
+        m_embedded.emplace(m_names, kServiceType, m_port, m_interfaces,
                            [this](const AnnouncementStatus& status) { m_status.set(status); });
     }
 

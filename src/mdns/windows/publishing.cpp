@@ -10,7 +10,7 @@ public:
     EmbeddedPublishing(const std::string& instance, std::uint16_t port,
                        const AnnounceOptions& options)
         : Publishing(instance, options),
-          m_embedded(m_names, kServiceType, port,
+          m_embedded(m_names, kServiceType, port, m_interfaces,
                      [this](const AnnouncementStatus& status) { m_status.set(status); }) {}
 
 private:

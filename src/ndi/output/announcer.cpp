@@ -13,14 +13,18 @@ std::string NameSequence::instance() const {
     return wire::instanceName(wire::machineName(), name());
 }
 
-Announcer::Announcer(NameSequence names, std::function<void()> onChange)
-    : m_names(std::move(names)), m_onChange(std::move(onChange)) {
+Announcer::Announcer(NameSequence names, std::vector<std::string> interfaces,
+                     std::function<void()> onChange)
+    : m_names(std::move(names)),
+      m_interfaces(std::move(interfaces)),
+      m_onChange(std::move(onChange)) {
     m_status.instance = m_names.instance();
 }
 
 bool Announcer::start(const Announce& announce, std::uint16_t port) {
     const std::string name = m_names.instance();
     mdns::AnnounceOptions options;
+    options.interfaces = m_interfaces;
     options.numberedName = [this](unsigned number) {
         return NameSequence{m_names.base, m_names.number + number}.instance();
     };

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "mdns/announcement.h"
 
@@ -30,8 +31,9 @@ public:
                                                          const mdns::AnnounceOptions&)>;
 
     /// `onChange` is called after every change of status(), on a thread of the announcement's. It
-    /// must not block. Not called after close().
-    Announcer(NameSequence names, std::function<void()> onChange);
+    /// must not block. Not called after close(). `interfaces` as in mdns::AnnounceOptions.
+    Announcer(NameSequence names, std::vector<std::string> interfaces,
+              std::function<void()> onChange);
     Announcer(const Announcer&) = delete;
     Announcer& operator=(const Announcer&) = delete;
 
@@ -51,6 +53,7 @@ private:
     void follow(const mdns::AnnouncementStatus& status);
 
     const NameSequence m_names;
+    const std::vector<std::string> m_interfaces;
     const std::function<void()> m_onChange;
     std::unique_ptr<mdns::Announcement> m_announcement;
 

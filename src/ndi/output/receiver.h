@@ -42,7 +42,8 @@ struct ReceiverLog {
     support::LogLimit left{10};
     support::LogLimit closed{10};  ///< By us, beyond a limit.
     support::LogLimit leftEarly{10};
-    support::LogLimit refused;
+    support::LogLimit refused;     ///< Beyond the connection limit.
+    support::LogLimit notAllowed;  ///< By the settings.
     support::LogLimit onAir{10};
 };
 
@@ -91,6 +92,7 @@ public:
     /// The receiver or the network has ended the connection.
     [[nodiscard]] bool endedByPeer() const { return m_endedByPeer; }
 
+    [[nodiscard]] const asio::ip::tcp::socket& socket() const { return m_socket; }
     [[nodiscard]] StreamChoice stream() const { return m_stream; }
     /// Has chosen a stream and has not been offered a frame since.
     [[nodiscard]] bool awaitingFirstFrame() const { return m_awaitingFirstFrame; }

@@ -5,6 +5,7 @@
 #include <asio/post.hpp>
 #include <utility>
 
+#include "mdns/netinterfaces.h"
 #include "ndi/output/exceptiontext.h"
 #include "ndi/output/socketoptions.h"
 #include "support/log.h"
@@ -214,6 +215,14 @@ void Server::acceptLater(Listener& listener) {
 void Server::admit(tcp::socket socket) {
     ReceiverHost& host = *this;
     const auto receiver = std::make_shared<Receiver>(std::move(socket), host, m_limits.receiver);
+    if (const std::string reason = refusal(receiver->socket()); !reason.empty()) {
+        unsigned suppressed = 0;
+        if (m_log.notAllowed.allows(suppressed)) {
+            HV_WARN("{}: refused {}: {}{}", m_instance, receiver->peerName(), reason,
+                    moreLines(suppressed));
+        }
+        return;  // the last reference closes the connection
+    }
     if (m_receivers.size() >= m_limits.receivers && !closeIdleReceiver()) {
         unsigned suppressed = 0;
         if (m_log.refused.allows(suppressed)) {
@@ -228,6 +237,41 @@ void Server::admit(tcp::socket socket) {
         m_ticking = true;
         tick();
     }
+}
+
+/// Why the settings don't allow the connection; empty when they do.
+std::string Server::refusal(const tcp::socket& socket) const {
+    asio::error_code error;
+    const auto peer = socket.remote_endpoint(error).address();
+    const auto local = socket.local_endpoint(error).address();
+    if (error) {
+        return "it is gone already";
+    }
+    if (!m_limits.allowed.empty() &&
+        std::none_of(m_limits.allowed.begin(), m_limits.allowed.end(),
+                     [&](const AddressRange& range) { return range.contains(peer); })) {
+        return "its address is not in the setting allowedReceivers";
+    }
+    if (m_limits.interfaces.empty()) {
+        return {};
+    }
+    for (const std::string& entry : m_limits.interfaces) {
+        const auto range = AddressRange::parse(entry);
+        if (range && range->contains(local)) {
+            return {};
+        }
+    }
+    // Asked for each time: addresses come and go.
+    for (const auto& each :
+         mdns::selectInterfaces(mdns::multicastInterfaces(), m_limits.interfaces)) {
+        for (const auto& one : each.addresses) {
+            if (AddressRange::parse(one.address.to_string())->contains(local)) {
+                return {};
+            }
+        }
+    }
+    return fmt::format("it connects to {}, which is no interface of the setting networkInterfaces",
+                       local.to_string());
 }
 
 bool Server::closeIdleReceiver() {

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "ndi/output/addressrange.h"
 #include "ndi/output/latestvalue.h"
 #include "ndi/output/outgoingframe.h"
 #include "ndi/output/receiver.h"
@@ -36,6 +37,9 @@ struct ServerLimits {
     /// The connection limit. A further connection replaces the oldest one that has not asked for a
     /// stream; if there is none, it is refused.
     std::size_t receivers = 250;
+    /// Where receivers may connect from, and to which interfaces; empty: from and to everywhere.
+    std::vector<AddressRange> allowed;
+    std::vector<std::string> interfaces;
     ReceiverLimits receiver;
 };
 
@@ -121,6 +125,7 @@ private:
     void onAccept(Listener& listener, const asio::error_code& error, asio::ip::tcp::socket socket);
     void acceptLater(Listener& listener);
     void admit(asio::ip::tcp::socket socket);
+    [[nodiscard]] std::string refusal(const asio::ip::tcp::socket& socket) const;
     [[nodiscard]] bool closeIdleReceiver();
     [[nodiscard]] std::vector<std::uint8_t> greeting() const;
     void tick();

@@ -59,7 +59,7 @@ Source::Source(const SourceSettings& settings, SourceParts parts)
                     m_repeatWake.notify_all();
                 },
                 m_onStatusChange}),
-      m_announcer(settings.names, [this] { announcementChanged(); }) {}
+      m_announcer(settings.names, m_parts.limits.interfaces, [this] { announcementChanged(); }) {}
 
 bool Source::start() {
     if (const std::string error = m_server.listen(); !error.empty()) {

@@ -43,6 +43,14 @@ TEST(Settings, KeysAreWrittenOneByOneAndReadBack) {
     EXPECT_TRUE(file.contains("\nframeRate=60\n")) << file.constData();
 }
 
+TEST(Settings, ListsAreReadWhole) {
+    const DataHome home;
+    const QString path = home.write("list.ini", "[SystemSet]\none=eth0\nmany=eth0, fd00::/8 ,x\n");
+    EXPECT_EQ(readIniList(path, "SystemSet", "one"), "eth0");
+    EXPECT_EQ(readIniList(path, "SystemSet", "many"), "eth0,fd00::/8,x");
+    EXPECT_EQ(readIniList(path, "SystemSet", "none"), "");
+}
+
 TEST(Settings, BadFilesReadAsMissingAndAreNamedInTheLog) {
     const DataHome home;
     const QString corrupt = home.write("corrupt.ini", "[SystemSet\nname\n\xff\nframeRate");
