@@ -81,11 +81,11 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
         QString(
             "zhCancalStr zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
             "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "
-            "zhNoReceiversStr zhNoSourceStr zhNotAnnouncedStr zhNothingSentStr zhOkStr zhOnAirStr "
-            "zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr zhReceiversStr "
-            "zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr zhRussianStr "
-            "zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr zhSentROIStr zhShowROIStr "
-            "zhStartStr zhStatusUnknownStr")
+            "zhNoReceiversStr zhNoScreenImageStr zhNoSourceStr zhNotAnnouncedStr zhNothingSentStr "
+            "zhOkStr zhOnAirStr zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr "
+            "zhReceiversStr zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr "
+            "zhRussianStr zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr zhSentROIStr "
+            "zhShowROIStr zhStartStr zhStatusUnknownStr")
             .split(' ');
     for (const QString& file : kFiles) {
         const QMap<QString, QString> texts = loadLanguageFile(beside(file));
