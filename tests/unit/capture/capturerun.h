@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,9 +43,8 @@ public:
         for (std::size_t i = 0; dirty.known && i < spans.size(); ++i) {
             EXPECT_GE(spans[i].first, row) << "spans overlap or descend";
             for (; row < spans[i].first; ++row) {
-                const auto from = pixels.begin() + std::ptrdiff_t(rowBytes()) * row;
-                EXPECT_TRUE(std::equal(from, from + std::ptrdiff_t(rowBytes()),
-                                       before.begin() + (from - pixels.begin())))
+                const auto at = rowBytes() * static_cast<std::size_t>(row);
+                EXPECT_EQ(std::memcmp(&pixels[at], &before[at], rowBytes()), 0)
                     << "row " << row << " is not reported";
             }
             row += spans[i].count;
@@ -71,8 +71,17 @@ public:
 
     /// Reads until the buffer holds the screen's pixels at `place`; false: not in ten seconds.
     [[nodiscard]] bool shows(Painter& painter, const Area& place) {
-        return eventually([&] { return pixels == painter.screen(place) || (read(), false); },
+        return eventually([&] { return opaque() == painter.screen(place) || (read(), false); },
                           std::chrono::seconds(10));
+    }
+
+    /// The buffer, opaque: in the capturer's own memory alpha means nothing.
+    [[nodiscard]] std::vector<std::uint8_t> opaque() const {
+        auto result = pixels;
+        for (std::size_t alpha = 3; alpha < result.size(); alpha += 4) {
+            result[alpha] = 255;
+        }
+        return result;
     }
 
     [[nodiscard]] std::size_t rowBytes() const { return static_cast<std::size_t>(area.width) * 4; }
@@ -89,7 +98,6 @@ public:
     int framesInPlace = 0;
 
 private:
-    /// In the capturer's own memory alpha means nothing; here it is made opaque.
     bool readPixels() {
         if (m_memory == Memory::Ours) {
             return capturer.ReadScreenData(area.x, area.y, area.width, area.height, pixels.data());
@@ -99,9 +107,6 @@ private:
         if (frame != nullptr && frame != pixels.data()) {
             ++framesInPlace;
             std::copy_n(frame, pixels.size(), pixels.begin());
-            for (std::size_t alpha = 3; alpha < pixels.size(); alpha += 4) {
-                pixels[alpha] = 255;
-            }
         }
         return frame != nullptr;
     }
