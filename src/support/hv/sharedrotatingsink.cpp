@@ -126,7 +126,6 @@ void SharedRotatingSink::write(const std::vector<std::string>& lines) {
         for (const std::string& line : lines) {
             writeLine(line);
         }
-        std::fflush(m_file.get());
         m_size = spdlog::details::os::filesize(m_file.get());  // with the lines of other programs
         m_failed = false;
     } catch (const std::exception& error) {
@@ -144,7 +143,10 @@ void SharedRotatingSink::writeLine(const std::string& line) {
     if (m_size + line.size() > m_maxSize) {
         rotate(line.size());
     }
-    if (std::fwrite(line.data(), 1, line.size(), m_file.get()) != line.size()) {
+    // One write per line: the file is shared, and a buffer that fills up would tear a line apart for
+    // the other programs' lines to come between.
+    if (std::fwrite(line.data(), 1, line.size(), m_file.get()) != line.size() ||
+        std::fflush(m_file.get()) != 0) {
         throw std::system_error(errno, std::generic_category());
     }
     m_size += line.size();
@@ -156,7 +158,6 @@ void SharedRotatingSink::open() {
 }
 
 void SharedRotatingSink::rotate(std::size_t needed) {
-    std::fflush(m_file.get());
     fs::path lockPath = m_path;
     lockPath += ".lock";
     const RotationLock lock(lockPath);
