@@ -13,7 +13,6 @@
 #include "mdns/announcement.h"
 #include "support/avahidaemon.h"
 #include "support/logcapture.h"
-#include "unit/mdns/foreignresponder.h"
 
 namespace {
 
@@ -25,8 +24,6 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using tests::AvahiDaemon;
 using tests::eventually;
-using tests::ForeignResponder;
-using tests::numbered;
 
 TEST(EmbeddedResponder, IsResolvedAndSaysGoodbye) {
     const tests::LogCapture log;
@@ -49,19 +46,6 @@ TEST(EmbeddedResponder, IsResolvedAndSaysGoodbye) {
     EXPECT_EQ(log.count("multicast DNS on lo (IPv6): "), 2) << "once for each service";
     EXPECT_EQ(log.count("multicast DNS for \"HOST (second)\" on "), 2) << log.text();
     EXPECT_EQ(log.count("\"HOST (second)\" is announced"), 1);
-}
-
-/// Two sources of one name meet: ours and a foreign one, which appears later and defends it.
-TEST(EmbeddedResponder, TakesTheNextNameAfterAConflict) {
-    const auto mine = mdns::announceService("HOST (first)", 5961, numbered("HOST (first)"));
-    ASSERT_EQ(mine.result, AnnounceResult::Established) << mine.reason;
-    const ForeignResponder foreign("HOST (first)");
-    EXPECT_TRUE(eventually([&] {
-        const auto status = mine.announcement->status();
-        return status.state == AnnounceState::Established && status.instance == "HOST (first)1";
-    }));
-    const AvahiDaemon avahi;
-    EXPECT_TRUE(AvahiDaemon::finds("=;lo;IPv4;HOST\\032\\040first\\0411;_ndi._tcp;local;"));
 }
 
 TEST(EmbeddedResponder, StartsAgainAfterAnException) {

@@ -112,6 +112,20 @@ dns::Message ask(const dns::Name& name, std::uint16_t type, bool unicast = false
     return query;
 }
 
+/// Another responder's response with one unique record.
+dns::Message claim(const dns::Name& name, std::uint16_t type, dns::RecordData data) {
+    dns::Message message;
+    message.response = true;
+    message.answers = {{name, type, dns::kClassIn, true, 120, std::move(data)}};
+    return message;
+}
+
+/// It claims our instance's name for a host.
+dns::Message claimInstance(const char* host) {
+    return claim(instanceName("A (x)"), dns::kTypeSrv,
+                 dns::Srv{0, 0, 6000, dns::nameFromText(host)});
+}
+
 const dns::Record* find(const std::vector<dns::Record>& records, std::uint16_t type) {
     const auto found = std::find_if(records.begin(), records.end(),
                                     [&](const auto& record) { return record.type == type; });
@@ -300,10 +314,7 @@ TEST(Responder, OneOfTwoHostsGetsTheName) {
 }
 
 TEST_F(Established, ProbesAgainOnAConflict) {
-    dns::Message rival;
-    rival.response = true;
-    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
-                      dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
+    dns::Message rival = claimInstance("other.local");
 
     // Not from the mDNS port: not from a responder.
     cable.send(rival, 40000);
@@ -325,10 +336,7 @@ TEST_F(Established, ProbesAgainOnAConflict) {
 }
 
 TEST_F(Established, GivesUpTheHostNameToAnotherMachineOnly) {
-    dns::Message owner;
-    owner.response = true;
-    owner.answers = {{dns::nameFromText("a.local"), dns::kTypeA, dns::kClassIn, true, 120,
-                      dns::Ipv4{10, 0, 0, 1}}};
+    dns::Message owner = claim({"a", "local"}, dns::kTypeA, dns::Ipv4{10, 0, 0, 1});
     cable.send(owner, kPort, 1);  // Another responder of this machine, the same address ...
     owner.answers[0].data = dns::Ipv4{192, 168, 7, 1};
     cable.send(owner, kPort, 1);  // ... or an address of an interface that we do not use.
@@ -388,10 +396,7 @@ TEST_F(Established, DefendsItsNameAtALimitedRate) {
 
 /// RFC 6762, 8.1.
 TEST_F(Established, BacksOffAfterManyConflicts) {
-    dns::Message rival;
-    rival.response = true;
-    rival.answers = {
-        {{"a", "local"}, dns::kTypeA, dns::kClassIn, true, 120, dns::Ipv4{10, 0, 0, 9}}};
+    dns::Message rival = claim({"a", "local"}, dns::kTypeA, dns::Ipv4{10, 0, 0, 9});
     const std::string longest(63, 'h');
     Cable other;
     auto& host = other.add("A (x)", 5961, longest);
@@ -441,10 +446,7 @@ struct TwoLinks : testing::Test {
 };
 
 TEST_F(TwoLinks, AConflictOnOneLinkKeepsTheNameOnTheOther) {
-    dns::Message rival;
-    rival.response = true;
-    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
-                      dns::Srv{0, 0, 6000, dns::nameFromText("other.local")}}};
+    const dns::Message rival = claimInstance("other.local");
     receive({1, false}, "10.0.0.9", rival);
     EXPECT_EQ(responder.state(), State::Established);
     receive({2, false}, "10.1.0.9", ask(instanceName("A (x)"), dns::kTypeSrv));
@@ -474,10 +476,7 @@ TEST_F(TwoLinks, AnswersUnicastQueriesOnTheLinkTheyCameFrom) {
 }
 
 TEST_F(TwoLinks, NamesTheOtherProgramOnThisHost) {
-    dns::Message rival;
-    rival.response = true;
-    rival.answers = {{instanceName("A (x)"), dns::kTypeSrv, dns::kClassIn, true, 120,
-                      dns::Srv{0, 0, 6000, dns::nameFromText("a.local")}}};
+    const dns::Message rival = claimInstance("a.local");
     receive({1, false}, "10.0.0.1", rival);
     now += milliseconds(300);
     responder.advance(now);
