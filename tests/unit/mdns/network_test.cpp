@@ -11,14 +11,13 @@
 #include <stdexcept>
 
 #include "mdns/announcement.h"
+#include "mdns/multicastsockets.h"
 #include "support/avahidaemon.h"
 #include "support/logcapture.h"
 
 namespace {
 
 using mdns::AnnounceOptions;
-using mdns::AnnounceResult;
-using mdns::announceService;
 using mdns::AnnounceState;
 using namespace std::chrono_literals;
 using testing::HasSubstr;
