@@ -19,6 +19,10 @@ constexpr std::size_t kLongestOutputName = 199;
 constexpr std::int64_t kNoFrameSleepMs = 2;
 constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 
+std::uint64_t packPosition(int x, int y) {
+    return std::uint64_t{static_cast<std::uint32_t>(x)} << 32U | static_cast<std::uint32_t>(y);
+}
+
 const auto kProgramStart = std::chrono::steady_clock::now();
 
 }  // namespace
@@ -57,6 +61,7 @@ bool NdiDxSender::initParmeter(int x, int y, int w, int h, int framerate, std::s
     m_parameters.outputName = std::move(outputName);
     m_parameters.x = x;
     m_parameters.y = y;
+    m_position = packPosition(x, y);
     m_parameters.w = w;
     m_parameters.h = h;
     m_sendFrameRate = framerate;
@@ -120,6 +125,15 @@ void NdiDxSender::reset() {
     stop();
 }
 
+bool NdiDxSender::moveRegion(int x, int y) {
+    if (!m_sendThread) {
+        return false;
+    }
+    m_position = packPosition(x, y);
+    m_capturer->Interrupt();  // On a still screen a read waits for damage at the old place.
+    return true;
+}
+
 CaptureStatus NdiDxSender::captureStatus() const {
     return m_capturer->Status();
 }
@@ -165,7 +179,11 @@ void NdiDxSender::sendFrameThread() {
 }
 
 bool NdiDxSender::readFrame() {
-    const auto& [x, y, w, h, rate, output] = m_parameters;
+    const std::uint64_t position = m_position;
+    const auto x = static_cast<int>(static_cast<std::uint32_t>(position >> 32U));
+    const auto y = static_cast<int>(static_cast<std::uint32_t>(position));
+    const int w = m_parameters.w;
+    const int h = m_parameters.h;
     auto* const buffer = reinterpret_cast<std::uint8_t*>(m_frame.data());
     const std::lock_guard lock(m_captureMutex);
     if (ndi::readsAlpha()) {

@@ -44,6 +44,7 @@ public:
     void stop() override;
     void reset() override;
     [[nodiscard]] bool isDxSender() const override { return true; }
+    [[nodiscard]] bool moveRegion(int x, int y) override;
     [[nodiscard]] CaptureStatus captureStatus() const override;
     void setAuxName(std::string name) override;
 
@@ -72,6 +73,7 @@ private:
     int m_sendFrameRate = 0;
     bool m_bOpened = false;
     std::atomic<bool> m_bRun{true};
+    std::atomic<std::uint64_t> m_position{0};  ///< Of the rectangle: x in the upper half, y.
     std::vector<std::uint32_t> m_frame;  ///< BGRA, unless the capturer keeps the frame itself.
 
     /// Around InitCapture() and every read. A read may wait for a new frame under it; pause()

@@ -31,6 +31,10 @@ public:
     /// True only for the sender of the default capture path.
     [[nodiscard]] virtual bool isDxSender() const { return false; }
 
+    /// Moves the rectangle of a running capture to x,y without a restart, so that no frame is lost.
+    /// The caller keeps it inside the screen. False: this sender can't; nothing happens.
+    [[nodiscard]] virtual bool moveRegion(int /*x*/, int /*y*/) { return false; }
+
     /// What the operator has to know about the capture.
     [[nodiscard]] virtual CaptureStatus captureStatus() const { return {}; }
 

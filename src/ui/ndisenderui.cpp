@@ -4,7 +4,6 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QSettings>
 #include <QTimer>
 #include <algorithm>
 
@@ -20,8 +19,6 @@ bool g_roiShown = false;
 
 namespace {
 
-constexpr int kInfo = 2;  ///< spdlog's level number.
-
 /// The position of a range of `length`, moved into the screen if it begins outside.
 int moveInside(int position, int length, int screenBegin, int screenLength) {
     const int end = screenBegin + screenLength;
@@ -34,23 +31,16 @@ int moveInside(int position, int length, int screenBegin, int screenLength) {
 /// How soon the window shows what became of a capture.
 constexpr int kCaptureLookMs = 250;
 
-/// The function name that log lines of startSender() carry.
-constexpr char kStartName[] = "ndiSenderInitParmeter";
-
 }  // namespace
 
 NDISenderUI::~NDISenderUI() {
-    // The sender's threads use the source, so they end first.
-    m_pSender.reset();
-    if (m_ndiSend != nullptr) {
-        m_collaborators.destroySource(m_ndiSend);
-    }
+    m_session.close();
 }
 
 void NDISenderUI::setIniPath(const std::string& iniPath) {
     m_iniPath = iniPath;
-    if (m_pSender) {
-        m_pSender->setAuxName(iniPath);
+    if (m_session.sender() != nullptr) {
+        m_session.sender()->setAuxName(iniPath);
     }
 }
 
@@ -58,67 +48,21 @@ void NDISenderUI::setIniPath(const std::string& iniPath) {
 
 void NDISenderUI::initNDI() {
     m_sourceName = m_outputName;
-    m_collaborators.createSource(m_outputName, m_ndiSend);
-    if (m_ndiSend == nullptr) {
-        HV_WARN(
-            "no NDI source named {} could be created: the name and its numbered variants are "
-            "taken, or the NDI library could not be initialised; receivers cannot see this source",
-            m_outputName);
-        return;
-    }
-    const ndi::SourceStatus status = m_collaborators.sourceStatus(m_ndiSend);
-    if (const QString seen = ui::changedName(status, m_sourceName); !seen.isEmpty()) {
-        HV_WARN(
-            "receivers see the source \"{}\" as \"{}\": its name is taken, or longer than the 63 "
-            "bytes "
-            "that host and source name have together",
-            m_sourceName, status.name);
-    }
-}
-
-void NDISenderUI::createSender() {
-    m_pSender.reset();
-    m_pSender = m_forceUseOldCapture ? m_collaborators.makeGrabSender(m_outputName, m_ndiSend)
-                                     : m_collaborators.makeDxSender(m_outputName, m_ndiSend);
+    m_session.createSource(m_outputName);
 }
 
 void NDISenderUI::startSender() {
-    if (!m_pSender->isDxSender() && !m_forceUseOldCapture) {
-        m_pSender.reset();
-        m_pSender = m_collaborators.makeDxSender(m_outputName, m_ndiSend);
-        HV_LOG(kInfo, kStartName, "is ffmpeg screenshot, switch to the old DX screenshot mode.");
-    }
-    if (isRegionEmpty()) {
-        HV_WARN(
-            "the region is empty: {}x{} at {},{}; nothing is sent until it has pixels on screen "
-            "{}, "
-            "{}x{} at {},{}",
-            m_roi.w, m_roi.h, m_roi.x, m_roi.y, m_curScreenIndex, m_curScreen.width,
-            m_curScreen.height, m_curScreen.x, m_curScreen.y);
-    }
-    // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
-    const int originX = m_forceUseOldCapture ? 0 : m_curScreen.x;
-    const int originY = m_forceUseOldCapture ? 0 : m_curScreen.y;
-    const bool opened =
-        m_pSender->initParmeter(m_roi.x - originX, m_roi.y - originY, m_roi.w, m_roi.h, m_frameRate,
-                                findOutputDeviceName(m_curScreen));
-    if (!opened && m_pSender->isDxSender()) {
-        m_pSender.reset();
-        m_pSender = m_collaborators.makeGrabSender(m_outputName, m_ndiSend);
-        m_pSender->initParmeter(m_roi.x, m_roi.y, m_roi.w, m_roi.h, m_frameRate,
-                                findOutputDeviceName(m_curScreen));
-        HV_LOG(kInfo, kStartName,
-               "DX screenshot failed, switch to the old ffmpeg screenshot mode.");
-    }
+    m_session.open({m_outputName, m_curScreenIndex, m_curScreen, findOutputDeviceName(m_curScreen),
+                    m_roi, m_frameRate});
 }
 
 void NDISenderUI::applyIfSending() {
     if (m_sendState != SendState::Sending) {
         return;
     }
-    m_pSender->reset();
+    m_session.sender()->reset();
     startSender();
-    m_pSender->start();
+    m_session.sender()->start();
     m_paramChanged = false;
 }
 
@@ -133,7 +77,7 @@ void NDISenderUI::watchCapture() {
 
 void NDISenderUI::lookAtCapture() {
     const bool sending = m_sendState == SendState::Sending;
-    const CaptureStatus status = m_pSender->captureStatus();
+    const CaptureStatus status = m_session.sender()->captureStatus();
     if (sending && !status.output.empty() && status.output != findOutputDeviceName(m_curScreen)) {
         for (int i = 0; i != m_screensMsg.count; ++i) {
             if (findOutputDeviceName(m_screensMsg.screens[i]) == status.output) {
@@ -153,16 +97,12 @@ void NDISenderUI::lookAtCapture() {
 }
 
 std::string NDISenderUI::findOutputDeviceName(const struScreenItem& screen) const {
-    return m_collaborators.outputDeviceName(m_adaptorInfoList, screen);
+    return m_collaborators.outputDeviceName(m_screenList.adaptors, screen);
 }
 
 /// Whether no pixel of the region is on the chosen screen.
 bool NDISenderUI::isRegionEmpty() const {
-    const int left = std::max<int>(m_roi.x, m_curScreen.x);
-    const int top = std::max<int>(m_roi.y, m_curScreen.y);
-    const int right = std::min<int>(m_roi.x + m_roi.w, m_curScreen.x + m_curScreen.width);
-    const int bottom = std::min<int>(m_roi.y + m_roi.h, m_curScreen.y + m_curScreen.height);
-    return left >= right || top >= bottom;
+    return !session::overlap(m_roi, session::rectangleOf(m_curScreen));
 }
 
 void NDISenderUI::slotStartSend() {
@@ -170,13 +110,13 @@ void NDISenderUI::slotStartSend() {
         case SendState::Idle:
             HV_INFO("the operator starts \"{}\"", m_outputName);
             startSender();
-            m_pSender->start();
+            m_session.sender()->start();
             m_sendState = SendState::Sending;
             m_pStartBtn->setText(translated("zhPauseStr"));
             break;
         case SendState::Sending:
             HV_INFO("the operator pauses \"{}\"", m_outputName);
-            m_pSender->pause();
+            m_session.sender()->pause();
             m_sendState = SendState::Paused;
             m_pStartBtn->setText(translated("zhContinueStr"));
             break;
@@ -184,10 +124,10 @@ void NDISenderUI::slotStartSend() {
             HV_INFO("the operator {} \"{}\"{}", m_afterReset ? "starts" : "continues", m_outputName,
                     m_paramChanged && !m_afterReset ? " with changed parameters" : "");
             if (m_paramChanged) {
-                m_pSender->reset();
+                m_session.sender()->reset();
                 startSender();
             }
-            m_pSender->start();
+            m_session.sender()->start();
             m_sendState = SendState::Sending;
             m_pStartBtn->setText(translated("zhPauseStr"));
             break;
@@ -203,39 +143,28 @@ void NDISenderUI::slotStop() {
     m_paramChanged = true;
     m_afterReset = true;
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
-    m_pSender->pause();
+    m_session.sender()->pause();
     m_sendState = SendState::Paused;
     m_pStartBtn->setText(translated("zhStartStr"));
     if (m_nameChanged) {
-        m_pSender.reset();
+        m_session.destroySender();
         initNDI();
-        createSender();
+        m_session.createSender(m_outputName);
         m_nameChanged = false;
     } else if (started) {
-        replaceLastFrameByBlack();
+        m_session.replaceLastFrameByBlack(m_roi.w, m_roi.h);
     }
     showSourceStatus();
 }
 
-/// The output repeats its last frame to all receivers, also to those that connect later. After a
-/// reset they must not see the desktop any more.
-void NDISenderUI::replaceLastFrameByBlack() {
-    if (m_ndiSend != nullptr && m_roi.w > 0 && m_roi.h > 0) {
-        HV_INFO("a black frame of {}x{} replaces the last one until the next start", m_roi.w,
-                m_roi.h);
-        m_collaborators.sendBlackFrame(m_ndiSend, m_roi.w, m_roi.h);
-    }
-}
-
 void NDISenderUI::showSourceStatus() {
-    const ndi::SourceStatus status =
-        m_ndiSend != nullptr ? m_collaborators.sourceStatus(m_ndiSend) : ndi::SourceStatus();
+    const ndi::SourceStatus status = m_session.status();
     const bool sending = m_sendState == SendState::Sending;
     m_pTitleBar->setSourceDisplay(ui::describeSource(
-        status, {m_ndiSend != nullptr, sending && isRegionEmpty(), m_captureNote, m_sourceName}));
+        status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName}));
 
     QString toolTip = translated("zhResetEffectStr");
-    if (!ui::changedName(status, m_sourceName).isEmpty()) {
+    if (!session::changedName(status, m_sourceName).empty()) {
         const QString seen = translated("zhSeenAsStr", "Receivers see: %1");
         const QString lines = toolTip + "\n" + seen.arg(QString::fromStdString(status.name));
         toolTip = "<p style='white-space:pre'>" + lines.toHtmlEscaped() + "</p>";
@@ -397,17 +326,6 @@ void NDISenderUI::slotNameChanged() {
 
 QString NDISenderUI::iniPath() const {
     return QString::fromLocal8Bit(m_iniPath.c_str());
-}
-
-QString NDISenderUI::readSetting(const QString& path, const QString& group, const QString& key) {
-    return readIniValue(path, group, key);
-}
-
-/// Returns 0 for a value that is not a number, `missing` for a key that does not exist.
-int NDISenderUI::readNumber(const QString& key, int missing) const {
-    QSettings file(iniPath(), QSettings::IniFormat);
-    file.beginGroup("SystemSet");
-    return file.value(key, missing).toInt();
 }
 
 void NDISenderUI::writeSetting(const QString& key, const QString& value) const {

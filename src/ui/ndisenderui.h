@@ -15,7 +15,9 @@
 #include <memory>
 #include <string>
 
-#include "ui/collaborators.h"
+#include "session/collaborators.h"
+#include "session/screenlist.h"
+#include "session/sendsession.h"
 
 class CaptureROI;
 class QBoxLayout;
@@ -69,20 +71,10 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    struct Rectangle {
-        std::int32_t x = 0;
-        std::int32_t y = 0;
-        std::int32_t w = 0;
-        std::int32_t h = 0;
-
-        bool operator==(const Rectangle& other) const {
-            return x == other.x && y == other.y && w == other.w && h == other.h;
-        }
-    };
+    using Rectangle = session::Rectangle;
 
     // Construction and captions: ndisenderui_layout.cpp.
     void loadScreenList();
-    void initDeviceAdaptorInfo();
     void loadSettings();
     void buildLayout();
     void createNameAndScreenWidgets();
@@ -111,21 +103,16 @@ private:
     void lookAtCapture();
     void applyIfSending();
     [[nodiscard]] bool isRegionEmpty() const;
-    void replaceLastFrameByBlack();
     void showSourceStatus();
     void startSender();
     [[nodiscard]] std::string findOutputDeviceName(const struScreenItem& screen) const;
     [[nodiscard]] QString iniPath() const;
-    [[nodiscard]] static QString readSetting(const QString& path, const QString& group,
-                                             const QString& key);
-    [[nodiscard]] int readNumber(const QString& key, int missing) const;
     void writeSetting(const QString& key, const QString& value) const;
 
     Collaborators m_collaborators;
     std::string m_iniPath;
-    std::unique_ptr<NDISenderBase> m_pSender;
+    session::SendSession m_session;
     std::unique_ptr<CaptureROI> m_pCaptureROI;
-    NDIlib_send_instance_t m_ndiSend = nullptr;
     QTimer m_statusTimer;
 
     TitleBar* m_pTitleBar = nullptr;
@@ -158,16 +145,14 @@ private:
     std::int32_t m_desktopHeight = 0;
     std::int32_t m_desktopRight = 0;  ///< Right and lower edge of the union.
     std::int32_t m_desktopBottom = 0;
-    struScreensMsg m_screensMsg;
-    struScreenItem m_defaultScreen;
+    session::ScreenList m_screenList;
+    struScreensMsg m_screensMsg;  ///< m_screenList.screens
     struScreenItem m_curScreen;
     std::string m_outputName;    ///< UTF-8.
     std::string m_sourceName;    ///< m_outputName when the source was created.
     bool m_nameChanged = false;  ///< m_outputName takes effect at the next reset.
     std::int32_t m_curScreenIndex = 0;
     QStringList m_screenNameList;
-    std::list<DeviceAdaptorInfo> m_adaptorInfoList;
-    DeviceAdaptorInfo m_firstAdaptorInfo;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;
     bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.

@@ -7,12 +7,10 @@
 #include <QHostInfo>
 #include <QIcon>
 #include <QVBoxLayout>
-#include <algorithm>
-#include <limits>
 #include <utility>
 
+#include "session/savedsettings.h"
 #include "support/log.h"
-#include "support/settings.h"
 #include "ui/captureroi.h"
 #include "ui/desktop.h"
 #include "ui/focuscombobox.h"
@@ -58,25 +56,6 @@ QHBoxLayout* row(Items*... items) {
     return layout;
 }
 
-/// What tells a screen apart where its number and size don't suffice, else "".
-QString labelOf(const std::list<DeviceAdaptorInfo>& adaptors, const struScreenItem& screen) {
-    for (const auto& adaptor : adaptors) {
-        for (const auto& output : adaptor.outputs) {
-            if (output.left == screen.x && output.top == screen.y && !output.label.empty()) {
-                return " " + QString::fromStdString(output.label);
-            }
-        }
-    }
-    return {};
-}
-
-/// The difference modulo 2^32. Without screens the extremes still have their start values, and a
-/// plain subtraction would overflow.
-std::int32_t span(std::int32_t first, std::int32_t end) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(end) -
-                                     static_cast<std::uint32_t>(first));
-}
-
 /// The style sheet names a font of Windows. Where it is missing, Latin and Cyrillic letters use the
 /// first of these families, which is narrow enough for the layout; Chinese and Korean the second.
 void setFontSubstitutes() {
@@ -90,7 +69,10 @@ void setFontSubstitutes() {
 }  // namespace
 
 NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborators collaborators)
-    : QWidget(parent), m_collaborators(std::move(collaborators)), m_iniPath(iniPath) {
+    : QWidget(parent),
+      m_collaborators(std::move(collaborators)),
+      m_iniPath(iniPath),
+      m_session(m_collaborators) {
     loadScreenList();
     setWindowFlags(Qt::FramelessWindowHint);
     m_pTitleBar = new TitleBar(this);
@@ -106,79 +88,51 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     loadStyleSheet();
     connectTitleBar();
     initNDI();
-    createSender();
+    m_session.createSender(m_outputName);
     startStatusTimer();
     watchCapture();
 }
 
 void NDISenderUI::loadScreenList() {
-    m_screensMsg = m_collaborators.screens();
-    std::int32_t minX = std::numeric_limits<std::int32_t>::max();
-    std::int32_t minY = std::numeric_limits<std::int32_t>::max();
-    std::int32_t maxRight = std::numeric_limits<std::int32_t>::min();
-    std::int32_t maxBottom = std::numeric_limits<std::int32_t>::min();
+    m_screenList = session::listScreens(m_collaborators);
+    m_screensMsg = m_screenList.screens;
+    const Rectangle& desktop = m_screenList.desktop;
+    m_desktopWidth = desktop.w;
+    m_desktopHeight = desktop.h;
+    m_desktopRight = desktop.x + desktop.w;
+    m_desktopBottom = desktop.y + desktop.h;
+    QVector<QRect> screens;
     for (int i = 0; i != m_screensMsg.count; ++i) {
-        const struScreenItem screen = m_screensMsg.screens[i];
+        const struScreenItem& screen = m_screensMsg.screens[i];
+        screens.append({screen.x, screen.y, screen.width, screen.height});
         m_screenNameList.append(screenLabel(i));
-        minX = std::min<std::int32_t>(minX, screen.x);
-        minY = std::min<std::int32_t>(minY, screen.y);
-        maxRight = std::max<std::int32_t>(maxRight, screen.x + screen.width);
-        maxBottom = std::max<std::int32_t>(maxBottom, screen.y + screen.height);
-        if (screen.isDefault != 0) {
-            m_defaultScreen = screen;
-        }
     }
-    m_desktopWidth = span(minX, maxRight);
-    m_desktopHeight = span(minY, maxBottom);
-    m_desktopRight = m_screensMsg.count == 0 ? m_desktopWidth : maxRight;
-    m_desktopBottom = m_screensMsg.count == 0 ? m_desktopHeight : maxBottom;
-    if (m_screensMsg.count == 0) {
-        HV_WARN("no screen was found, so there is nothing to send; connect a display and restart");
-    }
-    initDeviceAdaptorInfo();
     if (ui::compositorPlacesWindows()) {
-        QVector<QRect> screens;
-        for (int i = 0; i != m_screensMsg.count; ++i) {
-            const struScreenItem& screen = m_screensMsg.screens[i];
-            screens.append({screen.x, screen.y, screen.width, screen.height});
-            m_screenNameList[i] = screenLabel(i);
-        }
         ui::PhysicalPixels::setScreens(screens);
     }
 }
 
 QString NDISenderUI::screenLabel(int index) const {
     const struScreenItem screen = m_screensMsg.screens[index];
+    const QString label = QString::fromStdString(session::screenLabel(m_screenList, screen));
     return captioned("zhScreenStr") + QString::number(index) + "(" + QString::number(screen.width) +
-           "x" + QString::number(screen.height) + ")" + labelOf(m_adaptorInfoList, screen);
-}
-
-void NDISenderUI::initDeviceAdaptorInfo() {
-    m_adaptorInfoList = m_collaborators.adaptors();
-    if (!m_adaptorInfoList.empty()) {
-        m_firstAdaptorInfo = m_adaptorInfoList.front();
-    }
+           "x" + QString::number(screen.height) + ")" + (label.isEmpty() ? "" : " " + label);
 }
 
 void NDISenderUI::loadSettings() {
-    m_outputName = readSetting(iniPath(), "SystemSet", "name").toStdString();
-    if (m_outputName.empty()) {
-        m_outputName = QHostInfo::localHostName().toStdString();
+    const session::SavedSettings saved = session::readSavedSettings(iniPath());
+    m_outputName = saved.name.empty() ? QHostInfo::localHostName().toStdString() : saved.name;
+    if (saved.screenIndex >= 0 && saved.screenIndex < m_screensMsg.count) {
+        m_curScreenIndex = saved.screenIndex;
     }
-    const int index = readNumber("screenIndex", -1);
-    if (index >= 0 && index < m_screensMsg.count) {
-        m_curScreenIndex = index;
+    if (saved.frameRate >= 0) {
+        m_frameRate = saved.frameRate;
     }
-    const int frameRate = readNumber("frameRate", -1);
-    if (frameRate >= 0) {
-        m_frameRate = frameRate;
-    }
-    const int force = readNumber("forceUseOldCapture", -1);
-    if (force < 0) {
+    if (saved.forceUseOldCapture < 0) {
         writeSetting("forceUseOldCapture", "0");
-    } else if (force > 0) {
-        m_forceUseOldCapture = true;
     }
+    m_forceUseOldCapture = saved.forceUseOldCapture > 0;
+    m_session.forceGrab(m_forceUseOldCapture);
 }
 
 void NDISenderUI::buildLayout() {

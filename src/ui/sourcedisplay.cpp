@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <algorithm>
 
+#include "session/sendsession.h"
 #include "ui/translated.h"
 
 namespace ui {
@@ -71,7 +72,9 @@ QString textOf(const ndi::SourceStatus& status, const SourceConditions& conditio
     if (!notFound.isEmpty() && status.receivers.empty()) {
         return notFound;
     }
-    const QString second = notFound.isEmpty() ? changedName(status, conditions.name) : notFound;
+    const QString second =
+        notFound.isEmpty() ? QString::fromStdString(session::changedName(status, conditions.name))
+                           : notFound;
     return tallyText(status) + (second.isEmpty() ? "" : "\n" + second);
 }
 
@@ -122,17 +125,6 @@ QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& condi
 }
 
 }  // namespace
-
-QString changedName(const ndi::SourceStatus& status, const std::string& name) {
-    // The bracketed part of "MACHINE (Source name)" is cut where both together are too long.
-    const QString full = QString::fromStdString(status.name);
-    const int open = full.indexOf(" (");
-    if (!status.known || open < 0) {
-        return {};
-    }
-    const QString seen = full.mid(open + 2, full.size() - open - 3);
-    return seen == QString::fromStdString(name) ? QString() : seen;
-}
 
 SourceDisplay describeSource(const ndi::SourceStatus& status, const SourceConditions& conditions) {
     return {lightOf(status), textOf(status, conditions), toolTipOf(status, conditions)};

@@ -34,8 +34,4 @@ struct SourceConditions {
 [[nodiscard]] SourceDisplay describeSource(const ndi::SourceStatus& status,
                                            const SourceConditions& conditions);
 
-/// The name under which receivers see the source, if it is not the one that was asked for: too
-/// long, or taken. Empty: it is, or nothing is known.
-[[nodiscard]] QString changedName(const ndi::SourceStatus& status, const std::string& name);
-
 }  // namespace ui

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "ui/collaborators.h"
+#include "session/collaborators.h"
 
 namespace tests {
 

@@ -1,5 +1,5 @@
 #pragma once
-// The screens, the NDI source and the senders that the window uses. Tests replace them by fakes.
+// The screens, the NDI source and the senders that a session uses. Tests replace them by fakes.
 
 #include <functional>
 #include <list>
@@ -30,6 +30,9 @@ struct Collaborators {
     MakeSender makeDxSender;    ///< The default capture path.
     MakeSender makeGrabSender;  ///< The capture path through FFmpeg.
 
-    /// The screens of this machine, the NDI library and the two senders.
+    /// The screens of this machine, the NDI library and the two senders. The output is configured
+    /// by the settings file in g_iniPath.
     static Collaborators real();
+    /// The same, with the output as it is.
+    static Collaborators withoutSettings();
 };

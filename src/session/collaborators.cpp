@@ -1,4 +1,4 @@
-#include "ui/collaborators.h"
+#include "session/collaborators.h"
 
 #include <cstdint>
 #include <vector>
@@ -31,6 +31,10 @@ Collaborators Collaborators::real() {
         const QString path = QString::fromLocal8Bit(g_iniPath.c_str());
         return readIniList(path, "SystemSet", key).toStdString();
     }));
+    return withoutSettings();
+}
+
+Collaborators Collaborators::withoutSettings() {
     Collaborators all;
     all.screens = [] { return ScreensDetector("local", "127.0.0.1").getScreens(); };
     all.adaptors = enumerateAdaptors;
