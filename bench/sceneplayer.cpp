@@ -1,5 +1,5 @@
-// Plays one of the benchmark's scenes on the screen, 30 fps.
-// usage: sceneplayer full|caret|scroll|nothing
+// Plays one of the benchmark's scenes on the screen.
+// usage: sceneplayer full|caret|scroll|nothing [FPS]     default 30
 
 #include <QApplication>
 #include <QImage>
@@ -15,11 +15,11 @@
 
 namespace {
 
-constexpr int kRate = 30;
+constexpr int kDefaultRate = 30;
 
 class Player : public QWidget {
 public:
-    Player(const QSize& size, bench::Scene scene)
+    Player(const QSize& size, bench::Scene scene, int rate)
         : m_desktop(size.width(), size.height()), m_scene(scene) {
         setAttribute(Qt::WA_X11NetWmWindowTypeDesktop);
         setAttribute(Qt::WA_OpaquePaintEvent);
@@ -27,7 +27,7 @@ public:
         setGeometry(QRect(QPoint(0, 0), size));
         m_timer.setTimerType(Qt::PreciseTimer);
         connect(&m_timer, &QTimer::timeout, this, [this] { step(); });
-        m_timer.start(1000 / kRate);
+        m_timer.start(1000 / rate);
     }
 
 protected:
@@ -66,11 +66,13 @@ int main(int argc, char* argv[]) {
                                                     {"nothing", bench::Scene::Nothing}};
     const QApplication application(argc, argv);
     const auto scene = scenes.find(QApplication::arguments().value(1));
-    if (scene == scenes.end()) {
-        std::fputs("usage: sceneplayer full|caret|scroll|nothing\n", stderr);
+    const int rate =
+        QApplication::arguments().value(2, QString::number(kDefaultRate)).toInt();
+    if (scene == scenes.end() || rate < 1 || rate > 1000) {
+        std::fputs("usage: sceneplayer full|caret|scroll|nothing [FPS]\n", stderr);
         return 2;
     }
-    Player player(QApplication::primaryScreen()->size(), scene->second);
+    Player player(QApplication::primaryScreen()->size(), scene->second, rate);
     player.show();
     return QApplication::exec();
 }

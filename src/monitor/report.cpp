@@ -65,6 +65,7 @@ void addStatistics(Json& json, const Statistics& statistics) {
     json["corrupt"] = statistics.corrupt();
     json["pauses"] = statistics.pauses();
     json["longest_gap_s"] = rounded(statistics.longestGapSeconds());
+    json["interval_deviation_ms"] = rounded(statistics.intervalDeviationMs());
     json["seconds"] = rounded(statistics.seconds());
     json["rate"] = rounded(statistics.framesPerSecond());
     json["mbit_per_s"] = rounded(statistics.megabitsPerSecond());

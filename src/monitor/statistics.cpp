@@ -87,6 +87,10 @@ void Statistics::add(const ArrivedFrame& frame) {
         const double gap = static_cast<double>(frame.arrivedUs - m_lastUs) / 1e6;
         m_longestGapSeconds = std::max(m_longestGapSeconds, gap);
         m_pauses += gap >= kPauseSeconds ? 1 : 0;
+        // Sums of squares would lose the difference between large numbers.
+        const double distance = gap - m_meanGap;
+        m_meanGap += distance / static_cast<double>(m_frames - 1);
+        m_squaredDistance += distance * (gap - m_meanGap);
     }
     m_lastUs = frame.arrivedUs;
     if (frame.timestamp100ns != 0) {
@@ -111,6 +115,11 @@ std::optional<std::uint64_t> Statistics::lateOrLost() const {
         return std::nullopt;
     }
     return m_cadence.lateOrLost();
+}
+
+double Statistics::intervalDeviationMs() const {
+    return m_frames > 1 ? 1e3 * std::sqrt(m_squaredDistance / static_cast<double>(m_frames - 1))
+                        : 0;
 }
 
 double Statistics::seconds() const {

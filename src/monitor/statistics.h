@@ -77,6 +77,9 @@ public:
     [[nodiscard]] double longestGapSeconds() const { return m_longestGapSeconds; }
     [[nodiscard]] std::uint64_t pauses() const { return m_pauses; }
 
+    /// The standard deviation of that time, in milliseconds.
+    [[nodiscard]] double intervalDeviationMs() const;
+
     /// From the first to the last frame.
     [[nodiscard]] double seconds() const;
     [[nodiscard]] double framesPerSecond() const;
@@ -93,6 +96,8 @@ private:
     std::uint64_t m_corrupt = 0;
     std::uint64_t m_pauses = 0;
     double m_longestGapSeconds = 0;
+    double m_meanGap = 0;          ///< In seconds.
+    double m_squaredDistance = 0;  ///< The sum of the squared differences from it.
     std::uint64_t m_bytesAfterFirst = 0;
     std::int64_t m_firstUs = 0;
     std::int64_t m_lastUs = 0;

@@ -52,6 +52,14 @@ support::FramePtr FrameQueue::pop() {
     return frame;
 }
 
+support::FramePtr FrameQueue::popNewest() {
+    support::FramePtr frame = pop();
+    while (!isEmpty()) {  // Nobody else takes frames, so pop() does not wait.
+        frame = pop();
+    }
+    return frame;
+}
+
 void FrameQueue::clear() {
     const std::lock_guard lock(m_pushMutex);
     for (support::FramePtr& slot : m_buffer) {

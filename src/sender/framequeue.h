@@ -26,6 +26,9 @@ public:
     /// Consumer. Waits while the queue is open and empty. Null: closed and empty.
     [[nodiscard]] support::FramePtr pop();
 
+    /// As pop(), but the last queued frame; frees those before it.
+    [[nodiscard]] support::FramePtr popNewest();
+
     /// Frees all queued frames. Only while no consumer runs.
     void clear();
 

@@ -64,7 +64,9 @@ bool NdiDxSender::initParmeter(int x, int y, int w, int h, int framerate, std::s
     m_position = packPosition(x, y);
     m_parameters.w = w;
     m_parameters.h = h;
-    m_sendFrameRate = framerate;
+    const auto exact = sender::exactRate(m_options.rateMode, framerate);
+    m_sendFrameRate = exact ? 0 : framerate;
+    sender::announceRate(m_videoFrame, exact);
     m_videoFrame.xres = w;
     m_videoFrame.yres = h;
     m_videoFrame.FourCC = NDIlib_FourCC_type_BGRA;

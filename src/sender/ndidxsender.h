@@ -16,8 +16,9 @@
 /// The sender of the default capture path: one thread reads the region from the platform's capturer
 /// into the frame buffer, sends it and paces itself.
 ///
-/// The announced rate is always 30000/1001, and the pacing sleeps on every second frame only; both
-/// are intended.
+/// The announced rate is 30000/1001, and the pacing sleeps on every second frame only; both are
+/// intended. With an exact rate the send call, which returns at the next slot of the announced
+/// rate, paces the thread alone.
 class NdiDxSender : public NDISenderBase {
 public:
     /// The clocks and the sleep of the send thread; a test replaces them. Both clocks are
@@ -39,6 +40,7 @@ public:
     /// The rectangle is relative to the output's corner. False also when `outputName` is empty or
     /// has more than 199 wide characters.
     bool initParmeter(int x, int y, int w, int h, int framerate, std::string outputName) override;
+    void setOptions(const sender::SenderOptions& options) override { m_options = options; }
     void start() override;
     void pause() override;
     void stop() override;
@@ -69,8 +71,9 @@ private:
     const NDIlib_send_instance_t m_pSendInstance;
     const Timing m_timing;
     NDIlib_video_frame_v2_t m_videoFrame;
+    sender::SenderOptions m_options;
     SenderParameters m_parameters;
-    int m_sendFrameRate = 0;
+    int m_sendFrameRate = 0;  ///< 0: the thread does not pace itself.
     bool m_bOpened = false;
     std::atomic<bool> m_bRun{true};
     std::atomic<std::uint64_t> m_position{0};  ///< Of the rectangle: x in the upper half, y.

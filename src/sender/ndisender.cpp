@@ -16,6 +16,15 @@ namespace {
 constexpr std::uint32_t kQueueCapacity = 4;
 constexpr int kDecoderThreads = 4;
 
+/// For a grabbing device, which sleeps a whole number of microseconds between its frames. It must
+/// not be faster than the clocked send, or else the queue fills; the slower one skips a slot in
+/// minutes.
+std::string deviceRate(const sender::FrameRate& rate) {
+    constexpr std::int64_t kSecondUs = 1'000'000;
+    const std::int64_t slotUs = kSecondUs * rate.denominator / rate.numerator + 1;
+    return std::to_string(kSecondUs) + "/" + std::to_string(slotUs);
+}
+
 }  // namespace
 
 NDISender::NDISender(const std::string& name, NDIlib_send_instance_t instance)
@@ -53,7 +62,10 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
     m_videoFrame.FourCC = NDIlib_FourCC_type_BGRA;
     m_videoFrame.p_data = m_frameBuffer.data();
 
-    if (!openDevice(framerate) || !openDecoder()) {
+    m_exactRate = sender::exactRate(m_options.rateMode, framerate);
+    sender::announceRate(m_videoFrame, m_exactRate);
+    if (!openDevice(m_exactRate ? deviceRate(*m_exactRate) : std::to_string(framerate)) ||
+        !openDecoder()) {
         return false;
     }
     m_pVsFrame->packet.reset(av_packet_alloc());
@@ -62,7 +74,7 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
     return true;
 }
 
-bool NDISender::openDevice(int rate) {
+bool NDISender::openDevice(const std::string& rate) {
     const capture::GrabDevice device = capture::platformGrabDevice();
     m_device = std::string(device.format) + " on \"" + device.source + "\"";
     if (!device.error.empty()) {
@@ -78,7 +90,7 @@ bool NDISender::openDevice(int rate) {
     av_dict_set_int(&options, "draw_mouse", 0, 0);
     std::fputs(size.c_str(), stdout);
     av_dict_set(&options, "video_size", size.c_str(), 0);
-    av_dict_set_int(&options, "framerate", rate, 0);
+    av_dict_set(&options, "framerate", rate.c_str(), 0);
 
     const AVInputFormat* format = av_find_input_format(device.format);
     AVFormatContext* demuxer = nullptr;
@@ -209,7 +221,7 @@ void NDISender::sendFrameThread() {
     sender::FrameTimes times;
     bool warnedOfFormat = false;
     while (m_bRun) {
-        const support::FramePtr frame = m_queue.pop();
+        const support::FramePtr frame = m_exactRate ? m_queue.popNewest() : m_queue.pop();
         const std::int64_t start = getLocalTimeUs();
         if (!frame) {
             HV_INFO("sendFrameThread, get frame is null");

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,7 +25,8 @@ struct VsFrame {
 /// Grabs the desktop through FFmpeg's grabbing device for this platform: one thread reads and
 /// decodes, another one converts and sends. The device paces the reads at the chosen rate, and the
 /// NDI send paces itself at the announced rate. A queue of 4 frames connects them: a slow send
-/// blocks the capture instead of dropping frames.
+/// blocks the capture instead of dropping frames. With an exact rate only the newest frame in the
+/// queue is sent: after a delay of either side its frames would stay there, and be late, for ever.
 ///
 /// pause(), and with it stop(), reset() and the destructor, waits for one read of the device and
 /// one NDI send. A read takes at most one frame interval plus the display's response time. A read
@@ -42,6 +44,7 @@ public:
     NDISender& operator=(const NDISender&) = delete;
 
     bool initParmeter(int x, int y, int w, int h, int framerate, std::string outputName) override;
+    void setOptions(const sender::SenderOptions& options) override { m_options = options; }
     void start() override;
     void pause() override;
     void stop() override;
@@ -49,7 +52,7 @@ public:
     void setAuxName(std::string name) override;
 
 private:
-    [[nodiscard]] bool openDevice(int rate);
+    [[nodiscard]] bool openDevice(const std::string& rate);
     [[nodiscard]] bool openDecoder();
     void reportFailure(const char* text, int error) const;
 
@@ -59,6 +62,8 @@ private:
 
     NDIlib_send_instance_t m_pSendInstance;
     NDIlib_video_frame_v2_t m_videoFrame{};
+    sender::SenderOptions m_options;
+    std::optional<sender::FrameRate> m_exactRate;
     std::vector<std::uint8_t> m_frameBuffer;  ///< m_videoFrame.p_data points here.
     std::unique_ptr<VsFrame> m_pVsFrame;
     std::unique_ptr<std::thread> m_pSendThread;

@@ -3,12 +3,16 @@
 #include <string>
 
 #include "capture/screencapturer.h"
+#include "sender/senderoptions.h"
 
 /// The interface through which the window drives a capture-and-send engine. All calls come from the
 /// window's thread. The sender publishes through an NDI send instance that it does not own.
 class NDISenderBase {
 public:
     virtual ~NDISenderBase() = default;
+
+    /// Holds from the next initParmeter() on.
+    virtual void setOptions(const sender::SenderOptions& options) { (void)options; }
 
     /// Stores the parameters and opens the capture. The rectangle is in pixels, w and h at least 1;
     /// `framerate` is in fps; `outputName` is UTF-8. True: start() may follow. False: reset()

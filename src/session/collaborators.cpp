@@ -27,14 +27,15 @@ void sendBlack(NDIlib_send_instance_t instance, int width, int height) {
 }  // namespace
 
 Collaborators Collaborators::real() {
-    ndi::configureOutput(ndi::readOutputSettings([](const char* key) {
+    const auto read = [](const char* key) {
         const QString path = QString::fromLocal8Bit(g_iniPath.c_str());
         return readIniList(path, "SystemSet", key).toStdString();
-    }));
-    return withoutSettings();
+    };
+    ndi::configureOutput(ndi::readOutputSettings(read));
+    return withoutSettings(sender::readSenderOptions(read));
 }
 
-Collaborators Collaborators::withoutSettings() {
+Collaborators Collaborators::withoutSettings(const sender::SenderOptions& options) {
     Collaborators all;
     all.screens = [] { return ScreensDetector("local", "127.0.0.1").getScreens(); };
     all.adaptors = enumerateAdaptors;
@@ -45,11 +46,15 @@ Collaborators Collaborators::withoutSettings() {
     all.destroySource = NDIlib_send_destroy;
     all.sourceStatus = ndi::sourceStatus;
     all.sendBlackFrame = sendBlack;
-    all.makeDxSender = [](const std::string& name, NDIlib_send_instance_t instance) {
-        return std::make_unique<NdiDxSender>(name, instance);
+    all.makeDxSender = [options](const std::string& name, NDIlib_send_instance_t instance) {
+        auto made = std::make_unique<NdiDxSender>(name, instance);
+        made->setOptions(options);
+        return made;
     };
-    all.makeGrabSender = [](const std::string& name, NDIlib_send_instance_t instance) {
-        return std::make_unique<NDISender>(name, instance);
+    all.makeGrabSender = [options](const std::string& name, NDIlib_send_instance_t instance) {
+        auto made = std::make_unique<NDISender>(name, instance);
+        made->setOptions(options);
+        return made;
     };
     return all;
 }

@@ -33,6 +33,6 @@ struct Collaborators {
     /// The screens of this machine, the NDI library and the two senders. The output is configured
     /// by the settings file in g_iniPath.
     static Collaborators real();
-    /// The same, with the output as it is.
-    static Collaborators withoutSettings();
+    /// The same, with the output as it is and senders of these options.
+    static Collaborators withoutSettings(const sender::SenderOptions& options = {});
 };

@@ -306,8 +306,22 @@ void NDISenderUI::slotScreenCbxChange(int index) {
     writeSetting("screenIndex", QString::number(index));
 }
 
+/// Whether the box shows a stored rate outside its range as `shown`, which nobody has typed.
+bool NDISenderUI::isRateOutsideTheBox(int shown) const {
+    const int clamped =
+        std::clamp<int>(m_frameRate, m_pFrateSpinBox->minimum(), m_pFrateSpinBox->maximum());
+    const QString exact = readIniValue(iniPath(), "SystemSet", "exactFrameRate");
+    const auto mode = sender::rateModeOf(exact.toStdString());
+    return shown != m_frameRate && shown == clamped &&
+           mode.value_or(sender::RateMode::Paced) != sender::RateMode::Paced;
+}
+
 void NDISenderUI::slotFrameRateChanged() {
-    m_frameRate = m_pFrateSpinBox->text().toInt();
+    const int shown = m_pFrateSpinBox->text().toInt();
+    if (isRateOutsideTheBox(shown)) {
+        return;
+    }
+    m_frameRate = shown;
     HV_INFO("the operator sets {} fps; takes effect at the next start", m_frameRate);
     m_paramChanged = true;
     writeSetting("frameRate", QString::number(m_frameRate));

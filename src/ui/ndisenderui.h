@@ -102,6 +102,7 @@ private:
     void watchCapture();
     void lookAtCapture();
     void applyIfSending();
+    [[nodiscard]] bool isRateOutsideTheBox(int shown) const;
     [[nodiscard]] bool isRegionEmpty() const;
     void showSourceStatus();
     void startSender();

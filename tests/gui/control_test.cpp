@@ -240,6 +240,22 @@ start -> Pause: dx init 0 0 1920 1080 120 OUT-0, dx start
 file frameRate -> 120
 file forceUseOldCapture -> 0
 )"},
+    {"LeavingTheBoxKeepsAnExactRateOutsideItsRange", R"(
+stored frameRate 100
+stored exactFrameRate ntsc
+open
+rate 60
+file frameRate -> 100
+rate 50
+rate 60
+file frameRate -> 60
+destroy
+stored frameRate 100
+stored exactFrameRate maybe
+open
+rate 60
+file frameRate -> 60
+)"},
     {"StoredWordsCountAsZero", R"(
 stored screenIndex second
 stored frameRate fast

@@ -26,6 +26,14 @@ bool sameShape(const speedhq::FrameView& a, const speedhq::FrameView& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height;
 }
 
+/// At most two seconds: some receivers drop a source that sends nothing for longer.
+std::chrono::nanoseconds twoSlots(const NDIlib_video_frame_v2_t& frame) {
+    constexpr std::int64_t kLongestNs = 2'000'000'000;
+    const std::int64_t slotNs =
+        std::int64_t{frame.frame_rate_D} * 1'000'000'000 / frame.frame_rate_N;
+    return std::chrono::nanoseconds(std::min(2 * slotNs, kLongestNs));
+}
+
 AnnounceState stateOf(mdns::AnnounceState state) {
     switch (state) {
         case mdns::AnnounceState::Established:
@@ -182,6 +190,7 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
 
     const std::lock_guard repeatLock(m_repeatMutex);
     m_haveFrame = true;
+    m_twoSlots = m_clocked ? twoSlots(frame) : std::chrono::nanoseconds(0);
     m_lastSend = m_lastPublish = steady_clock::now();
     m_servedJoins = joins;
     noteQuality(streams, true);
@@ -305,10 +314,16 @@ Source::TimePoint Source::repeatDue() const {
     if (!m_haveFrame || (!wanted.main && !wanted.preview)) {
         return TimePoint::max();
     }
-    const TimePoint forAll =
-        m_lastPublish + (m_refining ? m_repeat.refineInterval : m_repeat.interval);
+    const TimePoint forAll = m_lastPublish + repeatPause();
     const bool joined = m_server.joinCount() != m_servedJoins;
-    return joined ? std::min(forAll, m_lastSend + m_repeat.active) : forAll;
+    const auto active = std::max<std::chrono::nanoseconds>(m_repeat.active, m_twoSlots);
+    return joined ? std::min(forAll, m_lastSend + active) : forAll;
+}
+
+/// With m_repeatMutex held.
+std::chrono::nanoseconds Source::repeatPause() const {
+    const auto pause = m_refining ? m_repeat.refineInterval : m_repeat.interval;
+    return std::max<std::chrono::nanoseconds>(pause, m_twoSlots);
 }
 
 void Source::repeatNow() {
@@ -322,8 +337,7 @@ void Source::repeatNow() {
         if (m_closing || repeatDue() > now) {
             return;  // a new frame was sent meanwhile
         }
-        const auto pause = m_refining ? m_repeat.refineInterval : m_repeat.interval;
-        if (m_lastPublish + pause > now) {
+        if (m_lastPublish + repeatPause() > now) {
             audience = Audience::AwaitingFirstFrame;
         }
     }

@@ -33,7 +33,8 @@ struct SourceSettings {
     std::function<void()> onStatusChange;
 };
 
-/// When the repeat thread sends the last frame again.
+/// When the repeat thread sends the last frame again. A clocked source of a low frame rate waits
+/// for two of its slots at least: a frame that is on its way is no reason for a repeat.
 struct RepeatTimes {
     /// While no new frame is sent: the repeat interval.
     std::chrono::milliseconds interval{1000};
@@ -106,6 +107,7 @@ private:
     void repeatLoop();
     void repeatNow();
     [[nodiscard]] TimePoint repeatDue() const;
+    [[nodiscard]] std::chrono::nanoseconds repeatPause() const;
     void noteQuality(const speedhq::EncodedStreams& streams, bool newFrame);
     void reportException(const char* what) noexcept;
     void reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted);
@@ -148,6 +150,7 @@ private:
     int m_mainQuality = 0;
     int m_previewQuality = 0;
     std::uint64_t m_servedJoins = 0;
+    std::chrono::nanoseconds m_twoSlots{0};  ///< Of the newest frame's rate; 0 if not clocked.
     TimePoint m_lastSend;
     TimePoint m_lastPublish;
     TimePoint m_repeatWakeTime = TimePoint::max();  ///< When the repeat thread's wait times out.

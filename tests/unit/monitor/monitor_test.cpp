@@ -105,6 +105,7 @@ TEST(Statistics, CountFrames) {
     }
     EXPECT_EQ(statistics.frames(), 101U);
     EXPECT_EQ(statistics.pauses(), 0U);
+    EXPECT_NEAR(statistics.intervalDeviationMs(), 0, 0.001);
     EXPECT_NEAR(statistics.framesPerSecond(), 25, 0.01);
     EXPECT_NEAR(statistics.megabitsPerSecond(), 25, 0.01);
     const auto latency = statistics.latency();
@@ -118,6 +119,8 @@ TEST(Statistics, CountFrames) {
     statistics.add(frameAt(8.5));
     EXPECT_EQ(statistics.pauses(), 2U);
     EXPECT_NEAR(statistics.longestGapSeconds(), 3.5, 0.01);
+    // 100 gaps of 0.04 s, one of 1 s, one of 3.5 s.
+    EXPECT_NEAR(statistics.intervalDeviationMs(), 352.9, 0.1);
 }
 
 TEST(Statistics, DoNotCountGapsOfAStillScreen) {

@@ -113,6 +113,26 @@ TEST(Receivers, GetTheLastFrameAtOnceThenBetterOnesThenOneASecond) {
     EXPECT_NEAR(shortest, 1.0, 0.3);
 }
 
+TEST(Receivers, GetEachFrameOfASlowRateOnce) {
+    const auto source = Source::open({{"Test", 0}, true, {}}, testParts());
+    TestImage image(64, 64);
+    const auto send = [&] {
+        auto frame = image.frame();
+        frame.frame_rate_N = 2;
+        frame.frame_rate_D = 1;
+        source->send(&frame);
+        return frame.timecode;
+    };
+    send();
+    Viewer viewer(*source);
+    for (int i = 0; i < 4; ++i) {
+        const auto timecode = send();  // Returns half a second later, or in the next slot.
+        const auto received = viewer.nextFrame();
+        ASSERT_TRUE(received);
+        EXPECT_EQ(received->info.timecode, timecode);
+    }
+}
+
 TEST(Receivers, SwitchQualityAtAnyTimeEachInItsOwn) {
     const auto source = openSource();
     TestImage image(1280, 720);

@@ -49,6 +49,17 @@ TEST(FrameQueue, FullItHoldsTheProducerUpUntilItIsClosed) {
     EXPECT_EQ(queue.pop(), nullptr) << "the frame that waited is freed";
 }
 
+TEST(FrameQueue, NewestFreesTheFramesBeforeIt) {
+    FrameQueue queue(4);
+    queue.open();
+    for (int i = 0; i < 3; ++i) {
+        queue.push(numbered(i));
+    }
+    EXPECT_EQ(queue.popNewest()->pts, 2);
+    queue.close();
+    EXPECT_EQ(queue.popNewest(), nullptr);
+}
+
 /// One frame at a time, there and back, so that both sides wait for nearly each of them.
 TEST(FrameQueue, WakesWhoeverWaitsForEveryFrame) {
     FrameQueue there(4);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <map>
 
 #include "support/logcapture.h"
 #include "support/recordingndi.h"
@@ -110,6 +111,38 @@ TEST_F(DxSender, KeepsThePaceOfEveryRate) {
         ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, c.rate, "out"));
         EXPECT_EQ(run(c.count), c.events) << c.rate;
     }
+}
+
+TEST_F(DxSender, LeavesAnExactRateToTheClockOfTheOutput) {
+    const tests::LogCapture log;
+    using Keys = std::map<std::string, std::string>;
+    const auto read = [](const Keys& keys) {
+        return sender::readSenderOptions([&keys](const char* key) {
+            const auto found = keys.find(key);
+            return found != keys.end() ? found->second : std::string();
+        });
+    };
+    const struct {
+        const char* exact;
+        int chosen, numerator, denominator;
+        const char* events;
+    } kCases[] = {
+        {"1", 60, 60, 1, "send send send "},           {"1", 1, 1, 1, "send send send "},
+        {"ntsc", 24, 24000, 1001, "send send send "},  {"ntsc", 60, 60000, 1001, "send send send "},
+        {"ntsc", 120, 120, 1, "send send send "},      {"0", 20, 30000, 1001, "send send sleep50 "},
+        {"1", 121, 30000, 1001, "send send sleep8 "},  {"1", 0, 30000, 1001, "send send send "},
+        {"60", 20, 30000, 1001, "send send sleep50 "},
+    };
+    for (const auto& c : kCases) {
+        sender.setOptions(read({{"exactFrameRate", c.exact}}));
+        ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, c.chosen, "out"));
+        frames.clear();
+        EXPECT_EQ(run(3), c.events) << c.exact << " " << c.chosen;
+        EXPECT_EQ(frames[0].frame.frame_rate_N, c.numerator);
+        EXPECT_EQ(frames[0].frame.frame_rate_D, c.denominator);
+    }
+    EXPECT_EQ(log.count("fps can't be kept exactly, only 1 to 120 fps can"), 2);
+    EXPECT_EQ(log.count("exactFrameRate is \"60\", expected is 0, 1 or ntsc; using 0"), 1);
 }
 
 TEST_F(DxSender, SendsWhatWasReadWithItsChangedRows) {
