@@ -8,6 +8,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <QWidget>
+#include <algorithm>
 #include <cstdio>
 #include <map>
 
@@ -45,7 +46,8 @@ private:
     void step() {
         m_desktop.advance(m_scene);
         for (const support::RowSpan& rows : m_desktop.dirty().spans) {
-            update(0, rows.first, width(), rows.count);
+            const int right = std::min(rows.right, width());
+            update(rows.left, rows.first, right - rows.left, rows.count);
         }
         if (!m_desktop.dirty().known) {
             update();

@@ -140,7 +140,7 @@ void Desktop::advance(Scene scene) {
                 }
                 pixel(left + kCell, top + y) = grey(m_step % 2 == 0 ? 0 : 252);
             }
-            m_dirtyRows.spans.push_back({top, kLineHeight});
+            m_dirtyRows.spans.push_back({top, kLineHeight, left, left + kCell + 1});
             break;
         }
         case Scene::Scrolling: {
@@ -159,7 +159,7 @@ void Desktop::advance(Scene scene) {
                         grey(252 - (written ? ink(letter, x % kCell, textLine % kLineHeight) : 0));
                 }
             }
-            m_dirtyRows.spans.push_back({top, 600});
+            m_dirtyRows.spans.push_back({top, 600, left, left + 800});
             break;
         }
         case Scene::Nothing:

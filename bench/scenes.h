@@ -24,7 +24,7 @@ public:
     void advance(Scene scene);
 
     [[nodiscard]] speedhq::FrameView view() const;
-    /// The rows that the latest advance() drew, as the damage events of a screen would report them.
+    /// What the latest advance() drew, as the damage events of a screen would report them.
     [[nodiscard]] const support::DirtyRows& dirty() const { return m_dirtyRows; }
 
 private:

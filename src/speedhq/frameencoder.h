@@ -60,7 +60,8 @@ public:
 
     /// Makes the frame the reference frame without encoding it, for when no receivers are
     /// connected. `dirty` is relative to the frame of the previous updateReference() or encode().
-    /// Rows outside known dirty rows are not read.
+    /// Known dirty rows are read in macroblocks, 16 pixels wide, that their columns touch; nothing
+    /// else is.
     virtual void updateReference(const FrameView& frame, const support::DirtyRows& dirty) = 0;
 
     /// Makes the frame the reference frame and returns the packets of the wanted streams. An

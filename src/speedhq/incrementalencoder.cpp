@@ -8,7 +8,7 @@ namespace speedhq {
 namespace {
 
 /// With fewer macroblocks to process, waking other threads takes longer than the work itself.
-constexpr std::size_t kWorthSharing = 512;
+constexpr int kWorthSharing = 512;
 
 }  // namespace
 
@@ -23,7 +23,7 @@ IncrementalEncoder::IncrementalEncoder(WorkerPool& pool, const Kernels& kernels,
 
 void IncrementalEncoder::updateReference(const FrameView& frame, const support::DirtyRows& dirty) {
     adoptShape(frame);
-    noteDirtyLines(dirty);
+    noteDirtyParts(dirty);
     forgetEncoded();
     runRows([&](int row, int thread) {
         RowState& state = m_states[static_cast<std::size_t>(row)];
@@ -36,11 +36,11 @@ EncodedFramePtr IncrementalEncoder::encode(const FrameView& frame, const support
     adoptShape(frame);
     if (quality == m_quantiser.quality || !upToDate()) {
         setQuality(quality);
-        noteDirtyLines(dirty);
+        noteDirtyParts(dirty);
         return encodeRows(&frame);
     }
     // An unchanged frame keeps its packet, so compare before adopting the new quality.
-    noteDirtyLines(dirty);
+    noteDirtyParts(dirty);
     forgetEncoded();
     runRows([&](int row, int thread) {
         RowState& state = m_states[static_cast<std::size_t>(row)];
@@ -54,7 +54,7 @@ EncodedFramePtr IncrementalEncoder::encodeReference(int quality) {
         return nullptr;
     }
     setQuality(quality);
-    noteDirtyLines({true, {}});
+    noteDirtyParts({true, {}});
     return encodeRows(nullptr);
 }
 
@@ -104,26 +104,48 @@ void IncrementalEncoder::forgetEncoded() {
     }
 }
 
-/// Sets the dirty lines of each row, and lists the rows that have dirty lines or are stale.
-void IncrementalEncoder::noteDirtyLines(const support::DirtyRows& dirty) {
+/// Sets the dirty part of each row, and lists the rows that have one or are stale.
+void IncrementalEncoder::noteDirtyParts(const support::DirtyRows& dirty) {
+    const ReferenceFrame::Part whole{0, m_reference.height(), 0, m_reference.columns()};
     for (RowState& state : m_states) {
-        state.first = 0;
-        state.last = dirty.known ? 0 : m_reference.height();
+        state.dirty = dirty.known && !state.unset ? ReferenceFrame::Part{} : whole;
     }
-    for (const support::RowSpan& span : dirty.spans) {
-        const int first = std::max(span.first, 0);
-        const int last = std::min(span.first + span.count, m_reference.height());
-        for (int row = first / 16; dirty.known && row * 16 < last; ++row) {
-            RowState& state = m_states[static_cast<std::size_t>(row)];
-            state.first = state.last == 0 ? first : state.first;
-            state.last = last;
+    if (dirty.known) {
+        std::for_each(dirty.spans.begin(), dirty.spans.end(),
+                      [this](const support::RowSpan& span) { noteSpan(span); });
+    }
+    listVisits();
+}
+
+/// A row that several spans touch gets a part that covers them all.
+void IncrementalEncoder::noteSpan(const support::RowSpan& span) {
+    const int first = std::max(span.first, 0);
+    const int last = std::min(span.first + span.count, m_reference.height());
+    const int left = std::max(span.left, 0) / 16;
+    const int right = (std::min(span.right, m_reference.width()) + 15) / 16;
+    if (left >= right) {
+        return;
+    }
+    for (int row = first / 16; row * 16 < last; ++row) {
+        ReferenceFrame::Part& part = m_states[static_cast<std::size_t>(row)].dirty;
+        if (part.empty()) {
+            part = {first, last, left, right};
+        } else {
+            part = {std::min(part.first, first), std::max(part.last, last),
+                    std::min(part.left, left), std::max(part.right, right)};
         }
     }
+}
+
+void IncrementalEncoder::listVisits() {
     m_visits.clear();
+    m_visitMacroblocks = 0;
     for (std::size_t row = 0; row < m_states.size(); ++row) {
         const RowState& state = m_states[row];
-        if (state.stale || state.first < state.last) {
+        if (state.stale || !state.dirty.empty()) {
             m_visits.push_back(static_cast<int>(row));
+            m_visitMacroblocks +=
+                state.stale ? m_reference.columns() : state.dirty.right - state.dirty.left;
         }
     }
 }
@@ -139,7 +161,7 @@ void IncrementalEncoder::setQuality(int quality) {
 }
 
 void IncrementalEncoder::runRows(const WorkerPool::Work& work) {
-    if (m_visits.size() * static_cast<std::size_t>(m_reference.columns()) < kWorthSharing) {
+    if (m_visitMacroblocks < kWorthSharing) {
         for (const int row : m_visits) {
             work(row, 0);
         }
@@ -152,15 +174,11 @@ void IncrementalEncoder::runRows(const WorkerPool::Work& work) {
 
 /// Returns the number of macroblocks that changed, which the thread's row encoder has flags of.
 int IncrementalEncoder::updateRow(RowState& state, int row, int thread, const FrameView& frame) {
-    if (state.unset) {
-        state.first = 0;
-        state.last = m_reference.height();
-    }
-    if (state.first >= state.last) {
+    if (state.dirty.empty()) {
         return 0;
     }
     RowEncoder& encoder = m_rowEncoders[static_cast<std::size_t>(thread)];
-    int changed = m_reference.updateRow(frame, row, state.first, state.last, encoder.changed());
+    int changed = m_reference.updateRow(frame, row, state.dirty, encoder.changed());
     if (std::exchange(state.unset, false)) {
         changed = m_reference.columns();
     }

@@ -52,13 +52,14 @@ private:
         bool stale = true;    ///< Its bits do not match the reference frame and the quality.
         bool unset = true;    ///< Without samples since the frame size or format changed.
         bool changed = true;  ///< For takeChangedMacroblockRows().
-        int first = 0;        ///< The dirty lines of the frame: [first, last).
-        int last = 0;
-        int encoded = 0;  ///< Macroblocks encoded by the latest call.
+        int encoded = 0;      ///< Macroblocks encoded by the latest call.
+        ReferenceFrame::Part dirty;
     };
 
     void adoptShape(const FrameView& frame);
-    void noteDirtyLines(const support::DirtyRows& dirty);
+    void noteDirtyParts(const support::DirtyRows& dirty);
+    void noteSpan(const support::RowSpan& span);
+    void listVisits();
     void setQuality(int quality);
     void forgetEncoded();
     void runRows(const WorkerPool::Work& work);
@@ -77,7 +78,8 @@ private:
     std::vector<RowEncoder> m_rowEncoders;  ///< One per thread.
     std::vector<EncodedRow> m_rows;
     std::vector<RowState> m_states;
-    std::vector<int> m_visits;  ///< The rows that the current call processes.
+    std::vector<int> m_visits;   ///< The rows that the current call processes,
+    int m_visitMacroblocks = 0;  ///< and their macroblocks.
 };
 
 }  // namespace speedhq

@@ -57,34 +57,38 @@ bool ReferenceFrame::adoptShape(const FrameView& frame) {
     return true;
 }
 
-int ReferenceFrame::updateRow(const FrameView& frame, int row, int first, int last,
+int ReferenceFrame::updateRow(const FrameView& frame, int row, const Part& part,
                               std::uint8_t* changed) {
+    std::fill_n(changed, part.left, std::uint8_t{0});
+    std::fill_n(changed + part.right, m_columns - part.right, std::uint8_t{0});
     // The padding below the frame belongs to its last line.
     const int top = row * 16;
-    const int bottom = last >= m_height ? top + 16 : std::min(last, top + 16);
-    first = std::max(first, top);
+    const int bottom = part.last >= m_height ? top + 16 : std::min(part.last, top + 16);
+    const int first = std::max(part.first, top);
     MacroblockSamples* const samples =
         m_samples.get() + static_cast<std::ptrdiff_t>(row) * m_columns;
     if (first == top && bottom == top + 16) {
-        return convertColumns(frame, row, 0, m_columns, samples, changed);
+        return convertColumns(frame, row, part.left, part.right - part.left, samples + part.left,
+                              changed + part.left);
     }
-    return updateLines(frame, row, first - top, bottom - top, samples, changed);
+    return updateLines(frame, row, {first - top, bottom - top, part.left, part.right}, samples,
+                       changed);
 }
 
-/// Updates only lines [first, last) of the row: converts some macroblocks at a time into a buffer
-/// and replaces the samples of all other lines there by the present ones.
-int ReferenceFrame::updateLines(const FrameView& frame, int row, int first, int last,
+/// Updates only some lines, counted from the top of the row: converts some macroblocks at a time
+/// into a buffer and replaces the samples of all other lines there by the present ones.
+int ReferenceFrame::updateLines(const FrameView& frame, int row, const Part& lines,
                                 MacroblockSamples* samples, std::uint8_t* changed) const {
     constexpr int kMost = 8;
     MacroblockSamples converted[kMost] = {};
     int differing = 0;
-    for (int column = 0; column < m_columns; column += kMost) {
-        const int count = std::min(kMost, m_columns - column);
+    for (int column = lines.left; column < lines.right; column += kMost) {
+        const int count = std::min(kMost, lines.right - column);
         (void)convertColumns(frame, row, column, count, converted, changed + column);
         for (int i = 0; i < count; ++i) {
             MacroblockSamples& current = samples[column + i];
-            copyLines(converted[i], current, 0, first);
-            copyLines(converted[i], current, last, 16);
+            copyLines(converted[i], current, 0, lines.first);
+            copyLines(converted[i], current, lines.last, 16);
             const bool differs = std::memcmp(&converted[i], &current, sizeof current) != 0;
             if (differs) {
                 current = converted[i];

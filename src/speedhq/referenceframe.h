@@ -19,10 +19,20 @@ public:
     /// then until update() is called for all lines.
     bool adoptShape(const FrameView& frame);
 
-    /// Converts frame lines [first, last) of macroblock row `row`. The samples of other lines keep
-    /// their values. Sets changed[i] to 1 for each macroblock whose samples changed and to 0 for
-    /// the others, and returns the number of those that changed.
-    int updateRow(const FrameView& frame, int row, int first, int last, std::uint8_t* changed);
+    /// A part of a macroblock row: frame lines [first, last) of macroblocks [left, right).
+    struct Part {
+        int first = 0;
+        int last = 0;
+        int left = 0;
+        int right = 0;
+
+        [[nodiscard]] bool empty() const { return first >= last || left >= right; }
+    };
+
+    /// Converts a part of macroblock row `row` that is not empty. All other samples keep their
+    /// values. Sets changed[i] to 1 for each macroblock of the row whose samples changed and to 0
+    /// for the others, and returns the number of those that changed.
+    int updateRow(const FrameView& frame, int row, const Part& part, std::uint8_t* changed);
 
     [[nodiscard]] bool empty() const { return m_samples == nullptr; }
     [[nodiscard]] int width() const { return m_width; }
@@ -44,8 +54,8 @@ private:
                       std::uint8_t* changed) const;
     int convertColumns(const FrameView& frame, int row, int first, int count,
                        MacroblockSamples* samples, std::uint8_t* changed) const;
-    int updateLines(const FrameView& frame, int row, int first, int last,
-                    MacroblockSamples* samples, std::uint8_t* changed) const;
+    int updateLines(const FrameView& frame, int row, const Part& lines, MacroblockSamples* samples,
+                    std::uint8_t* changed) const;
 
     const Kernels& m_kernels;
     PixelFormat m_format = PixelFormat::Bgra;

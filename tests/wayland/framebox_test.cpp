@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "capture/pipewire/castsession.h"
 #include "capture/pipewire/framebox.h"
@@ -129,10 +131,14 @@ TEST_P(Turned, IsReadUprightAndByChangedRows) {
     ASSERT_TRUE(box.read(request, dirty));
     ASSERT_TRUE(dirty.known);
     ASSERT_EQ(dirty.spans.size(), 1U);
-    EXPECT_EQ(dirty.spans[0].first, 14 - kTop);
-    EXPECT_EQ(dirty.spans[0].count, 1);
-    expectPixel(dest.data() + ((14 - kTop) * kReadWidth + 11) * 4, 20, 14);
-    EXPECT_EQ(dest[(13 - kTop) * kReadWidth * 4], 0x77) << "a row without damage was copied";
+    const auto& span = dirty.spans[0];
+    EXPECT_EQ(std::tie(span.first, span.count, span.left, span.right),
+              std::tuple(14 - kTop, 1, 20 - kLeft, 21 - kLeft));
+    const auto* copied = dest.data() + ((14 - kTop) * kReadWidth + 20 - kLeft) * 4;
+    expectPixel(copied, 20, 14);
+    EXPECT_EQ(std::count(dest.begin(), dest.end(), 0x77) - std::count(copied, copied + 4, 0x77),
+              static_cast<std::ptrdiff_t>(dest.size()) - 4)
+        << "more than the damage was copied";
 
     // A frame whose damage is not known makes all of it new, whatever came after.
     EXPECT_NE(box.put(buffer(1), m_image, nullptr), nullptr);

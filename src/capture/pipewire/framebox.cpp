@@ -14,7 +14,7 @@ pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vecto
         old = std::exchange(m_buffer, buffer);
         m_image = image;
         if (!sameShape) {
-            m_dirty.assign(static_cast<std::size_t>(uprightHeight(image)), 0);
+            m_dirty.assign(static_cast<std::size_t>(uprightHeight(image)), {});
             m_lastRead.reset();
         }
         if (damage != nullptr) {
@@ -30,13 +30,18 @@ pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vecto
 
 void FrameBox::markAll() {
     m_damageKnown = false;
-    std::fill(m_dirty.begin(), m_dirty.end(), std::uint8_t{1});
+    std::fill(m_dirty.begin(), m_dirty.end(), Columns{0, uprightWidth(m_image)});
 }
 
 void FrameBox::mark(const std::vector<Damage>& damage) {
     for (const Damage& rectangle : damage) {
-        const auto rows = uprightRows(m_image, rectangle);
-        std::fill_n(m_dirty.begin() + rows.first, rows.count, std::uint8_t{1});
+        const auto span = uprightSpan(m_image, rectangle);
+        for (auto row = m_dirty.begin() + span.first;
+             span.left < span.right && row != m_dirty.begin() + span.first + span.count; ++row) {
+            *row = row->right == 0
+                       ? Columns{span.left, span.right}
+                       : Columns{std::min(row->left, span.left), std::max(row->right, span.right)};
+        }
     }
 }
 
@@ -84,23 +89,32 @@ bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
     if (dirtyRows.known) {
         dirtyRows.spans.assign(m_spans.begin(), m_spans.end());
     }
-    std::fill(m_dirty.begin(), m_dirty.end(), std::uint8_t{0});
+    std::fill(m_dirty.begin(), m_dirty.end(), Columns{});
     m_damageKnown = true;
     m_unread = false;
     m_lastRead = read;
     return !builds || !m_spans.empty();
 }
 
-/// Copies the dirty rows inside `cut` and leaves them in m_spans.
+/// Copies what is dirty inside `cut` and leaves it in m_spans: one span for each group of dirty
+/// rows.
 void FrameBox::copySpans(const Cut& cut, std::uint8_t* dest) {
     m_spans.clear();
-    const auto begin = m_dirty.begin() + cut.y;
-    const auto end = begin + cut.height;
-    for (auto at = std::find(begin, end, 1); at != end; at = std::find(at, end, 1)) {
-        const auto stop = std::find(at, end, 0);
-        m_spans.push_back({static_cast<int>(at - begin), static_cast<int>(stop - at)});
-        copyUpright(m_image, cut, m_spans.back(), dest);
-        at = stop;
+    for (int y = 0; y < cut.height; ++y) {
+        const Columns& columns = m_dirty[static_cast<std::size_t>(cut.y + y)];
+        const int left = std::max(columns.left - cut.x, 0);
+        const int right = std::min(columns.right - cut.x, cut.width);
+        if (left >= right) {
+            continue;
+        }
+        if (m_spans.empty() || m_spans.back().first + m_spans.back().count < y) {
+            m_spans.push_back({y, 0, left, right});
+        }
+        support::RowSpan& span = m_spans.back();
+        span = {span.first, span.count + 1, std::min(span.left, left), std::max(span.right, right)};
+    }
+    for (const support::RowSpan& span : m_spans) {
+        copyUpright(m_image, cut, span, dest);
     }
 }
 

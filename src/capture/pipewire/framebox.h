@@ -68,6 +68,12 @@ private:
         }
     };
 
+    /// The dirty columns [left, right) of a row; none when right is 0.
+    struct Columns {
+        int left = 0;
+        int right = 0;
+    };
+
     void markAll();
     void mark(const std::vector<Damage>& damage);
     void copySpans(const Cut& cut, std::uint8_t* dest);
@@ -76,8 +82,8 @@ private:
     std::condition_variable m_arrived;
     pw_buffer* m_buffer = nullptr;
     Image m_image;
-    std::vector<std::uint8_t> m_dirty;  ///< One for each row of the upright frame.
-    bool m_damageKnown = false;         ///< For all frames since the last read.
+    std::vector<Columns> m_dirty;  ///< One for each row of the upright frame.
+    bool m_damageKnown = false;    ///< For all frames since the last read.
     bool m_unread = false;
     std::optional<Read> m_lastRead;
     std::vector<support::RowSpan> m_spans;  ///< Of the read under way.

@@ -84,8 +84,7 @@ void copyRow(const std::uint8_t* source, std::ptrdiff_t right, std::uint8_t* des
 /// `source` and `dest` are those of the first pixel of the first row.
 template <PixelOrder Order>
 void copyRows(const std::uint8_t* source, const Layout& layout, int width, int height, bool byTiles,
-              std::uint8_t* dest) {
-    const std::ptrdiff_t destStride = std::ptrdiff_t{4} * width;
+              std::uint8_t* dest, std::ptrdiff_t destStride) {
     const int tileWidth = byTiles ? kTile : width;
     const int tileHeight = byTiles ? kTile : height;
     for (int top = 0; top < height; top += tileHeight) {
@@ -100,8 +99,19 @@ void copyRows(const std::uint8_t* source, const Layout& layout, int width, int h
     }
 }
 
-support::RowSpan mirrored(const support::RowSpan& rows, int height) {
-    return {height - rows.first - rows.count, rows.count};
+/// Pixels [begin, end) of an axis.
+struct Range {
+    int begin = 0;
+    int end = 0;
+};
+
+/// The part of an axis of `limit` pixels that a rectangle covers, counted from its far end when
+/// `mirrored`.
+Range rangeOf(int position, int length, int limit, bool mirrored) {
+    const int begin = std::clamp(position, 0, limit);
+    const auto end =
+        static_cast<int>(std::clamp<std::int64_t>(std::int64_t{position} + length, begin, limit));
+    return mirrored ? Range{limit - end, limit - begin} : Range{begin, end};
 }
 
 }  // namespace
@@ -114,31 +124,37 @@ int uprightHeight(const Image& image) {
     return turned(image.transform) ? image.width : image.height;
 }
 
-support::RowSpan uprightRows(const Image& image, const Damage& damage) {
-    const bool columns = turned(image.transform);
-    const int limit = columns ? image.width : image.height;
-    const int position = columns ? damage.x : damage.y;
-    const int length = columns ? damage.width : damage.height;
-    const int first = std::clamp(position, 0, limit);
-    const auto end = std::clamp<std::int64_t>(std::int64_t{position} + length, first, limit);
-    const support::RowSpan rows = {first, static_cast<int>(end) - first};
-    return layoutOf(image).down < 0 ? mirrored(rows, limit) : rows;
+support::RowSpan uprightSpan(const Image& image, const Damage& damage) {
+    const bool swapped = turned(image.transform);
+    const Layout layout = layoutOf(image);
+    const Range x =
+        rangeOf(damage.x, damage.width, image.width, (swapped ? layout.down : layout.right) < 0);
+    const Range y =
+        rangeOf(damage.y, damage.height, image.height, (swapped ? layout.right : layout.down) < 0);
+    const Range& rows = swapped ? x : y;
+    const Range& columns = swapped ? y : x;
+    return {rows.begin, rows.end - rows.begin, columns.begin, columns.end};
 }
 
-void copyUpright(const Image& image, const Cut& cut, const support::RowSpan& rows,
+void copyUpright(const Image& image, const Cut& cut, const support::RowSpan& span,
                  std::uint8_t* dest) {
     const Layout layout = layoutOf(image);
-    const std::uint8_t* source =
-        image.pixels + layout.origin + cut.x * layout.right + (cut.y + rows.first) * layout.down;
-    dest += std::ptrdiff_t{4} * cut.width * rows.first;
+    const std::ptrdiff_t destStride = std::ptrdiff_t{4} * cut.width;
+    const std::uint8_t* source = image.pixels + layout.origin + (cut.x + span.left) * layout.right +
+                                 (cut.y + span.first) * layout.down;
+    dest += destStride * span.first + std::ptrdiff_t{4} * span.left;
+    const int width = span.right - span.left;
     const bool byTiles = turned(image.transform);
     switch (image.order) {
         case PixelOrder::Bgrx:
-            return copyRows<PixelOrder::Bgrx>(source, layout, cut.width, rows.count, byTiles, dest);
+            return copyRows<PixelOrder::Bgrx>(source, layout, width, span.count, byTiles, dest,
+                                              destStride);
         case PixelOrder::Rgbx:
-            return copyRows<PixelOrder::Rgbx>(source, layout, cut.width, rows.count, byTiles, dest);
+            return copyRows<PixelOrder::Rgbx>(source, layout, width, span.count, byTiles, dest,
+                                              destStride);
         case PixelOrder::Xrgb:
-            return copyRows<PixelOrder::Xrgb>(source, layout, cut.width, rows.count, byTiles, dest);
+            return copyRows<PixelOrder::Xrgb>(source, layout, width, span.count, byTiles, dest,
+                                              destStride);
     }
 }
 

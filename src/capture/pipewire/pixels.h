@@ -47,12 +47,12 @@ struct Damage {
 [[nodiscard]] int uprightWidth(const Image& image);
 [[nodiscard]] int uprightHeight(const Image& image);
 
-/// The rows of the upright image that `damage` touches, cut at its edges.
-[[nodiscard]] support::RowSpan uprightRows(const Image& image, const Damage& damage);
+/// The rows and columns of the upright image that `damage` touches, cut at its edges.
+[[nodiscard]] support::RowSpan uprightSpan(const Image& image, const Damage& damage);
 
-/// Copies the rows `rows` (counted from the top of `cut`) of the part `cut` of the upright image
-/// to their place in `dest`, which holds all of `cut`: BGRA with alpha 255, rows packed.
-void copyUpright(const Image& image, const Cut& cut, const support::RowSpan& rows,
+/// Copies `span` (relative to `cut` and inside it) of the part `cut` of the upright image to its
+/// place in `dest`, which holds all of `cut`: BGRA with alpha 255, rows packed.
+void copyUpright(const Image& image, const Cut& cut, const support::RowSpan& span,
                  std::uint8_t* dest);
 
 }  // namespace capture::pipewire

@@ -8,14 +8,6 @@ namespace {
 /// Fetching this many more rows costs about as much as one more request.
 constexpr int kRowsPerRequest = 16;
 
-Rect intersect(const xcb_rectangle_t& damaged, const Rect& area) {
-    const int left = std::max<int>(damaged.x, area.x);
-    const int top = std::max<int>(damaged.y, area.y);
-    const int right = std::min(damaged.x + damaged.width, area.x + area.width);
-    const int bottom = std::min(damaged.y + damaged.height, area.y + area.height);
-    return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
-}
-
 void extend(Rect& rect, const Rect& by) {
     const int right = std::max(rect.x + rect.width, by.x + by.width);
     const int bottom = std::max(rect.y + rect.height, by.y + by.height);
@@ -26,11 +18,21 @@ void extend(Rect& rect, const Rect& by) {
 
 }  // namespace
 
+Rect intersect(const Rect& rect, const Rect& area) {
+    const int left = std::max(rect.x, area.x);
+    const int top = std::max(rect.y, area.y);
+    const int right = std::min(rect.x + rect.width, area.x + area.width);
+    const int bottom = std::min(rect.y + rect.height, area.y + area.height);
+    return left < right && top < bottom ? Rect{left, top, right - left, bottom - top}
+                                        : Rect{area.x, area.y, 0, 0};
+}
+
 void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
                  std::vector<Rect>& rects) {
     rects.clear();
     for (const auto& rectangle : damage) {
-        const Rect inside = intersect(rectangle, area);
+        const Rect inside =
+            intersect({rectangle.x, rectangle.y, rectangle.width, rectangle.height}, area);
         if (inside.width == 0 || inside.height == 0) {
             continue;
         }
@@ -38,6 +40,15 @@ void coverDamage(const std::vector<xcb_rectangle_t>& damage, const Rect& area,
             extend(rects.back(), inside);
         } else {
             rects.push_back(inside);
+        }
+    }
+}
+
+void widen(std::vector<Rect>& rects, const Rect& area) {
+    for (Rect& rect : rects) {
+        if (rect.width * 2 >= area.width) {
+            rect.x = area.x;
+            rect.width = area.width;
         }
     }
 }

@@ -18,22 +18,6 @@ std::size_t offsetIn(const Rect& area, const Rect& rect, std::size_t stride) {
            static_cast<std::size_t>(rect.x - area.x) * 4;
 }
 
-/// From this width on, the server's own copy of the full rows costs less than a second copy here.
-bool isWide(const Rect& rect, const Rect& area) {
-    return rect.width * 2 >= area.width;
-}
-
-Rect fullWidth(const Rect& rect, const Rect& area) {
-    return {area.x, rect.y, area.width, rect.height};
-}
-
-void copyRows(const std::uint8_t* source, std::size_t rowBytes, std::uint8_t* dest,
-              std::size_t destStride, int rows) {
-    for (; rows > 0; --rows, source += rowBytes, dest += destStride) {
-        std::memcpy(dest, source, rowBytes);
-    }
-}
-
 /// Whether two rows of BGRA pixels differ in colour.
 bool colourDiffers(const std::uint8_t* a, const std::uint8_t* b, std::size_t bytes) {
     std::uint32_t different = 0;
@@ -81,7 +65,7 @@ std::uint8_t* RootReader::frame(const Rect& area) {
 
 bool RootReader::readIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
     requestIntoFrame(rects, area);
-    return receiveIntoFrame(rects, area);
+    return receiveIntoFrame(rects, rects, area);
 }
 
 void RootReader::requestIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
@@ -89,9 +73,8 @@ void RootReader::requestIntoFrame(const std::vector<Rect>& rects, const Rect& ar
     std::size_t scratchUsed = 0;
     m_pending.clear();
     for (const auto& rect : rects) {
-        if (isWide(rect, area)) {
-            const Rect rows = fullWidth(rect, area);
-            m_pending.push_back(requestShared(rows, *m_frame, offsetIn(area, rows, stride)));
+        if (rect.width == area.width) {
+            m_pending.push_back(requestShared(rect, *m_frame, offsetIn(area, rect, stride)));
         } else {
             m_pending.push_back(requestShared(rect, *m_scratch, scratchUsed));
             scratchUsed += m_format.rowBytes(rect.width) * static_cast<std::size_t>(rect.height);
@@ -99,21 +82,33 @@ void RootReader::requestIntoFrame(const std::vector<Rect>& rects, const Rect& ar
     }
 }
 
-bool RootReader::receiveIntoFrame(const std::vector<Rect>& rects, const Rect& area) {
-    const auto stride = m_format.rowBytes(area.width);
+bool RootReader::receiveIntoFrame(const std::vector<Rect>& rects, const std::vector<Rect>& used,
+                                  const Rect& area) {
     bool complete = true;
     for (std::size_t i = 0; i < rects.size(); ++i) {
         const Rect& rect = rects[i];
-        const bool inPlace = isWide(rect, area);
-        complete &= receive(
-            inPlace ? fullWidth(rect, area) : rect, m_pending[i], [&](const std::uint8_t* pixels) {
-                if (!inPlace) {
-                    copyRows(pixels, m_format.rowBytes(rect.width),
-                             m_frame->data() + offsetIn(area, rect, stride), stride, rect.height);
-                }
-            });
+        complete &= receive(rect, m_pending[i], [&](const std::uint8_t* pixels) {
+            if (rect.width == area.width) {
+                return;
+            }
+            for (const Rect& each : used) {
+                copyIntoFrame(pixels, rect, intersect(each, rect), area);
+            }
+        });
     }
     return complete;
+}
+
+/// Copies `part` of the pixels of `rect`.
+void RootReader::copyIntoFrame(const std::uint8_t* pixels, const Rect& rect, const Rect& part,
+                               const Rect& area) {
+    const auto from = m_format.rowBytes(rect.width);
+    const auto to = m_format.rowBytes(area.width);
+    const std::uint8_t* source = pixels + offsetIn(rect, part, from);
+    std::uint8_t* dest = m_frame->data() + offsetIn(area, part, to);
+    for (int row = 0; row < part.height; ++row, source += from, dest += to) {
+        std::memcpy(dest, source, m_format.rowBytes(part.width));
+    }
 }
 
 std::optional<int> RootReader::firstDifference(const std::vector<Rect>& rows, const Rect& area,

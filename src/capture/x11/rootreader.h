@@ -34,13 +34,15 @@ public:
     /// moves only when `area` has another size than at the last call.
     [[nodiscard]] std::uint8_t* frame(const Rect& area);
 
-    /// Fetches `rects` into frame(area). The server writes rectangles that have at least half of
-    /// the area's width to their place itself, over the full width; narrower ones are copied.
+    /// Fetches `rects` into frame(area). The server writes rectangles of the area's full width to
+    /// their place itself; narrower ones are copied.
     [[nodiscard]] bool readIntoFrame(const std::vector<Rect>& rects, const Rect& area);
 
-    /// readIntoFrame() in two halves, so that other requests can share its round trip.
+    /// readIntoFrame() in two halves, so that other requests can share its round trip. Of narrower
+    /// rectangles only what they have in common with one of `used` is copied.
     void requestIntoFrame(const std::vector<Rect>& rects, const Rect& area);
-    [[nodiscard]] bool receiveIntoFrame(const std::vector<Rect>& rects, const Rect& area);
+    [[nodiscard]] bool receiveIntoFrame(const std::vector<Rect>& rects,
+                                        const std::vector<Rect>& used, const Rect& area);
 
     /// Fetches `rows`, each one pixel high, and compares their colours with `pixels`, which hold
     /// `area` as read() or readIntoFrame() left it. The first row that differs, in root
@@ -63,6 +65,8 @@ private:
     void request(const std::vector<Rect>& rects, const Rect& area);
     template <typename Use>
     [[nodiscard]] bool receive(const Rect& rect, const Pending& pending, Use use);
+    void copyIntoFrame(const std::uint8_t* pixels, const Rect& rect, const Rect& part,
+                       const Rect& area);
 
     support::x11::Connection& m_connection;
     PixelFormat m_format;

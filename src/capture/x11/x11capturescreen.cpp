@@ -1,6 +1,8 @@
 #include "capture/x11/x11capturescreen.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -22,7 +24,7 @@ constexpr std::chrono::milliseconds kRetryInterval(500);
 constexpr std::chrono::milliseconds kLongestWait(200);
 
 /// Damage of at most this many rows is taken for lines of text, in which the next damage will be
-/// further to the right.
+/// about as many pixels to the left, or anywhere to the right.
 constexpr int kTextHeight = 64;
 
 std::string variable(const char* name) {
@@ -173,6 +175,7 @@ X11CaptureScreen::Fetched X11CaptureScreen::fetch(const Read& read, const Rect& 
     auto& reader = m_session->reader();
     bool complete = false;
     if (intoOwn) {
+        capture::x11::widen(m_dirtyRects, area);
         complete = reader.readIntoFrame(m_dirtyRects, area);
         m_predicted.clear();
         if (m_lastRead) {  // Not after a first, whole read.
@@ -185,36 +188,41 @@ X11CaptureScreen::Fetched X11CaptureScreen::fetch(const Read& read, const Rect& 
 }
 
 /// Takes the damage and, in the same round trip, the pixels that it will probably cover, because
-/// most of the cost of a small frame is waiting for the server. Every fetched row counts as dirty:
-/// it may already show what later damage will report.
+/// most of the cost of a small frame is waiting for the server. What the server has written to its
+/// place counts as dirty: it may already show what later damage will report.
 X11CaptureScreen::Fetched X11CaptureScreen::fetchPredicted(const Rect& area) {
     auto& damage = *m_session->damage();
     auto& reader = m_session->reader();
     damage.requestRegion();
     reader.requestIntoFrame(m_predicted, area);
     const bool known = damage.receiveRegion(m_damage);
-    bool complete = reader.receiveIntoFrame(m_predicted, area) && known;
     capture::x11::coverDamage(m_damage, area, m_taken);
     m_damageCheck.noteDamage(m_taken);
-    m_dirtyRects = m_predicted;
-    predict(m_taken, area);
+    bool complete = reader.receiveIntoFrame(m_predicted, m_taken, area) && known;
     if (complete && m_taken.empty()) {
+        m_predicted.clear();
         return Fetched::Nothing;
     }
-    if (complete && !capture::x11::cover(m_dirtyRects, m_taken)) {
+    if (complete && !capture::x11::cover(m_predicted, m_taken)) {
+        capture::x11::widen(m_taken, area);
         complete = reader.readIntoFrame(m_taken, area);
-        capture::x11::mergeRects(m_dirtyRects, m_taken);
     }
+    m_dirtyRects.clear();
+    std::copy_if(m_predicted.begin(), m_predicted.end(), std::back_inserter(m_dirtyRects),
+                 [&area](const Rect& rect) { return rect.width == area.width; });
+    capture::x11::mergeRects(m_dirtyRects, m_taken);
+    predict(m_taken, area);
     return complete ? Fetched::Complete : Fetched::Failed;
 }
 
-/// The next damage probably covers the same rectangles, or the same lines of text.
+/// The next damage probably covers the same rectangles, or lines of text a little further on.
 void X11CaptureScreen::predict(const std::vector<Rect>& rects, const Rect& area) {
     m_predicted = rects;
+    capture::x11::widen(m_predicted, area);
     for (auto& rect : m_predicted) {
-        if (rect.height <= kTextHeight) {
-            rect.x = area.x;
-            rect.width = area.width;
+        if (rect.height <= kTextHeight && rect.width < area.width) {
+            rect = capture::x11::intersect(
+                {rect.x - kTextHeight, rect.y, kTextHeight + area.width / 2, rect.height}, area);
         }
     }
 }
@@ -340,7 +348,9 @@ void X11CaptureScreen::reportDirtyRows(const Read& read) {
     m_dirtyRows.spans.clear();
     if (m_dirtyRows.known) {
         for (const auto& rect : m_dirtyRects) {
-            m_dirtyRows.spans.push_back({rect.y - read.output.y - read.cut.y, rect.height});
+            const int left = rect.x - read.output.x - read.cut.x;
+            m_dirtyRows.spans.push_back(
+                {rect.y - read.output.y - read.cut.y, rect.height, left, left + rect.width});
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #include "capturerun.h"
 #include "support/logcapture.h"
@@ -50,8 +51,8 @@ TEST(X11Capture, FetchesOnlyWhatWasDrawnInsideTheRectangle) {
     ASSERT_TRUE(run.newFrame());
     EXPECT_EQ(run.pixels, expected);
     ASSERT_EQ(run.capturer.DirtyRows().spans.size(), 1U);
-    EXPECT_EQ(run.capturer.DirtyRows().spans[0].first, 80);
-    EXPECT_EQ(run.capturer.DirtyRows().spans[0].count, 12);
+    const auto& span = run.capturer.DirtyRows().spans[0];
+    EXPECT_EQ(std::tie(span.first, span.count, span.left, span.right), std::tuple(80, 12, 20, 30));
 
     // Another buffer, or another rectangle, has everything to learn.
     std::vector<std::uint8_t> other(run.pixels.size());

@@ -106,6 +106,14 @@ TEST(Incremental, ReadsDirtyRowsOnlyAndEncodesWhatChanged) {
     // Spans outside the frame are clipped.
     EXPECT_NE(encoder.encode(frame.view(), {true, {{-5, 7}, {40, 4000}, {5000, 3}}}, 80), before);
     EXPECT_EQ(encoder.encodedShare(), 1 / 400.0);
+    // So are columns; macroblocks that they do not touch are not read.
+    const auto outside = encoder.encodeReference(80);
+    frame.at(100, 200)[1] = 0;
+    frame.at(159, 40)[1] = 0;
+    EXPECT_EQ(encoder.encode(frame.view(), {true, {{0, 50, -9, 144}, {200, 1, 112, 9000}}}, 80),
+              outside);
+    EXPECT_NE(encoder.encode(frame.view(), {true, {{0, 50, 144, 145}}}, 80), outside);
+    EXPECT_EQ(encoder.encodedShare(), 1 / 400.0);
 }
 
 }  // namespace

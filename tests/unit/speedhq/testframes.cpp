@@ -76,7 +76,7 @@ void paint(TestFrame& frame, Content content, std::mt19937& random) {
 }
 
 support::DirtyRows damage(TestFrame& frame, std::mt19937& random) {
-    std::vector<bool> touched(static_cast<std::size_t>(frame.height));
+    std::vector<support::RowSpan> touched(static_cast<std::size_t>(frame.height));
     for (int i = uniform(random, 0, 3); i > 0; --i) {
         const int left = uniform(random, 0, frame.width - 1);
         const int top = uniform(random, 0, frame.height - 1);
@@ -84,12 +84,18 @@ support::DirtyRows damage(TestFrame& frame, std::mt19937& random) {
         const int right = std::min(frame.width, left + uniform(random, 1, large ? 60 : 2));
         const int bottom = std::min(frame.height, top + uniform(random, 1, large ? 40 : 2));
         fillRandomly(frame, left, top, right, bottom, random);
-        std::fill(touched.begin() + top, touched.begin() + bottom, true);
+        for (int y = top; y < bottom; ++y) {
+            support::RowSpan& row = touched[static_cast<std::size_t>(y)];
+            row = row.count == 0 ? support::RowSpan{y, 1, left, right}
+                                 : support::RowSpan{y, 1, std::min(row.left, left),
+                                                    std::max(row.right, right)};
+        }
     }
     support::DirtyRows dirty{uniform(random, 0, 3) != 0, {}};
-    for (int y = 0; dirty.known && y < frame.height; ++y) {
-        if (touched[static_cast<std::size_t>(y)]) {
-            dirty.spans.push_back({y, 1});
+    const bool columns = uniform(random, 0, 1) == 1;
+    for (const support::RowSpan& row : touched) {
+        if (dirty.known && row.count > 0) {
+            dirty.spans.push_back(columns ? row : support::RowSpan{row.first, 1});
         }
     }
     return dirty;

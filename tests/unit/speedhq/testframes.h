@@ -34,7 +34,8 @@ enum class Content {
 
 void paint(TestFrame& frame, Content content, std::mt19937& random);
 
-/// Changes up to three rectangles, some of them a single pixel. Returns the dirty rows.
+/// Changes up to three rectangles, some of them a single pixel. Returns the dirty rows,
+/// some with columns.
 support::DirtyRows damage(TestFrame& frame, std::mt19937& random);
 
 /// The 4:2:2 samples that the encoder should transform, computed in floating point. The width is
