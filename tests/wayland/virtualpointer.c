@@ -47,7 +47,8 @@ int main(int argc, char** argv) {
     if (display == NULL || argc < 4) {
         return 1;
     }
-    wl_registry_add_listener(wl_display_get_registry(display), &registryEvents, NULL);
+    struct wl_registry* registry = wl_display_get_registry(display);
+    wl_registry_add_listener(registry, &registryEvents, NULL);
     wl_display_roundtrip(display);
     if (manager == NULL) {
         return 2;
@@ -71,6 +72,9 @@ int main(int argc, char** argv) {
         wl_display_roundtrip(display);
     }
     usleep(kStepUs);
+    wl_proxy_destroy(pointer);
+    wl_proxy_destroy(manager);
+    wl_registry_destroy(registry);
     wl_display_disconnect(display);
     return 0;
 }
