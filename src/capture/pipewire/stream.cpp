@@ -214,7 +214,7 @@ bool Stream::take(pw_buffer* buffer) {
     return true;
 }
 
-/// Nothing for a buffer that holds no picture.
+/// Nothing for a buffer that holds no image.
 std::optional<Image> Stream::imageOf(const spa_buffer& buffer, Damage& crop) {
     const spa_data& data = buffer.datas[0];
     if (!m_order || buffer.n_datas == 0 || data.data == nullptr || data.chunk->size == 0 ||

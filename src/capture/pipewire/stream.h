@@ -19,7 +19,7 @@ namespace capture::pipewire {
 /// Connects to PipeWire, receives a node's frames and leaves them in a FrameBox. Belongs to the
 /// thread that runs the event loop.
 ///
-/// Frames without a picture (size 0, or marked as corrupted: mutter sends them for a pointer that
+/// Frames without an image (size 0, or marked as corrupted: mutter sends them for a pointer that
 /// moved) are skipped.
 class Stream {
 public:
@@ -45,7 +45,7 @@ public:
     /// Size of the upright frames, {0, 0} until the first one.
     [[nodiscard]] std::pair<int, int> size() const { return m_size; }
 
-    /// Frames received, those without a picture not counted.
+    /// Frames received, those without an image not counted.
     [[nodiscard]] std::uint64_t frames() const { return m_frames; }
 
     /// Goes up with everything that the functions above report, frames after the first excepted.
