@@ -34,8 +34,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setAttribute(Qt::AA_UseOpenGLES, true);
     const QApplication application(argc, argv);
 
-    StringToTranslate::instance().setTranslateStringMap(
-        loadLanguageFile(QCoreApplication::applicationDirPath() + "/LanguageCN_Tools.xml"));
+    loadStartLanguage(QString::fromLocal8Bit(g_iniPath.c_str()));
 
     NDISenderUI window(g_iniPath, nullptr);
     window.show();

@@ -43,6 +43,10 @@ public:
         return ReadScreenData(x, y, width, height, dest) ? dest : nullptr;
     }
 
+    /// Whether a read of another rectangle returns the frame there at once, even if nothing changes
+    /// on the screen.
+    [[nodiscard]] virtual bool ReadsAnyRectangle() const { return false; }
+
     /// Ends the wait of a read that runs in another thread; if none runs, that of the next read.
     /// Any thread.
     virtual void Interrupt() {}

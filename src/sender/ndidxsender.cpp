@@ -128,7 +128,7 @@ void NdiDxSender::reset() {
 }
 
 bool NdiDxSender::moveRegion(int x, int y) {
-    if (!m_sendThread) {
+    if (!m_sendThread || !m_capturer->ReadsAnyRectangle()) {
         return false;
     }
     m_position = packPosition(x, y);

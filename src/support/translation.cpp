@@ -1,10 +1,42 @@
 #include "support/translation.h"
 
+#include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
 #include <utility>
 
 #include "support/log.h"
+#include "support/settings.h"
+
+namespace {
+
+std::size_t g_startLanguage = 0;
+
+/// The index of the language named `code`; unknown: of the first one.
+std::size_t languageIndex(const QString& code) {
+    for (std::size_t i = 0; i < kLanguages.size(); ++i) {
+        if (code.compare(kLanguages.at(i).code, Qt::CaseInsensitive) == 0) {
+            return i;
+        }
+    }
+    if (!code.isEmpty()) {
+        HV_WARN("setting language is \"{}\", expected is CN, EN, TW, KR or RUS; using CN",
+                code.toStdString());
+    }
+    return 0;
+}
+
+}  // namespace
+
+void loadStartLanguage(const QString& settingsFile) {
+    g_startLanguage = languageIndex(readIniValue(settingsFile, "SystemSet", "language"));
+    StringToTranslate::instance().setTranslateStringMap(loadLanguageFile(
+        QCoreApplication::applicationDirPath() + kLanguages.at(g_startLanguage).file));
+}
+
+std::size_t startLanguage() {
+    return g_startLanguage;
+}
 
 StringToTranslate& StringToTranslate::instance() {
     static StringToTranslate table;

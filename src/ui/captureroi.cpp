@@ -333,6 +333,7 @@ void CaptureROI::dragFrame(QPoint by) {
     m_moved = true;
     updateMask();
     update();
+    emit signalDragROI(m_left, m_top, std::abs(m_right - m_left), std::abs(m_bottom - m_top));
 }
 
 void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {

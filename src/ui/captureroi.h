@@ -47,6 +47,8 @@ signals:
     void signalConfirmROI(int x, int y, int w, int h);
     /// The operator pressed Escape.
     void signalHideROI();
+    /// The operator drags the frame, which is there now; signalConfirmROI() follows at the end.
+    void signalDragROI(int x, int y, int w, int h);
 
 public slots:
     void slotConfirm();

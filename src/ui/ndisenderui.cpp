@@ -66,6 +66,17 @@ void NDISenderUI::applyIfSending() {
     m_paramChanged = false;
 }
 
+/// Receivers see each step of a drag where the capturer can move its region. The region that is set
+/// at the end is the operator's, whatever became of the steps.
+void NDISenderUI::followDrag(const Rectangle& frame) {
+    if (m_sendState == SendState::Sending) {
+        const struScreenItem& screen = m_curScreen;
+        (void)m_session.moveRegion({std::min(frame.x, screen.x + screen.width - frame.w),
+                                    std::min(frame.y, screen.y + screen.height - frame.h), frame.w,
+                                    frame.h});
+    }
+}
+
 void NDISenderUI::watchCapture() {
     if (!ui::compositorPlacesWindows()) {
         return;
@@ -256,6 +267,9 @@ void NDISenderUI::finishROIEdit(const Rectangle& before) {
     HV_INFO("the operator {} {}x{} at {},{}",
             before == m_roi ? "leaves a field of the region, which stays" : "sets the region to",
             m_roi.w, m_roi.h, m_roi.x, m_roi.y);
+    if (before == m_roi) {
+        return;  // A restart would change nothing.
+    }
     m_paramChanged = true;
     applyIfSending();
     if (m_pCaptureROI) {

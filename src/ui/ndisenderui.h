@@ -103,6 +103,7 @@ private:
     void lookAtCapture();
     void applyIfSending();
     [[nodiscard]] bool isRateOutsideTheBox(int shown) const;
+    void followDrag(const Rectangle& frame);
     [[nodiscard]] bool isRegionEmpty() const;
     void showSourceStatus();
     void startSender();

@@ -265,6 +265,10 @@ void NDISenderUI::connectWidgets() {
     connect(m_pSelectROIBtn, SIGNAL(clicked()), this, SLOT(slotCatpureROI()));
     connect(m_pCaptureROI.get(), SIGNAL(signalConfirmROI(int, int, int, int)), this,
             SLOT(slotROIChanged(int, int, int, int)));
+    connect(m_pCaptureROI.get(), &CaptureROI::signalDragROI, this,
+            [this](int x, int y, int w, int h) {
+                followDrag({x, y, w, h});
+            });
     connect(m_pShowROIBtn, SIGNAL(clicked()), this, SLOT(slotShowAndHideROI()));
     connect(m_pResetBtn, SIGNAL(clicked()), this, SLOT(slotStop()));
     connect(m_pCaptureROI.get(), SIGNAL(signalHideROI()), this, SLOT(slotShowAndHideROI()));

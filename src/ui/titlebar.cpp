@@ -17,17 +17,11 @@
 
 namespace {
 
-struct Language {
-    const char* file;  ///< Beside the executable.
-    const char* captionKey;
-};
+constexpr int kLanguageCount = static_cast<int>(kLanguages.size());
 
-constexpr Language kLanguages[] = {
-    {"/LanguageCN_Tools.xml", "zhChineseStr"},       {"/LanguageEN_Tools.xml", "zhEnglishStr"},
-    {"/Language_zh_TW_Tools.xml", "zhChineseTWStr"}, {"/Language_KR_Tools.xml", "zhKoreanStr"},
-    {"/Language_RUS_Tools.xml", "zhRussianStr"},
-};
-constexpr int kLanguageCount = static_cast<int>(std::size(kLanguages));
+const Language& languageAt(int index) {
+    return kLanguages.at(static_cast<std::size_t>(index));
+}
 
 constexpr int kEdge = 3;        ///< Pixels at the left, top and right edge where no drag starts.
 constexpr int kSourceGap = 12;  ///< Pixels between the source label and its neighbours.
@@ -60,8 +54,9 @@ void TitleBar::createLanguageChoice() {
     m_pTransCombox->setFixedWidth(190);
     for (int i = 0; i < kLanguageCount; ++i) {
         m_pTransCombox->insertItem(m_pTransCombox->count(), QIcon(),
-                                   translated(kLanguages[i].captionKey), i);
+                                   translated(languageAt(i).captionKey), i);
     }
+    m_pTransCombox->setCurrentIndex(static_cast<int>(startLanguage()));
     connect(m_pTransCombox, SIGNAL(currentIndexChanged(int)), this,
             SLOT(slotTransIndexChanged(int)));
 }
@@ -226,7 +221,7 @@ void TitleBar::onButtonCloseClicked() {
 void TitleBar::slotTransIndexChanged(int index) {
     if (index >= 0 && index < kLanguageCount) {
         StringToTranslate::instance().setTranslateStringMap(
-            loadLanguageFile(QCoreApplication::applicationDirPath() + kLanguages[index].file));
+            loadLanguageFile(QCoreApplication::applicationDirPath() + languageAt(index).file));
     }
     retranslateToolTips();
     emit signalTranslate();

@@ -131,6 +131,31 @@ confirm 1800 -50 300 200 -> dx reset, dx init 0 0 300 200 30 OUT-1, dx start
 region -> 1920 0 300 200
 confirm 3900 1200 300 200 -> dx reset, dx init 1620 880 300 200 30 OUT-1, dx start
 )"},
+    {"UnchangedFieldRestartsNothing", R"(
+open
+start
+w 640
+w 640 ->
+x 0 ->
+start -> Continue: dx pause
+h 1080
+start -> Pause: dx start
+)"},
+    {"DraggedFrameMovesTheRegionInsideTheScreen", R"(
+# The capture restarts once, at the end. A size that is not the one in force can't be moved.
+stored screenIndex 1
+open
+confirm 2000 100 300 200
+movable
+drag 2010 100 300 200 ->
+start
+drag 2020 110 300 200 -> dx move 100 110
+drag 3700 1000 300 200 -> dx move 1620 880
+drag 2020 110 310 200 ->
+confirm 2030 120 300 200 -> dx reset, dx init 110 120 300 200 30 OUT-1, dx start
+start
+drag 2040 120 300 200 ->
+)"},
     {"DesktopBeginsAt1920", R"(
 only second
 open
@@ -357,6 +382,11 @@ protected:
         } else if (word == "confirm") {
             emit op->overlay->signalConfirmROI(one(0).toInt(), one(1).toInt(), one(2).toInt(),
                                                one(3).toInt());
+        } else if (word == "drag") {
+            emit op->overlay->signalDragROI(one(0).toInt(), one(1).toInt(), one(2).toInt(),
+                                            one(3).toInt());
+        } else if (word == "movable") {
+            m_fakes->movable = true;
         } else if (word == "rate" || word == "name" || word.size() == 1) {
             op->type(word, what);
         } else {

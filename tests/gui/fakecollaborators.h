@@ -35,6 +35,7 @@ public:
 
     bool dxFails = false;
     bool sourceFails = false;
+    bool movable = false;      ///< Senders can move their region.
     std::string seenAs;        ///< The name on the network; empty: the one that is asked for.
     ndi::SourceStatus status;  ///< Replaced when a source is created.
     int senders = 0;           ///< Senders that exist now.
@@ -106,6 +107,12 @@ private:
         void reset() override {
             m_opened = false;
             record("reset");
+        }
+        [[nodiscard]] bool moveRegion(int x, int y) override {
+            if (m_owner.movable) {
+                record("move " + std::to_string(x) + " " + std::to_string(y));
+            }
+            return m_owner.movable;
         }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
         void setAuxName(std::string name) override { record("aux " + name); }

@@ -5,7 +5,9 @@
 #include <QRegularExpression>
 
 #include "operator.h"
+#include "support/logcapture.h"
 #include "ui/ndiintvalidator.h"
+#include "ui/translated.h"
 
 namespace tests {
 namespace {
@@ -244,6 +246,22 @@ TEST_F(Window, MissingLanguageFileShowsKeys) {
     say(3);
     EXPECT_EQ(op.caption("start"), "zhStartStr");
     ASSERT_TRUE(QFile::rename(beside("away.xml"), beside(kFiles[3])));
+}
+
+TEST(Languages, StartWithTheStoredOne) {
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("settings.ini");
+    const LogCapture log;
+    const std::tuple<QString, int, QString> kCases[] = {
+        {"RUS", 4, "Пуск"}, {"en", 1, "Start"}, {"Klingon", 0, "开始"}, {"", 0, "开始"}};
+    for (const auto& [code, index, start] : kCases) {
+        QSettings(file, QSettings::IniFormat).setValue("SystemSet/language", code);
+        loadStartLanguage(file);
+        EXPECT_EQ(translated("zhStartStr"), start) << code.toStdString();
+        TitleBar title(nullptr);
+        EXPECT_EQ(title.findChild<QComboBox*>()->currentIndex(), index) << code.toStdString();
+    }
+    EXPECT_EQ(log.count("setting language is \"Klingon\", expected is CN, EN, TW, KR or RUS"), 1);
 }
 
 TEST(NdiIntValidator, TakesPlainDecimalsOnly) {

@@ -24,6 +24,7 @@ public:
 
     bool InitCapture(const wchar_t* deviceName) override;
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
+    [[nodiscard]] bool ReadsAnyRectangle() const override { return true; }
     void ReleaseAll() override;
     void Resume() override;
     [[nodiscard]] CaptureStatus Status() const override;

@@ -33,6 +33,7 @@ public:
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
     [[nodiscard]] unsigned char* ReadFrame(int x, int y, int width, int height,
                                            unsigned char* dest) override;
+    [[nodiscard]] bool ReadsAnyRectangle() const override { return true; }
     void Interrupt() override;
     void ReleaseAll() override;
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
