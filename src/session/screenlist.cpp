@@ -31,7 +31,7 @@ ScreenList listScreens(const Collaborators& collaborators) {
     list.screens = collaborators.screens();
     list.desktop = unionOf(list.screens);
     if (list.screens.count == 0) {
-        HV_WARN("no screen was found, so there is nothing to send; connect a display and restart");
+        HV_WARN("no screen was found, so there is nothing to send; connect a display");
     }
     list.adaptors = collaborators.adaptors();
     return list;

@@ -1,7 +1,8 @@
 #pragma once
-// Platform functions for the overlay that Qt does not offer.
+// Platform functions that Qt does not offer.
 
 #include <QWidget>
+#include <functional>
 
 namespace ui {
 
@@ -19,5 +20,9 @@ void keepOffTaskbar(const QWidget& window);
 /// client where it can (Xwayland), because only such a one can lay its overlay over a screen.
 /// QT_QPA_PLATFORM overrules this.
 void chooseWindowSystem();
+
+/// While `owner` lives, calls `changed` on the GUI thread when the system reports that monitors
+/// have changed. May call too often.
+void onDisplayChange(QObject* owner, std::function<void()> changed);
 
 }  // namespace ui

@@ -19,15 +19,6 @@ bool g_roiShown = false;
 
 namespace {
 
-/// The position of a range of `length`, moved into the screen if it begins outside.
-int moveInside(int position, int length, int screenBegin, int screenLength) {
-    const int end = screenBegin + screenLength;
-    if (position >= end) {
-        return std::max(screenBegin, end - length);
-    }
-    return std::max(screenBegin, position);
-}
-
 /// How soon the window shows what became of a capture.
 constexpr int kCaptureLookMs = 250;
 
@@ -52,6 +43,9 @@ void NDISenderUI::initNDI() {
 }
 
 void NDISenderUI::startSender() {
+    if (m_screenGone) {
+        return;  // followScreens() goes on when it is back.
+    }
     m_session.open({m_outputName, m_curScreenIndex, m_curScreen, findOutputDeviceName(m_curScreen),
                     m_roi, m_frameRate});
 }
@@ -171,8 +165,9 @@ void NDISenderUI::slotStop() {
 void NDISenderUI::showSourceStatus() {
     const ndi::SourceStatus status = m_session.status();
     const bool sending = m_sendState == SendState::Sending;
-    m_pTitleBar->setSourceDisplay(ui::describeSource(
-        status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName}));
+    m_pTitleBar->setSourceDisplay(
+        ui::describeSource(status, {m_session.hasSource(), sending && isRegionEmpty(),
+                                    m_captureNote, m_sourceName, m_screenGone}));
 
     QString toolTip = translated("zhResetEffectStr");
     if (!session::changedName(status, m_sourceName).empty()) {
@@ -208,7 +203,7 @@ void NDISenderUI::setBounds(QSpinBox* box, int least, int most) {
 }
 
 void NDISenderUI::updateROIRanges() {
-    const struScreenItem& screen = m_screensMsg.screens[m_curScreenIndex];
+    const struScreenItem& screen = m_curScreen;
     const int maxW = screen.x - m_roi.x + screen.width;
     const int maxH = screen.y - m_roi.y + screen.height;
     m_roi.w = m_roi.w > maxW ? maxW : m_roi.w;
@@ -222,8 +217,8 @@ void NDISenderUI::updateROIRanges() {
 
 void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
     // The capturer's cut of a region that begins outside the screen shears the frame.
-    const int insideX = moveInside(x, w, m_curScreen.x, m_curScreen.width);
-    const int insideY = moveInside(y, h, m_curScreen.y, m_curScreen.height);
+    const int insideX = ui::moveInside(x, w, m_curScreen.x, m_curScreen.width);
+    const int insideY = ui::moveInside(y, h, m_curScreen.y, m_curScreen.height);
     HV_INFO("the operator chooses the region {}x{} at {},{}{}", w, h, x, y,
             insideX != x || insideY != y ? "; it is moved into the screen" : "");
     setROI(insideX, insideY, w, h);
@@ -311,6 +306,8 @@ void NDISenderUI::slotScreenCbxChange(int index) {
     }
     m_curScreenIndex = index;
     m_curScreen = m_screensMsg.screens[index];
+    m_chosenOutput = findOutputDeviceName(m_curScreen);
+    m_screenGone = false;
     HV_INFO("screen {} is chosen: {}x{} at {},{}", index, m_curScreen.width, m_curScreen.height,
             m_curScreen.x, m_curScreen.y);
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);

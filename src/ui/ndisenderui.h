@@ -18,6 +18,8 @@
 #include "session/collaborators.h"
 #include "session/screenlist.h"
 #include "session/sendsession.h"
+#include "ui/regionfollower.h"
+#include "ui/screenwatch.h"
 
 class CaptureROI;
 class QBoxLayout;
@@ -90,6 +92,14 @@ private:
     void startStatusTimer();
     [[nodiscard]] QString screenLabel(int index) const;
 
+    // Monitors that come, go, move or change their mode: ndisenderui_screens.cpp.
+    void watchScreens();
+    void followScreens();
+    void listScreens();
+    [[nodiscard]] int indexOfChosenScreen() const;
+    void loseScreen();
+    void takeScreen(int index);
+
     // Control flow: ndisenderui.cpp.
     void initNDI();
     void createSender();
@@ -154,6 +164,10 @@ private:
     std::string m_sourceName;    ///< m_outputName when the source was created.
     bool m_nameChanged = false;  ///< m_outputName takes effect at the next reset.
     std::int32_t m_curScreenIndex = 0;
+    std::string m_chosenOutput;  ///< The device name of m_curScreen when it was chosen.
+    bool m_screenGone = false;   ///< m_curScreen is not in m_screensMsg any more.
+    ui::RegionFollower m_regionFollower;
+    std::unique_ptr<ui::ScreenWatch> m_screenWatch;
     QStringList m_screenNameList;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;

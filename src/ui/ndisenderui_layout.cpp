@@ -91,11 +91,13 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     m_session.createSender(m_outputName);
     startStatusTimer();
     watchCapture();
+    watchScreens();
 }
 
 void NDISenderUI::loadScreenList() {
     m_screenList = session::listScreens(m_collaborators);
     m_screensMsg = m_screenList.screens;
+    m_screenNameList.clear();
     const Rectangle& desktop = m_screenList.desktop;
     m_desktopWidth = desktop.w;
     m_desktopHeight = desktop.h;

@@ -46,14 +46,24 @@ QString tallyText(const ndi::SourceStatus& status) {
     }
 }
 
+QString reasonForNothing(const SourceConditions& conditions) {
+    if (conditions.screenGone) {
+        return translated("zhScreenGoneStr", "the screen is disconnected");
+    }
+    if (conditions.emptyRegion) {
+        return translated("zhRegionEmptyStr", "the region is empty");
+    }
+    return conditions.captureError.empty()
+               ? QString()
+               : translated("zhNoScreenImageStr", "no image of the screen");
+}
+
 /// Why nothing is sent, in the two lines of the title bar. Empty: there is no reason.
 QString nothingSent(const SourceConditions& conditions, const QString& separator) {
-    if (!conditions.emptyRegion && conditions.captureError.empty()) {
-        return {};
-    }
-    return translated("zhNothingSentStr", "nothing is sent:") + separator +
-           (conditions.emptyRegion ? translated("zhRegionEmptyStr", "the region is empty")
-                                   : translated("zhNoScreenImageStr", "no image of the screen"));
+    const QString reason = reasonForNothing(conditions);
+    return reason.isEmpty()
+               ? reason
+               : translated("zhNothingSentStr", "nothing is sent:") + separator + reason;
 }
 
 /// At most two lines: what matters most comes first.

@@ -28,6 +28,7 @@ struct SourceConditions {
     bool emptyRegion = false;  ///< Sending, but the region has no pixels on the screen.
     std::string captureError;  ///< Why the capture delivers no frames; empty while it does.
     std::string name;          ///< Of the source as it was asked for; UTF-8.
+    bool screenGone = false;   ///< The chosen screen is not connected any more.
 };
 
 /// In the current language.

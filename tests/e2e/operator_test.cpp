@@ -90,6 +90,24 @@ TEST_F(Region, IsDraggedByItsFrame) {
     expectFrame(program, {96, 532, 320, 128});
 }
 
+TEST_F(Region, FollowsAScreenThatChangesItsModeOrGoesAndComesBack) {
+    tests::runToEnd({"xrandr", "--newmode", "small", "50", "1024", "1030", "1040", "1100", "640",
+                     "643", "646", "660"});
+    tests::runToEnd({"xrandr", "--addmode", "screen", "small"});
+    {
+        ProgramRun program;
+        program.click("start");
+        expectFrame(program, m_desktop.rect());
+        tests::runToEnd({"xrandr", "--output", "screen", "--mode", "small"});
+        expectFrame(program, {0, 0, 1024, 640});
+        tests::runToEnd({"xrandr", "--output", "screen", "--off", "--fb", "1024x640"});
+        EXPECT_TRUE(tests::eventually([&] { return program.log().contains("\") is gone"); }));
+        tests::runToEnd({"xrandr", "--output", "screen", "--mode", "1280x720", "--fb", "1280x720"});
+        expectFrame(program, m_desktop.rect());
+    }
+    tests::runToEnd({"xrandr", "--delmode", "screen", "small"});
+}
+
 using Source = Operator;
 
 TEST_F(Source, IsRenamedAtResetAndNumberedIfTheNameIsTaken) {

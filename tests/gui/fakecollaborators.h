@@ -33,6 +33,7 @@ public:
         }
     }
 
+    bool realScreens = false;  ///< Those of the X server, with their outputs.
     bool dxFails = false;
     bool sourceFails = false;
     bool movable = false;      ///< Senders can move their region.
@@ -52,12 +53,15 @@ public:
 
     /// The calls to senders and source since the last takeCalls(), in order:
     /// "dx init 0 0 1920 1080 30 OUT-0, dx start".
+    [[nodiscard]] const std::string& calls() const { return m_calls; }
     std::string takeCalls() { return std::exchange(m_calls, {}); }
 
     Collaborators collaborators() {
         Collaborators all;
-        all.screens = [this] { return m_screens; };
-        all.adaptors = [this] { return m_adaptors; };
+        all.screens = [this] {
+            return realScreens ? ScreensDetector("local", "127.0.0.1").getScreens() : m_screens;
+        };
+        all.adaptors = [this] { return realScreens ? enumerateAdaptors() : m_adaptors; };
         all.outputDeviceName = findOutputDeviceName;
         all.createSource = [this](const std::string& name, NDIlib_send_instance_t& instance) {
             record("source " + name);

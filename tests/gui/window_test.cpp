@@ -86,7 +86,8 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
             "zhNoReceiversStr zhNoScreenImageStr zhNoSourceStr zhNotAnnouncedStr zhNothingSentStr "
             "zhOkStr zhOnAirStr zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr "
             "zhReceiversStr zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr "
-            "zhRussianStr zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr zhSentROIStr "
+            "zhRussianStr zhScreenGoneStr zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr "
+            "zhSentROIStr "
             "zhShowROIStr zhStartStr zhStatusUnknownStr")
             .split(' ');
     for (const QString& file : kFiles) {
