@@ -22,13 +22,13 @@ while [ $# -gt 0 ]; do
     shift
 done
 
-scripts/install-packages.sh build windows
+scripts/install-packages.sh build package windows
 scripts/windows/libraries.sh
 cmake --preset windows -DTARSIN_TESTS=$tests -DTARSIN_LINUX_BUILD="${linux:-$PWD/build/release}"
 cmake --build --preset windows
 [ $package = no ] || packaging/windows/package.sh build/windows
 [ $test = no ] || {
-    scripts/install-packages.sh build run test windows
+    scripts/install-packages.sh build run test package windows
     [ -n "$linux" ] || {
         cmake --preset release
         cmake --build --preset release --target ndimonitor showpattern

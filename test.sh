@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")"
 preset=${1:-release}
 shift || true
-scripts/install-packages.sh build run test
+scripts/install-packages.sh build run test package
 cmake --preset "$preset" -DTARSIN_TESTS=ON -DTARSIN_BENCH=ON
 cmake --build --preset "$preset"
 ctest --preset "$preset" "$@"

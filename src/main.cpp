@@ -1,8 +1,8 @@
-// Starts the program in a fixed order and shuts it down again. The logger is set up first, before
-// any Qt object exists, and the window is destroyed last.
-
+// Starts the program in a fixed order, logger first, window last, and shuts it down again.
 #include <QApplication>
+#include <cstdio>
 
+#include "commandline.h"
 #include "support/log.h"
 #include "support/logging.h"
 #include "support/settings.h"
@@ -28,6 +28,10 @@ void stopCallback() {
 // An uncaught exception terminates the program; there is nothing to recover here.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char* argv[]) {
+    if (const auto answer = consoleAnswer(argc, argv)) {
+        std::fputs(answer->c_str(), stdout);
+        return 0;
+    }
     initLogger();
     initIniPath();
     ui::chooseWindowSystem();
