@@ -17,7 +17,8 @@ int readNumber(const QString& path, const char* key) {
 
 SavedSettings readSavedSettings(const QString& file) {
     return {readIniValue(file, "SystemSet", "name").toStdString(), readNumber(file, "screenIndex"),
-            readNumber(file, "frameRate"), readNumber(file, "forceUseOldCapture")};
+            readNumber(file, "frameRate"), readNumber(file, "forceUseOldCapture"),
+            readNumber(file, "liveRegion")};
 }
 
 }  // namespace session

@@ -12,6 +12,7 @@ struct SavedSettings {
     int screenIndex = -1;
     int frameRate = -1;
     int forceUseOldCapture = -1;
+    int liveRegion = -1;
 };
 
 [[nodiscard]] SavedSettings readSavedSettings(const QString& file);

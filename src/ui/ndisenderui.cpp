@@ -60,15 +60,19 @@ void NDISenderUI::applyIfSending() {
     m_paramChanged = false;
 }
 
-/// Receivers see each step of a drag where the capturer can move its region. The region that is set
-/// at the end is the operator's, whatever became of the steps.
+/// With a live region receivers see each step of a drag, where the capturer can move its rectangle.
 void NDISenderUI::followDrag(const Rectangle& frame) {
-    if (m_sendState == SendState::Sending) {
+    if (m_liveRegion && m_sendState == SendState::Sending) {
         const struScreenItem& screen = m_curScreen;
         (void)m_session.moveRegion({std::min(frame.x, screen.x + screen.width - frame.w),
                                     std::min(frame.y, screen.y + screen.height - frame.h), frame.w,
                                     frame.h});
     }
+}
+
+/// Whether the capture runs with m_roi now without having been restarted.
+bool NDISenderUI::moveLiveRegion() {
+    return m_liveRegion && m_sendState == SendState::Sending && m_session.moveRegion(m_roi);
 }
 
 void NDISenderUI::watchCapture() {
@@ -222,8 +226,10 @@ void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
     HV_INFO("the operator chooses the region {}x{} at {},{}{}", w, h, x, y,
             insideX != x || insideY != y ? "; it is moved into the screen" : "");
     setROI(insideX, insideY, w, h);
-    m_paramChanged = true;
-    applyIfSending();
+    if (!moveLiveRegion()) {
+        m_paramChanged = true;
+        applyIfSending();
+    }
     showSourceStatus();
     if (g_roiShown) {
         raise();  // Dragging the frame has raised the overlay above this window.
@@ -262,8 +268,8 @@ void NDISenderUI::finishROIEdit(const Rectangle& before) {
     HV_INFO("the operator {} {}x{} at {},{}",
             before == m_roi ? "leaves a field of the region, which stays" : "sets the region to",
             m_roi.w, m_roi.h, m_roi.x, m_roi.y);
-    if (before == m_roi) {
-        return;  // A restart would change nothing.
+    if (m_liveRegion && before == m_roi) {
+        return;
     }
     m_paramChanged = true;
     applyIfSending();

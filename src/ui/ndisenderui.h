@@ -114,6 +114,7 @@ private:
     void applyIfSending();
     [[nodiscard]] bool isRateOutsideTheBox(int shown) const;
     void followDrag(const Rectangle& frame);
+    [[nodiscard]] bool moveLiveRegion();
     [[nodiscard]] bool isRegionEmpty() const;
     void showSourceStatus();
     void startSender();
@@ -171,5 +172,6 @@ private:
     QStringList m_screenNameList;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;
+    bool m_liveRegion = false;  ///< The region moves without a restart where possible.
     bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.
 };

@@ -134,6 +134,7 @@ void NDISenderUI::loadSettings() {
         writeSetting("forceUseOldCapture", "0");
     }
     m_forceUseOldCapture = saved.forceUseOldCapture > 0;
+    m_liveRegion = saved.liveRegion > 0;
     m_session.forceGrab(m_forceUseOldCapture);
 }
 

@@ -131,7 +131,8 @@ confirm 1800 -50 300 200 -> dx reset, dx init 0 0 300 200 30 OUT-1, dx start
 region -> 1920 0 300 200
 confirm 3900 1200 300 200 -> dx reset, dx init 1620 880 300 200 30 OUT-1, dx start
 )"},
-    {"UnchangedFieldRestartsNothing", R"(
+    {"UnchangedFieldOfALiveRegionRestartsNothing", R"(
+stored liveRegion 1
 open
 start
 w 640
@@ -141,9 +142,10 @@ start -> Continue: dx pause
 h 1080
 start -> Pause: dx start
 )"},
-    {"DraggedFrameMovesTheRegionInsideTheScreen", R"(
-# The capture restarts once, at the end. A size that is not the one in force can't be moved.
+    {"DraggedFrameMovesALiveRegionInsideTheScreen", R"(
+# A size that is not the one in force can't be moved.
 stored screenIndex 1
+stored liveRegion 1
 open
 confirm 2000 100 300 200
 movable
@@ -152,9 +154,19 @@ start
 drag 2020 110 300 200 -> dx move 100 110
 drag 3700 1000 300 200 -> dx move 1620 880
 drag 2020 110 310 200 ->
-confirm 2030 120 300 200 -> dx reset, dx init 110 120 300 200 30 OUT-1, dx start
+confirm 2030 120 300 200 -> dx move 110 120
+confirm 2030 120 310 200 -> dx reset, dx init 110 120 310 200 30 OUT-1, dx start
 start
 drag 2040 120 300 200 ->
+)"},
+    {"DraggedFrameRestartsOnceAtTheEnd", R"(
+stored screenIndex 1
+open
+confirm 2000 100 300 200
+movable
+start
+drag 2020 110 300 200 ->
+confirm 2030 120 300 200 -> dx reset, dx init 110 120 300 200 30 OUT-1, dx start
 )"},
     {"DesktopBeginsAt1920", R"(
 only second
