@@ -21,6 +21,8 @@ using bench::Scene;
 using benchmark::State;
 
 constexpr int kQuality = 80;
+const speedhq::ColourMatrix& kMatrix =
+    speedhq::colourMatrixFor(speedhq::ColourChoice::Bt709, 1920, 1080);
 
 const char* nameOf(Scene scene) {
     constexpr const char* kNames[] = {"full", "caret", "scrolling", "nothing"};
@@ -134,8 +136,7 @@ void registerKernels(const speedhq::Kernels* kernels) {
         auto samples = std::make_unique<MacroblockSamples>();
         std::uint8_t changed = 0;
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
-                                 &changed);
+            kernels->convertBgra(pixels, stride, kMatrix, samples.get(), 1, &changed);
             benchmark::DoNotOptimize(samples.get());
         });
     });
@@ -145,8 +146,7 @@ void registerKernels(const speedhq::Kernels* kernels) {
         auto levels = std::make_unique<MacroblockLevels>();
         const Quantiser quantiser = makeQuantiser(kQuality);
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
-                                 &changed);
+            kernels->convertBgra(pixels, stride, kMatrix, samples.get(), 1, &changed);
             kernels->transform(*samples, quantiser, *levels);
             benchmark::DoNotOptimize(levels.get());
         });
@@ -159,8 +159,7 @@ void registerKernels(const speedhq::Kernels* kernels) {
         std::vector<std::uint8_t> buffer(kMaxMacroblockBytes + kBitSlack);
         DcPredictors predictors;
         perMacroblock(state, [&](const std::uint8_t* pixels, std::ptrdiff_t stride) {
-            kernels->convertBgra(pixels, stride, colourMatrixFor(1920, 1080), samples.get(), 1,
-                                 &changed);
+            kernels->convertBgra(pixels, stride, kMatrix, samples.get(), 1, &changed);
             kernels->transform(*samples, quantiser, *levels);
             BitWriter writer(buffer.data());
             kernels->write(*levels, codeTables(), predictors, writer);

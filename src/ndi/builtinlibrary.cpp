@@ -148,6 +148,7 @@ private:
                 const std::lock_guard lock(m_mutex);
                 settings.names = sequenceOf(name);
                 settings.onStatusChange = m_settings.onStatusChange;
+                settings.colours = m_settings.colours;
             }
             SourceParts parts = m_parts();
             applyTo(parts.limits);

@@ -34,6 +34,24 @@ void readNumber(const char* key, const std::string& text, int most, std::uint16_
     value = static_cast<std::uint16_t>(number);
 }
 
+speedhq::ColourChoice readColours(const std::string& text) {
+    using speedhq::ColourChoice;
+    if (text == "601") {
+        return ColourChoice::Bt601;
+    }
+    if (text == "709") {
+        return ColourChoice::Bt709;
+    }
+    if (text == "2020") {
+        return ColourChoice::Bt2020;
+    }
+    if (!text.empty() && text != "auto") {
+        HV_WARN("setting colorMatrix is \"{}\", expected is auto, 601, 709 or 2020; using auto",
+                text);
+    }
+    return ColourChoice::Automatic;
+}
+
 }  // namespace
 
 OutputSettings readOutputSettings(const std::function<std::string(const char* key)>& read) {
@@ -52,6 +70,7 @@ OutputSettings readOutputSettings(const std::function<std::string(const char* ke
     }
     readNumber("maximumReceivers", read("maximumReceivers"), 10'000, settings.maximumReceivers);
     readNumber("firstPort", read("firstPort"), 65'535, settings.firstPort);
+    settings.colours = readColours(read("colorMatrix"));
     return settings;
 }
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "speedhq/colour.h"
+
 namespace ndi {
 
 struct OutputSettings {
@@ -19,6 +21,8 @@ struct OutputSettings {
     std::uint16_t maximumReceivers = 250;
     /// Sources listen on the first free port of this one and the 999 above it.
     std::uint16_t firstPort = 5961;
+    /// The matrix that BGRA frames are sent with.
+    speedhq::ColourChoice colours = speedhq::ColourChoice::Automatic;
 
     /// Called after a change of a source's status, counters excepted, on a thread of the source's,
     /// ten times a second at most. Must not block. Not called for a source that is destroyed. May
@@ -27,8 +31,8 @@ struct OutputSettings {
 };
 
 /// Reads the keys `networkInterfaces`, `allowedReceivers` (entries separated by commas or blanks),
-/// `maximumReceivers` and `firstPort` through `read`, which gives the text of a key, "" when it is
-/// absent. A wrong value is logged with what was expected, and the default holds.
+/// `maximumReceivers`, `firstPort` and `colorMatrix` through `read`, which gives the text of a key,
+/// "" when it is absent. A wrong value is logged with what was expected, and the default holds.
 [[nodiscard]] OutputSettings readOutputSettings(
     const std::function<std::string(const char* key)>& read);
 

@@ -25,14 +25,25 @@ struct ColourMatrix {
     ColourRow cr;
 };
 
-/// The matrix that receivers expect for a frame of this size: BT.601 up to 720x576, above it
-/// BT.709.
+/// The coefficients of BT.601, of BT.709 or of BT.2020 (non-constant luminance).
+enum class ColourChoice { Automatic, Bt601, Bt709, Bt2020 };
+
+/// Whether a frame of this size is one for which receivers expect BT.601: up to 720x576.
+[[nodiscard]] constexpr bool isStandardDefinition(int width, int height) {
+    return width <= 720 && height <= 576;
+}
+
+/// What Automatic means for a frame of this size, the matrix that receivers expect: BT.601 up to
+/// 720x576, above it BT.709. Any other choice is the result.
 ///
 /// Above 1920x1080 the published rule names BT.2020. Whether receivers follow it for ordinary
 /// standard-range frames is doubtful. A desktop is sRGB, whose primaries are those of BT.709. A
 /// mismatch between 709 and 2020 costs at most 13 of 255; a mismatch between 601 and either costs
 /// up to 40. So large frames use BT.709 too: that is right for receivers that treat all HD alike,
 /// and cropping or scaling a source across the limit of 1920 does not change its colours.
-[[nodiscard]] const ColourMatrix& colourMatrixFor(int width, int height);
+[[nodiscard]] ColourChoice colourChoiceFor(ColourChoice choice, int width, int height);
+
+/// The matrix of colourChoiceFor().
+[[nodiscard]] const ColourMatrix& colourMatrixFor(ColourChoice choice, int width, int height);
 
 }  // namespace speedhq

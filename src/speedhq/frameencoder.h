@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "speedhq/colour.h"
 #include "support/dirtyrows.h"
 
 namespace speedhq {
@@ -12,7 +13,7 @@ namespace speedhq {
 enum class PixelFormat {
     Bgra,  ///< 4 bytes a pixel: blue, green, red, alpha. Alpha is ignored: frames are opaque.
     Bgrx,  ///< Like Bgra; the fourth byte is undefined.
-    Uyvy,  ///< 2 bytes a pixel: Cb, Y0, Cr, Y1; limited range, matrix of colourMatrixFor().
+    Uyvy,  ///< 2 bytes a pixel: Cb, Y0, Cr, Y1; limited range, the matrix being the caller's.
            ///< A row of odd width ends with a complete group whose Y1 is undefined.
 };
 
@@ -25,6 +26,9 @@ struct FrameView {
     const std::uint8_t* pixels = nullptr;
     int rateNumerator = 30000;  ///< Frames per second, for the rate control.
     int rateDenominator = 1001;
+    /// The matrix of the main stream, for pixels that are not Uyvy. A preview of 720x576 or less
+    /// from a larger frame has BT.601 always: receivers judge it by its own size.
+    ColourChoice colours = ColourChoice::Automatic;
 };
 
 /// One complete SpeedHQ packet. Immutable and shared: all receivers get the same bytes.

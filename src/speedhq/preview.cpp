@@ -16,12 +16,22 @@ struct Samples {
     int cr;
 };
 
-/// The factors are scaled by 2^14. Greys do not change.
-Samples bt601FromBt709(Samples s) {
+/// What Cb and Cr of another matrix add to a component of BT.601, scaled by 2^14. Greys do not
+/// change.
+struct Change {
+    int yCb, yCr;
+    int cbCb, cbCr;
+    int crCb, crCr;
+};
+constexpr Change kFromBt709 = {1627, 3141, 16218, -1813, -1187, 16112};
+constexpr Change kFromBt2020 = {1888, 1690, 16306, -976, -1378, 15999};
+
+Samples bt601From(const Change& change, Samples s) {
     constexpr int kHalf = 1 << 13;
-    const int brighter = (1627 * s.cb + 3141 * s.cr + kHalf) >> 14;
-    return {s.left + brighter, s.right + brighter, (16218 * s.cb - 1813 * s.cr + kHalf) >> 14,
-            (-1187 * s.cb + 16112 * s.cr + kHalf) >> 14};
+    const int brighter = (change.yCb * s.cb + change.yCr * s.cr + kHalf) >> 14;
+    return {s.left + brighter, s.right + brighter,
+            (change.cbCb * s.cb + change.cbCr * s.cr + kHalf) >> 14,
+            (change.crCb * s.cb + change.crCr * s.cr + kHalf) >> 14};
 }
 
 std::uint8_t rounded(int value) {
@@ -49,15 +59,18 @@ EncodedFramePtr Preview::encodeReference(IncrementalEncoder& main) {
 }
 
 void Preview::adoptShape(const ReferenceFrame& source) {
-    if (m_lines && source.width() == m_sourceWidth && source.height() == m_sourceHeight) {
+    if (m_lines && source.width() == m_sourceWidth && source.height() == m_sourceHeight &&
+        source.colours() == m_colours) {
         return;
     }
     m_sourceWidth = source.width();
     m_sourceHeight = source.height();
     m_width = std::min(m_sourceWidth, kWidth);
     m_height = std::max(1, (m_sourceHeight * m_width + m_sourceWidth / 2) / m_sourceWidth);
-    m_changeMatrix =
-        &colourMatrixFor(m_sourceWidth, m_sourceHeight) != &colourMatrixFor(m_width, m_height);
+    m_colours = source.colours();
+    m_changeMatrix = m_colours != ColourChoice::Bt601 &&
+                     !isStandardDefinition(m_sourceWidth, m_sourceHeight) &&
+                     isStandardDefinition(m_width, m_height);
     const int chromaWidth = (m_width + 1) / 2;
     m_stride = chromaWidth * 4;
     m_pixels.assign(static_cast<std::size_t>(m_stride * m_height), 0);
@@ -131,12 +144,13 @@ void Preview::scaleLine(const ReferenceFrame& source, int line, ScaledLine& scal
 
 void Preview::storeLine(int line, const ScaledLine& scaled) {
     constexpr int kMiddle = 128 * kLineUnit;
+    const Change& change = m_colours == ColourChoice::Bt2020 ? kFromBt2020 : kFromBt709;
     std::uint8_t* group = m_pixels.data() + line * m_stride;
     for (std::size_t i = 0; i < scaled.cb.means.size(); ++i, group += 4) {
         Samples samples{scaled.y.means[2 * i], scaled.y.means[2 * i + 1],
                         scaled.cb.means[i] - kMiddle, scaled.cr.means[i] - kMiddle};
         if (m_changeMatrix) {
-            samples = bt601FromBt709(samples);
+            samples = bt601From(change, samples);
         }
         group[0] = rounded(samples.cb + kMiddle);
         group[1] = rounded(samples.left);
@@ -146,8 +160,10 @@ void Preview::storeLine(int line, const ScaledLine& scaled) {
 }
 
 FrameView Preview::view() const {
-    return {PixelFormat::Uyvy, m_width,         m_height,         m_stride,
-            m_pixels.data(),   m_rateNumerator, m_rateDenominator};
+    FrameView view{PixelFormat::Uyvy, m_width, m_height, m_stride, m_pixels.data()};
+    view.rateNumerator = m_rateNumerator;
+    view.rateDenominator = m_rateDenominator;
+    return view;
 }
 
 }  // namespace speedhq

@@ -51,7 +51,8 @@ private:
     int m_height = 0;
     int m_rateNumerator = 60;
     int m_rateDenominator = 1;
-    bool m_changeMatrix = false;  ///< The source has BT.709, this size BT.601.
+    ColourChoice m_colours = ColourChoice::Automatic;  ///< Of the source.
+    bool m_changeMatrix = false;  ///< The source has another matrix than BT.601, which this has.
     std::ptrdiff_t m_stride = 0;
     std::vector<std::uint8_t> m_pixels;  ///< UYVY.
     std::unique_ptr<AreaWeights> m_lines;

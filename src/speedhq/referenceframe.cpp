@@ -43,10 +43,12 @@ void copyLines(MacroblockSamples& to, const MacroblockSamples& from, int first, 
 
 bool ReferenceFrame::adoptShape(const FrameView& frame) {
     const PixelFormat format = encodedFormat(frame.format);
-    if (m_samples && format == m_format && frame.width == m_width && frame.height == m_height) {
+    if (m_samples && format == m_format && frame.width == m_width && frame.height == m_height &&
+        frame.colours == m_colours) {
         return false;
     }
     m_format = format;
+    m_colours = frame.colours;
     m_width = frame.width;
     m_height = frame.height;
     m_columns = (m_width + 15) / 16;
@@ -141,8 +143,8 @@ int ReferenceFrame::convert(const std::uint8_t* pixels, std::ptrdiff_t stride,
     if (m_format == PixelFormat::Uyvy) {
         return m_kernels.convertUyvy(pixels, stride, samples, count, changed);
     }
-    return m_kernels.convertBgra(pixels, stride, colourMatrixFor(m_width, m_height), samples, count,
-                                 changed);
+    return m_kernels.convertBgra(pixels, stride, colourMatrixFor(m_colours, m_width, m_height),
+                                 samples, count, changed);
 }
 
 }  // namespace speedhq

@@ -15,8 +15,8 @@ class ReferenceFrame {
 public:
     explicit ReferenceFrame(const Kernels& kernels) : m_kernels(kernels) {}
 
-    /// Adopts the size and format of `frame`. Returns true when they changed: the samples are all 0
-    /// then until update() is called for all lines.
+    /// Adopts the size, format and matrix of `frame`. Returns true when they changed: the samples
+    /// are all 0 then until update() is called for all lines.
     bool adoptShape(const FrameView& frame);
 
     /// A part of a macroblock row: frame lines [first, last) of macroblocks [left, right).
@@ -35,6 +35,10 @@ public:
     int updateRow(const FrameView& frame, int row, const Part& part, std::uint8_t* changed);
 
     [[nodiscard]] bool empty() const { return m_samples == nullptr; }
+    /// The matrix of the samples.
+    [[nodiscard]] ColourChoice colours() const {
+        return colourChoiceFor(m_colours, m_width, m_height);
+    }
     [[nodiscard]] int width() const { return m_width; }
     [[nodiscard]] int height() const { return m_height; }
     /// The number of macroblocks in a row, and of macroblock rows.
@@ -59,6 +63,7 @@ private:
 
     const Kernels& m_kernels;
     PixelFormat m_format = PixelFormat::Bgra;
+    ColourChoice m_colours = ColourChoice::Automatic;
     int m_width = 0;
     int m_height = 0;
     int m_columns = 0;

@@ -26,6 +26,17 @@ bool sameShape(const speedhq::FrameView& a, const speedhq::FrameView& b) {
     return a.format == b.format && a.width == b.width && a.height == b.height;
 }
 
+const char* nameOf(speedhq::ColourChoice choice) {
+    switch (choice) {
+        case speedhq::ColourChoice::Bt601:
+            return "BT.601";
+        case speedhq::ColourChoice::Bt2020:
+            return "BT.2020";
+        default:
+            return "BT.709";
+    }
+}
+
 /// At most two seconds: some receivers drop a source that sends nothing for longer.
 std::chrono::nanoseconds twoSlots(const NDIlib_video_frame_v2_t& frame) {
     constexpr std::int64_t kLongestNs = 2'000'000'000;
@@ -59,6 +70,7 @@ Source::Source(const SourceSettings& settings, SourceParts parts)
     : m_requestedName(settings.names.base),
       m_clocked(settings.clocked),
       m_onStatusChange(settings.onStatusChange ? settings.onStatusChange : [] {}),
+      m_colours(settings.colours),
       m_repeat(parts.repeat),
       m_parts(std::move(parts)),
       m_server(settings.names.instance(), m_parts.limits,
@@ -146,6 +158,7 @@ void Source::send(const NDIlib_video_frame_v2_t* frame) {
         refuse(error);
         return;
     }
+    view.colours = m_colours;
     try {
         encodeAndPublish(*frame, view);
     } catch (...) {
@@ -176,6 +189,7 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
     const std::lock_guard lock(m_encoding);
     const std::uint64_t joins = m_server.joinCount();
     const speedhq::Streams wanted = m_server.wanted();
+    reportColours(view);
     const support::DirtyRows& dirty = takeHint(view);
     describe(frame);
 
@@ -197,6 +211,17 @@ void Source::encodeAndPublish(const NDIlib_video_frame_v2_t& frame,
     if (repeatDue() < m_repeatWakeTime) {
         m_repeatWake.notify_all();  // the wait would end too late; rare, not with each frame
     }
+}
+
+/// Call it before takeHint().
+void Source::reportColours(const speedhq::FrameView& view) const {
+    if (view.format == speedhq::PixelFormat::Uyvy || sameShape(view, m_lastView)) {
+        return;
+    }
+    HV_INFO("{}: {}x{} is sent with the colour matrix {}, {}", instance(), view.width, view.height,
+            nameOf(speedhq::colourChoiceFor(m_colours, view.width, view.height)),
+            m_colours == speedhq::ColourChoice::Automatic ? "chosen by the size"
+                                                          : "as colorMatrix says");
 }
 
 /// The rows that may differ from the last frame that the encoder was given.

@@ -31,6 +31,8 @@ struct SourceSettings {
     /// Called after a change of status(), counters excepted, on a thread of the source's, ten times
     /// a second at most. Must not block. Not called after close(). May be empty.
     std::function<void()> onStatusChange;
+    /// The matrix that BGRA frames are sent with.
+    speedhq::ColourChoice colours = speedhq::ColourChoice::Automatic;
 };
 
 /// When the repeat thread sends the last frame again. A clocked source of a low frame rate waits
@@ -98,6 +100,7 @@ private:
     void refuse(const std::string& error);
     void encodeAndPublish(const NDIlib_video_frame_v2_t& frame, const speedhq::FrameView& view);
     [[nodiscard]] const support::DirtyRows& takeHint(const speedhq::FrameView& view);
+    void reportColours(const speedhq::FrameView& view) const;
     void describe(const NDIlib_video_frame_v2_t& frame);
     void publish(const speedhq::EncodedStreams& streams, bool repeat, Audience audience);
     [[nodiscard]] OutgoingFrame wrap(const speedhq::EncodedFramePtr& packet, bool repeat,
@@ -115,6 +118,7 @@ private:
     const std::string m_requestedName;
     const bool m_clocked;
     const std::function<void()> m_onStatusChange;
+    const speedhq::ColourChoice m_colours;
     const RepeatTimes m_repeat;
     SourceParts m_parts;
     Server m_server;

@@ -26,11 +26,13 @@ TEST(OutputSettings, AreReadAndWrongOnesKeepTheDefault) {
     const OutputSettings all = read({{"networkInterfaces", " eth0,, 10.0.0.5 "},
                                      {"allowedReceivers", "10.0.0.7 fd00::/8"},
                                      {"maximumReceivers", "3"},
-                                     {"firstPort", "7000"}});
+                                     {"firstPort", "7000"},
+                                     {"colorMatrix", "2020"}});
     EXPECT_EQ(all.networkInterfaces, (std::vector<std::string>{"eth0", "10.0.0.5"}));
     EXPECT_EQ(all.allowedReceivers, (std::vector<std::string>{"10.0.0.7", "fd00::/8"}));
     EXPECT_EQ(all.maximumReceivers, 3);
     EXPECT_EQ(all.firstPort, 7000);
+    EXPECT_EQ(all.colours, speedhq::ColourChoice::Bt2020);
     EXPECT_EQ(log.text(), "");
 
     for (const char* wrong : {"0", "10001", "-1", "many", "5x", "99999999999"}) {
@@ -39,6 +41,8 @@ TEST(OutputSettings, AreReadAndWrongOnesKeepTheDefault) {
     EXPECT_EQ(log.count("setting maximumReceivers is "), 6);
     EXPECT_EQ(read({{"firstPort", "65536"}}).firstPort, 5961);
     EXPECT_EQ(log.count("expected is a number from 1 to 65535; using 5961"), 1);
+    EXPECT_EQ(read({{"colorMatrix", "BT.709"}}).colours, speedhq::ColourChoice::Automatic);
+    EXPECT_EQ(log.count("expected is auto, 601, 709 or 2020; using auto"), 1);
     for (const char* wrong : {"host", "10.0.0.0/33", "10.0.0.1/", "10.0.0.1, x", "fe80::/129"}) {
         EXPECT_TRUE(read({{"allowedReceivers", wrong}}).allowedReceivers.empty()) << wrong;
     }

@@ -64,6 +64,7 @@ TEST(Incremental, AllSizesTo80) {
             IncrementalEncoder encoder(pool, *kernels[turn % kernels.size()]);
             TestFrame frame(turn % 3 == 0 ? speedhq::PixelFormat::Uyvy : speedhq::PixelFormat::Bgra,
                             width, height, static_cast<int>(turn % 5));
+            frame.colours = static_cast<ColourChoice>(turn % 4);
             paint(frame, static_cast<Content>(random() % 3), random);
             checkSequence(encoder, frame, random, 3);
             if (testing::Test::HasFailure()) {
@@ -88,6 +89,7 @@ TEST(Incremental, SizesFormatsKernelsAndThreads) {
                 TestFrame frame(
                     turn % 2 == 0 ? speedhq::PixelFormat::Bgrx : speedhq::PixelFormat::Uyvy, width,
                     height, 16);
+                frame.colours = static_cast<ColourChoice>(turn / 2 % 4);
                 paint(frame, Content::Mixed, random);
                 checkSequence(encoder, frame, random, 3);
             }

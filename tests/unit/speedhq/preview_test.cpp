@@ -79,6 +79,58 @@ TEST(Preview, SmallFramesKeepTheirSize) {
     }
 }
 
+int largestDifference(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) {
+    int largest = a.size() == b.size() && !a.empty() ? 0 : 255;
+    for (std::size_t i = 0; largest < 255 && i < a.size(); ++i) {
+        largest = std::max(largest, std::abs(a[i] - b[i]));
+    }
+    return largest;
+}
+
+/// Wide stripes of the strongest colours.
+void paintStripes(TestFrame& frame) {
+    for (int y = 0; y < frame.height; ++y) {
+        for (int x = 0; x < frame.width; ++x) {
+            const int stripe = x * 8 / frame.width;
+            for (int channel = 0; channel < 3; ++channel) {
+                frame.at(x, y)[channel] = (stripe >> channel & 1) != 0 ? 255 : 0;
+            }
+        }
+    }
+}
+
+void expectPlanes(const Planes& planes, TestFrame& painted) {
+    const Planes expected = expectedPlanes(painted);
+    EXPECT_LE(largestDifference(planes.y, expected.y), 2);
+    EXPECT_LE(largestDifference(planes.cb, expected.cb), 2);
+    EXPECT_LE(largestDifference(planes.cr, expected.cr), 2);
+}
+
+/// A choice holds for frames of the source's size. The preview of a large frame is a small one, in
+/// which receivers expect BT.601.
+TEST(Preview, ColoursAreThoseThatReceiversExpectAtItsSize) {
+    Encoder encoder(1);
+    for (const auto& [width, height] : {std::pair{128, 64}, {1280, 720}}) {
+        for (const auto choice : {ColourChoice::Automatic, ColourChoice::Bt601, ColourChoice::Bt709,
+                                  ColourChoice::Bt2020}) {
+            SCOPED_TRACE(testing::Message() << width << " matrix " << static_cast<int>(choice));
+            TestFrame frame(speedhq::PixelFormat::Bgra, width, height);
+            frame.colours = choice;
+            paintStripes(frame);
+            EncodedStreams streams = encoder.encode(frame.view(), {true, {}}, {true, true});
+            for (int i = 0; i < 4; ++i) {
+                streams = encoder.encodeReference({true, true});
+            }
+            expectPlanes(decoded(streams.main), frame);
+            TestFrame small(speedhq::PixelFormat::Bgra, std::min(width, 640),
+                            std::min(height, 360));
+            small.colours = width == 1280 ? ColourChoice::Bt601 : choice;
+            paintStripes(small);
+            expectPlanes(decoded(streams.preview), small);
+        }
+    }
+}
+
 /// After any history the preview shows the newest frame, and an unchanged frame gives the same
 /// packet.
 TEST(Preview, FollowsTheReferenceFrame) {

@@ -56,7 +56,7 @@ TestFrame::TestFrame(speedhq::PixelFormat pixelFormat, int frameWidth, int frame
       bytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height), 128) {}
 
 speedhq::FrameView TestFrame::view() const {
-    return {format, width, height, stride, bytes.data(), 60, 1};
+    return {format, width, height, stride, bytes.data(), 60, 1, colours};
 }
 
 std::uint8_t* TestFrame::at(int x, int y) {
@@ -105,8 +105,11 @@ Planes expectedPlanes(TestFrame& frame) {
     const int width = (frame.width + 15) / 16 * 16;
     Planes planes{width, frame.height, {}, {}, {}};
     const bool small = frame.width <= 720 && frame.height <= 576;
-    const double red = small ? 0.299 : 0.2126;
-    const double blue = small ? 0.114 : 0.0722;
+    constexpr std::pair<double, double> kRedBlue[] = {
+        {0, 0}, {0.299, 0.114}, {0.2126, 0.0722}, {0.2627, 0.0593}};
+    const int automatic = small ? 1 : 2;
+    const int chosen = static_cast<int>(frame.colours);
+    const auto [red, blue] = kRedBlue[chosen != 0 ? chosen : automatic];
     const auto put = [](std::vector<std::uint8_t>& plane, double value) {
         plane.push_back(static_cast<std::uint8_t>(std::floor(value + 0.5)));
     };

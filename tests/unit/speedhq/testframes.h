@@ -24,6 +24,7 @@ struct TestFrame {
     int lineBytes;
     std::ptrdiff_t stride;
     std::vector<std::uint8_t> bytes;
+    speedhq::ColourChoice colours = speedhq::ColourChoice::Automatic;
 };
 
 enum class Content {
@@ -38,7 +39,8 @@ void paint(TestFrame& frame, Content content, std::mt19937& random);
 /// some with columns.
 support::DirtyRows damage(TestFrame& frame, std::mt19937& random);
 
-/// The 4:2:2 samples that the encoder should transform, computed in floating point. The width is
+/// The 4:2:2 samples that the encoder should transform, computed in floating point from the
+/// coefficients that BT.601, BT.709 and BT.2020 publish. The width is
 /// rounded up to 16, the last column repeated.
 Planes expectedPlanes(TestFrame& frame);
 
