@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Starts, ends or kills one part of the session that with-wayland.sh made, for that script and for
 # tests that take parts away.
-# usage: wayland-part.sh start|stop|kill sway|pipewire|wireplumber|backend|portal
+# usage: wayland-part.sh start|stop|kill sway|mutter|pipewire|wireplumber|backend|portal
 # "start" returns when the part can be used; its process id is in $SESSION_FOLDER/PART.pid.
 set -euo pipefail
 action=$1
@@ -59,6 +59,11 @@ case $part in
             WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1 launch env -u WAYLAND_DISPLAY -u DISPLAY sway
         await 'swaymsg -s "$XDG_RUNTIME_DIR/sway.sock" -t get_outputs | grep -q HEADLESS-2'
         basename "$(ls "$XDG_RUNTIME_DIR"/wayland-? | head -1)" >"$SESSION_FOLDER/wayland-display"
+        ;;
+    mutter)
+        launch mutter --headless --wayland --no-x11 --wayland-display wayland-9 \
+            --virtual-monitor 1280x720 --virtual-monitor 1600x1200
+        await 'on_bus org.gnome.Mutter.ScreenCast && test -S "$XDG_RUNTIME_DIR/wayland-9"'
         ;;
     pipewire)
         launch pipewire

@@ -2,7 +2,9 @@
 # Runs a command in a Wayland session of its own, without a display: sway with two outputs (HEADLESS-1
 # 1280x720 at scale 1, HEADLESS-2 1600x1200 at scale 2, right of it), Xwayland, PipeWire and the
 # desktop portal, all on a private D-Bus and in folders that go with it.
-# usage: with-wayland.sh COMMAND [ARGUMENT...]
+# usage: with-wayland.sh [--mutter] COMMAND [ARGUMENT...]
+# --mutter: GNOME's compositor with two monitors of these sizes instead of sway, without Xwayland and
+# without a portal, which a test brings itself (GNOME's would ask in a window).
 # For the command: WAYLAND_DISPLAY, DISPLAY, SWAYSOCK, DBUS_SESSION_BUS_ADDRESS and the XDG folders;
 # SESSION_FOLDER, where scripts/wayland-part.sh keeps logs and process ids. The portal hands out the
 # output that $SESSION_FOLDER/pick names; when the file is empty, it refuses.
@@ -11,8 +13,17 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 
 if [ -z "${SESSION_FOLDER:-}" ]; then
-    for program in sway swaymsg Xwayland pipewire wireplumber pw-cli grim gdbus dbus-run-session \
-        /usr/libexec/xdg-desktop-portal /usr/libexec/xdg-desktop-portal-wlr; do
+    export SESSION_COMPOSITOR=sway
+    needed=(pipewire wireplumber pw-cli gdbus dbus-run-session)
+    if [ "$1" = --mutter ]; then
+        SESSION_COMPOSITOR=mutter
+        shift
+        needed+=(mutter foot)
+    else
+        needed+=(sway swaymsg Xwayland grim /usr/libexec/xdg-desktop-portal
+            /usr/libexec/xdg-desktop-portal-wlr)
+    fi
+    for program in "${needed[@]}"; do
         command -v "$program" >/dev/null || {
             echo "with-wayland.sh: $program is not installed" >&2
             exit 77
@@ -26,12 +37,14 @@ if [ -z "${SESSION_FOLDER:-}" ]; then
     export XDG_STATE_HOME=$SESSION_FOLDER/state XDG_CURRENT_DESKTOP=sway XDG_SESSION_TYPE=wayland
     # Only the wlr back end: the portal would start every other one that is installed.
     export XDG_DESKTOP_PORTAL_DIR=$SESSION_FOLDER/portals
-    export LIBGL_ALWAYS_SOFTWARE=1 GTK_USE_PORTAL=0 NO_AT_BRIDGE=1
+    export GSETTINGS_BACKEND=memory LIBGL_ALWAYS_SOFTWARE=1 GTK_USE_PORTAL=0 NO_AT_BRIDGE=1
     unset DISPLAY WAYLAND_DISPLAY SWAYSOCK DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM XAUTHORITY
     mkdir -m 700 "$XDG_RUNTIME_DIR" "$HOME" "$TMPDIR" "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" \
         "$XDG_CACHE_HOME" "$XDG_STATE_HOME" "$XDG_DESKTOP_PORTAL_DIR"
     mkdir -p "$XDG_CONFIG_HOME"/{sway,xdg-desktop-portal-wlr} "$XDG_RUNTIME_DIR/dbus-1/services"
-    cp /usr/share/xdg-desktop-portal/portals/wlr.portal "$XDG_DESKTOP_PORTAL_DIR"
+    if [ $SESSION_COMPOSITOR = sway ]; then
+        cp /usr/share/xdg-desktop-portal/portals/wlr.portal "$XDG_DESKTOP_PORTAL_DIR"
+    fi
     cat >"$XDG_CONFIG_HOME/sway/config" <<'EOF'
 xwayland enable
 output HEADLESS-1 mode --custom 1280x720@60Hz pos 0 0 scale 1 bg #204060 solid_color
@@ -62,20 +75,30 @@ EOF
     exit 0
 fi
 
+if [ "$SESSION_COMPOSITOR" = mutter ]; then
+    parts=(pipewire wireplumber mutter)
+else
+    parts=(sway pipewire wireplumber backend portal)
+fi
 finish() {
-    # The portal first: its back end can crash when the compositor goes away under it.
-    for part in portal backend wireplumber pipewire sway; do
-        "$here/wayland-part.sh" stop "$part" || true
+    # The last one first: sway's portal can crash when the compositor goes away under it.
+    for ((i = ${#parts[@]} - 1; i >= 0; --i)); do
+        "$here/wayland-part.sh" stop "${parts[i]}" || true
     done
 }
 trap finish EXIT
-"$here/wayland-part.sh" start sway
-export WAYLAND_DISPLAY=$(cat "$SESSION_FOLDER/wayland-display")
-export SWAYSOCK=$SESSION_FOLDER/run/sway.sock
-swaymsg -q exec "printenv DISPLAY >$SESSION_FOLDER/x-display" # sway tells only its children.
-for _ in $(seq 100); do [ -s "$SESSION_FOLDER/x-display" ] && break; sleep 0.1; done
-export DISPLAY=$(cat "$SESSION_FOLDER/x-display")
-for part in pipewire wireplumber backend portal; do
+for part in "${parts[@]}"; do
     "$here/wayland-part.sh" start "$part"
+    case $part in
+        sway)
+            export WAYLAND_DISPLAY=$(cat "$SESSION_FOLDER/wayland-display")
+            export SWAYSOCK=$SESSION_FOLDER/run/sway.sock
+            # sway tells only its children.
+            swaymsg -q exec "printenv DISPLAY >$SESSION_FOLDER/x-display"
+            for _ in $(seq 100); do [ -s "$SESSION_FOLDER/x-display" ] && break; sleep 0.1; done
+            export DISPLAY=$(cat "$SESSION_FOLDER/x-display")
+            ;;
+        mutter) export WAYLAND_DISPLAY=wayland-9 ;;
+    esac
 done
 "$@"

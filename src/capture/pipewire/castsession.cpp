@@ -16,6 +16,10 @@ using support::wayland::Output;
 /// Streams pause for a moment when the format changes; a longer pause is a loss.
 constexpr milliseconds kPauseGrace(700);
 
+/// When the user stops the sharing, PipeWire can tell that the stream has gone before the portal tells
+/// why.
+constexpr milliseconds kClosedGrace(500);
+
 /// From the grant to the stream's first state "streaming".
 constexpr milliseconds kNegotiation(10000);
 
@@ -204,6 +208,9 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
             nextLook(stream, nudges));
         if (m_loop.stopped()) {
             return {};
+        }
+        if (!stream.lost().empty()) {
+            m_loop.runUntil([&] { return portal.closed(); }, kClosedGrace);
         }
         if (portal.closed()) {
             return {End::Closed, "the sharing was stopped from the desktop"};

@@ -1,0 +1,158 @@
+// The capturer against mutter and PipeWire: what sway doesn't do.
+
+#include "mutterportal.h"  // Before Qt, whose "signals" is a member of a structure of GLib.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <QImage>
+#include <cstdlib>
+#include <fstream>
+
+#include "capture/screencapturer.h"
+#include "support/logcapture.h"
+#include "support/process.h"
+#include "support/utf8.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tests::eventually;
+
+class Capture {
+public:
+    explicit Capture(const std::string& output, QSize size = {1280, 720})
+        : m_image(size, QImage::Format_RGB32) {
+        m_capturer->InitCapture(support::wideFromUtf8(output).c_str());
+    }
+
+    bool read() {
+        return m_capturer->ReadScreenData(0, 0, m_image.width(), m_image.height(), m_image.bits());
+    }
+
+    /// Reads until `done` holds.
+    template <typename Done>
+    [[nodiscard]] bool readUntil(const Done& done) {
+        return eventually([&] { return read() && done(m_image); }, 20s);
+    }
+
+    [[nodiscard]] bool says(const std::string& text) const {
+        return eventually([&] { return status().text.find(text) != std::string::npos; }, 20s);
+    }
+
+    [[nodiscard]] CaptureStatus status() const { return m_capturer->Status(); }
+    [[nodiscard]] ScreenCapturer& capturer() { return *m_capturer; }
+    [[nodiscard]] const QImage& image() const { return m_image; }
+
+private:
+    QImage m_image;
+    const std::unique_ptr<ScreenCapturer> m_capturer = createScreenCapturer();
+};
+
+/// A window of one colour, 400x300. It becomes another one when told to.
+class Window {
+public:
+    Window() {
+        ::mkfifo(m_orders.c_str(), 0600);
+        m_process = std::make_unique<tests::Process>(std::vector<std::string>{
+            "foot", "--window-size-pixels=400x300", "-o", "csd.preferred=none", "-o",
+            "colors.background=c08040", "sh", "-c",
+            "printf '\\033[?25l'; read order <" + m_orders +
+                "; printf '\\033]11;#40c080\\007'; "
+                "sleep 600"});
+    }
+    ~Window() { ::unlink(m_orders.c_str()); }
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    void change() const { std::ofstream(m_orders) << "now" << std::endl; }
+
+    static int pixels(const QImage& image, QRgb colour) {
+        int count = 0;
+        for (int i = 0; i < image.width() * image.height(); ++i) {
+            count += image.pixel(i % image.width(), i / image.width()) == colour ? 1 : 0;
+        }
+        return count;
+    }
+
+    static constexpr QRgb kBefore = 0xFFC08040;
+    static constexpr QRgb kAfter = 0xFF40C080;
+    static constexpr int kPixels = 400 * 300;
+
+private:
+    const std::string m_orders = std::string(std::getenv("SESSION_FOLDER")) + "/orders";
+    std::unique_ptr<tests::Process> m_process;
+};
+
+class Mutter : public testing::Test {
+protected:
+    tests::LogCapture m_log;
+    tests::MutterPortal m_portal;
+};
+
+TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
+    const Window window;
+    m_portal.grant("Meta-1");  // Where windows appear.
+    Capture capture("Meta-1", {1600, 1200});
+    ASSERT_TRUE(capture.readUntil([](const QImage& image) {
+        return Window::pixels(image, Window::kBefore) == Window::kPixels;
+    })) << m_log.text()
+        << capture.status().text;
+    // More than there are buffers in the stream: some of them have never held a picture.
+    const QImage before = capture.image().copy();
+    for (int i = 0; i < 20; ++i) {
+        m_portal.movePointer(100 + 10 * i, 100);
+        capture.read();
+        EXPECT_EQ(capture.image(), before) << i;
+    }
+    window.change();
+    EXPECT_TRUE(capture.readUntil([](const QImage& image) {
+        return Window::pixels(image, Window::kAfter) == Window::kPixels;
+    }));
+}
+
+TEST_F(Mutter, CropsTheFramesOfAWindow) {
+    const Window window;
+    {
+        m_portal.grant("Meta-1");
+        Capture shown("Meta-1", {1600, 1200});
+        ASSERT_TRUE(shown.readUntil([](const QImage& image) {
+            return Window::pixels(image, Window::kBefore) == Window::kPixels;
+        })) << m_log.text();
+    }
+    m_portal.grant("window");
+    Capture capture("", {400, 300});
+    EXPECT_TRUE(capture.readUntil([](const QImage& image) {
+        return Window::pixels(image, Window::kBefore) == Window::kPixels;
+    })) << m_log.text();
+    EXPECT_TRUE(m_log.says("captured through PipeWire, 400x300")) << m_log.text();
+}
+
+TEST_F(Mutter, EndsTheCastThatTheUserStops) {
+    m_portal.grant("Meta-0");
+    Capture capture("Meta-0");
+    ASSERT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    m_portal.stopSharing();
+    EXPECT_TRUE(capture.says("stopped from the desktop")) << m_log.text();
+    EXPECT_TRUE(capture.status().ended);
+    EXPECT_EQ(m_portal.calls("Start"), 1);
+    capture.capturer().Resume();
+    capture.capturer().Resume();
+    EXPECT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    EXPECT_EQ(m_log.count("stopped from the desktop"), 1) << m_log.text();
+}
+
+TEST_F(Mutter, TakesAMonitorAway) {
+    m_portal.grant("virtual");
+    auto monitor = std::make_unique<Capture>("", QSize(1920, 1080));
+    ASSERT_TRUE(monitor->readUntil([](const QImage&) { return true; })) << m_log.text();
+    m_portal.grant("Meta-2");
+    Capture capture("Meta-2");
+    ASSERT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    monitor.reset();
+    EXPECT_TRUE(capture.says("interrupted")) << m_log.text();
+    EXPECT_FALSE(capture.status().ended);
+    EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
+}
+
+}  // namespace
