@@ -98,7 +98,7 @@ TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
         return Window::pixels(image, Window::kBefore) == Window::kPixels;
     })) << m_log.text()
         << capture.status().text;
-    // More than there are buffers in the stream: some of them have never held a picture.
+    // More than there are buffers in the stream: some of them have never held an image.
     const QImage before = capture.image().copy();
     for (int i = 0; i < 20; ++i) {
         m_portal.movePointer(100 + 10 * i, 100);
