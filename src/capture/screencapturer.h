@@ -13,6 +13,12 @@ struct CaptureStatus {
     std::string output;  ///< The output that is captured where it is not the one asked for.
 };
 
+/// Why reads give no frames although there may be new ones.
+struct CaptureFailure {
+    std::string reason;      ///< Part of a sentence, for the operator; "" while all is well.
+    bool needsInit = false;  ///< Every read fails until InitCapture() has succeeded.
+};
+
 /// One thread at a time, except for Interrupt() and Status(). All coordinates are physical pixels
 /// relative to the output's top-left corner.
 class ScreenCapturer {
@@ -53,6 +59,13 @@ public:
 
     /// Releases everything; InitCapture() makes it usable again.
     virtual void ReleaseAll() = 0;
+
+    /// Why InitCapture() or the latest read has failed. A capturer that waits for a permission
+    /// reports it in Status() instead. The calling thread's until its next call.
+    [[nodiscard]] virtual const CaptureFailure& Failure() const {
+        static const CaptureFailure kNone;
+        return kNone;
+    }
 
     /// Sending starts, or continues after a pause. Asks again for what was refused or withdrawn.
     virtual void Resume() {}

@@ -37,9 +37,17 @@ bool is(void* other, const char* name) {
     return other != nullptr && static_cast<FakeObject*>(other)->name == name;
 }
 
+/// Page "ID3D11Device::GetDeviceRemovedReason": an object of a removed device is of no use any
+/// more.
+bool isRemoved(const FakeObject& object) {
+    return object.device != 0 && object.device != object.machine->currentDevice;
+}
+
 /// `asDocumented` false: the real system would refuse these arguments, or do something else.
 HRESULT called(void* self, const char* method, bool asDocumented = true) {
-    return machine(self).call(object(self).name + "." + method, asDocumented);
+    const HRESULT result = machine(self).call(object(self).name + "." + method, asDocumented);
+    const bool isRefused = isRemoved(object(self)) && method != std::string("QueryInterface");
+    return SUCCEEDED(result) && isRefused ? DXGI_ERROR_DEVICE_REMOVED : result;
 }
 
 template <typename Interface>
@@ -121,8 +129,9 @@ Methods table(Fill fill) {
 const auto texture11 = table<ID3D11Texture2DVtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
         *description = {};
-        description->Width = static_cast<UINT>(machine(self).frameWidth);
-        description->Height = static_cast<UINT>(machine(self).frameHeight);
+        description->Width = object(self).width;
+        description->Height = object(self).height;
+        description->Format = DXGI_FORMAT_B8G8R8A8_UNORM;
     };
 });
 
@@ -149,34 +158,88 @@ const auto resource12 = table<ID3D12ResourceVtbl>([](auto& methods) {
     methods.Unmap = [](auto* self, auto, auto*) { called(self, "Unmap"); };
 });
 
+/// Pages "IDXGIOutputDuplication::GetFrameDirtyRects" and "::GetFrameMoveRects": the rectangles of
+/// the acquired frame, in a buffer whose size is in bytes.
+template <typename Rect>
+HRESULT giveRects(void* self, const char* method, UINT bytes, Rect* buffer, UINT* needed,
+                  const std::vector<Rect>& rects) {
+    const HRESULT result = called(self, method, buffer != nullptr && needed != nullptr);
+    if (FAILED(result)) {
+        return result;
+    }
+    if (!object(self).held) {
+        return DXGI_ERROR_INVALID_CALL;
+    }
+    *needed = static_cast<UINT>(rects.size() * sizeof(Rect));
+    if (bytes < *needed) {
+        return DXGI_ERROR_MORE_DATA;
+    }
+    std::copy(rects.begin(), rects.end(), buffer);
+    return S_OK;
+}
+
 const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
-    methods.AcquireNextFrame = [](auto* self, auto timeout, auto*, auto** resource) {
-        return makes(self, resource, &resource11, "resource", "AcquireNextFrame", timeout == 0);
+    methods.GetDesc = [](auto* self, auto* description) {
+        *description = {};
+        const auto* const shown = machine(self).outputOf(object(self));
+        description->Rotation = shown != nullptr ? shown->rotation : DXGI_MODE_ROTATION_UNSPECIFIED;
     };
-    methods.ReleaseFrame = [](auto* self) { return called(self, "ReleaseFrame"); };
+    methods.AcquireNextFrame = [](auto* self, auto timeout, auto* info, auto** resource) {
+        HRESULT result = called(self, "AcquireNextFrame", timeout == 0);
+        if (SUCCEEDED(result)) {
+            result = machine(self).acquire(object(self), *info);
+        }
+        return give(machine(self), result, resource, &resource11, "resource");
+    };
+    methods.GetFrameDirtyRects = [](auto* self, auto bytes, auto* buffer, auto* needed) {
+        return giveRects(self, "GetFrameDirtyRects", bytes, buffer, needed,
+                         machine(self).dirtyRects);
+    };
+    methods.GetFrameMoveRects = [](auto* self, auto bytes, auto* buffer, auto* needed) {
+        return giveRects(self, "GetFrameMoveRects", bytes, buffer, needed, machine(self).moveRects);
+    };
+    methods.ReleaseFrame = [](auto* self) {
+        const HRESULT result = called(self, "ReleaseFrame");
+        // Page "IDXGIOutputDuplication::ReleaseFrame": nothing is acquired.
+        if (SUCCEEDED(result) && !object(self).held) {
+            return HRESULT(DXGI_ERROR_INVALID_CALL);
+        }
+        object(self).held = false;
+        return result;
+    };
 });
 
 const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& own = machine(self).adapters[object(self).adapter].outputs[object(self).output];
+        const auto& own = machine(self).adapterOf(object(self)).outputs[object(self).output];
         own.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
         description->DesktopCoordinates = own.desktop;
         return called(self, "GetDesc");
     };
-    methods.DuplicateOutput = [](auto* self, auto* device, auto** result) {
-        return makes(self, result, &duplication, "duplication", "DuplicateOutput",
-                     is(device, "device11"));
+    methods.DuplicateOutput = [](auto* self, auto* device, auto** made) {
+        HRESULT result = called(self, "DuplicateOutput", is(device, "device11"));
+        if (SUCCEEDED(result)) {
+            result = machine(self).duplicate(object(self), object(device));
+        }
+        give(machine(self), result, made, &duplication, "duplication");
+        if (*made != nullptr) {
+            FakeObject& one = object(*made);
+            one.arrangement = object(self).arrangement;
+            one.adapter = object(self).adapter;
+            one.output = object(self).output;
+        }
+        return result;
     };
 });
 
 const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
     methods.GetDesc1 = [](auto* self, auto* description) {
         *description = {};
-        description->Flags = machine(self).adapters[object(self).adapter].flags;
+        description->Flags = machine(self).adapterOf(object(self)).flags;
         return called(self, "GetDesc1");
     };
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& own = machine(self).adapters[object(self).adapter];
+        const auto& own = machine(self).adapterOf(object(self));
         own.description.copy(description->Description, std::size(description->Description) - 1);
         description->DeviceId = own.deviceId;
         description->AdapterLuid = own.luid;
@@ -184,10 +247,11 @@ const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
     };
     methods.EnumOutputs = [](auto* self, auto index, auto** output) {
         const std::size_t adapter = object(self).adapter;
-        const HRESULT result =
-            enumerates(self, "EnumOutputs", index, machine(self).adapters[adapter].outputs.size(),
-                       output, &output1, fmt::format("output{}{}", adapter, index));
+        const HRESULT result = enumerates(
+            self, "EnumOutputs", index, machine(self).adapterOf(object(self)).outputs.size(),
+            output, &output1, fmt::format("output{}{}", adapter, index));
         if (*output != nullptr) {
+            object(*output).arrangement = object(self).arrangement;
             object(*output).adapter = adapter;
             object(*output).output = index;
         }
@@ -196,9 +260,11 @@ const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
 });
 
 const auto enumAdapters = [](auto* self, auto index, auto** adapter) {
-    const HRESULT result = enumerates(self, "EnumAdapters1", index, machine(self).adapters.size(),
-                                      adapter, &adapter1, fmt::format("adapter{}", index));
+    const HRESULT result =
+        enumerates(self, "EnumAdapters1", index, machine(self).adaptersOf(object(self)).size(),
+                   adapter, &adapter1, fmt::format("adapter{}", index));
     if (*adapter != nullptr) {
+        object(*adapter).arrangement = object(self).arrangement;
         object(*adapter).adapter = index;
     }
     return result;
@@ -207,11 +273,18 @@ const auto enumAdapters = [](auto* self, auto index, auto** adapter) {
 const auto factory5 = table<IDXGIFactory5Vtbl>([](auto& methods) {
     methods.EnumAdapters1 = enumAdapters;
     methods.EnumAdapters = enumAdapters;
+    // Page "IDXGIFactory1::IsCurrent": later changes need a new factory.
+    methods.IsCurrent = [](auto* self) -> WINBOOL {
+        return object(self).arrangement == machine(self).currentArrangement;
+    };
 });
 
 template <typename Methods>
 const auto fence = table<Methods>([](auto& methods) {
-    methods.GetCompletedValue = [](auto* self) { return object(self).reached; };
+    // Page "ID3D12Fence::GetCompletedValue": UINT64_MAX once the device is removed.
+    methods.GetCompletedValue = [](auto* self) {
+        return isRemoved(object(self)) ? ~std::uint64_t{0} : object(self).reached;
+    };
     methods.SetEventOnCompletion = [](auto* self, auto value, auto event) {
         return called(self, "SetEventOnCompletion",
                       value > object(self).reached && event != nullptr);
@@ -221,10 +294,9 @@ const auto fence = table<Methods>([](auto& methods) {
 template <typename Methods>
 const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
     const auto name = "fence" + object(self).name.substr(6);
-    // Direct3D 11 numbers "no flags" 1.
-    const bool noFlags = +flags == (name == "fence11" ? 1 : 0);
+    // Page "D3D11_FENCE_FLAG": no flags is 0, whatever the header at hand says.
     const HRESULT made =
-        makes(self, result, &fence<Methods>, name, "CreateFence", initial == 0 && noFlags);
+        makes(self, result, &fence<Methods>, name, "CreateFence", initial == 0 && +flags == 0);
     if (*result != nullptr) {
         object(*result).reached = machine(self).completed;
     }
@@ -233,22 +305,51 @@ const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void**
 
 const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
     methods.CopyResource = [](auto* self, auto* destination, auto* source) {
+        FakeGraphics& all = machine(self);
+        if (all.copyReal) {
+            called(self, "CopyResource", source == all.realFrame());
+            all.onGpu(all.copyReal);
+            return;
+        }
         called(self, "CopyResource", is(destination, "texture11") && is(source, "frame"));
-        machine(self).onGpu([&all = machine(self)] { all.copyFrame(); });
+        // Page "ID3D11DeviceContext::CopyResource": both must have the same size. It returns
+        // nothing: what breaks the rule is dropped.
+        if (object(destination).width == object(source).width &&
+            object(destination).height == object(source).height && !isRemoved(object(self))) {
+            all.onGpu([&all] { all.texture = all.desktop; });
+        }
     };
     methods.Flush = [](auto* self) { called(self, "Flush"); };
     methods.Signal = signal;
 });
 
+const auto deviceRemovedReason = [](auto* self) {
+    return isRemoved(object(self)) ? HRESULT(DXGI_ERROR_DEVICE_RESET) : S_OK;
+};
+
 const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
     methods.CreateTexture2D = [](auto* self, auto* wanted, auto*, auto** texture) {
-        machine(self).setTexture(wanted->Width, wanted->Height);
-        return makes(self, texture, &texture11, "texture11", "CreateTexture2D",
-                     wanted->Format == DXGI_FORMAT_B8G8R8A8_UNORM && wanted->MipLevels == 1 &&
-                         wanted->ArraySize == 1 && wanted->SampleDesc.Count == 1 &&
-                         wanted->SampleDesc.Quality == 0 && wanted->BindFlags == 0x28 &&
-                         wanted->MiscFlags == 0x2);
+        FakeGraphics& all = machine(self);
+        all.textureWidth = wanted->Width;
+        all.textureHeight = wanted->Height;
+        all.texture.assign(std::size_t{wanted->Width} * wanted->Height, 0);
+        const HRESULT result =
+            called(self, "CreateTexture2D",
+                   wanted->Format == DXGI_FORMAT_B8G8R8A8_UNORM && wanted->MipLevels == 1 &&
+                       wanted->ArraySize == 1 && wanted->SampleDesc.Count == 1 &&
+                       wanted->SampleDesc.Quality == 0 && wanted->BindFlags == 0x28 &&
+                       wanted->MiscFlags == 0x2);
+        if (all.copyReal) {
+            all.createRealTexture(wanted->Width, wanted->Height);
+        }
+        give(all, result, texture, &texture11, "texture11");
+        if (*texture != nullptr) {
+            object(*texture).width = wanted->Width;
+            object(*texture).height = wanted->Height;
+        }
+        return result;
     };
+    methods.GetDeviceRemovedReason = deviceRemovedReason;
     methods.CreateFence = createFence<ID3D11FenceVtbl>;
 });
 
@@ -301,6 +402,7 @@ const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
                          is(allocator, "allocator") && state == nullptr);
     };
     methods.CreateFence = createFence<ID3D12FenceVtbl>;
+    methods.GetDeviceRemovedReason = deviceRemovedReason;
     methods.OpenSharedHandle = [](auto* self, auto handle, REFIID, void** resource) {
         return makes(self, resource, &resource12, "texture12", "OpenSharedHandle",
                      handle == kSharedHandle);
@@ -350,8 +452,18 @@ HRESULT query(FakeObject& self, REFIID iid, void** result) {
         return E_NOINTERFACE;
     }
     const HRESULT answer = called(&self, "QueryInterface");
+    FakeGraphics& all = *self.machine;
+    if (SUCCEEDED(answer) && one->methods == &texture11 && all.realFrame) {
+        auto* const real = static_cast<IUnknown*>(all.realFrame());
+        return real->lpVtbl->QueryInterface(real, iid, result);
+    }
     if (one->methods != nullptr) {
-        return give(*self.machine, answer, result, one->methods, one->object);
+        give(all, answer, result, one->methods, one->object);
+        if (*result != nullptr && one->methods == &texture11) {
+            object(*result).width = all.desktopWidth;
+            object(*result).height = all.desktopHeight;
+        }
+        return answer;
     }
     self.references += SUCCEEDED(answer) ? 1 : 0;
     *result = SUCCEEDED(answer) ? &self : nullptr;
@@ -376,17 +488,137 @@ std::vector<std::string> FakeGraphics::held() const {
     return names;
 }
 
-void FakeGraphics::setTexture(UINT width, UINT height) {
-    textureWidth = width;
-    textureHeight = height;
-    texture.assign(std::size_t{width} * height, 0);
+void FakeGraphics::present(std::vector<RECT> dirty, std::vector<DXGI_OUTDUPL_MOVE_RECT> moves) {
+    ++frameNumber;
+    ++m_presents;
+    m_dirty.insert(m_dirty.end(), dirty.begin(), dirty.end());
+    m_moves.insert(m_moves.end(), moves.begin(), moves.end());
 }
 
-void FakeGraphics::readFrame() {
-    for (int y = 0; y < std::min(static_cast<int>(textureHeight), frameHeight); ++y) {
-        for (int x = 0; x < std::min(static_cast<int>(textureWidth), frameWidth); ++x) {
-            texture[static_cast<UINT>(y) * textureWidth + static_cast<UINT>(x)] = pixel(x, y);
+/// Page "Desktop Duplication API": the application must duplicate the output again.
+void FakeGraphics::switchDesktop() {
+    for (FakeObject& one : m_objects) {
+        one.lost = one.lost || one.name == "duplication";
+    }
+}
+
+void FakeGraphics::setMode(std::size_t output, const RECT& area, DXGI_MODE_ROTATION rotation) {
+    adapters.back().outputs[output].desktop = area;
+    adapters.back().outputs[output].rotation = rotation;
+    rearrange(adapters);
+}
+
+void FakeGraphics::rearrange(std::vector<Adapter> present) {
+    adapters = std::move(present);
+    currentArrangement = -1;
+    switchDesktop();
+}
+
+void FakeGraphics::removeDevice() {
+    ++currentDevice;
+    switchDesktop();
+}
+
+const std::vector<FakeGraphics::Adapter>& FakeGraphics::adaptersOf(const FakeObject& one) const {
+    return m_arrangements[static_cast<std::size_t>(one.arrangement)];
+}
+
+const FakeGraphics::Adapter& FakeGraphics::adapterOf(const FakeObject& one) const {
+    return adaptersOf(one)[one.adapter];
+}
+
+/// As it is now. Null: it has been unplugged.
+const FakeGraphics::Output* FakeGraphics::outputOf(const FakeObject& one) const {
+    const std::wstring& name = adapterOf(one).outputs[one.output].name;
+    for (const Adapter& adapter : adapters) {
+        for (const Output& output : adapter.outputs) {
+            if (output.name == name && adapter.flags == 0) {
+                return &output;
+            }
         }
+    }
+    return nullptr;
+}
+
+/// Page "IDXGIOutput1::DuplicateOutput".
+HRESULT FakeGraphics::duplicate(const FakeObject& output, const FakeObject& device) {
+    if (isRemoved(device)) {
+        return DXGI_ERROR_DEVICE_REMOVED;
+    }
+    const bool isDuplicated =
+        std::any_of(m_objects.begin(), m_objects.end(), [&output](const FakeObject& one) {
+            return one.name == "duplication" && one.references > 0 &&
+                   one.adapter == output.adapter && one.output == output.output;
+        });
+    if (isDuplicated || device.adapter != output.adapter) {
+        return E_INVALIDARG;
+    }
+    if (outputOf(output) == nullptr) {
+        return DXGI_ERROR_NOT_FOUND;
+    }
+    // The first frame is the whole image, and its rectangles say nothing about that.
+    m_presents = 1;
+    m_dirty = {{0, 0, 1, 1}};
+    m_moves.clear();
+    return locked ? E_ACCESSDENIED : S_OK;
+}
+
+/// Pages "IDXGIOutputDuplication::AcquireNextFrame" and "DXGI_OUTDUPL_FRAME_INFO".
+HRESULT FakeGraphics::acquire(FakeObject& one, DXGI_OUTDUPL_FRAME_INFO& info) {
+    if (one.held) {
+        return DXGI_ERROR_INVALID_CALL;
+    }
+    if (one.lost || outputOf(one) == nullptr) {
+        return DXGI_ERROR_ACCESS_LOST;
+    }
+    if (m_presents == 0 && !m_pointerMoved) {
+        return DXGI_ERROR_WAIT_TIMEOUT;
+    }
+    info = {};
+    if (m_presents > 0) {
+        dirtyRects = std::exchange(m_dirty, {});
+        moveRects = std::exchange(m_moves, {});
+        info.LastPresentTime.QuadPart = 1000 + frameNumber;
+        info.AccumulatedFrames = std::exchange(m_presents, 0);
+        info.TotalMetadataBufferSize = static_cast<UINT>(
+            dirtyRects.size() * sizeof(RECT) + moveRects.size() * sizeof(DXGI_OUTDUPL_MOVE_RECT));
+    }
+    if (std::exchange(m_pointerMoved, false)) {
+        info.LastMouseUpdateTime.QuadPart = 1;
+    }
+    one.held = true;
+    drawDesktop(*outputOf(one));
+    return S_OK;
+}
+
+/// Page "Desktop Duplication API": the texture always shows the image unrotated. Nothing promises
+/// its alpha.
+void FakeGraphics::drawDesktop(const Output& output) {
+    const RECT& area = output.desktop;
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    const auto rotation = output.rotation;
+    const bool sideways =
+        rotation == DXGI_MODE_ROTATION_ROTATE90 || rotation == DXGI_MODE_ROTATION_ROTATE270;
+    desktopWidth = static_cast<UINT>(sideways ? height : width);
+    desktopHeight = static_cast<UINT>(sideways ? width : height);
+    desktop.clear();
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % static_cast<int>(desktopWidth);
+        const int y = i / static_cast<int>(desktopWidth);
+        int atX = x;
+        int atY = y;
+        if (rotation == DXGI_MODE_ROTATION_ROTATE90) {
+            atX = width - 1 - y;
+            atY = x;
+        } else if (rotation == DXGI_MODE_ROTATION_ROTATE180) {
+            atX = width - 1 - x;
+            atY = height - 1 - y;
+        } else if (rotation == DXGI_MODE_ROTATION_ROTATE270) {
+            atX = y;
+            atY = height - 1 - x;
+        }
+        desktop.push_back((pixel(atX, atY) & 0xFFFFFFU) | static_cast<UINT>(i % 251) << 24);
     }
 }
 
@@ -404,6 +636,9 @@ void* FakeGraphics::make(const void* methods, const std::string& name) {
     made.methods = methods;
     made.machine = this;
     made.name = name;
+    const bool isOfDevice =
+        name.rfind("factory") != 0 && name.rfind("adapter") != 0 && name.rfind("output") != 0;
+    made.device = isOfDevice ? currentDevice : 0;
     return &made;
 }
 
@@ -421,7 +656,14 @@ void FakeGraphics::finishWork() {
 }
 
 HRESULT FakeGraphics::CreateDXGIFactory2(UINT flags, REFIID, void** factory) {
-    return give(*this, call("CreateDXGIFactory2", flags == 0), factory, &factory5, "factory");
+    give(*this, call("CreateDXGIFactory2", flags == 0), factory, &factory5, "factory");
+    if (*factory == nullptr) {
+        return failing["CreateDXGIFactory2"];
+    }
+    m_arrangements.push_back(adapters);
+    currentArrangement = static_cast<int>(m_arrangements.size()) - 1;
+    object(*factory).arrangement = currentArrangement;
+    return S_OK;
 }
 
 HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
@@ -435,6 +677,9 @@ HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE t
                                       levelCount == 0);
     *level = D3D_FEATURE_LEVEL_11_0;
     give(*this, result, device, &device11, "device11");
+    if (*device != nullptr) {
+        object(*device).adapter = object(adapter).adapter;
+    }
     return give(*this, result, context, &context11, "context11");
 }
 
@@ -473,7 +718,9 @@ void replaceOpenSharedHandle(void* device, void* texture) {
     static ID3D12DeviceVtbl methods;
     static ID3D12Resource* resource = nullptr;
     auto* const real = static_cast<ID3D12Device*>(device);
-    methods = *real->lpVtbl;
+    if (real->lpVtbl != &methods) {
+        methods = *real->lpVtbl;
+    }
     resource = static_cast<ID3D12Resource*>(texture);
     methods.OpenSharedHandle = [](auto*, auto, REFIID iid, void** opened) {
         return resource->lpVtbl->QueryInterface(resource, iid, opened);

@@ -2,7 +2,8 @@
 // A machine with graphics adapters, outputs and both Direct3D APIs, made of fake COM objects. It
 // records every call, fails those it is told to fail, counts references, notes arguments that are
 // not those the real functions need, and moves real bytes from its desktop to the readback buffer,
-// but not before the caller waits for its fences.
+// but not before the caller waits for its fences. Where Microsoft's documentation says what the
+// system refuses or leaves out, so does the machine; the page is named beside it.
 
 #include <cstdint>
 #include <deque>
@@ -22,9 +23,15 @@ struct FakeObject {
     FakeGraphics* machine = nullptr;
     std::string name;
     int references = 1;
-    std::size_t adapter = 0;  ///< Of an adapter or an output: its index.
-    std::size_t output = 0;
+    std::size_t adapter = 0;    ///< Of an adapter, output, duplication or Direct3D 11 device.
+    std::size_t output = 0;     ///< Of an output or a duplication.
+    int arrangement = 0;        ///< Of a factory and all it gave: when it was made.
+    int device = 0;             ///< Of everything else: which of the devices it belongs to.
     std::uint64_t reached = 0;  ///< Of a fence.
+    UINT width = 0;             ///< Of a texture.
+    UINT height = 0;
+    bool lost = false;  ///< Of a duplication: the desktop has been switched since.
+    bool held = false;  ///< Of a duplication: a frame is acquired.
 };
 
 class FakeGraphics : public DxgiOperations {
@@ -32,6 +39,7 @@ public:
     struct Output {
         std::wstring name;
         RECT desktop = {};
+        DXGI_MODE_ROTATION rotation = DXGI_MODE_ROTATION_IDENTITY;
     };
     struct Adapter {
         UINT flags = 0;
@@ -43,15 +51,25 @@ public:
 
     // What the machine is like; a test sets it.
     std::vector<Adapter> adapters;
-    int frameWidth = 0;
-    int frameHeight = 0;
     int frameNumber = 0;          ///< In each pixel's third byte.
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     DWORD lastError = 0;
-    /// Copies the desktop into the shared texture.
-    std::function<void()> copyFrame = [this] { readFrame(); };
+    bool locked = false;                     ///< The secure desktop is shown.
     std::map<std::string, HRESULT> failing;  ///< By name.
+
+    // What happens to it.
+    /// The image changes, inside these rectangles of the texture.
+    void present(std::vector<RECT> dirty, std::vector<DXGI_OUTDUPL_MOVE_RECT> moves = {});
+    void movePointer() { m_pointerMoved = true; }
+    /// Duplications end, as at every switch of the desktop.
+    void switchDesktop();
+    /// Gives an output of the last adapter another mode.
+    void setMode(std::size_t output, const RECT& desktop, DXGI_MODE_ROTATION rotation);
+    /// Monitors or adapters come or go.
+    void rearrange(std::vector<Adapter> present);
+    /// The graphics device fails and comes back; what belongs to it stays useless.
+    void removeDevice();
 
     std::vector<std::string> calls;     ///< "object.Method"; "~object" after its last release.
     std::vector<std::string> mistakes;  ///< Wrong arguments, and uses of released objects.
@@ -80,20 +98,41 @@ public:
     void* make(const void* methods, const std::string& name);
     void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
     void signal(FakeObject& fence, std::uint64_t value);
-    void setTexture(UINT width, UINT height);
-    UINT textureWidth = 0;
+    HRESULT duplicate(const FakeObject& output, const FakeObject& device);
+    HRESULT acquire(FakeObject& duplication, DXGI_OUTDUPL_FRAME_INFO& info);
+    [[nodiscard]] const std::vector<Adapter>& adaptersOf(const FakeObject& object) const;
+    [[nodiscard]] const Adapter& adapterOf(const FakeObject& object) const;
+    [[nodiscard]] const Output* outputOf(const FakeObject& object) const;
+    void drawDesktop(const Output& output);
+    std::vector<std::uint32_t> desktop;  ///< The image of the frame that is acquired.
+    UINT desktopWidth = 0;
+    UINT desktopHeight = 0;
+    UINT textureWidth = 0;  ///< Of the shared texture.
     UINT textureHeight = 0;
     std::vector<std::uint32_t> texture;
     std::vector<std::uint8_t> readback;
-    void readFrame();
+    std::vector<RECT> dirtyRects;  ///< Of the frame that is acquired.
+    std::vector<DXGI_OUTDUPL_MOVE_RECT> moveRects;
+    int currentArrangement = -1;
+    int currentDevice = 1;
+
+    // A test with a real Direct3D 11 sets all of these.
+    std::function<void*()> realFrame;  ///< The texture with the desktop's image.
+    std::function<void(UINT width, UINT height)> createRealTexture;  ///< The shared one.
+    std::function<void()> copyReal;                                  ///< From that into this.
 
 private:
     void finishWork();
 
+    std::vector<std::vector<Adapter>> m_arrangements;  ///< As each factory found them.
     std::deque<FakeObject> m_objects;  ///< Never shrinks: a late call finds its object.
     std::vector<std::function<void()>> m_work;
     std::set<std::uintptr_t> m_events;
     std::uintptr_t m_lastEvent = 0;
+    bool m_pointerMoved = false;
+    UINT m_presents = 0;
+    std::vector<RECT> m_dirty;  ///< Since the last frame.
+    std::vector<DXGI_OUTDUPL_MOVE_RECT> m_moves;
 };
 
 /// Makes the real Direct3D 12 device answer OpenSharedHandle() with `resource`.

@@ -1,14 +1,31 @@
 #include "capture/dxgi/dxgicapturescreen.h"
 
-#include <cstring>
 #include <string_view>
 
-#include "capture/cutrectangle.h"
+#include "capture/dxgi/failurereason.h"
 #include "support/log.h"
+#include "support/utf8.h"
 
 namespace {
 
-constexpr UINT kBytesPerPixel = 4;
+using capture::Rotation;
+
+/// Some headers say 1, which is no value of the page "D3D11_FENCE_FLAG".
+constexpr auto kNoFenceFlags = static_cast<D3D11_FENCE_FLAG>(0);
+
+/// Page "Desktop Duplication API": the frame is never rotated, the desktop is, clockwise.
+Rotation rotationOf(DXGI_MODE_ROTATION rotation) {
+    switch (rotation) {
+        case DXGI_MODE_ROTATION_ROTATE90:
+            return Rotation::Quarter;
+        case DXGI_MODE_ROTATION_ROTATE180:
+            return Rotation::Half;
+        case DXGI_MODE_ROTATION_ROTATE270:
+            return Rotation::ThreeQuarters;
+        default:
+            return Rotation::None;
+    }
+}
 
 bool matches(IDXGIOutput& output, const wchar_t* deviceName) {
     DXGI_OUTPUT_DESC description = {};
@@ -29,18 +46,28 @@ DXGICaptureScreen::~DXGICaptureScreen() {
 
 bool DXGICaptureScreen::InitCapture(const wchar_t* deviceName) {
     ReleaseAll();
+    m_outputName = deviceName != nullptr ? support::utf8FromWide(deviceName) : "";
+    // Page "IDXGIFactory1::IsCurrent": an outdated factory does not see later adapters and outputs.
+    if (m_factory && !m_factory->IsCurrent()) {
+        m_factory.Reset();
+    }
     if (!m_factory && !createFactory()) {
-        return false;
+        return fail(true);
     }
     const FoundOutput found = findOutput(deviceName);
-    m_initialized = found.output && createD3D11Device(found.adapter) && openOutput(found.output) &&
+    m_initialized = done("finding the output", found.output ? S_OK : DXGI_ERROR_NOT_FOUND) &&
+                    createD3D11Device(found.adapter) && openOutput(found.output) &&
                     createD3D12Device() && createCommandList() && createFences();
-    return m_initialized;
+    if (!m_initialized) {
+        return fail(true);
+    }
+    m_failure.needsInit = false;
+    return true;
 }
 
 bool DXGICaptureScreen::createFactory() {
-    return SUCCEEDED(
-        m_operations.CreateDXGIFactory2(0, IID_PPV_ARGS(m_factory.ReleaseAndGetAddressOf())));
+    return done("CreateDXGIFactory2", m_operations.CreateDXGIFactory2(
+                                          0, IID_PPV_ARGS(m_factory.ReleaseAndGetAddressOf())));
 }
 
 DXGICaptureScreen::FoundOutput DXGICaptureScreen::findOutput(const wchar_t* deviceName) {
@@ -70,36 +97,45 @@ bool DXGICaptureScreen::createD3D11Device(const ComPtr<IDXGIAdapter1>& adapter) 
     ComPtr<ID3D11Device> device;
     ComPtr<ID3D11DeviceContext> context;
     D3D_FEATURE_LEVEL level = {};
-    if (FAILED(m_operations.D3D11CreateDevice(adapter.Get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0,
-                                              nullptr, 0, D3D11_SDK_VERSION, device.GetAddressOf(),
-                                              &level, context.GetAddressOf()))) {
+    if (!done("D3D11CreateDevice",
+              m_operations.D3D11CreateDevice(adapter.Get(), D3D_DRIVER_TYPE_UNKNOWN, nullptr, 0,
+                                             nullptr, 0, D3D11_SDK_VERSION, device.GetAddressOf(),
+                                             &level, context.GetAddressOf()))) {
         return false;
     }
     m_adapter = adapter;
-    return SUCCEEDED(device.As(&m_d3d11Device)) && SUCCEEDED(context.As(&m_d3d11Context));
+    return done("ID3D11Device5", device.As(&m_d3d11Device)) &&
+           done("ID3D11DeviceContext4", context.As(&m_d3d11Context));
 }
 
 bool DXGICaptureScreen::openOutput(const ComPtr<IDXGIOutput>& output) {
     DXGI_OUTPUT_DESC description = {};
-    if (FAILED(output->GetDesc(&description))) {
+    if (!done("IDXGIOutput::GetDesc", output->GetDesc(&description))) {
         return false;
     }
     const RECT& desktop = description.DesktopCoordinates;
     m_outputWidth = static_cast<std::uint32_t>(desktop.right - desktop.left);
     m_outputHeight = static_cast<std::uint32_t>(desktop.bottom - desktop.top);
-    return SUCCEEDED(output.As(&m_output)) && createDuplication();
+    return done("IDXGIOutput1", output.As(&m_output)) && createDuplication();
 }
 
 bool DXGICaptureScreen::createDuplication() {
-    return SUCCEEDED(m_output->DuplicateOutput(m_d3d11Device.Get(),
-                                               m_duplication.ReleaseAndGetAddressOf())) &&
-           m_duplication;
+    m_lastRead.reset();  // Its first frame does not build on another one.
+    const HRESULT result =
+        m_output->DuplicateOutput(m_d3d11Device.Get(), m_duplication.ReleaseAndGetAddressOf());
+    if (!done("DuplicateOutput", SUCCEEDED(result) && !m_duplication ? E_FAIL : result)) {
+        return false;
+    }
+    DXGI_OUTDUPL_DESC description = {};
+    m_duplication->GetDesc(&description);
+    m_rotation = rotationOf(description.Rotation);
+    return true;
 }
 
 bool DXGICaptureScreen::createD3D12Device() {
-    return SUCCEEDED(
-        m_operations.D3D12CreateDevice(m_adapter.Get(), D3D_FEATURE_LEVEL_11_0,
-                                       IID_PPV_ARGS(m_d3d12Device.ReleaseAndGetAddressOf())));
+    return done("D3D12CreateDevice", m_operations.D3D12CreateDevice(
+                                         m_adapter.Get(), D3D_FEATURE_LEVEL_11_0,
+                                         IID_PPV_ARGS(m_d3d12Device.ReleaseAndGetAddressOf())));
 }
 
 bool DXGICaptureScreen::createCommandList() {
@@ -108,35 +144,44 @@ bool DXGICaptureScreen::createCommandList() {
     description.Priority = D3D12_COMMAND_QUEUE_PRIORITY_NORMAL;
     description.Flags = D3D12_COMMAND_QUEUE_FLAG_NONE;
     description.NodeMask = 0;
-    return SUCCEEDED(m_d3d12Device->CreateCommandQueue(
-               &description, IID_PPV_ARGS(m_commandQueue.ReleaseAndGetAddressOf()))) &&
-           SUCCEEDED(m_commandQueue->SetName(L"TextureCommandQueue")) &&
-           SUCCEEDED(m_d3d12Device->CreateCommandAllocator(
-               D3D12_COMMAND_LIST_TYPE_DIRECT,
-               IID_PPV_ARGS(m_commandAllocator.ReleaseAndGetAddressOf()))) &&
-           SUCCEEDED(m_d3d12Device->CreateCommandList(
-               0, D3D12_COMMAND_LIST_TYPE_DIRECT, m_commandAllocator.Get(), nullptr,
-               IID_PPV_ARGS(m_commandList.ReleaseAndGetAddressOf()))) &&
-           SUCCEEDED(m_commandList->SetName(L"TextureCommandList"));
+    return done("CreateCommandQueue",
+                m_d3d12Device->CreateCommandQueue(
+                    &description, IID_PPV_ARGS(m_commandQueue.ReleaseAndGetAddressOf()))) &&
+           done("SetName", m_commandQueue->SetName(L"TextureCommandQueue")) &&
+           done("CreateCommandAllocator",
+                m_d3d12Device->CreateCommandAllocator(
+                    D3D12_COMMAND_LIST_TYPE_DIRECT,
+                    IID_PPV_ARGS(m_commandAllocator.ReleaseAndGetAddressOf()))) &&
+           done("CreateCommandList",
+                m_d3d12Device->CreateCommandList(
+                    0, D3D12_COMMAND_LIST_TYPE_DIRECT, m_commandAllocator.Get(), nullptr,
+                    IID_PPV_ARGS(m_commandList.ReleaseAndGetAddressOf()))) &&
+           done("SetName", m_commandList->SetName(L"TextureCommandList"));
 }
 
 bool DXGICaptureScreen::createFences() {
-    return SUCCEEDED(m_d3d11Device->CreateFence(
-               0, D3D11_FENCE_FLAG_NONE, IID_PPV_ARGS(m_d3d11Fence.ReleaseAndGetAddressOf()))) &&
+    return done("ID3D11Device5::CreateFence",
+                m_d3d11Device->CreateFence(0, kNoFenceFlags,
+                                           IID_PPV_ARGS(m_d3d11Fence.ReleaseAndGetAddressOf()))) &&
            createEvent(m_d3d11Event) &&
-           SUCCEEDED(m_d3d12Device->CreateFence(
-               0, D3D12_FENCE_FLAG_NONE, IID_PPV_ARGS(m_d3d12Fence.ReleaseAndGetAddressOf()))) &&
+           done("ID3D12Device::CreateFence",
+                m_d3d12Device->CreateFence(0, D3D12_FENCE_FLAG_NONE,
+                                           IID_PPV_ARGS(m_d3d12Fence.ReleaseAndGetAddressOf()))) &&
            createEvent(m_d3d12Event);
 }
 
 bool DXGICaptureScreen::createEvent(HANDLE& event) {
     event = m_operations.CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    return event != nullptr || m_operations.GetLastError() == ERROR_SUCCESS;
+    const DWORD error = event != nullptr ? ERROR_SUCCESS : m_operations.GetLastError();
+    return done("CreateEventW", HRESULT_FROM_WIN32(error));
 }
 
 bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsigned char* dest) {
-    if (!m_initialized || (!m_duplication && !createDuplication())) {
+    if (!m_initialized || m_failure.needsInit) {
         return false;
+    }
+    if (!m_duplication && !createDuplication()) {
+        return fail(!m_factory->IsCurrent() || !capture::dxgi::mayDuplicateLater(m_failedResult));
     }
     DXGI_OUTDUPL_FRAME_INFO info = {};
     ComPtr<IDXGIResource> resource;
@@ -148,32 +193,66 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
     if (FAILED(result)) {
         HV_DEBUG("error code is {}", static_cast<std::int32_t>(result));
         dropDuplication();
+        static_cast<void>(done("AcquireNextFrame", result));
+        return fail(false);
+    }
+    // Page "DXGI_OUTDUPL_FRAME_INFO": the image has not changed, only the pointer.
+    if (info.LastPresentTime.QuadPart == 0) {
+        m_duplication->ReleaseFrame();
+        m_operations.Sleep(1);
         return false;
     }
     ComPtr<ID3D11Texture2D> frame;
-    if (!resource || FAILED(resource.As(&frame))) {
+    if (!resource || !done("ID3D11Texture2D", resource.As(&frame))) {
         m_duplication->ReleaseFrame();
-        return false;
+        return fail(false);
     }
     resource.Reset();
-
-    // A failure from here on leaves the frame acquired: the next acquire then fails, and the one
-    // after it begins with a new duplication.
-    if (!m_d3d12Texture && !createSharedTexture(*frame.Get())) {
-        return false;
-    }
-    if (!copyToSharedTexture(*frame.Get())) {
-        return false;
-    }
-    if (!m_readback && !createReadback()) {
-        return false;
-    }
-    if (!copyToReadback()) {
+    const bool rowsKnown = m_metadata.fetch(*m_duplication.Get(), info);
+    if (!relay(*frame.Get())) {
         return false;
     }
     m_duplication->ReleaseFrame();
-    copyRectangle(x, y, width, height, dest);
+    deliver(x, y, width, height, dest, rowsKnown);
+    succeed();
     return true;
+}
+
+/// Brings the frame into the memory that the CPU reads. A failure leaves it acquired: the next
+/// acquire then fails, and the one after it begins with a new duplication.
+bool DXGICaptureScreen::relay(ID3D11Texture2D& frame) {
+    D3D11_TEXTURE2D_DESC description = {};
+    frame.GetDesc(&description);
+    if (!fits(description)) {
+        static_cast<void>(done("the frame's size", DXGI_ERROR_ACCESS_LOST));
+        return fail(true);
+    }
+    if (!m_d3d12Texture && !createSharedTexture(description)) {
+        return fail(false);
+    }
+    if (!copyToSharedTexture(frame)) {
+        return fail(false);
+    }
+    if (!m_readback && !createReadback()) {
+        return fail(false);
+    }
+    // A command list that was not reset takes no further copies.
+    return copyToReadback() || fail(true);
+}
+
+/// Page "ID3D11DeviceContext::CopyResource": it does nothing where sizes differ, so that the image
+/// would stay as it is.
+bool DXGICaptureScreen::fits(const D3D11_TEXTURE2D_DESC& frame) const {
+    return !m_mode || (frame.Width == m_mode->width && frame.Height == m_mode->height &&
+                       m_rotation == m_mode->rotation);
+}
+
+/// From the first frame on its own size counts, should the output have changed its mode before it.
+void DXGICaptureScreen::keepMode(const D3D11_TEXTURE2D_DESC& frame) {
+    m_mode = Mode{frame.Width, frame.Height, m_rotation};
+    const bool sideways = capture::swapsSides(m_rotation);
+    m_outputWidth = sideways ? frame.Height : frame.Width;
+    m_outputHeight = sideways ? frame.Width : frame.Height;
 }
 
 void DXGICaptureScreen::dropDuplication() {
@@ -184,13 +263,10 @@ void DXGICaptureScreen::dropDuplication() {
     m_duplication.Reset();
 }
 
-bool DXGICaptureScreen::createSharedTexture(ID3D11Texture2D& frame) {
-    D3D11_TEXTURE2D_DESC frameDescription = {};
-    frame.GetDesc(&frameDescription);
-
+bool DXGICaptureScreen::createSharedTexture(const D3D11_TEXTURE2D_DESC& frame) {
     D3D11_TEXTURE2D_DESC description = {};
-    description.Width = frameDescription.Width;
-    description.Height = frameDescription.Height;
+    description.Width = frame.Width;
+    description.Height = frame.Height;
     description.MipLevels = 1;
     description.ArraySize = 1;
     description.Format = DXGI_FORMAT_B8G8R8A8_UNORM;
@@ -198,12 +274,18 @@ bool DXGICaptureScreen::createSharedTexture(ID3D11Texture2D& frame) {
     description.BindFlags = D3D11_BIND_RENDER_TARGET | D3D11_BIND_SHADER_RESOURCE;
     description.MiscFlags = D3D11_RESOURCE_MISC_SHARED;
     ComPtr<IDXGIResource1> shareable;
-    return SUCCEEDED(m_d3d11Device->CreateTexture2D(&description, nullptr,
-                                                    m_d3d11Texture.ReleaseAndGetAddressOf())) &&
-           SUCCEEDED(m_d3d11Texture.As(&shareable)) &&
-           SUCCEEDED(shareable->GetSharedHandle(&m_sharedHandle)) &&
-           SUCCEEDED(m_d3d12Device->OpenSharedHandle(
-               m_sharedHandle, IID_PPV_ARGS(m_d3d12Texture.ReleaseAndGetAddressOf())));
+    if (!done("CreateTexture2D",
+              m_d3d11Device->CreateTexture2D(&description, nullptr,
+                                             m_d3d11Texture.ReleaseAndGetAddressOf())) ||
+        !done("IDXGIResource1", m_d3d11Texture.As(&shareable)) ||
+        !done("GetSharedHandle", shareable->GetSharedHandle(&m_sharedHandle)) ||
+        !done("OpenSharedHandle",
+              m_d3d12Device->OpenSharedHandle(
+                  m_sharedHandle, IID_PPV_ARGS(m_d3d12Texture.ReleaseAndGetAddressOf())))) {
+        return false;
+    }
+    keepMode(frame);
+    return true;
 }
 
 bool DXGICaptureScreen::copyToSharedTexture(ID3D11Texture2D& frame) {
@@ -231,13 +313,14 @@ bool DXGICaptureScreen::createReadback() {
     description.SampleDesc = {1, 0};
     description.Layout = D3D12_TEXTURE_LAYOUT_ROW_MAJOR;
     description.Flags = D3D12_RESOURCE_FLAG_NONE;
-    if (FAILED(m_d3d12Device->CreateCommittedResource(
-            &heap, D3D12_HEAP_FLAG_NONE, &description, D3D12_RESOURCE_STATE_COPY_DEST, nullptr,
-            IID_PPV_ARGS(m_readback.ReleaseAndGetAddressOf())))) {
+    if (!done("CreateCommittedResource",
+              m_d3d12Device->CreateCommittedResource(
+                  &heap, D3D12_HEAP_FLAG_NONE, &description, D3D12_RESOURCE_STATE_COPY_DEST,
+                  nullptr, IID_PPV_ARGS(m_readback.ReleaseAndGetAddressOf())))) {
         return false;
     }
     void* mapped = nullptr;
-    if (FAILED(m_readback->Map(0, nullptr, &mapped))) {
+    if (!done("Map", m_readback->Map(0, nullptr, &mapped))) {
         m_readback.Reset();
         return false;
     }
@@ -255,7 +338,7 @@ bool DXGICaptureScreen::copyToReadback() {
     source.Type = D3D12_TEXTURE_COPY_TYPE_SUBRESOURCE_INDEX;
     source.SubresourceIndex = 0;
     m_commandList->CopyTextureRegion(&destination, 0, 0, 0, &source, nullptr);
-    if (FAILED(m_commandList->Close())) {
+    if (!done("Close", m_commandList->Close())) {
         return false;
     }
     ID3D12CommandList* const lists[] = {m_commandList.Get()};
@@ -267,18 +350,18 @@ bool DXGICaptureScreen::copyToReadback() {
     }
     // The result of the list's reset says whether the next frame can be recorded.
     m_commandAllocator->Reset();
-    return SUCCEEDED(m_commandList->Reset(m_commandAllocator.Get(), nullptr));
+    return done("Reset", m_commandList->Reset(m_commandAllocator.Get(), nullptr));
 }
 
 template <typename Fence, typename Signal>
 bool DXGICaptureScreen::waitForFence(Fence& fence, HANDLE event, Signal signal) {
     const std::uint64_t next = fence.GetCompletedValue() + 1;
     // Without a signal the wait would never end.
-    if (FAILED(signal(next))) {
+    if (!done("Signal", signal(next))) {
         return false;
     }
     if (fence.GetCompletedValue() < next) {
-        if (FAILED(fence.SetEventOnCompletion(next, event))) {
+        if (!done("SetEventOnCompletion", fence.SetEventOnCompletion(next, event))) {
             return false;
         }
         m_operations.WaitForSingleObject(event, INFINITE);
@@ -286,24 +369,61 @@ bool DXGICaptureScreen::waitForFence(Fence& fence, HANDLE event, Signal signal) 
     return true;
 }
 
-void DXGICaptureScreen::copyRectangle(int x, int y, int width, int height,
-                                      unsigned char* dest) const {
+/// Copies the rectangle and reports its rows.
+void DXGICaptureScreen::deliver(int x, int y, int width, int height, unsigned char* dest,
+                                bool rowsKnown) {
     const capture::Cut cut = capture::cutRectangle(
         x, y, width, height, static_cast<int>(m_outputWidth), static_cast<int>(m_outputHeight));
-    const std::uint64_t rowPitch = m_footprint.Footprint.RowPitch;
-    const std::uint64_t rowBytes = std::uint64_t{static_cast<UINT>(cut.width)} * kBytesPerPixel;
-    std::uint64_t offset = static_cast<UINT>(cut.y) * rowPitch +
-                           std::uint64_t{static_cast<UINT>(cut.x)} * kBytesPerPixel;
-    // The buffer has the first frame's size, which need not be the output's.
-    for (int row = 0; row < cut.height && offset + rowBytes <= m_totalSize; ++row) {
-        std::memcpy(dest, m_mapped + offset, rowBytes);
-        offset += rowPitch;
-        dest += rowBytes;
+    const capture::ImageView image = {m_mapped, m_footprint.Footprint.RowPitch,
+                                      static_cast<int>(m_mode->width),
+                                      static_cast<int>(m_mode->height)};
+    capture::copyUpright(image, m_rotation, cut, dest);
+
+    // Rows that were cut short are not at the frame's own row positions.
+    m_dirtyRows.known = rowsKnown && cut.width == width && m_lastRead && m_lastRead->cut == cut &&
+                        m_lastRead->requestedWidth == width && m_lastRead->dest == dest;
+    m_metadata.findRows(image.width, image.height, m_rotation, cut, m_dirtyRows.spans);
+    m_lastRead = Read{cut, width, dest};
+}
+
+bool DXGICaptureScreen::done(const char* call, HRESULT result) {
+    if (FAILED(result)) {
+        m_failedCall = call;
+        m_failedResult = result;
+    }
+    return SUCCEEDED(result);
+}
+
+bool DXGICaptureScreen::fail(bool needsInit) {
+    m_lastRead.reset();  // The frame's rows are lost.
+    const bool isRemoved = deviceRemoved();
+    const bool isFirst = m_failure.reason.empty();
+    m_failure.needsInit = needsInit || isRemoved;
+    m_failure.reason = capture::dxgi::failureReason(
+        m_failedCall, isRemoved ? DXGI_ERROR_DEVICE_REMOVED : m_failedResult);
+    if (isFirst) {
+        HV_WARN("output \"{}\" cannot be captured: {}", m_outputName, m_failure.reason);
+    }
+    return false;
+}
+
+/// Page "ID3D11Device::GetDeviceRemovedReason": tells it after any failure.
+bool DXGICaptureScreen::deviceRemoved() const {
+    return (m_d3d11Device && FAILED(m_d3d11Device->GetDeviceRemovedReason())) ||
+           (m_d3d12Device && FAILED(m_d3d12Device->GetDeviceRemovedReason()));
+}
+
+void DXGICaptureScreen::succeed() {
+    if (!m_failure.reason.empty()) {
+        HV_INFO("output \"{}\" is captured again", m_outputName);
+        m_failure = {};
     }
 }
 
 void DXGICaptureScreen::ReleaseAll() {
     m_initialized = false;
+    m_mode.reset();
+    m_lastRead.reset();
     m_commandQueue.Reset();
     m_d3d12Fence.Reset();
     m_commandList.Reset();

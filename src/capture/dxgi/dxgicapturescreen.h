@@ -1,13 +1,18 @@
 #pragma once
 // Desktop duplication, relayed through two APIs: Direct3D 11 copies the duplicated frame into a
 // shared texture, Direct3D 12 copies that into a buffer that the CPU can read, and the requested
-// rectangle is copied from there to the caller.
+// rectangle is copied from there, upright and opaque, to the caller.
 
 #include <wrl/client.h>
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
+#include "capture/cutrectangle.h"
 #include "capture/dxgi/dxgioperations.h"
+#include "capture/dxgi/framemetadata.h"
+#include "capture/rotation.h"
 #include "capture/screencapturer.h"
 
 class DXGICaptureScreen final : public ScreenCapturer {
@@ -20,15 +25,18 @@ public:
 
     bool InitCapture(const wchar_t* deviceName) override;
 
-    /// Waits without limit for the two GPU copies, and not at all for a new frame. After an
-    /// error, a lost desktop included, the duplication is dropped; the next call makes a new one.
-    /// The first frame's size is kept until InitCapture().
+    /// Waits without limit for the two GPU copies, and not at all for a new frame. A move of the
+    /// pointer is no new frame. After an error, a lost desktop included, the duplication is
+    /// dropped; the next call makes a new one. The first frame's size and rotation are kept: when
+    /// they change, when the device is removed, or when the output is gone, InitCapture() has to
+    /// be called again. The first failure and the end of failing are logged.
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
 
     /// The factory stays.
     void ReleaseAll() override;
 
-    /// Never known here.
+    [[nodiscard]] const CaptureFailure& Failure() const override { return m_failure; }
+
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
@@ -53,11 +61,21 @@ private:
     // The steps of ReadScreenData().
     [[nodiscard]] bool createDuplication();
     void dropDuplication();
-    [[nodiscard]] bool createSharedTexture(ID3D11Texture2D& frame);
+    [[nodiscard]] bool relay(ID3D11Texture2D& frame);
+    [[nodiscard]] bool fits(const D3D11_TEXTURE2D_DESC& frame) const;
+    void keepMode(const D3D11_TEXTURE2D_DESC& frame);
+    [[nodiscard]] bool createSharedTexture(const D3D11_TEXTURE2D_DESC& frame);
     [[nodiscard]] bool copyToSharedTexture(ID3D11Texture2D& frame);
     [[nodiscard]] bool createReadback();
     [[nodiscard]] bool copyToReadback();
-    void copyRectangle(int x, int y, int width, int height, unsigned char* dest) const;
+    void deliver(int x, int y, int width, int height, unsigned char* dest, bool rowsKnown);
+
+    /// Whether `call` has succeeded; keeps what fail() reports.
+    [[nodiscard]] bool done(const char* call, HRESULT result);
+    /// Reports the call that failed last. False.
+    bool fail(bool needsInit);
+    [[nodiscard]] bool deviceRemoved() const;
+    void succeed();
 
     /// Calls `signal` with the fence's completed value plus one and waits until the fence reaches
     /// it. False: signalling or waiting failed, so the copy before it may be incomplete.
@@ -73,6 +91,16 @@ private:
     ComPtr<IDXGIOutputDuplication> m_duplication;
     std::uint32_t m_outputWidth = 0;  ///< Size of the output on the desktop, in pixels.
     std::uint32_t m_outputHeight = 0;
+    /// Of the duplication: how its frames have to be turned.
+    capture::Rotation m_rotation = capture::Rotation::None;
+
+    /// What the shared texture was made for.
+    struct Mode {
+        UINT width = 0;
+        UINT height = 0;
+        capture::Rotation rotation = capture::Rotation::None;
+    };
+    std::optional<Mode> m_mode;
 
     ComPtr<ID3D11Device5> m_d3d11Device;
     ComPtr<ID3D11DeviceContext4> m_d3d11Context;
@@ -99,5 +127,18 @@ private:
     UINT64 m_totalSize = 0;  ///< Bytes.
     const std::uint8_t* m_mapped = nullptr;
 
+    /// The parameters of a read: only after an equal read the rows in between are known.
+    struct Read {
+        capture::Cut cut;
+        int requestedWidth = 0;
+        unsigned char* dest = nullptr;
+    };
+    std::optional<Read> m_lastRead;
+    capture::dxgi::FrameMetadata m_metadata;
     support::DirtyRows m_dirtyRows;
+
+    std::string m_outputName;  ///< UTF-8, as given to InitCapture(), for the log.
+    const char* m_failedCall = "";
+    HRESULT m_failedResult = S_OK;
+    CaptureFailure m_failure;
 };

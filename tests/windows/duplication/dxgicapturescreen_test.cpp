@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "capture/cutrectangle.h"
 #include "support/logcapture.h"
 #include "windows/fakegraphics.h"
 
@@ -21,6 +22,9 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using Calls = std::vector<std::string>;
 
+constexpr DXGI_MODE_ROTATION kRotations[] = {
+    DXGI_MODE_ROTATION_UNSPECIFIED, DXGI_MODE_ROTATION_IDENTITY, DXGI_MODE_ROTATION_ROTATE90,
+    DXGI_MODE_ROTATION_ROTATE180, DXGI_MODE_ROTATION_ROTATE270};
 constexpr wchar_t kSecond[] = L"\\\\.\\DISPLAY2";
 
 class Duplication : public ::testing::Test {
@@ -29,8 +33,6 @@ protected:
         m_machine.adapters = {
             {DXGI_ADAPTER_FLAG_SOFTWARE, {{kSecond, {0, 0, 64, 64}}}},
             {0, {{L"\\\\.\\DISPLAY1", {0, 0, 30, 20}}, {kSecond, {-40, 10, -20, 26}}}}};
-        m_machine.frameWidth = 20;
-        m_machine.frameHeight = 16;
     }
 
     ~Duplication() override {
@@ -41,11 +43,20 @@ protected:
 
     bool init() { return m_capturer->InitCapture(kSecond); }
 
-    bool read() { return read(0, 0, m_machine.frameWidth, m_machine.frameHeight); }
+    bool read() { return read(0, 0, 20, 16); }
     bool read(int x, int y, int width, int height) {
         m_image.assign(static_cast<std::size_t>(width) * height, 0);
         return m_capturer->ReadScreenData(x, y, width, height,
                                           reinterpret_cast<unsigned char*>(m_image.data()));
+    }
+
+    /// Part of the desktop as it is now, opaque.
+    [[nodiscard]] std::vector<std::uint32_t> desktop(int x, int y, int width, int height) const {
+        std::vector<std::uint32_t> pixels;
+        for (int i = 0; i < width * height; ++i) {
+            pixels.push_back(m_machine.pixel(x + i % width, y + i / width));
+        }
+        return pixels;
     }
 
     /// The calls that `action` makes.
@@ -56,6 +67,31 @@ protected:
         return m_machine.calls;
     }
 
+    /// As the sender does: it initialises again where the capturer asks for it.
+    bool readsWithin(int attempts) {
+        for (; attempts > 0; --attempts) {
+            const auto& [x, y, width, height] = m_wanted;
+            if (read(x, y, width, height)) {
+                return true;
+            }
+            if (m_capturer->Failure().needsInit) {
+                init();
+            }
+        }
+        return false;
+    }
+
+    using Rows = std::vector<std::pair<int, int>>;
+    [[nodiscard]] Rows rows() const {
+        Rows result;
+        EXPECT_TRUE(m_capturer->DirtyRows().known);
+        for (const support::RowSpan& span : m_capturer->DirtyRows().spans) {
+            result.emplace_back(span.first, span.count);
+        }
+        return result;
+    }
+
+    capture::Cut m_wanted = {0, 0, 20, 16};
     FakeGraphics m_machine;
     std::unique_ptr<DXGICaptureScreen> m_capturer = std::make_unique<DXGICaptureScreen>(m_machine);
     std::vector<std::uint32_t> m_image;
@@ -111,6 +147,27 @@ TEST_F(Duplication, EveryFailingCallOfInitCaptureMakesItFailAndIsGotOver) {
     }
 }
 
+TEST_F(Duplication, NamesTheReasonWhyItCannotBeHad) {
+    const struct {
+        const char* call;
+        HRESULT result;
+        const char* reason;
+    } cases[] = {
+        {"output11.DuplicateOutput", DXGI_ERROR_UNSUPPORTED, "Settings > System > Display"},
+        {"output11.DuplicateOutput", DXGI_ERROR_NOT_CURRENTLY_AVAILABLE, "too many programs"},
+        {"output11.DuplicateOutput", DXGI_ERROR_SESSION_DISCONNECTED, "remote session"},
+        {"output11.DuplicateOutput", E_NOTIMPL, "no desktop duplication"},
+        {"device11.QueryInterface", E_NOINTERFACE, "too old"},
+        {"D3D12CreateDevice", E_FAIL, "D3D12CreateDevice failed with error 0x80004005"},
+    };
+    for (const auto& one : cases) {
+        m_machine.failing = {{one.call, one.result}};
+        EXPECT_FALSE(init());
+        EXPECT_THAT(m_capturer->Failure().reason, HasSubstr(one.reason));
+        EXPECT_TRUE(m_capturer->Failure().needsInit);
+    }
+}
+
 TEST_F(Duplication, AnEventThatIsMissingWithoutAnErrorIsAccepted) {
     m_machine.failing["CreateEventW"] = E_FAIL;
     EXPECT_TRUE(init());
@@ -122,49 +179,55 @@ TEST_F(Duplication, DeliversFramesAndKeepsItsTextureAndBuffer) {
         m_machine.completed = slow ? 0 : 41;
         ASSERT_TRUE(init());
         for (int frame = 0; frame < 3; ++frame) {
-            ++m_machine.frameNumber;
+            m_machine.present({});
             const Calls calls = callsOf([&] { EXPECT_TRUE(read()); });
-            EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
-            EXPECT_EQ(m_image[16 * 20 - 1], m_machine.pixel(19, 15));
+            EXPECT_EQ(m_image, desktop(0, 0, 20, 16));
             EXPECT_EQ(std::count(calls.begin(), calls.end(), "WaitForSingleObject"), slow ? 2 : 0);
             EXPECT_EQ(std::count(calls.begin(), calls.end(), "device11.CreateTexture2D"),
                       frame == 0 ? 1 : 0);
             EXPECT_EQ(std::count(calls.begin(), calls.end(), "readback.Map"), frame == 0 ? 1 : 0);
             EXPECT_THAT(calls, Contains("duplication.ReleaseFrame"));
         }
-        EXPECT_FALSE(m_capturer->DirtyRows().known);
     }
 }
 
 TEST_F(Duplication, NoNewFrameCostsOneMillisecondAndALostDesktopIsDuplicatedAgain) {
     const tests::LogCapture log;
     ASSERT_TRUE(init());
-    m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_WAIT_TIMEOUT;
+    EXPECT_TRUE(read());
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
                 ElementsAre("duplication.AcquireNextFrame", "Sleep"));
+    m_machine.movePointer();
+    EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()) << "only the pointer has moved"; }),
+                ElementsAre("duplication.AcquireNextFrame", "duplication.ReleaseFrame", "Sleep",
+                            "~resource"));
 
-    m_machine.failing["duplication.AcquireNextFrame"] = DXGI_ERROR_ACCESS_LOST;
+    m_machine.switchDesktop();
     EXPECT_THAT(callsOf([&] { EXPECT_FALSE(read()); }),
                 ElementsAre("duplication.AcquireNextFrame", "duplication.Release",
                             "duplication.Release", "~duplication"));
     EXPECT_EQ(log.count("[debug] error code is -2005270490 "), 1) << log.text();
-    m_machine.failing["output11.DuplicateOutput"] = E_ACCESSDENIED;
+    m_machine.locked = true;
     EXPECT_FALSE(read());
-    m_machine.failing.clear();
+    EXPECT_FALSE(read());
+    EXPECT_THAT(m_capturer->Failure().reason, HasSubstr("secure desktop"));
+    EXPECT_FALSE(m_capturer->Failure().needsInit);
+    m_machine.locked = false;
     EXPECT_TRUE(read());
-    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
+    EXPECT_EQ(m_image, desktop(0, 0, 20, 16));
+    EXPECT_EQ(m_capturer->Failure().reason, "");
+    EXPECT_EQ(log.count("cannot be captured: the desktop was switched"), 1) << log.text();
+    EXPECT_EQ(log.count("cannot be captured"), 1) << log.text();
+    EXPECT_EQ(log.count("DISPLAY2\" is captured again"), 1) << log.text();
 }
 
-TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndKeepsTheFrame) {
-    // A list that did not close needs InitCapture() before the next read.
-    const std::string stuck[] = {"list.Close", "queue.Signal", "fence12.SetEventOnCompletion",
-                                 "list.Reset"};
+TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndIsGotOver) {
     // clang-format off
     const std::string calls[] = {
         "resource.QueryInterface", "device11.CreateTexture2D", "texture11.QueryInterface",
         "shareable.GetSharedHandle", "device12.OpenSharedHandle", "context11.Signal",
         "fence11.SetEventOnCompletion", "device12.CreateCommittedResource", "readback.Map",
-        stuck[0], stuck[1], stuck[2], stuck[3]};
+        "list.Close", "queue.Signal", "fence12.SetEventOnCompletion", "list.Reset"};
     // clang-format on
     for (const std::string& call : calls) {
         for (const HRESULT result : {E_FAIL, E_OUTOFMEMORY, DXGI_ERROR_DEVICE_REMOVED}) {
@@ -176,10 +239,10 @@ TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndKeepsTheFrame) {
                 << call;
             EXPECT_THAT(m_image, Each(0U)) << call;
             m_machine.failing.clear();
-            if (std::count(std::begin(stuck), std::end(stuck), call) == 0) {
-                EXPECT_TRUE(read()) << call;
-                EXPECT_EQ(m_image[21], m_machine.pixel(1, 1)) << call;
-            }
+            m_machine.present({});
+            // A frame that is still acquired costs two reads.
+            EXPECT_TRUE(readsWithin(3)) << call;
+            EXPECT_EQ(m_image, desktop(0, 0, 20, 16)) << call;
         }
     }
 }
@@ -199,7 +262,7 @@ TEST_F(Duplication, CutsTheRectangleAndPacksItsRows) {
     // clang-format on
     ASSERT_TRUE(init());
     for (const auto& one : cases) {
-        ++m_machine.frameNumber;
+        m_machine.present({});
         ASSERT_TRUE(read(one.x, one.y, one.width, one.height));
         std::vector<std::uint32_t> expected;
         for (int i = 0; i < one.rows * one.rowLength; ++i) {
@@ -211,22 +274,111 @@ TEST_F(Duplication, CutsTheRectangleAndPacksItsRows) {
     }
 }
 
-TEST_F(Duplication, KeepsTheFirstFramesSizeUntilItIsInitialisedAgain) {
+TEST_F(Duplication, ShowsRotatedScreensUpright) {
+    for (const auto rotation : kRotations) {
+        m_machine.setMode(1, {-40, 10, -20, 26}, rotation);
+        ASSERT_TRUE(init());
+        ASSERT_TRUE(read()) << rotation;
+        EXPECT_EQ(m_image, desktop(0, 0, 20, 16)) << rotation;
+        m_machine.present({});
+        ASSERT_TRUE(read(3, 2, 11, 13));
+        EXPECT_EQ(m_image, desktop(3, 2, 11, 13)) << rotation;
+    }
+}
+
+TEST_F(Duplication, FollowsAChangeOfModeWhenInitialisedAgain) {
+    const struct {
+        RECT area;
+        DXGI_MODE_ROTATION rotation;
+    } modes[] = {{{-40, 10, -28, 19}, DXGI_MODE_ROTATION_IDENTITY},
+                 {{-40, 10, 0, 40}, DXGI_MODE_ROTATION_IDENTITY},
+                 {{-40, 10, -10, 50}, DXGI_MODE_ROTATION_ROTATE90},  // The texture is the same.
+                 {{-40, 10, -10, 50}, DXGI_MODE_ROTATION_ROTATE270},
+                 {{-40, 10, 0, 40}, DXGI_MODE_ROTATION_ROTATE180}};
     ASSERT_TRUE(init());
     ASSERT_TRUE(read());
-    m_machine.frameWidth = 12;
-    m_machine.frameHeight = 9;
-    m_machine.frameNumber = 3;
-    const Calls calls = callsOf([&] { EXPECT_TRUE(read(0, 0, 20, 16)); });
-    EXPECT_THAT(calls, Not(Contains(HasSubstr("Create"))));
-    EXPECT_EQ(m_image[0], m_machine.pixel(0, 0));
-    EXPECT_EQ(m_image[15 * 20] >> 16 & 0xFF, 0U) << "of the first frame still";
+    for (const auto& mode : modes) {
+        m_machine.setMode(1, mode.area, mode.rotation);
+        const int width = mode.area.right - mode.area.left;
+        const int height = mode.area.bottom - mode.area.top;
+        m_wanted = {0, 0, width, height};
+        EXPECT_TRUE(readsWithin(3));
+        EXPECT_EQ(m_image, desktop(0, 0, width, height)) << width;
+    }
+}
 
-    // A frame smaller than the output: what it lacks is left alone.
+TEST_F(Duplication, ReportsTheRowsThatDirtyAndMoveRectanglesTouch) {
+    const struct {
+        DXGI_MODE_ROTATION rotation;
+        Rows rows;
+    } cases[] = {{DXGI_MODE_ROTATION_IDENTITY, {{1, 3}, {9, 4}}},
+                 {DXGI_MODE_ROTATION_ROTATE90, {{2, 4}, {7, 3}}},
+                 {DXGI_MODE_ROTATION_ROTATE180, {{3, 4}, {12, 3}}},
+                 {DXGI_MODE_ROTATION_ROTATE270, {{6, 3}, {10, 4}}}};
+    for (const auto& one : cases) {
+        m_machine.setMode(1, {-40, 10, -40 + 16, 10 + 16}, one.rotation);
+        ASSERT_TRUE(init());
+        const auto readAll = [&] { return read(0, 0, 16, 16); };
+        ASSERT_TRUE(readAll());
+        EXPECT_FALSE(m_capturer->DirtyRows().known) << "the first frame";
+        // Overlapping and touching rectangles; the moved one's old place is not dirty.
+        m_machine.present({{2, 9, 5, 12}, {3, 10, 6, 13}}, {{{0, 0}, {7, 1, 10, 4}}});
+        ASSERT_TRUE(readAll());
+        EXPECT_EQ(rows(), one.rows) << one.rotation;
+
+        // A region sees its own rows only.
+        ASSERT_TRUE((m_machine.present({}), read(0, 4, 16, 8)));
+        EXPECT_FALSE(m_capturer->DirtyRows().known) << "another rectangle";
+        m_machine.present({{0, 0, 16, 16}});
+        ASSERT_TRUE(read(0, 4, 16, 8));
+        EXPECT_EQ(rows(), (Rows{{0, 8}}));
+    }
+}
+
+TEST_F(Duplication, RowsAreUnknownAfterLostMetadataOrALostFrame) {
     ASSERT_TRUE(init());
-    EXPECT_TRUE(read(0, 0, 12, 16));
-    EXPECT_EQ(m_image[8 * 12], m_machine.pixel(0, 8));
-    EXPECT_EQ(m_image[9 * 12], 0U);
+    ASSERT_TRUE(read());
+    for (const char* const call : {"GetFrameDirtyRects", "GetFrameMoveRects"}) {
+        m_machine.failing[std::string("duplication.") + call] = DXGI_ERROR_MORE_DATA;
+        m_machine.present({{0, 0, 5, 5}}, {{{0, 0}, {7, 1, 10, 4}}});
+        ASSERT_TRUE(read());
+        EXPECT_FALSE(m_capturer->DirtyRows().known) << call;
+        m_machine.failing.clear();
+        m_machine.present({{0, 0, 5, 5}});
+        ASSERT_TRUE(read());
+        EXPECT_EQ(rows(), (Rows{{0, 5}}));
+    }
+    m_machine.failing["context11.Signal"] = E_FAIL;
+    m_machine.present({{0, 7, 5, 9}});
+    EXPECT_FALSE(read());
+    m_machine.failing.clear();
+    EXPECT_TRUE(readsWithin(3));
+    EXPECT_FALSE(m_capturer->DirtyRows().known);
+    // Rows that the output's edge cuts short are not where the frame's rows are.
+    for (int i = 0; i < 2; ++i) {
+        m_machine.present({{0, 0, 5, 5}});
+        ASSERT_TRUE(read(10, 0, 20, 10));
+        EXPECT_FALSE(m_capturer->DirtyRows().known);
+    }
+}
+
+TEST_F(Duplication, ARemovedDeviceAndAnUnpluggedScreenComeBack) {
+    ASSERT_TRUE(init());
+    ASSERT_TRUE(read());
+    m_machine.removeDevice();
+    EXPECT_TRUE(readsWithin(3));
+    EXPECT_EQ(m_image, desktop(0, 0, 20, 16));
+
+    const auto before = m_machine.adapters;
+    auto without = before;
+    without.back().outputs.pop_back();
+    m_machine.rearrange(without);
+    EXPECT_FALSE(readsWithin(5));
+    EXPECT_TRUE(m_capturer->Failure().needsInit);
+    EXPECT_THAT(m_capturer->Failure().reason, HasSubstr("no such output"));
+    m_machine.rearrange(before);
+    EXPECT_TRUE(readsWithin(3));
+    EXPECT_EQ(m_image, desktop(0, 0, 20, 16));
 }
 
 TEST_F(Duplication, ReleasesEverythingButTheFactory) {
