@@ -25,11 +25,13 @@ struct BitWriter {
 /// Bytes the buffer must have behind the last bit of a string that is written or read.
 inline constexpr std::size_t kBitSlack = 24;
 
-/// Appends bits [first, first + count) of the string at `source`.
-void appendBits(BitWriter& writer, const std::uint8_t* source, std::size_t first,
-                std::size_t count);
-
 /// Stores the pending bits, padded with zeros to a whole byte. The string ends before `next`.
-void finishBits(BitWriter& writer);
+inline void finishBits(BitWriter& writer) {
+    if (writer.pendingCount > 0) {
+        *writer.next++ = static_cast<std::uint8_t>(writer.pending);
+    }
+    writer.pending = 0;
+    writer.pendingCount = 0;
+}
 
 }  // namespace speedhq

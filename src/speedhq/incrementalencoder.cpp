@@ -209,8 +209,9 @@ EncodedFramePtr IncrementalEncoder::encodeRows(const FrameView* frame) {
     const bool anyEncoded = std::any_of(m_states.begin(), m_states.end(),
                                         [](const RowState& state) { return state.encoded > 0; });
     if (anyEncoded || !m_packet) {
-        m_packet = assemblePacket(m_rows, m_reference.columns() * 16, m_reference.height(),
-                                  m_quantiser.quality, m_packets, m_maxSliceBytes);
+        m_packet =
+            assemblePacket(m_kernels, m_rows, m_reference.columns() * 16, m_reference.height(),
+                           m_quantiser.quality, m_packets, m_maxSliceBytes);
     }
     return m_packet;
 }

@@ -35,6 +35,10 @@ struct Kernels {
     /// Appends the macroblock's bits, at most kMaxMacroblockBytes, and updates the predictors.
     void (*write)(const MacroblockLevels& levels, const CodeTables& codes, DcPredictors& predictors,
                   BitWriter& writer);
+
+    /// Appends bits [first, first + count) of the string at `source`.
+    void (*append)(BitWriter& writer, const std::uint8_t* source, std::size_t first,
+                   std::size_t count);
 };
 
 /// 8 blocks of a DC, 63 escapes and an end of block.

@@ -167,12 +167,14 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 
 }  // namespace speedhq
 
+#include "speedhq/bitcopy.h"
 #include "speedhq/macroblockwriter.h"
 #include "speedhq/vectorconvert.h"
 #include "speedhq/vectortransform.h"
 
 namespace speedhq {
 
-const Kernels kAvx512Kernels = {"AVX-512", convertBgra, convertUyvy, transform, writeMacroblock};
+const Kernels kAvx512Kernels = {"AVX-512", convertBgra,     convertUyvy,
+                                transform, writeMacroblock, appendBits};
 
 }  // namespace speedhq

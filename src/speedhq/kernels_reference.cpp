@@ -17,6 +17,7 @@ inline std::uint64_t trailingZeros(std::uint64_t bits) {
 
 }  // namespace speedhq
 
+#include "speedhq/bitcopy.h"
 #include "speedhq/macroblockwriter.h"
 
 namespace speedhq {
@@ -189,7 +190,7 @@ void transform(const MacroblockSamples& samples, const Quantiser& quantiser,
 
 }  // namespace
 
-const Kernels kReferenceKernels = {"reference", convertBgraRun, convertUyvyRun, transform,
-                                   writeMacroblock};
+const Kernels kReferenceKernels = {"reference", convertBgraRun,  convertUyvyRun,
+                                   transform,   writeMacroblock, appendBits};
 
 }  // namespace speedhq

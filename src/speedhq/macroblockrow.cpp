@@ -68,7 +68,7 @@ void RowEncoder::reencode(const RowSettings& settings, const MacroblockSamples* 
             ++end;
         }
         predictors = before.dc;
-        appendBits(writer, encoded.bits(), from, before.bit - from);
+        settings.kernels.append(writer, encoded.bits(), from, before.bit - from);
     }
     finish(writer, encoded);
 }

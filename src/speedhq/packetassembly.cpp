@@ -20,8 +20,9 @@ void putLength(std::uint8_t* at, std::size_t length) {
 
 }  // namespace
 
-EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width, int height,
-                               int quality, PacketPool& pool, std::size_t maxSliceBytes) {
+EncodedFramePtr assemblePacket(const Kernels& kernels, const std::vector<EncodedRow>& rows,
+                               int width, int height, int quality, PacketPool& pool,
+                               std::size_t maxSliceBytes) {
     std::array<std::size_t, kSlices> bits{};
     for (std::size_t row = 0; row < rows.size(); ++row) {
         bits[row % kSlices] += rows[row].bitCount();
@@ -44,7 +45,7 @@ EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width, i
     for (std::size_t slice = 0; slice < kSlices; ++slice) {
         BitWriter writer(next + kLengthBytes);
         for (std::size_t row = slice; row < rows.size(); row += kSlices) {
-            appendBits(writer, rows[row].bits(), 0, rows[row].bitCount());
+            kernels.append(writer, rows[row].bits(), 0, rows[row].bitCount());
         }
         finishBits(writer);
         putLength(next, static_cast<std::size_t>(writer.next - next));

@@ -15,7 +15,8 @@ namespace speedhq {
 inline constexpr std::size_t kMaxSliceBytes = (std::size_t{1} << 24) - 1;
 
 /// Null when a slice would be longer than `maxSliceBytes`.
-[[nodiscard]] EncodedFramePtr assemblePacket(const std::vector<EncodedRow>& rows, int width,
+[[nodiscard]] EncodedFramePtr assemblePacket(const Kernels& kernels,
+                                             const std::vector<EncodedRow>& rows, int width,
                                              int height, int quality, PacketPool& pool,
                                              std::size_t maxSliceBytes);
 

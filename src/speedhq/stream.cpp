@@ -39,6 +39,12 @@ EncodedFramePtr Stream::encodeReference() {
 }
 
 void Stream::setBudget(const FrameView& frame) {
+    if (frame.width == m_budgetFor.width && frame.height == m_budgetFor.height &&
+        frame.rateNumerator == m_budgetFor.rateNumerator &&
+        frame.rateDenominator == m_budgetFor.rateDenominator) {
+        return;  // Logarithms are a noticeable part of a small change's cost.
+    }
+    m_budgetFor = frame;
     const double rate = frame.rateDenominator > 0
                             ? static_cast<double>(frame.rateNumerator) / frame.rateDenominator
                             : 0.0;

@@ -36,6 +36,7 @@ private:
 
     IncrementalEncoder m_encoder;
     const Budget m_budget;
+    FrameView m_budgetFor;  ///< The frame whose budget is set.
     RateControl m_rate;
     int m_stillFrames = 0;  ///< Consecutive unchanged frames.
 };

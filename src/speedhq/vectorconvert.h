@@ -75,8 +75,11 @@ inline void replace(std::uint8_t* at, Vec samples, Vec& differences) {
     store(at, samples);
 }
 
-/// Eight macroblocks ahead: hardware prefetching is late for 16 lines in as many memory pages.
-constexpr std::ptrdiff_t kPrefetchDistance = 8 * 64;
+/// Hardware prefetching is late for 16 lines in as many memory pages, and for the previous samples,
+/// which have left the caches since the last frame. Four macroblocks of pixels and two of samples
+/// ahead: more would displace each other in the first-level cache.
+constexpr std::ptrdiff_t kPixelPrefetch = 4 * 64;
+constexpr std::ptrdiff_t kSamplePrefetch = 2 * sizeof(MacroblockSamples);
 
 inline void prefetch(const std::uint8_t* at) {
     _mm_prefetch(reinterpret_cast<const char*>(at), _MM_HINT_T0);
@@ -94,13 +97,17 @@ inline bool convertMacroblock(const std::uint8_t* pixels, std::ptrdiff_t stride,
     std::uint8_t* chroma = &samples.chroma[0][0][0];
     const std::ptrdiff_t eightLines = 8 * stride;
     for (int turn = 0; turn < 16; turn += kUnitsPerTurn) {
+        if (turn % 4 == 0) {
+            prefetch(luma + kSamplePrefetch);
+            prefetch(chroma + kSamplePrefetch);
+        }
         for (int step = 0; step < kUnitsPerTurn; step += kLanes) {
             Vec vectors[4];
             for (int i = 0; i < 4; ++i) {
                 const int unit = step + i / kVectorsPerUnit;
                 const std::uint8_t* const line = pixels + unit / 2 * stride + unit % 2 * eightLines;
                 if (i % kVectorsPerUnit == 0) {
-                    prefetch(line + kPrefetchDistance);
+                    prefetch(line + kPixelPrefetch);
                 }
                 vectors[i] = load(line + i % kVectorsPerUnit * 16 * kLanes);
             }

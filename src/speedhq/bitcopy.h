@@ -1,24 +1,28 @@
-#include "speedhq/bitwriter.h"
+#pragma once
+// Appends a part of one bit string to another. Like macroblockwriter.h it is compiled once per
+// instruction set.
 
-#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
-namespace speedhq {
+#include "speedhq/bitwriter.h"
 
+namespace speedhq {
 namespace {
 
-std::uint64_t load64(const std::uint8_t* at) {
+inline std::uint64_t load64(const std::uint8_t* at) {
     std::uint64_t word;
     std::memcpy(&word, at, sizeof word);
     return word;
 }
 
-void store64(std::uint8_t* at, std::uint64_t word) {
+inline void store64(std::uint8_t* at, std::uint64_t word) {
     std::memcpy(at, &word, sizeof word);
 }
 
 /// Appends `count` bits, at most 56. The bits of `bits` from `count` on are 0.
-void put(BitWriter& writer, std::uint64_t bits, unsigned count) {
+inline void put(BitWriter& writer, std::uint64_t bits, unsigned count) {
     writer.pending |= bits << writer.pendingCount;
     writer.pendingCount += count;
     store64(writer.next, writer.pending);
@@ -27,13 +31,13 @@ void put(BitWriter& writer, std::uint64_t bits, unsigned count) {
     writer.pendingCount &= 7U;
 }
 
-std::uint64_t bitsAt(const std::uint8_t* source, std::size_t first, unsigned count) {
+inline std::uint64_t bitsAt(const std::uint8_t* source, std::size_t first, unsigned count) {
     return (load64(source + first / 8) >> (first % 8)) & ((std::uint64_t{1} << count) - 1);
 }
 
 /// Copies whole bytes from a bit offset of `shift`. The compiler vectorises the loop.
-void copyShifted(std::uint8_t* target, const std::uint8_t* source, unsigned shift,
-                 std::size_t bytes) {
+inline void copyShifted(std::uint8_t* __restrict target, const std::uint8_t* __restrict source,
+                        unsigned shift, std::size_t bytes) {
     if (shift == 0) {
         std::memcpy(target, source, bytes);
         return;
@@ -44,13 +48,11 @@ void copyShifted(std::uint8_t* target, const std::uint8_t* source, unsigned shif
     }
 }
 
-}  // namespace
-
 void appendBits(BitWriter& writer, const std::uint8_t* source, std::size_t first,
                 std::size_t count) {
     // First up to a byte boundary of the target, then whole bytes, then the rest.
-    const auto head =
-        static_cast<unsigned>(std::min<std::size_t>((8 - writer.pendingCount) % 8, count));
+    const unsigned toBoundary = (8 - writer.pendingCount) % 8;
+    const unsigned head = count < toBoundary ? static_cast<unsigned>(count) : toBoundary;
     put(writer, bitsAt(source, first, head), head);
     first += head;
     count -= head;
@@ -65,12 +67,5 @@ void appendBits(BitWriter& writer, const std::uint8_t* source, std::size_t first
     put(writer, bitsAt(source, first, static_cast<unsigned>(count)), static_cast<unsigned>(count));
 }
 
-void finishBits(BitWriter& writer) {
-    if (writer.pendingCount > 0) {
-        *writer.next++ = static_cast<std::uint8_t>(writer.pending);
-    }
-    writer.pending = 0;
-    writer.pendingCount = 0;
-}
-
+}  // namespace
 }  // namespace speedhq
