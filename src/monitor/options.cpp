@@ -3,12 +3,9 @@
 #include <fmt/format.h>
 
 #include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <sstream>
 
 namespace monitor {
 namespace {
@@ -29,14 +26,6 @@ constexpr const char* kFooter =
 Exit codes: 0 done; 1 no such source, or nothing arrived; 2 wrong usage; 3 the source disconnected
 before everything asked for had arrived; 4 the image could not be saved.
 )";
-
-class Formatter : public CLI::Formatter {
-public:
-    [[nodiscard]] std::string make_usage(const CLI::App* /*app*/,
-                                         std::string /*name*/) const override {
-        return kUsage;
-    }
-};
 
 /// Refuses what is not a number above 0 and up to `maximum`; `what` says which kind of number.
 template <typename Number>
@@ -157,40 +146,12 @@ void addOutput(CLI::App& app, Options& options) {
     }
 }
 
-/// What is wrong with the words that no option took: an unknown option, or a second name.
-std::string describeExtras(const std::vector<std::string>& words, const std::string& name) {
-    const auto namesOnly = std::find(words.begin(), words.end(), "--");
-    const auto option = std::find_if(words.begin(), namesOnly,
-                                     [](const auto& word) { return word.rfind('-', 0) == 0; });
-    if (option != namesOnly) {
-        return "unknown option " + *option;
-    }
-    const auto second =
-        std::find_if(words.begin(), words.end(), [](const auto& word) { return word != "--"; });
-    if (second != words.end()) {
-        return fmt::format("two names, \"{}\" and \"{}\"; put a name with spaces in quotes", name,
-                           *second);
-    }
-    return {};
-}
-
-/// Parses into `options`, to which the options of `app` refer. Returns "" or what is wrong.
-std::string parse(CLI::App& app, const std::vector<std::string>& arguments, Options& options) {
-    std::string error;
-    try {
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    } catch (const CLI::ArgumentMismatch& mismatch) {
-        const std::string what = mismatch.what();
-        error = what.substr(0, what.find(':')) + ": the value is missing";
-    } catch (const CLI::Success&) {
-        throw;
-    } catch (const CLI::ParseError& other) {
-        error = other.what();
-    }
-    if (error.empty()) {
-        error = describeExtras(app.remaining(), options.name);
-    }
-    return error.empty() ? checkSources(options) : error;
+/// What is wrong with the words that no option took, and with the sources; "" if nothing is.
+std::string check(const std::vector<std::string>& words, const Options& options) {
+    return words.empty()
+               ? checkSources(options)
+               : fmt::format("two names, \"{}\" and \"{}\"; put a name with spaces in quotes",
+                             options.name, words.front());
 }
 
 }  // namespace
@@ -199,25 +160,18 @@ std::variant<Options, UsageError, Information> parseOptions(
     const std::vector<std::string>& arguments) {
     Options options;
     CLI::App app("Lists the NDI sources on the network, or receives from them.");
-    app.formatter(std::make_shared<Formatter>());
-    app.footer(kFooter);
-    app.allow_windows_style_options(false);  // "/x" is a name on every platform.
-    app.allow_extras();                      // describeExtras() has the better messages.
-    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    support::prepareCommandLine(app, kUsage, kFooter);
     addSources(app, options);
     addReception(app, options);
     addOutput(app, options);
-    app.set_help_flag("-h,--help", "Print this help");
-    app.set_version_flag("--version", "ndimonitor " TARSIN_VERSION, "Print the version");
-    try {
-        const std::string error = parse(app, arguments, options);
-        if (!error.empty()) {
-            return UsageError{error};
-        }
-    } catch (const CLI::Success& asked) {
-        std::ostringstream text;
-        app.exit(asked, text, text);
-        return Information{text.str()};
+    auto result =
+        support::parseCommandLine(app, "ndimonitor " TARSIN_VERSION, arguments,
+                                  [&](const auto& words) { return check(words, options); });
+    if (auto* error = std::get_if<UsageError>(&result)) {
+        return *error;
+    }
+    if (auto* information = std::get_if<Information>(&result)) {
+        return *information;
     }
     return options;
 }

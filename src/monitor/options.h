@@ -7,6 +7,8 @@
 #include <variant>
 #include <vector>
 
+#include "support/commandline.h"
+
 namespace monitor {
 
 struct Options {
@@ -32,15 +34,8 @@ struct Options {
     bool view = false;   ///< Show the source in a window.
 };
 
-/// What is wrong with a command line: one line for the user.
-struct UsageError {
-    std::string message;
-};
-
-/// The text that --help or --version asks for.
-struct Information {
-    std::string text;
-};
+using support::Information;
+using support::UsageError;
 
 /// `arguments` are those behind the program's name.
 [[nodiscard]] std::variant<Options, UsageError, Information> parseOptions(

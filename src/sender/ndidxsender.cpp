@@ -152,6 +152,7 @@ void NdiDxSender::sendFrameThread() {
     std::int64_t lastTick = 0;
     bool sentBefore = false;
     while (m_bRun) {
+        m_passes.fetch_add(1, std::memory_order_relaxed);
         if (!readFrame()) {
             m_timing.sleep(kNoFrameSleepMs);
             continue;

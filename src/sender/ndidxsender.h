@@ -47,6 +47,7 @@ public:
     void reset() override;
     [[nodiscard]] bool isDxSender() const override { return true; }
     [[nodiscard]] bool moveRegion(int x, int y) override;
+    [[nodiscard]] std::uint64_t passes() const override { return m_passes; }
     [[nodiscard]] CaptureStatus captureStatus() const override;
     void setAuxName(std::string name) override;
 
@@ -76,6 +77,7 @@ private:
     int m_sendFrameRate = 0;  ///< 0: the thread does not pace itself.
     bool m_bOpened = false;
     std::atomic<bool> m_bRun{true};
+    std::atomic<std::uint64_t> m_passes{0};
     std::atomic<std::uint64_t> m_position{0};  ///< Of the rectangle: x in the upper half, y.
     std::vector<std::uint32_t> m_frame;  ///< BGRA, unless the capturer keeps the frame itself.
 

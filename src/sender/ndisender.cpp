@@ -221,6 +221,7 @@ void NDISender::sendFrameThread() {
     sender::FrameTimes times;
     bool warnedOfFormat = false;
     while (m_bRun) {
+        m_passes.fetch_add(1, std::memory_order_relaxed);
         const support::FramePtr frame = m_exactRate ? m_queue.popNewest() : m_queue.pop();
         const std::int64_t start = getLocalTimeUs();
         if (!frame) {

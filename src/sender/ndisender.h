@@ -49,6 +49,7 @@ public:
     void pause() override;
     void stop() override;
     void reset() override;
+    [[nodiscard]] std::uint64_t passes() const override { return m_passes; }
     void setAuxName(std::string name) override;
 
 private:
@@ -70,6 +71,7 @@ private:
     std::unique_ptr<std::thread> m_pCaptureThread;
     std::atomic<bool> m_bRun{true};
     std::atomic<bool> m_bOpened{false};
+    std::atomic<std::uint64_t> m_passes{0};
     sender::BgraConverter m_converter;
     int m_x = 0;
     int m_y = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "capture/screencapturer.h"
@@ -38,6 +39,10 @@ public:
     /// Moves the rectangle of a running capture to x,y without a restart, so that no frame is lost.
     /// The caller keeps it inside the screen. False: this sender can't; nothing happens.
     [[nodiscard]] virtual bool moveRegion(int /*x*/, int /*y*/) { return false; }
+
+    /// Counts the passes of the sending thread, with and without a frame: as long as it grows, the
+    /// thread neither hangs nor has it ended. Any thread.
+    [[nodiscard]] virtual std::uint64_t passes() const { return 0; }
 
     /// What the operator has to know about the capture.
     [[nodiscard]] virtual CaptureStatus captureStatus() const { return {}; }

@@ -39,6 +39,19 @@ std::optional<std::string> initializeSdlAndDevices() {
     return std::nullopt;
 }
 
+/// False: a library can't be initialised, which is printed.
+bool initializeLibraries(const NdiSourceCalls& calls) {
+    if (!calls.initializeLibrary()) {
+        std::cout << "ndisender::ndi initialize failed" << std::endl;
+        return false;
+    }
+    if (const std::optional<std::string> failure = calls.initializeMedia()) {
+        std::cout << "ndisender::Could not initialize SDL -" << *failure << std::endl;
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 NdiSourceCalls NdiSourceCalls::real() {
@@ -48,20 +61,22 @@ NdiSourceCalls NdiSourceCalls::real() {
             }};
 }
 
+void createNdiSourceOfName(const std::string& name, NDIlib_send_instance_t& instance,
+                           const NdiSourceCalls& calls) {
+    if (initializeLibraries(calls)) {
+        const NDIlib_send_create_t settings{name.c_str(), nullptr, true, true};
+        instance = calls.create(&settings);
+    }
+}
+
 void createNdiSource(const std::string& name, NDIlib_send_instance_t& instance,
                      const NdiSourceCalls& calls) {
     if (instance != nullptr) {
         calls.destroy(instance);
     }
-    if (!calls.initializeLibrary()) {
-        std::cout << "ndisender::ndi initialize failed" << std::endl;
+    if (!initializeLibraries(calls)) {
         return;
     }
-    if (const std::optional<std::string> failure = calls.initializeMedia()) {
-        std::cout << "ndisender::Could not initialize SDL -" << *failure << std::endl;
-        return;
-    }
-
     NDIlib_send_create_t settings{name.c_str(), nullptr, true, true};
     instance = calls.create(&settings);
     for (int counter = 1; instance == nullptr; ++counter) {

@@ -22,6 +22,11 @@ struct NdiSourceCalls {
     static NdiSourceCalls real();
 };
 
+/// Initialises the libraries and creates a source named `name`, not numbered if that is taken.
+/// `instance` receives the result, null on failure. Blocks for up to three seconds.
+void createNdiSourceOfName(const std::string& name, NDIlib_send_instance_t& instance,
+                           const NdiSourceCalls& calls = NdiSourceCalls::real());
+
 /// Destroys `instance` if set, initialises the libraries and creates a source named `name`; while
 /// that fails, tries name1, name2 ... name16, a second apart. `instance` receives the result, null
 /// when every attempt failed. It keeps its (stale) value when a library can't be initialised, which

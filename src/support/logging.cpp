@@ -29,19 +29,21 @@ spdlog::level::level_enum levelOf(QtMsgType type) {
     return spdlog::level::trace;
 }
 
-void appendSinks(HV::SpdlogBase& application) {
+void appendSinks(HV::SpdlogBase& application, LogConsole console) {
     const QString path = logFilePath("TarsinNDI", "TarsinNDI", "Halvark");
-    application.appendConsoleSink(spdlog::level::trace, kConsolePattern);
+    if (console == LogConsole::Everything) {
+        application.appendConsoleSink(spdlog::level::trace, kConsolePattern);
+    }
     application.appendRotatingFileSink(spdlog::level::trace, kFilePattern,
                                        path.toLocal8Bit().toStdString(), kMaxFileBytes, kMaxFiles);
 }
 
 }  // namespace
 
-void initLogger() {
+void initLogger(LogConsole console) {
     HV::SpdlogBase& application = HV::SpdlogApplication::instance();
     try {
-        appendSinks(application);
+        appendSinks(application, console);
     } catch (const std::exception& failure) {
         std::cout << "Log init failed: " << failure.what() << std::endl;
     } catch (...) {
@@ -49,6 +51,12 @@ void initLogger() {
     }
     application.setupLogger();
     qInstallMessageHandler(qtMessageHandler);
+}
+
+void logWarningsToConsole() {
+    HV::SpdlogBase& application = HV::SpdlogApplication::instance();
+    application.appendConsoleSink(spdlog::level::warn, kConsolePattern);
+    application.setupLogger();
 }
 
 QString logFilePath(const QString& appFolder, const QString& fileName,

@@ -64,4 +64,19 @@ TEST(DxSenderOnX11, SendsNothingOfItsOwnAccord) {
     EXPECT_TRUE(arrives(painter.screen({0, 0, 640, 480})));
 }
 
+TEST(DxSenderOnX11, MovesItsRegionOnAStillScreen) {
+    const auto display = VirtualDisplay::xvfb("640x480x24");
+    const tests::DisplayVariable variable(display.name());
+    tests::Painter painter(display.name());
+    painter.fill(painter.root(), {320, 200, 100, 100}, 0x123456);
+    recording::begin();
+    NdiDxSender sender("name", nullptr);
+    EXPECT_FALSE(sender.moveRegion(0, 0)) << "nothing is captured";
+    ASSERT_TRUE(sender.initParmeter(0, 0, 120, 80, 30, "screen"));
+    sender.start();
+    ASSERT_TRUE(arrives(painter.screen({0, 0, 120, 80})));
+    EXPECT_TRUE(sender.moveRegion(310, 230));
+    EXPECT_TRUE(arrives(painter.screen({310, 230, 120, 80})));
+}
+
 }  // namespace

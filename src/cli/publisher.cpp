@@ -1,0 +1,140 @@
+#include "cli/publisher.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "ndi/ndilibrary.h"
+#include "ndi/wire/sourcename.h"
+#include "sender/ndisource.h"
+#include "support/log.h"
+
+namespace cli {
+namespace {
+
+/// An operator who names a source expects this name, so a taken one is not numbered.
+Collaborators withExactName(Collaborators collaborators) {
+    collaborators.createSource = [](const std::string& name, NDIlib_send_instance_t& instance) {
+        createNdiSourceOfName(name, instance);
+    };
+    return collaborators;
+}
+
+}  // namespace
+
+Publisher::Publisher(Collaborators collaborators, session::ScreenList list, Plan plan)
+    : m_session(withExactName(std::move(collaborators))),
+      m_list(std::move(list)),
+      m_target(std::move(plan.target)) {
+    m_session.forceGrab(plan.forceGrab);
+    ndi::configureOutput(std::move(plan.output));
+}
+
+std::string Publisher::begin() {
+    const std::string& name = m_target.senderName;
+    m_session.createSource(name);
+    if (!m_session.hasSource() || !session::changedName(m_session.status(), name).empty()) {
+        m_session.close();
+        return fmt::format(
+            "no source \"{}\" can be created: another source on the network has this name (end it, "
+            "or choose another one with --name), or the log tells another cause",
+            ndi::wire::instanceName(ndi::wire::machineName(), name));
+    }
+    m_session.createSender(name);
+    m_session.open(m_target);
+    m_session.sender()->start();
+    return {};
+}
+
+std::string Publisher::setRegion(const session::Rectangle& region) {
+    session::Target wanted = m_target;
+    std::string error;
+    if (!chooseRegion(region, wanted, error)) {
+        return error;
+    }
+    if (region != m_target.region) {
+        HV_INFO("the region is set to {}", geometry(region));
+        m_target = std::move(wanted);
+        if (m_paused || m_changed || !m_session.moveRegion(region)) {
+            apply();
+        }
+    }
+    return {};
+}
+
+std::string Publisher::setScreen(const std::string& screen) {
+    session::Target wanted = m_target;
+    std::string error;
+    if (!chooseScreen(m_list, screen, wanted, error)) {
+        return error;
+    }
+    if (wanted.screenIndex != m_target.screenIndex || wanted.region != m_target.region) {
+        HV_INFO("screen {} is chosen: {}", wanted.screenIndex,
+                describeScreen(m_list, wanted.screenIndex));
+        m_target = std::move(wanted);
+        apply();
+    }
+    return {};
+}
+
+void Publisher::apply() {
+    if (m_paused) {
+        m_changed = true;
+        return;
+    }
+    restart();
+    m_session.sender()->start();
+}
+
+void Publisher::restart() {
+    m_session.sender()->reset();
+    m_session.open(m_target);
+    m_changed = false;
+}
+
+void Publisher::pause() {
+    if (!std::exchange(m_paused, true)) {
+        HV_INFO("\"{}\" is paused", m_target.senderName);
+        m_session.sender()->pause();
+    }
+}
+
+void Publisher::resume() {
+    if (!std::exchange(m_paused, false)) {
+        return;
+    }
+    HV_INFO("\"{}\" continues", m_target.senderName);
+    if (m_changed) {
+        restart();
+    }
+    m_session.sender()->start();
+}
+
+Publisher::State Publisher::state() const {
+    State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender(),
+                   m_session.sender()->captureStatus().text};
+    return state;
+}
+
+void Publisher::followCapture() {
+    const CaptureStatus status = m_session.sender()->captureStatus();
+    if (m_paused) {
+        return;
+    }
+    if (!status.output.empty() && status.output != m_target.output) {
+        if (const std::string error = setScreen(status.output); !error.empty()) {
+            HV_WARN("the desktop granted another screen than the one asked for: {}", error);
+        }
+    }
+    if (status.ended) {
+        HV_WARN("sending is paused: {}", status.text);
+        pause();
+    }
+}
+
+bool Publisher::isAlive() {
+    const std::uint64_t passes = m_session.sender()->passes();
+    return std::exchange(m_lastPasses, passes) != passes || m_paused;
+}
+
+}  // namespace cli

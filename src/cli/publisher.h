@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+
+#include "cli/plan.h"
+
+namespace cli {
+
+/// Sends by a plan, and changes what is sent. One thread.
+class Publisher {
+public:
+    Publisher(Collaborators collaborators, session::ScreenList list, Plan plan);
+
+    /// Puts the source on the network and starts sending. "" or why it can't; nothing is left of
+    /// the attempt then. Blocks for about a second.
+    [[nodiscard]] std::string begin();
+
+    /// What an operator can ask for. Each returns "", or why it is not possible; what was in force
+    /// remains then. What changes while paused takes effect when sending continues.
+    [[nodiscard]] std::string setRegion(const session::Rectangle& region);
+    [[nodiscard]] std::string setScreen(const std::string& screen);
+    void pause();
+    void resume();
+
+    struct State {
+        ndi::SourceStatus source;
+        session::Target target;
+        bool paused = false;
+        bool grabbing = false;  ///< Captures through FFmpeg.
+        std::string problem;    ///< Why there are no frames; "" while all is well.
+    };
+    [[nodiscard]] State state() const;
+
+    /// Pauses when the desktop has withdrawn the screen, and follows it to another output. To be
+    /// called now and then in a Wayland session.
+    void followCapture();
+
+    /// Whether the sending thread has run since the last call; always true while paused.
+    [[nodiscard]] bool isAlive();
+
+    /// Withdraws the source from the network.
+    void end() { m_session.close(); }
+
+private:
+    void apply();
+    void restart();
+
+    session::SendSession m_session;
+    const session::ScreenList m_list;
+    session::Target m_target;
+    bool m_paused = false;
+    bool m_changed = false;  ///< m_target since the sender was opened.
+    std::uint64_t m_lastPasses = 0;
+};
+
+}  // namespace cli
