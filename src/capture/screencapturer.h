@@ -6,9 +6,22 @@
 
 #include "support/dirtyrows.h"
 
-/// What an operator has to know about a capture that depends on others.
+/// Why a capture that depends on others delivers no frames.
+enum class CaptureState {
+    Running,      ///< It does, or has not been started.
+    Asking,       ///< The user has to grant the screen in the desktop's window.
+    Unanswered,   ///< As before, and has not done so for a long time.
+    FirstChange,  ///< The desktop sends the first frame with the first change on the screen.
+    Interrupted,  ///< Something is gone that the capture needs; it goes on when that is back.
+    Refused,      ///< By the user.
+    Stopped,      ///< By the user, from the desktop.
+    Unable,       ///< Something is missing.
+};
+
+/// What an operator has to know about such a capture.
 struct CaptureStatus {
-    std::string text;    ///< Why there are no frames, in one sentence; "" while all is well.
+    CaptureState state = CaptureState::Running;
+    std::string text;    ///< The state and its reason in an English sentence; "": Running.
     bool ended = false;  ///< No frame comes until the capture is started again.
     std::string output;  ///< The output that is captured where it is not the one asked for.
 };

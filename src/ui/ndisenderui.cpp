@@ -9,6 +9,7 @@
 
 #include "support/log.h"
 #include "support/settings.h"
+#include "ui/capturenote.h"
 #include "ui/captureroi.h"
 #include "ui/desktop.h"
 #include "ui/sourcedisplay.h"
@@ -97,7 +98,7 @@ void NDISenderUI::lookAtCapture() {
     if (sending && status.ended) {
         slotStartSend();  // Pauses, as the button would.
     }
-    const std::string note = sending || status.ended ? status.text : "";
+    const std::string note = sending || status.ended ? ui::captureNote(status).toStdString() : "";
     if (note != m_captureNote) {
         m_captureNote = note;
         m_pStartBtn->setToolTip(QString::fromStdString(note));

@@ -81,7 +81,9 @@ TEST_F(Window, EmbedsEveryImageOfTheStyleSheet) {
 TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
     const QStringList wanted =
         QString(
-            "zhCancalStr zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
+            "zhCancalStr zhCaptureAskingStr zhCaptureFirstChangeStr zhCaptureInterruptedStr "
+            "zhCaptureRefusedStr zhCaptureStoppedStr zhCaptureUnableStr zhCaptureUnansweredStr "
+            "zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
             "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "
             "zhNoReceiversStr zhNoScreenImageStr zhNoSourceStr zhNotAnnouncedStr zhNothingSentStr "
             "zhOkStr zhOnAirStr zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr "

@@ -16,8 +16,8 @@ using support::wayland::Output;
 /// Streams pause for a moment when the format changes; a longer pause is a loss.
 constexpr milliseconds kPauseGrace(700);
 
-/// When the user stops the sharing, PipeWire can tell that the stream has gone before the portal tells
-/// why.
+/// When the user stops the sharing, PipeWire can tell that the stream has gone before the portal
+/// tells why.
 constexpr milliseconds kClosedGrace(500);
 
 /// From the grant to the stream's first state "streaming".
@@ -74,6 +74,7 @@ CastSession::CastSession(std::string screen, TokenStore tokens, FrameBox& box)
       m_box(box),
       m_tokenScreen(m_screen) {
     setStatus(
+        CaptureState::Asking,
         "waiting for the permission to capture the screen: choose it in the desktop's window");
     m_thread = std::thread(&CastSession::run, this);
 }
@@ -88,15 +89,29 @@ CaptureStatus CastSession::status() const {
     return m_status;
 }
 
-void CastSession::setStatus(const std::string& text, bool ended) {
+void CastSession::setStatus(CaptureState state, const std::string& text) {
     const std::lock_guard lock(m_mutex);
+    m_status.state = state;
     m_status.text = text;
-    m_status.ended = ended;
+    m_status.ended = state == CaptureState::Refused || state == CaptureState::Stopped ||
+                     state == CaptureState::Unable;
 }
 
 std::string CastSession::shown() const {
     const std::string& name = m_given.empty() ? m_screen : m_given;
     return name.empty() ? "of the user's choice" : "\"" + name + "\"";
+}
+
+/// The state of a cast that has ended for good.
+CaptureState CastSession::stateAfter(End end) {
+    switch (end) {
+        case End::Refused:
+            return CaptureState::Refused;
+        case End::Closed:
+            return CaptureState::Stopped;
+        default:
+            return CaptureState::Unable;
+    }
 }
 
 void CastSession::run() {
@@ -110,14 +125,14 @@ void CastSession::run() {
         if (!canRecover(ending)) {
             MODULE_WARN("no screen capture from output {}: {}. Press start to ask again.", shown(),
                         ending.text);
-            setStatus(ending.text + "; press start to ask again", true);
+            setStatus(stateAfter(ending.end), ending.text + "; press start to ask again");
             return;
         }
         if (!std::exchange(m_interrupted, true)) {
             MODULE_WARN("the capture of output {} was interrupted: {}; waiting to go on", shown(),
                         ending.text);
         }
-        setStatus("interrupted: " + ending.text);
+        setStatus(CaptureState::Interrupted, "interrupted: " + ending.text);
         waitForRecovery();
     }
 }
@@ -256,7 +271,8 @@ void CastSession::noteStream(const Portal& portal, const Stream& stream) {
     }
     if (stream.frames() == 0) {
         if (stream.streaming()) {
-            setStatus("the image comes with the first change on the screen");
+            setStatus(CaptureState::FirstChange,
+                      "the image comes with the first change on the screen");
         }
         return;
     }
@@ -268,7 +284,7 @@ void CastSession::noteStream(const Portal& portal, const Stream& stream) {
                     stream.size().second);
     }
     m_size = stream.size();
-    setStatus("");
+    setStatus(CaptureState::Running, "");
 }
 
 void CastSession::sayWhatThereIs(const Portal& portal, const std::string& server) {

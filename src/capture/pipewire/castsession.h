@@ -50,6 +50,7 @@ private:
         std::string text;
     };
 
+    [[nodiscard]] static CaptureState stateAfter(End end);
     void run();
     [[nodiscard]] Ending cast();
     [[nodiscard]] bool ask(Portal& portal, Grant& grant, PortalFailure& failure);
@@ -62,7 +63,7 @@ private:
     [[nodiscard]] bool canRecover(const Ending& ending);
     [[nodiscard]] bool outputThere();
     void waitForRecovery();
-    void setStatus(const std::string& text, bool ended = false);
+    void setStatus(CaptureState state, const std::string& text);
     [[nodiscard]] std::string shown() const;
 
     const std::string m_screen;

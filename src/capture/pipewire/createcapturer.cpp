@@ -55,7 +55,10 @@ public:
         if (m_real) {
             return m_real->Status();
         }
-        return {m_error, !m_error.empty(), ""};
+        if (m_error.empty()) {
+            return {};
+        }
+        return {CaptureState::Unable, m_error, true, ""};
     }
 
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override {
