@@ -5,7 +5,7 @@ find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 pkg_check_modules(avahi REQUIRED IMPORTED_TARGET avahi-client)
 pkg_check_modules(xcb REQUIRED IMPORTED_TARGET
-    xcb xcb-shm xcb-damage xcb-randr xcb-xfixes)
+    xcb xcb-shm xcb-damage xcb-randr xcb-xfixes xcb-xinput)
 # For the Wayland module alone; the programs don't link them.
 pkg_check_modules(wayland REQUIRED IMPORTED_TARGET wayland-client)
 pkg_check_modules(pipewire REQUIRED IMPORTED_TARGET libpipewire-0.3)

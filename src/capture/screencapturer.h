@@ -38,12 +38,16 @@ class ScreenCapturer {
 public:
     virtual ~ScreenCapturer() = default;
 
+    /// Whether frames show the pointer, as they do not at first. Holds from the next InitCapture()
+    /// on.
+    virtual void DrawPointer(bool draw) { (void)draw; }
+
     /// (Re)builds everything for the output named `deviceName`; null: the first output found.
     /// False: there is no such output, or the platform refuses; a later call may succeed.
     virtual bool InitCapture(const wchar_t* deviceName) = 0;
 
-    /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, without the pointer,
-    /// rows packed one after another. The rectangle is cut at the output's edge:
+    /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, rows packed
+    /// one after another. The rectangle is cut at the output's edge:
     ///   x0 = x if 0 <= x <= output width, else 0;  x1 = min(x + width, output width);  y alike;
     /// rows are then (x1 - x0) pixels long, and `dest` is unchanged after the last row.
     /// `dest` holds width * height * 4 bytes. Between two calls with the same arguments only this

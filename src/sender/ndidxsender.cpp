@@ -83,6 +83,7 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
         deviceName.clear();
     }
     const std::lock_guard lock(m_captureMutex);
+    m_capturer->DrawPointer(m_options.drawPointer);
     return m_capturer->InitCapture(deviceName.c_str());
 }
 

@@ -87,7 +87,7 @@ bool NDISender::openDevice(const std::string& rate) {
     AVDictionary* options = nullptr;
     av_dict_set_int(&options, device.optionX, m_x, 0);
     av_dict_set_int(&options, device.optionY, m_y, 0);
-    av_dict_set_int(&options, "draw_mouse", 0, 0);
+    av_dict_set_int(&options, "draw_mouse", m_options.drawPointer ? 1 : 0, 0);
     std::fputs(size.c_str(), stdout);
     av_dict_set(&options, "video_size", size.c_str(), 0);
     av_dict_set(&options, "framerate", rate.c_str(), 0);

@@ -28,6 +28,11 @@ SenderOptions readSenderOptions(const std::function<std::string(const char* key)
     } else {
         HV_WARN("setting exactFrameRate is \"{}\", expected is 0, 1 or ntsc; using 0", rate);
     }
+    const std::string pointer = read("drawPointer");
+    options.drawPointer = pointer == "1";
+    if (!pointer.empty() && pointer != "0" && pointer != "1") {
+        HV_WARN("setting drawPointer is \"{}\", expected is 0 or 1; using 0", pointer);
+    }
     return options;
 }
 

@@ -17,13 +17,14 @@ enum class RateMode {
 /// The defaults are those of a settings file without the keys.
 struct SenderOptions {
     RateMode rateMode = RateMode::Paced;
+    bool drawPointer = false;  ///< Frames show the pointer.
 };
 
 /// The mode that a text of the key `exactFrameRate` means; nothing for a wrong one.
 [[nodiscard]] std::optional<RateMode> rateModeOf(const std::string& text);
 
-/// Reads the key `exactFrameRate` through `read`, which gives the text of a key, "" when it is
-/// absent. A wrong value is logged with what was expected, and the default holds.
+/// Reads the keys `exactFrameRate` and `drawPointer` through `read`, which gives the text of a key,
+/// "" when it is absent. A wrong value is logged with what was expected, and the default holds.
 [[nodiscard]] SenderOptions readSenderOptions(
     const std::function<std::string(const char* key)>& read);
 

@@ -68,8 +68,9 @@ const Output* grantedOutput(const std::vector<Output>& outputs, const std::strin
     return found != outputs.end() ? &*found : nullptr;
 }
 
-CastSession::CastSession(std::string screen, TokenStore tokens, FrameBox& box)
+CastSession::CastSession(std::string screen, bool withPointer, TokenStore tokens, FrameBox& box)
     : m_screen(std::move(screen)),
+      m_withPointer(withPointer),
       m_tokens(std::move(tokens)),
       m_box(box),
       m_tokenScreen(m_screen) {
@@ -139,7 +140,7 @@ void CastSession::run() {
 
 /// One session with the portal, from its beginning to its end.
 CastSession::Ending CastSession::cast() {
-    Portal portal(m_loop);
+    Portal portal(m_loop, m_withPointer);
     PortalFailure failure;
     Grant grant;
     if (!portal.connect(failure)) {
@@ -294,10 +295,17 @@ void CastSession::sayWhatThereIs(const Portal& portal, const std::string& server
     const PortalOffer& offer = portal.offer();
     MODULE_INFO(
         "{}; PipeWire: library {}, server {}{}{}", offer.describe(), pw_get_library_version(),
-        server.empty() ? "not asked" : server,
-        offer.bestCursorMode() == CursorEmbedded ? "; it can't leave the pointer out of the frames"
-                                                 : "",
+        server.empty() ? "not asked" : server, aboutPointer(offer),
         offer.canPersist() ? "" : "; it is too old to keep a permission, so every start asks");
+}
+
+const char* CastSession::aboutPointer(const PortalOffer& offer) const {
+    const bool embedded = offer.bestCursorMode(m_withPointer) == CursorEmbedded;
+    if (embedded == m_withPointer) {
+        return "";
+    }
+    return embedded ? "; it can't leave the pointer out of the frames"
+                    : "; it can't draw the pointer into the frames";
 }
 
 bool CastSession::canRecover(const Ending& ending) {

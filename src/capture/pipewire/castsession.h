@@ -29,8 +29,9 @@ namespace capture::pipewire {
 /// what the user refuses or stops ends the session.
 class CastSession {
 public:
-    /// Starts at once. `screen`: the output's name, "" for the user's choice. `box` outlives this.
-    CastSession(std::string screen, TokenStore tokens, FrameBox& box);
+    /// Starts at once. `screen`: the output's name, "" for the user's choice. `withPointer`: the
+    /// frames show the pointer. `box` outlives this.
+    CastSession(std::string screen, bool withPointer, TokenStore tokens, FrameBox& box);
 
     /// Ends the cast.
     ~CastSession();
@@ -63,10 +64,12 @@ private:
     [[nodiscard]] bool canRecover(const Ending& ending);
     [[nodiscard]] bool outputThere();
     void waitForRecovery();
+    [[nodiscard]] const char* aboutPointer(const PortalOffer& offer) const;
     void setStatus(CaptureState state, const std::string& text);
     [[nodiscard]] std::string shown() const;
 
     const std::string m_screen;
+    const bool m_withPointer;
     const TokenStore m_tokens;
     FrameBox& m_box;
     EventLoop m_loop;

@@ -19,12 +19,15 @@ std::unique_ptr<ScreenCapturer> fromModule(std::string& error) {
 /// Stands for the module's capturer from the first InitCapture() that finds it.
 class LateCapturer : public ScreenCapturer {
 public:
+    void DrawPointer(bool draw) override { m_drawsPointer = draw; }
+
     bool InitCapture(const wchar_t* deviceName) override {
         if (!m_real) {
             m_error.clear();
             m_real = fromModule(m_error);
         }
         if (m_real) {
+            m_real->DrawPointer(m_drawsPointer);
             return m_real->InitCapture(deviceName);
         }
         HV_WARN(
@@ -68,6 +71,7 @@ public:
 private:
     std::unique_ptr<ScreenCapturer> m_real;
     std::string m_error;
+    bool m_drawsPointer = false;
     support::DirtyRows m_none;
 };
 

@@ -25,7 +25,7 @@ bool PipeWireCaptureScreen::InitCapture(const wchar_t* deviceName) {
     const std::string screen = deviceName != nullptr ? support::utf8FromWide(deviceName) : "";
     m_resumed = false;
     m_box.forgetReads();
-    if (m_session) {
+    if (m_session && m_castsPointer == m_drawsPointer) {
         const CaptureStatus status = m_session->status();
         if (!status.ended && (screen == m_session->screen() || screen == status.output)) {
             return true;
@@ -37,7 +37,8 @@ bool PipeWireCaptureScreen::InitCapture(const wchar_t* deviceName) {
 
 void PipeWireCaptureScreen::begin(const std::string& screen) {
     ReleaseAll();
-    auto session = std::make_shared<CastSession>(screen, m_tokens, m_box);
+    auto session = std::make_shared<CastSession>(screen, m_drawsPointer, m_tokens, m_box);
+    m_castsPointer = m_drawsPointer;
     const std::lock_guard lock(m_mutex);
     m_session = std::move(session);
 }

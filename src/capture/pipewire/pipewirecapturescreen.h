@@ -22,6 +22,7 @@ public:
     explicit PipeWireCaptureScreen(capture::pipewire::TokenStore tokens);
     ~PipeWireCaptureScreen() override;
 
+    void DrawPointer(bool draw) override { m_drawsPointer = draw; }
     bool InitCapture(const wchar_t* deviceName) override;
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
     [[nodiscard]] bool ReadsAnyRectangle() const override { return true; }
@@ -36,7 +37,9 @@ private:
     const capture::pipewire::TokenStore m_tokens;
     capture::pipewire::FrameBox m_box;
     support::DirtyRows m_dirtyRows;
-    bool m_resumed = true;       ///< Resume() was called since InitCapture().
-    mutable std::mutex m_mutex;  ///< Guards the pointer; the session guards itself.
+    bool m_drawsPointer = false;
+    bool m_castsPointer = false;  ///< What the session was begun with.
+    bool m_resumed = true;        ///< Resume() was called since InitCapture().
+    mutable std::mutex m_mutex;   ///< Guards the pointer; the session guards itself.
     std::shared_ptr<capture::pipewire::CastSession> m_session;
 };

@@ -77,7 +77,10 @@ std::string listed(std::uint32_t bits, std::initializer_list<const char*> names)
 
 }  // namespace
 
-CursorMode PortalOffer::bestCursorMode() const {
+CursorMode PortalOffer::bestCursorMode(bool withPointer) const {
+    if (withPointer && (cursorModes & CursorEmbedded) != 0) {
+        return CursorEmbedded;
+    }
     for (const CursorMode mode : {CursorHidden, CursorMetadata}) {
         if ((cursorModes & mode) != 0) {
             return mode;
@@ -269,7 +272,7 @@ bool Portal::requestMonitor(const std::string& token,
     add(options, "types", g_variant_new_uint32(kMonitorSource));
     add(options, "multiple", g_variant_new_boolean(FALSE));
     if (m_offer.version >= 2) {
-        add(options, "cursor_mode", g_variant_new_uint32(m_offer.bestCursorMode()));
+        add(options, "cursor_mode", g_variant_new_uint32(m_offer.bestCursorMode(m_withPointer)));
     }
     if (m_offer.canPersist()) {
         add(options, "persist_mode", g_variant_new_uint32(kPersistUntilRevoked));

@@ -28,8 +28,9 @@ struct PortalOffer {
     /// Permissions can be kept since version 4.
     [[nodiscard]] bool canPersist() const { return version >= 4; }
 
-    /// Hidden where the portal can; else apart from the frame, where we leave it out; else 2.
-    [[nodiscard]] CursorMode bestCursorMode() const;
+    /// With the pointer: embedded where the portal can. Without: hidden where it can, else apart
+    /// from the frame, where we leave it out. Else what there is.
+    [[nodiscard]] CursorMode bestCursorMode(bool withPointer) const;
 
     /// For a log line.
     [[nodiscard]] std::string describe() const;
@@ -59,7 +60,7 @@ struct PortalFailure {
 /// Every call blocks that thread, ends with the loop, and handles the loop's events meanwhile.
 class Portal {
 public:
-    explicit Portal(EventLoop& loop) : m_loop(loop) {}
+    Portal(EventLoop& loop, bool withPointer) : m_loop(loop), m_withPointer(withPointer) {}
     ~Portal();
     Portal(const Portal&) = delete;
     Portal& operator=(const Portal&) = delete;
@@ -113,6 +114,7 @@ private:
     void closeSession();
 
     EventLoop& m_loop;
+    const bool m_withPointer;
     std::unique_ptr<GDBusConnection, Unref> m_bus;
     PortalOffer m_offer;
     std::string m_session;  ///< Object path.

@@ -66,7 +66,7 @@ void ScreenSession::waitForEvent(const Interrupt& interrupt, std::chrono::millis
     xcb_flush(m_connection->get());
     // XCB may have read events together with a reply; the socket would not show them.
     poll();
-    if (!m_monitorsChanged && !(m_damage && m_damage->pending()) && alive()) {
+    if (!hasNews() && alive()) {
         interrupt.wait(xcb_get_file_descriptor(m_connection->get()), limit);
     }
 }
@@ -77,9 +77,23 @@ void ScreenSession::handleEvent(const xcb_generic_event_t& event) {
         (m_randrEvent && (type == *m_randrEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                           type == *m_randrEvent + XCB_RANDR_NOTIFY))) {
         m_monitorsChanged = true;
-    } else if (m_damage) {
+        return;
+    }
+    if (m_damage) {
         m_damage->handleEvent(event);
     }
+    if (m_pointer) {
+        m_pointer->handleEvent(event);
+    }
+}
+
+bool ScreenSession::hasNews() const {
+    return m_monitorsChanged || (m_damage && m_damage->pending()) ||
+           (m_pointer && m_pointer->pending());
+}
+
+void ScreenSession::watchPointer() {
+    m_pointer = PointerWatch::watch(*m_connection);
 }
 
 bool ScreenSession::takeMonitorsChanged() {

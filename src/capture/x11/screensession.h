@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "capture/x11/interrupt.h"
+#include "capture/x11/pointerwatch.h"
 #include "capture/x11/rootdamage.h"
 #include "capture/x11/rootreader.h"
 #include "support/x11/connection.h"
@@ -33,6 +34,9 @@ public:
     /// Returns early when the interrupt is raised, when another event comes, or after `limit`.
     void waitForEvent(const Interrupt& interrupt, std::chrono::milliseconds limit);
 
+    /// From now on the pointer's moves and changes are news, too. Makes round trips.
+    void watchPointer();
+
     [[nodiscard]] bool alive() const { return m_connection->alive(); }
 
     /// The monitors may have changed since the last call.
@@ -42,6 +46,8 @@ public:
 
     /// Null when the server lacks the DAMAGE extension.
     [[nodiscard]] RootDamage* damage() const { return m_damage.get(); }
+    /// Null without watchPointer(), and when the server can't tell about its pointer.
+    [[nodiscard]] PointerWatch* pointer() const { return m_pointer.get(); }
     [[nodiscard]] RootReader& reader() { return m_reader; }
 
 private:
@@ -49,10 +55,12 @@ private:
                   EventFilter filter);
     void watchMonitors();
     void handleEvent(const xcb_generic_event_t& event);
+    [[nodiscard]] bool hasNews() const;
 
     std::unique_ptr<support::x11::Connection> m_connection;
     const EventFilter m_filter;
     std::unique_ptr<RootDamage> m_damage;
+    std::unique_ptr<PointerWatch> m_pointer;
     RootReader m_reader;
     std::optional<std::uint8_t> m_randrEvent;  ///< RandR's first event code; nothing without RandR.
     bool m_monitorsChanged = false;

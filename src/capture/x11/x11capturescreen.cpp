@@ -60,8 +60,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     warnOfWayland();
     m_display = m_givenDisplay.empty() ? variable("DISPLAY") : m_givenDisplay;
     std::string error;
-    m_session = ScreenSession::open(m_display, m_eventFilter, error);
-    if (!m_session) {
+    if (!openSession(error)) {
         HV_WARN("capturing from X display \"{}\" failed: {}", m_display, error);
         return false;
     }
@@ -98,6 +97,16 @@ void X11CaptureScreen::ReleaseAll() {
     m_output.reset();
     m_session.reset();
     m_dirtyRows = {};
+    m_drawn.forget();
+    m_shown = {};
+}
+
+bool X11CaptureScreen::openSession(std::string& error) {
+    m_session = ScreenSession::open(m_display, m_eventFilter, error);
+    if (m_session && m_drawsPointer) {
+        m_session->watchPointer();
+    }
+    return m_session != nullptr;
 }
 
 bool X11CaptureScreen::ReadScreenData(int x, int y, int width, int height, unsigned char* dest) {
@@ -146,19 +155,53 @@ unsigned char* X11CaptureScreen::readNow(const Rect& wanted, unsigned char* dest
     unsigned char* const pixels = own != nullptr ? own : dest;
 
     const Read read = {cut, *m_output, wanted.width, pixels};
+    const capture::DrawnPointer::Frame frame = {pixels, strideOf(area), cut.width, cut.height};
+    const support::RowSpan pointerBefore = m_drawn.part();
+    if (m_lastRead == read) {
+        m_drawn.remove(frame);
+    } else {
+        m_drawn.forget();  // Everything is fetched again, perhaps into other memory.
+    }
+    if (m_session->pointer() != nullptr) {
+        m_session->pointer()->request();
+    }
     const Fetched fetched = fetch(read, area, own != nullptr);
-    if (fetched != Fetched::Complete) {
-        if (fetched == Fetched::Failed) {
-            fail();
-        }
+    const bool pointerChanged =
+        drawPointer(area, frame) && (pointerBefore.count > 0 || m_drawn.part().count > 0);
+    if (fetched == Fetched::Failed) {
+        fail();
         return nullptr;
+    }
+    if (fetched == Fetched::Nothing) {
+        if (!pointerChanged) {
+            return nullptr;
+        }
+        m_dirtyRects.clear();
     }
     if (std::exchange(m_failing, false)) {
         HV_INFO("output \"{}\" can be read again", support::utf8FromWide(m_deviceName));
     }
     reportDirtyRows(read);
+    if (pointerChanged) {
+        capture::addDirty(m_dirtyRows, pointerBefore);
+        capture::addDirty(m_dirtyRows, m_drawn.part());
+    }
     m_lastRead = read;
     return pixels;
+}
+
+/// True: another pointer than the last time, or elsewhere in the frame.
+bool X11CaptureScreen::drawPointer(const Rect& area, const capture::DrawnPointer::Frame& frame) {
+    auto* const pointer = m_session->pointer();
+    if (pointer == nullptr || !pointer->receive()) {
+        return false;
+    }
+    Shown shown;
+    if (const auto* const shape = pointer->shape()) {
+        shown = {pointer->x() - area.x, pointer->y() - area.y, pointer->shapeNumber()};
+        m_drawn.draw(*shape, shown.x, shown.y, frame);
+    }
+    return !(shown == std::exchange(m_shown, shown));
 }
 
 /// Brings the pixels of `read` up to date.
@@ -272,8 +315,7 @@ bool X11CaptureScreen::connect() {
         return false;
     }
     std::string error;
-    m_session = ScreenSession::open(m_display, m_eventFilter, error);
-    if (!m_session) {
+    if (!openSession(error)) {
         return false;
     }
     HV_INFO("the X server of display \"{}\" is back", m_display);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "capture/cutrectangle.h"
+#include "capture/pointer.h"
 #include "capture/screencapturer.h"
 #include "capture/x11/damagecheck.h"
 #include "capture/x11/dirtyrects.h"
@@ -20,6 +21,9 @@
 /// Without new damage, reads wait up to a fifth of a second for it. Where damage turns out to be
 /// incomplete, every read fetches the whole rectangle from then on.
 ///
+/// The pointer is drawn into the frame and, before the next read, what it hid is put back. So its
+/// moves cost no pixels from the server.
+///
 /// Reads fail while the output is off or the X server is gone, and resume when it is back.
 /// Each change is logged once.
 class X11CaptureScreen : public ScreenCapturer {
@@ -29,6 +33,7 @@ public:
     explicit X11CaptureScreen(std::string display = {}, capture::x11::EventFilter filter = {});
     ~X11CaptureScreen() override;
 
+    void DrawPointer(bool draw) override { m_drawsPointer = draw; }
     bool InitCapture(const wchar_t* deviceName) override;
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
     [[nodiscard]] unsigned char* ReadFrame(int x, int y, int width, int height,
@@ -58,12 +63,25 @@ private:
         }
     };
 
+    /// The pointer as it was drawn; shape 0: not at all.
+    struct Shown {
+        int x = 0;
+        int y = 0;
+        unsigned shape = 0;
+
+        bool operator==(const Shown& other) const {
+            return x == other.x && y == other.y && shape == other.shape;
+        }
+    };
+
     void warnOfWayland();
+    [[nodiscard]] bool openSession(std::string& error);
     [[nodiscard]] unsigned char* readOrWait(const Rect& wanted, unsigned char* dest, Memory memory);
     [[nodiscard]] unsigned char* readNow(const Rect& wanted, unsigned char* dest, Memory memory);
     [[nodiscard]] bool outputReadable();
     enum class Fetched { Nothing, Failed, Complete };
     [[nodiscard]] Fetched fetch(const Read& read, const Rect& area, bool intoOwn);
+    [[nodiscard]] bool drawPointer(const Rect& area, const capture::DrawnPointer::Frame& frame);
     [[nodiscard]] Fetched fetchPredicted(const Rect& area);
     void predict(const std::vector<Rect>& rects, const Rect& area);
     [[nodiscard]] bool retryDue();
@@ -79,6 +97,7 @@ private:
     const capture::x11::Interrupt m_interrupt;
     std::string m_display;
     std::wstring m_deviceName;
+    bool m_drawsPointer = false;
     bool m_initialized = false;
     bool m_failing = false;
     bool m_warnedOfWayland = false;
@@ -95,4 +114,6 @@ private:
     std::vector<Rect> m_taken;      ///< What the latest damage covers.
     std::vector<Rect> m_predicted;  ///< What the next damage will probably cover; empty: unknown.
     support::DirtyRows m_dirtyRows;
+    capture::DrawnPointer m_drawn;
+    Shown m_shown;
 };

@@ -17,6 +17,7 @@ namespace {
 /// What the capturer is asked, and what it answers.
 struct Script {
     bool initResult = true;
+    bool drawsPointer = false;
     std::vector<std::wstring> deviceNames;
     std::vector<std::vector<int>> rectangles;
     std::function<bool(unsigned char*)> read = [](unsigned char*) { return true; };
@@ -37,6 +38,7 @@ public:
         m_dirtyRows.spans = {{static_cast<int>(m_script.rectangles.size()), 1}};
         return m_script.read(dest);
     }
+    void DrawPointer(bool draw) override { m_script.drawsPointer = draw; }
     void Interrupt() override { m_script.interrupt(); }
     void ReleaseAll() override {}
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
@@ -113,7 +115,7 @@ TEST_F(DxSender, KeepsThePaceOfEveryRate) {
     }
 }
 
-TEST_F(DxSender, LeavesAnExactRateToTheClockOfTheOutput) {
+TEST_F(DxSender, DoesWhatItsOptionsSay) {
     const tests::LogCapture log;
     using Keys = std::map<std::string, std::string>;
     const auto read = [](const Keys& keys) {
@@ -141,6 +143,12 @@ TEST_F(DxSender, LeavesAnExactRateToTheClockOfTheOutput) {
         EXPECT_EQ(frames[0].frame.frame_rate_N, c.numerator);
         EXPECT_EQ(frames[0].frame.frame_rate_D, c.denominator);
     }
+    for (const auto& [text, draws] : {std::pair("1", true), {"0", false}, {"yes", false}}) {
+        sender.setOptions(read({{"drawPointer", text}}));
+        ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 20, "out"));
+        EXPECT_EQ(script.drawsPointer, draws);
+    }
+    EXPECT_EQ(log.count("drawPointer is \"yes\", expected is 0 or 1; using 0"), 1);
     EXPECT_EQ(log.count("fps can't be kept exactly, only 1 to 120 fps can"), 2);
     EXPECT_EQ(log.count("exactFrameRate is \"60\", expected is 0, 1 or ntsc; using 0"), 1);
 }

@@ -98,6 +98,26 @@ TEST_F(NdiSenderTest, SendsTheRegionPixelByPixelPausesAndTakesAnotherRegion) {
     EXPECT_THAT(statistics, ContainsRegex("timeconsuming is [0-9]+, logMax is 100"));
 }
 
+TEST_F(NdiSenderTest, DrawsThePointerWhenAskedTo) {
+    const Area region{100, 100, 200, 200};
+    paint(1);
+    m_display.run({"xsetroot", "-cursor_name", "left_ptr"});
+    m_painter.movePointer(200, 200);
+    const auto bare = m_painter.screen(region);
+    for (const bool draws : {false, true}) {
+        sender.reset();
+        sender::SenderOptions options;
+        options.drawPointer = draws;
+        sender.setOptions(options);
+        ASSERT_TRUE(init(sender, region));
+        recording::begin();
+        sender.start();
+        EXPECT_TRUE(recording::waitFor([&](const Sent& sent, int count) {
+            return count > 2 && (sent.pixels != bare) == draws;
+        }));
+    }
+}
+
 TEST_F(NdiSenderTest, RefusesWhatCannotBeGrabbedAndSaysWhy) {
     const struct {
         Area region;
