@@ -162,7 +162,7 @@ void registerKernels(const speedhq::Kernels* kernels) {
             kernels->convertBgra(pixels, stride, kMatrix, samples.get(), 1, &changed);
             kernels->transform(*samples, quantiser, *levels);
             BitWriter writer(buffer.data());
-            kernels->write(*levels, codeTables(), predictors, writer);
+            predictors = kernels->write(*levels, codeTables(), predictors, writer);
             benchmark::DoNotOptimize(buffer.data());
         });
     });

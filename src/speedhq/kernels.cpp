@@ -19,7 +19,10 @@ const Kernels* kernelsOf(KernelLevel level) {
         case KernelLevel::Avx512:
             return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                            __builtin_cpu_supports("avx512vl") &&
-                           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("bmi") &&
+                           __builtin_cpu_supports("avx512dq") &&
+                           __builtin_cpu_supports("avx512vbmi") &&
+                           __builtin_cpu_supports("avx512vbmi2") &&
+                           __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi") &&
                            __builtin_cpu_supports("bmi2")
                        ? &kAvx512Kernels
                        : nullptr;

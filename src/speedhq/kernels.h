@@ -32,9 +32,10 @@ struct Kernels {
     void (*transform)(const MacroblockSamples& samples, const Quantiser& quantiser,
                       MacroblockLevels& levels);
 
-    /// Appends the macroblock's bits, at most kMaxMacroblockBytes, and updates the predictors.
-    void (*write)(const MacroblockLevels& levels, const CodeTables& codes, DcPredictors& predictors,
-                  BitWriter& writer);
+    /// Appends the macroblock's bits, at most kMaxMacroblockBytes. Returns the predictors for the
+    /// next macroblock.
+    DcPredictors (*write)(const MacroblockLevels& levels, const CodeTables& codes,
+                          DcPredictors predictors, BitWriter& writer);
 
     /// Appends bits [first, first + count) of the string at `source`.
     void (*append)(BitWriter& writer, const std::uint8_t* source, std::size_t first,

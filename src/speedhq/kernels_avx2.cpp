@@ -146,6 +146,12 @@ inline std::uint64_t storeLevels(std::int8_t* to, Vec levels) {
     return static_cast<std::uint32_t>(~_mm256_movemask_epi8(_mm256_cmpeq_epi8(levels, zero())));
 }
 
+/// Stores the first element of each lane.
+inline void storeFirsts(std::int16_t* to, Vec a) {
+    to[0] = static_cast<std::int16_t>(_mm_extract_epi16(_mm256_castsi256_si128(a), 0));
+    to[1] = static_cast<std::int16_t>(_mm_extract_epi16(_mm256_extracti128_si256(a, 1), 0));
+}
+
 /// scanned[q]: scan positions 16q to 16q + 15 of each lane's block.
 inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& levels) {
     for (int lane = 0; lane < 2; ++lane) {
@@ -165,6 +171,7 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 #include "speedhq/bitcopy.h"
 #include "speedhq/macroblockwriter.h"
 #include "speedhq/vectorconvert.h"
+#include "speedhq/vectorscan.h"
 #include "speedhq/vectortransform.h"
 
 namespace speedhq {

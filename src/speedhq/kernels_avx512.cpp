@@ -1,4 +1,4 @@
-// The kernels for AVX-512 (F, BW, DQ, VL): 512-bit vectors, four blocks at a time.
+// The kernels for AVX-512 (F, BW, DQ, VL, VBMI, VBMI2): 512-bit vectors, four blocks at a time.
 
 #include <immintrin.h>
 
@@ -55,7 +55,7 @@ inline Vec multiplyHigh(Vec a, Vec b) {
     return _mm512_mulhi_epu16(a, b);
 }
 inline Vec shiftRight(Vec a, int count) {
-    return _mm512_srl_epi16(a, _mm_cvtsi32_si128(count));
+    return _mm512_srlv_epi16(a, _mm512_set1_epi16(static_cast<short>(count)));
 }
 inline Vec signed16(Vec magnitude, Vec sign) {
     return _mm512_mask_sub_epi16(magnitude, _mm512_movepi16_mask(sign), zero(), magnitude);
@@ -145,18 +145,25 @@ inline std::uint32_t lanesAbove127(Vec a) {
            static_cast<std::uint32_t>((mask >> 24) != 0) << 3;
 }
 
-/// Stores a block's levels.
-inline void storeBlock(Vec scanned, int block, MacroblockLevels& levels) {
+/// Stores the first element of each lane.
+inline void storeFirsts(std::int16_t* to, Vec a) {
+    const __m512i firsts = _mm512_maskz_compress_epi16(0x01010101, a);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm512_castsi512_si128(firsts));
+}
+
+/// Stores a block's levels in scan order.
+inline void storeBlock(Vec bytes, int block, MacroblockLevels& levels) {
+    const Vec scanned = _mm512_permutexvar_epi8(load(kScan.data()), bytes);
     store(levels.scanned + 64 * block, scanned);
     levels.nonZero[block] = _mm512_test_epi8_mask(scanned, scanned);
 }
 
-/// scanned[q]: scan positions 16q to 16q + 15 of each lane's block.
-inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& levels) {
-    const Vec low01 = _mm512_shuffle_i64x2(scanned[0], scanned[1], 0x44);
-    const Vec low23 = _mm512_shuffle_i64x2(scanned[2], scanned[3], 0x44);
-    const Vec high01 = _mm512_shuffle_i64x2(scanned[0], scanned[1], 0xEE);
-    const Vec high23 = _mm512_shuffle_i64x2(scanned[2], scanned[3], 0xEE);
+/// bytes[k]: levels 16k to 16k + 15 of each lane's block, as the transform leaves them.
+inline void storeLevels(const Vec (&bytes)[4], int block, MacroblockLevels& levels) {
+    const Vec low01 = _mm512_shuffle_i64x2(bytes[0], bytes[1], 0x44);
+    const Vec low23 = _mm512_shuffle_i64x2(bytes[2], bytes[3], 0x44);
+    const Vec high01 = _mm512_shuffle_i64x2(bytes[0], bytes[1], 0xEE);
+    const Vec high23 = _mm512_shuffle_i64x2(bytes[2], bytes[3], 0xEE);
     storeBlock(_mm512_shuffle_i64x2(low01, low23, 0x88), block, levels);
     storeBlock(_mm512_shuffle_i64x2(low01, low23, 0xDD), block + 1, levels);
     storeBlock(_mm512_shuffle_i64x2(high01, high23, 0x88), block + 2, levels);
@@ -171,10 +178,11 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 #include "speedhq/macroblockwriter.h"
 #include "speedhq/vectorconvert.h"
 #include "speedhq/vectortransform.h"
+#include "speedhq/vectorwriter.h"
 
 namespace speedhq {
 
-const Kernels kAvx512Kernels = {"AVX-512", convertBgra,     convertUyvy,
-                                transform, writeMacroblock, appendBits};
+const Kernels kAvx512Kernels = {
+    "AVX-512", convertBgra, convertUyvy, transform, writeMacroblockByVectors, appendBits};
 
 }  // namespace speedhq

@@ -135,6 +135,11 @@ inline std::uint32_t lanesAbove127(Vec a) {
     return _mm_movemask_epi8(_mm_cmpgt_epi16(a, broadcast16(127))) != 0 ? 1 : 0;
 }
 
+/// Stores the first element of each lane.
+inline void storeFirsts(std::int16_t* to, Vec a) {
+    to[0] = static_cast<std::int16_t>(_mm_extract_epi16(a, 0));
+}
+
 /// scanned[q]: scan positions 16q to 16q + 15 of each lane's block.
 inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& levels) {
     std::uint64_t nonZero = 0;
@@ -153,6 +158,7 @@ inline void storeScanned(const Vec (&scanned)[4], int block, MacroblockLevels& l
 #include "speedhq/bitcopy.h"
 #include "speedhq/macroblockwriter.h"
 #include "speedhq/vectorconvert.h"
+#include "speedhq/vectorscan.h"
 #include "speedhq/vectortransform.h"
 
 namespace speedhq {

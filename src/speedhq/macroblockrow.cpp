@@ -23,13 +23,14 @@ void RowEncoder::prepare(std::size_t macroblocks) {
 }
 
 /// Flat areas are frequent on desktops, so macroblocks often equal the previous one.
-void RowEncoder::encodeMacroblock(const RowSettings& settings, const MacroblockSamples& samples,
-                                  BitWriter& writer, DcPredictors& predictors) {
+DcPredictors RowEncoder::encodeMacroblock(const RowSettings& settings,
+                                          const MacroblockSamples& samples, BitWriter& writer,
+                                          DcPredictors predictors) {
     if (m_transformed == nullptr || std::memcmp(m_transformed, &samples, sizeof samples) != 0) {
         settings.kernels.transform(samples, settings.quantiser, m_levels);
     }
     m_transformed = &samples;
-    settings.kernels.write(m_levels, settings.codes, predictors, writer);
+    return settings.kernels.write(m_levels, settings.codes, predictors, writer);
 }
 
 void RowEncoder::encode(const RowSettings& settings, const MacroblockSamples* row,
@@ -38,7 +39,7 @@ void RowEncoder::encode(const RowSettings& settings, const MacroblockSamples* ro
     DcPredictors predictors;
     m_transformed = nullptr;
     for (EncodedRow::End& end : encoded.ends()) {
-        encodeMacroblock(settings, *row++, writer, predictors);
+        predictors = encodeMacroblock(settings, *row++, writer, predictors);
         end = {static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
     }
     finish(writer, encoded);
@@ -55,7 +56,7 @@ void RowEncoder::reencode(const RowSettings& settings, const MacroblockSamples* 
         auto* end = &encoded.ends()[column];
         if (m_changed[column] != 0 || predictors != before.dc) {
             before = *end;
-            encodeMacroblock(settings, row[column], writer, predictors);
+            predictors = encodeMacroblock(settings, row[column], writer, predictors);
             *end = {static_cast<std::uint32_t>(writer.bitsSince(m_buffer.get())), predictors};
             ++column;
             continue;

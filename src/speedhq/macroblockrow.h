@@ -60,8 +60,9 @@ public:
     void reencode(const RowSettings& settings, const MacroblockSamples* row, EncodedRow& encoded);
 
 private:
-    void encodeMacroblock(const RowSettings& settings, const MacroblockSamples& samples,
-                          BitWriter& writer, DcPredictors& predictors);
+    [[nodiscard]] DcPredictors encodeMacroblock(const RowSettings& settings,
+                                                const MacroblockSamples& samples, BitWriter& writer,
+                                                DcPredictors predictors);
     void finish(BitWriter& writer, EncodedRow& encoded);
 
     std::vector<std::uint8_t> m_changed;

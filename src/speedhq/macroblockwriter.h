@@ -109,8 +109,8 @@ inline void writeBlock(OpenWriter& out, const MacroblockLevels& levels, unsigned
 }
 
 template <bool mayBeWide>
-inline void writeBlocks(OpenWriter& out, const MacroblockLevels& levels, const CodeTables& codes,
-                        DcPredictors& predictors) {
+inline DcPredictors writeBlocks(OpenWriter& out, const MacroblockLevels& levels,
+                                const CodeTables& codes, DcPredictors predictors) {
     const Code* const lumaDc = &codes.lumaDc[kMaxDcDifference];
     const Code* const chromaDc = &codes.chromaDc[kMaxDcDifference];
     std::ptrdiff_t y = predictors.y;
@@ -123,19 +123,17 @@ inline void writeBlocks(OpenWriter& out, const MacroblockLevels& levels, const C
         writeBlock<mayBeWide>(out, levels, block, codes, chromaDc, cb);
         writeBlock<mayBeWide>(out, levels, block + 1, codes, chromaDc, cr);
     }
-    predictors = {static_cast<std::int16_t>(y), static_cast<std::int16_t>(cb),
-                  static_cast<std::int16_t>(cr)};
+    return {static_cast<std::int16_t>(y), static_cast<std::int16_t>(cb),
+            static_cast<std::int16_t>(cr)};
 }
 
-void writeMacroblock(const MacroblockLevels& levels, const CodeTables& codes,
-                     DcPredictors& predictors, BitWriter& writer) {
+DcPredictors writeMacroblock(const MacroblockLevels& levels, const CodeTables& codes,
+                             DcPredictors predictors, BitWriter& writer) {
     OpenWriter out(writer);
-    if (levels.wide == 0) {
-        writeBlocks<false>(out, levels, codes, predictors);
-    } else {
-        writeBlocks<true>(out, levels, codes, predictors);
-    }
+    predictors = levels.wide == 0 ? writeBlocks<false>(out, levels, codes, predictors)
+                                  : writeBlocks<true>(out, levels, codes, predictors);
     out.close(writer);
+    return predictors;
 }
 
 }  // namespace

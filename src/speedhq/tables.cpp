@@ -192,6 +192,20 @@ Code dcCode(const std::string_view (&sizeCodes)[sizes], int difference) {
     return append(parse(sizeCodes[size]), static_cast<std::uint32_t>(sent), size);
 }
 
+void packAll(CodeTables& tables) {
+    const auto pack = [](Code code) {
+        return static_cast<std::uint32_t>(codeBits(code) << 8 | codeLength(code));
+    };
+    for (std::size_t i = 0; i < tables.ac.size(); ++i) {
+        tables.packed[i ^ 128U] = pack(tables.ac[i]);
+    }
+    tables.packed[CodeTables::kEndAt] = pack(kEndOfBlock);
+    std::transform(tables.lumaDc.begin(), tables.lumaDc.end(),
+                   tables.packed.begin() + CodeTables::kLumaDcAt, pack);
+    std::transform(tables.chromaDc.begin(), tables.chromaDc.end(),
+                   tables.packed.begin() + CodeTables::kChromaDcAt, pack);
+}
+
 CodeTables build() {
     CodeTables tables{};
     for (int i = 0; i <= 2 * kMaxDcDifference; ++i) {
@@ -211,6 +225,7 @@ CodeTables build() {
         zero[entry.level] = append(code, 0, 1);
         zero[-entry.level] = append(code, 1, 1);
     }
+    packAll(tables);
     return tables;
 }
 

@@ -2,6 +2,7 @@
 // The constants of SpeedHQ: scan order, weights, and the codes in the form the bit writer uses.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace speedhq {
@@ -52,6 +53,13 @@ struct CodeTables {
     /// that is `step` scan positions, 1 to 64, behind the previous one. Level 0 at any step is the
     /// end of the block, and level 0 at step 0 an empty code.
     std::array<Code, 65 * 256> ac;
+
+    /// All of these in 32 bits, the length in the lowest byte and the bits above it: first `ac`,
+    /// but with the level modulo 256 and the end of the block at kEndAt; then the others.
+    static constexpr std::size_t kEndAt = 0;
+    static constexpr std::size_t kLumaDcAt = 65 * 256;
+    static constexpr std::size_t kChromaDcAt = kLumaDcAt + 2 * kMaxDcDifference + 1;
+    std::array<std::uint32_t, kChromaDcAt + 2 * kMaxDcDifference + 1> packed;
 };
 
 /// Builds the tables at the first call. Any thread.

@@ -84,25 +84,6 @@ inline Vec quantise(Vec (&values)[8], const Quantiser& quantiser) {
     return magnitudes;
 }
 
-inline void scan(const Vec (&levels)[8], Vec (&scanned)[4]) {
-    Vec bytes[4];
-    for (int i = 0; i < 4; ++i) {
-        bytes[i] = narrowSaturated(levels[2 * i], levels[2 * i + 1]);
-    }
-    for (unsigned quarter = 0; quarter < 4; ++quarter) {
-        scanned[quarter] = bitOr(shuffle(bytes[1], load(&kScanShuffles[quarter][1])),
-                                 shuffle(bytes[2], load(&kScanShuffles[quarter][2])));
-        if (quarter < 3) {
-            scanned[quarter] =
-                bitOr(scanned[quarter], shuffle(bytes[0], load(&kScanShuffles[quarter][0])));
-        }
-        if (quarter > 0) {
-            scanned[quarter] =
-                bitOr(scanned[quarter], shuffle(bytes[3], load(&kScanShuffles[quarter][3])));
-        }
-    }
-}
-
 template <bool mayBeWide>
 inline void transformLanes(const std::uint8_t (&samples)[8][4][8], int lane, int block,
                            const Quantiser& quantiser, MacroblockLevels& levels) {
@@ -115,11 +96,7 @@ inline void transformLanes(const std::uint8_t (&samples)[8][4][8], int lane, int
     transpose(values);
     transformColumns(values);
 
-    alignas(64) std::int16_t firstColumn[8 * kLanes];
-    store(firstColumn, values[0]);
-    for (int i = 0; i < kLanes; ++i) {
-        levels.dc[block + i] = static_cast<std::int16_t>((firstColumn[8 * i] + 8) >> 4);
-    }
+    storeFirsts(levels.dc + block, shiftRight(add(values[0], broadcast16(8)), 4));
 
     const Vec magnitudes = quantise<mayBeWide>(values, quantiser);
     const std::uint32_t wide = mayBeWide ? lanesAbove127(magnitudes) : 0;
@@ -133,9 +110,11 @@ inline void transformLanes(const std::uint8_t (&samples)[8][4][8], int lane, int
             }
         }
     }
-    Vec scanned[4];
-    scan(values, scanned);
-    storeScanned(scanned, block, levels);
+    Vec bytes[4];
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = narrowSaturated(values[2 * i], values[2 * i + 1]);
+    }
+    storeLevels(bytes, block, levels);
 }
 
 void transform(const MacroblockSamples& samples, const Quantiser& quantiser,
