@@ -104,6 +104,14 @@ QString receiverLine(const ndi::ReceiverStatus& receiver) {
     return line;
 }
 
+/// For an operator whose source nobody has found yet.
+QString whereToLook(const ndi::SourceStatus& status) {
+    return translated("zhWhereToLookStr",
+                      "Receivers on this network list the source as %1. Not there? Run: "
+                      "ndimonitor --doctor")
+        .arg(QString::fromStdString(status.name));
+}
+
 QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& conditions) {
     QStringList lines;
     if (!status.known) {
@@ -122,6 +130,9 @@ QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& condi
     }
     if (status.receivers.empty()) {
         lines += receiverCount(0);
+        if (isFound(status)) {
+            lines += whereToLook(status);
+        }
     }
     const int count = static_cast<int>(status.receivers.size());
     for (int i = 0; i < std::min(count, kMostReceiverLines); ++i) {

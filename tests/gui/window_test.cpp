@@ -89,8 +89,7 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
             "zhOkStr zhOnAirStr zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr "
             "zhReceiversStr zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr "
             "zhRussianStr zhScreenGoneStr zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr "
-            "zhSentROIStr "
-            "zhShowROIStr zhStartStr zhStatusUnknownStr")
+            "zhSentROIStr zhShowROIStr zhStartStr zhStatusUnknownStr zhWhereToLookStr")
             .split(' ');
     for (const QString& file : kFiles) {
         const QMap<QString, QString> texts = loadLanguageFile(beside(file));
@@ -179,6 +178,9 @@ TEST_F(Window, ShowsTheStateOfTheSource) {
         EXPECT_TRUE(eventuallyWithEvents([&] { return op.source()->display().text == c.text; }))
             << c.text << " is " << op.source()->display().text.toStdString();
         EXPECT_EQ(op.source()->display().light, c.light) << c.text;
+        EXPECT_EQ(op.source()->toolTip().contains("ndimonitor --doctor"),
+                  c.receivers.empty() && c.state == AnnounceState::Announced)
+            << c.text;
     }
     const QString toolTip = op.source()->toolTip();
     EXPECT_EQ(toolTip.count("&lt;b&gt;VM&lt;/b&gt; (10.0.0.2:40112): 25.7 Mbit/s"), 3)
