@@ -24,7 +24,7 @@ cmake -S "$source" -B build/package/linux -G Ninja -DCMAKE_BUILD_TYPE=Release -D
     -DCMAKE_EXE_LINKER_FLAGS="$(flags LDFLAGS)" -DCMAKE_MODULE_LINKER_FLAGS="$(flags LDFLAGS)" \
     -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" -DCMAKE_C_FLAGS_RELEASE="-O2 -DNDEBUG"
 cmake --build build/package/linux
-packaging/linux/package.sh build/package/linux dist
+"$source/packaging/linux/package.sh" build/package/linux dist
 
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/package/linux/CMakeCache.txt)
 git archive --prefix="tarsinndi-$version/" HEAD | xz -9 -T1 >"dist/tarsinndi-$version.tar.xz"
@@ -38,7 +38,7 @@ elif ! command -v x86_64-w64-mingw32-g++-posix makensis >/dev/null || [ ! -d "$p
 else
     cmake --preset windows -S "$source" -B build/package/windows -DTARSIN_TESTS=OFF
     cmake --build build/package/windows
-    packaging/windows/package.sh build/package/windows
+    "$source/packaging/windows/package.sh" build/package/windows
     cp build/package/windows/package/* dist
 fi
 (cd dist && sha256sum -- * >SHA256SUMS && cat SHA256SUMS)

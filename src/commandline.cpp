@@ -12,6 +12,8 @@ Opens a window in which a screen, or a region of it, is chosen and published as 
 Options:
   --help       Print this help
   --version    Print the version
+
+If receivers don't see the source: ndimonitor --doctor
 )";
 
 }  // namespace

@@ -10,6 +10,7 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
+#include "monitor/doctor/doctor.h"
 #include "monitor/livetable.h"
 #include "monitor/options.h"
 #include "monitor/png.h"
@@ -36,6 +37,20 @@ int list(const Options& options) {
     const auto found = findAll(options, g_interrupted);
     fmt::print("{}", options.json ? listJson(found) : listText(found));
     return found.empty() ? kNothing : kDone;
+}
+
+int diagnose(const Options& options) {
+    const auto findings =
+        doctor::examine(options, g_interrupted, [&](const doctor::Finding& finding) {
+            if (!options.json) {
+                fmt::print("{}", doctor::findingText(finding));
+                std::fflush(stdout);
+            }
+        });
+    if (options.json) {
+        fmt::print("{}", doctor::findingsJson(findings));
+    }
+    return doctor::allWell(findings) ? kDone : kNothing;
 }
 
 /// Receives from all targets at the same time, each on its own thread.
@@ -193,5 +208,12 @@ int main(int argc, char** argv) {
     std::signal(SIGINT, [](int) { g_interrupted = true; });
     std::signal(SIGTERM, [](int) { g_interrupted = true; });
     av_log_set_level(AV_LOG_QUIET);  // Its messages would appear among this program's own.
-    return options.task == Options::Task::List ? list(options) : receiveTask(options);
+    switch (options.task) {
+        case Options::Task::List:
+            return list(options);
+        case Options::Task::Doctor:
+            return diagnose(options);
+        default:
+            return receiveTask(options);
+    }
 }

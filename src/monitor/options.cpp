@@ -18,13 +18,14 @@ constexpr const char* kUsage = R"(Usage: ndimonitor --list [--wait S | --watch] 
        ndimonitor --address HOST:PORT [OPTION...]
        ndimonitor --all [OPTION...]
        ndimonitor NAME --view [--quality QUALITY] [--tally TALLY]
+       ndimonitor --doctor [--wait S] [--json]
 )";
 
 constexpr const char* kFooter =
     R"(Without --frames and --seconds it receives until it is interrupted (Ctrl-C).
 
-Exit codes: 0 done; 1 no such source, or nothing arrived; 2 wrong usage; 3 the source disconnected
-before everything asked for had arrived; 4 the image could not be saved.
+Exit codes: 0 done; 1 no such source, or nothing arrived, or --doctor found a problem; 2 wrong usage;
+3 the source disconnected before everything asked for had arrived; 4 the image could not be saved.
 )";
 
 /// Refuses what is not a number above 0 and up to `maximum`; `what` says which kind of number.
@@ -67,13 +68,13 @@ void addSources(CLI::App& app, Options& options) {
                    "only one\nwith this name in brackets. The case of A to Z is ignored.")
         ->check([](const std::string& name) { return name.empty() ? "must not be empty" : ""; })
         ->type_name("");
-    app.add_flag_callback(
-           "--list", [&] { options.task = Options::Task::List; },
-           "Print the sources found, one per line: name, tab, address:port")
-        ->group(kSourceGroup);
+    auto* list = app.add_flag_callback(
+        "--list", [&] { options.task = Options::Task::List; },
+        "Print the sources found, one per line: name, tab, address:port");
+    list->group(kSourceGroup);
     app.add_flag("--watch", options.watch,
                  "With --list: go on, and print sources as they appear and disappear")
-        ->needs(app.get_option("--list"))
+        ->needs(list)
         ->group(kSourceGroup);
     app.add_option("--address", options.address, "Receive from this address without searching")
         ->check([&](const std::string& text) {
@@ -85,6 +86,11 @@ void addSources(CLI::App& app, Options& options) {
         ->group(kSourceGroup);
     app.add_flag("--all", options.all, "Receive from every source found, at the same time")
         ->group(kSourceGroup);
+    app.add_flag_callback(
+           "--doctor", [&] { options.task = Options::Task::Doctor; },
+           "Find out why sources are not visible, or a screen is not captured")
+        ->excludes(list)
+        ->group(kSourceGroup);
     app.add_option("--wait", options.waitSeconds, "Duration of the search in seconds")
         ->check(kSeconds)
         ->type_name("S")
@@ -94,10 +100,10 @@ void addSources(CLI::App& app, Options& options) {
 
 /// Why the sources named are too many or too few; "" if they are not.
 std::string checkSources(const Options& options) {
-    const int count = int{options.task == Options::Task::List} + int{!options.name.empty()} +
+    const int count = int{options.task != Options::Task::Receive} + int{!options.name.empty()} +
                       int{!options.address.empty()} + int{options.all};
-    return count == 0  ? "name a source, or use --list, --address or --all"
-           : count > 1 ? "a source's name, --list, --address and --all exclude each other"
+    return count == 0  ? "name a source, or use --list, --address, --all or --doctor"
+           : count > 1 ? "a source's name, --list, --address, --all and --doctor exclude each other"
                        : "";
 }
 
@@ -140,8 +146,8 @@ void addOutput(CLI::App& app, Options& options) {
     app.add_flag_callback(
         "--no-decode", [&] { options.decode = false; },
         "Don't decode, only count; damaged frames are not detected");
-    for (const char* other : {"--list", "--all", "--frames", "--seconds", "--save", "--json",
-                              "--stats", "--no-decode"}) {
+    for (const char* other : {"--list", "--all", "--doctor", "--frames", "--seconds", "--save",
+                              "--json", "--stats", "--no-decode"}) {
         view->excludes(app.get_option(other));
     }
 }

@@ -12,7 +12,7 @@
 namespace monitor {
 
 struct Options {
-    enum class Task { List, Receive };
+    enum class Task { List, Receive, Doctor };
     enum class Tally { None, Preview, Program };
 
     Task task = Task::Receive;

@@ -32,3 +32,11 @@ xdotool search --onlyvisible --class "^$class\$" >/dev/null || fail "no window h
 # The icon of the window, the one other thing that is looked for beside the program.
 xprop -id "$(xdotool search --onlyvisible --pid "$program" | tail -n 1)" _NET_WM_ICON >"$folder/icon"
 grep -q Icon "$folder/icon" || fail "the images were not found"
+
+# ndimonitor finds the module for Wayland sessions beside the program.
+ndimonitor --doctor --wait 1 >"$folder/doctor" || { cat "$folder/doctor"; fail "--doctor found a problem"; }
+grep -q "capture: X11 session" "$folder/doctor" || fail "--doctor did not ask the X server"
+env TARSIN_CAPTURE=wayland DBUS_SESSION_BUS_ADDRESS= ndimonitor --doctor --wait 1 >"$folder/doctor" &&
+    fail "--doctor found a session bus"
+grep -q "PipeWire (library [0-9.]*): no daemon" "$folder/doctor" ||
+    { cat "$folder/doctor"; fail "--doctor did not load the Wayland module"; }

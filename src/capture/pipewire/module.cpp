@@ -1,6 +1,7 @@
 // What the program finds in the module.
 
 #include "support/wayland/module.h"
+#include "capture/pipewire/castsupport.h"
 #include "capture/pipewire/pipewirecapturescreen.h"
 #include "support/wayland/modulelog.h"
 #include "support/wayland/outputs.h"
@@ -14,6 +15,10 @@ MODULE_EXPORT void tarsinSetLog(support::wayland::LogFunction log) {
 MODULE_EXPORT bool tarsinListOutputs(std::vector<support::wayland::Output>& outputs,
                                      std::string& error) {
     return support::wayland::listOutputs(outputs, error);
+}
+
+MODULE_EXPORT void tarsinDescribeCast(support::wayland::CastSupport& support) {
+    support = capture::pipewire::describeCast();
 }
 
 /// The caller owns the result.

@@ -35,6 +35,20 @@ using LogFunction = void (*)(int level, const char* file, const char* function, 
 using ListOutputs = bool (*)(std::vector<Output>& outputs, std::string& error);
 inline constexpr char kListOutputs[] = "tarsinListOutputs";
 
+/// What capturing the screen of a Wayland session needs, as far as it is there.
+struct CastSupport {
+    std::string portal;       ///< Version, back ends, what it can cast; one line.
+    std::string portalError;  ///< "" when monitors can be cast.
+    std::string pipeWireLibrary;
+    std::string pipeWireDaemon;
+    std::string pipeWireError;  ///< "" when the daemon answered.
+};
+
+/// "tarsinDescribeCast": asks portal and PipeWire. No question is put to the user. Blocks until
+/// both have answered; a few seconds where PipeWire does not.
+using DescribeCast = void (*)(CastSupport& support);
+inline constexpr char kDescribeCast[] = "tarsinDescribeCast";
+
 /// The address of a function of the module, which is loaded by the first call and stays. Null:
 /// `error` names what is missing; a later call tries again. The file is looked for beside the
 /// program, in ../lib/tarsinndi, and first in the folder that TARSIN_MODULES names.
