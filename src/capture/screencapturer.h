@@ -21,9 +21,10 @@ enum class CaptureState {
 /// What an operator has to know about such a capture.
 struct CaptureStatus {
     CaptureState state = CaptureState::Running;
-    std::string text;    ///< The state and its reason in an English sentence; "": Running.
-    bool ended = false;  ///< No frame comes until the capture is started again.
-    std::string output;  ///< The output that is captured where it is not the one asked for.
+    std::string text;         ///< The state and its reason in an English sentence; "": Running.
+    bool ended = false;       ///< No frame comes until the capture is started again.
+    std::string output = {};  ///< The output that is captured where it is not the one asked for.
+    std::string slow = {};    ///< Why FFmpeg captures instead of the default path, in words; or "".
 };
 
 /// Why reads give no frames although there may be new ones.

@@ -1,5 +1,6 @@
 #include "sender/ndidxsender.h"
 
+#include <algorithm>
 #include <chrono>
 #include <limits>
 #include <new>
@@ -16,7 +17,7 @@
 namespace {
 
 constexpr std::size_t kLongestOutputName = 199;
-constexpr std::int64_t kNoFrameSleepMs = 2;
+constexpr std::int64_t kLongestSleepMs = 50;  ///< Until pause() is noticed.
 constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 
 std::uint64_t packPosition(int x, int y) {
@@ -84,7 +85,9 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
     }
     const std::lock_guard lock(m_captureMutex);
     m_capturer->DrawPointer(m_options.drawPointer);
-    return m_capturer->InitCapture(deviceName.c_str());
+    const bool opened = m_capturer->InitCapture(deviceName.c_str());
+    m_watch.opened(opened ? "" : m_capturer->Failure().reason);
+    return opened;
 }
 
 /// Replaces the buffer by a new one, opaque black where no capture will write.
@@ -138,7 +141,12 @@ bool NdiDxSender::moveRegion(int x, int y) {
 }
 
 CaptureStatus NdiDxSender::captureStatus() const {
-    return m_capturer->Status();
+    CaptureStatus status = m_capturer->Status();
+    if (status.text.empty()) {
+        status.text = m_watch.text();
+        status.state = status.text.empty() ? status.state : CaptureState::Interrupted;
+    }
+    return status;
 }
 
 void NdiDxSender::setAuxName(std::string name) {
@@ -155,9 +163,10 @@ void NdiDxSender::sendFrameThread() {
     while (m_bRun) {
         m_passes.fetch_add(1, std::memory_order_relaxed);
         if (!readFrame()) {
-            m_timing.sleep(kNoFrameSleepMs);
+            goOnWithoutFrame();
             continue;
         }
+        m_watch.frame();
         if (const std::optional<int> sum = rate.pass(m_timing.clockUs())) {
             HV_DEBUG("frame Rate is {}, frameRateFrequencyMax is {}, frameRateCount is {}",
                      *sum / rate.kSeconds, rate.kSeconds, *sum);
@@ -180,6 +189,27 @@ void NdiDxSender::sendFrameThread() {
             m_timing.sleep(interval - elapsed);
         }
     }
+}
+
+void NdiDxSender::goOnWithoutFrame() {
+    auto advice = m_watch.noFrame(m_capturer->Failure(), m_timing.clockMs());
+    if (advice.initAgain) {
+        initAgain();
+    }
+    while (m_bRun && advice.pauseMs > 0) {
+        const auto part = std::min(advice.pauseMs, kLongestSleepMs);
+        m_timing.sleep(part);
+        advice.pauseMs -= part;
+    }
+}
+
+/// The output, its mode or its device has changed.
+void NdiDxSender::initAgain() {
+    // The new screen may cover less of the frame than the old one.
+    std::fill(m_frame.begin(), m_frame.end(), kOpaqueBlack);
+    const auto deviceName = support::wideFromUtf8(m_parameters.outputName);
+    const std::lock_guard lock(m_captureMutex);
+    m_capturer->InitCapture(deviceName.c_str());
 }
 
 bool NdiDxSender::readFrame() {

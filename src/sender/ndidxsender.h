@@ -11,6 +11,7 @@
 
 #include "capture/screencapturer.h"
 #include "ndi/ndilib.h"
+#include "sender/capturewatch.h"
 #include "sender/ndisenderbase.h"
 
 /// The sender of the default capture path: one thread reads the region from the platform's capturer
@@ -62,6 +63,8 @@ private:
     };
 
     [[nodiscard]] bool initCapture(const std::string& outputName);
+    void goOnWithoutFrame();
+    void initAgain();
     [[nodiscard]] bool allocateFrame(int w, int h);
     void sendFrameThread();
     [[nodiscard]] bool readFrame();
@@ -85,5 +88,6 @@ private:
     /// therefore interrupts the capturer first, which needs no lock, and then joins the thread.
     std::mutex m_captureMutex;
     std::unique_ptr<ScreenCapturer> m_capturer;
+    sender::CaptureWatch m_watch;
     std::unique_ptr<std::thread> m_sendThread;
 };

@@ -58,6 +58,7 @@ void SendSession::createSender(const std::string& name) {
 
 void SendSession::open(const Target& target) {
     m_opened = target;
+    m_slowReason.clear();
     if (!m_sender->isDxSender() && !m_forceGrab) {
         createSender(target.senderName);
         logChoice(__LINE__, "is ffmpeg screenshot, switch to the old DX screenshot mode.");
@@ -71,6 +72,7 @@ void SendSession::open(const Target& target) {
     }
     // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
     if (!initParmeter(target, !m_forceGrab) && m_sender->isDxSender()) {
+        m_slowReason = m_sender->captureStatus().text;
         m_sender.reset();
         m_sender = m_collaborators.makeGrabSender(target.senderName, m_source);
         (void)initParmeter(target, false);
@@ -83,6 +85,12 @@ bool SendSession::initParmeter(const Target& target, bool relativeToScreen) {
     return m_sender->initParmeter(region.x - (relativeToScreen ? target.screen.x : 0),
                                   region.y - (relativeToScreen ? target.screen.y : 0), region.w,
                                   region.h, target.frameRate, target.output);
+}
+
+CaptureStatus SendSession::captureStatus() const {
+    CaptureStatus status = m_sender ? m_sender->captureStatus() : CaptureStatus();
+    status.slow = m_slowReason;
+    return status;
 }
 
 bool SendSession::moveRegion(const Rectangle& region) {

@@ -51,6 +51,9 @@ public:
     /// FFmpeg before is replaced, so that the default path is tried again each time.
     void open(const Target& target);
 
+    /// What the operator has to know about the capture.
+    [[nodiscard]] CaptureStatus captureStatus() const;
+
     /// Moves the region of a running capture. False, and nothing happens, unless the capturer can
     /// do so and `region` has the size of the one in force and lies in the same screen.
     bool moveRegion(const Rectangle& region);
@@ -70,6 +73,7 @@ private:
     std::unique_ptr<NDISenderBase> m_sender;
     std::optional<Target> m_opened;  ///< What the sender was opened for.
     bool m_forceGrab = false;
+    std::string m_slowReason;  ///< Why the default path could not be opened.
 };
 
 /// The name under which receivers see the source, if it is not `name`, which was asked for: that is

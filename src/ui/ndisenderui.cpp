@@ -77,9 +77,6 @@ bool NDISenderUI::moveLiveRegion() {
 }
 
 void NDISenderUI::watchCapture() {
-    if (!ui::compositorPlacesWindows()) {
-        return;
-    }
     auto* timer = new QTimer(this);
     connect(timer, &QTimer::timeout, this, [this] { lookAtCapture(); });
     timer->start(kCaptureLookMs);
@@ -87,7 +84,7 @@ void NDISenderUI::watchCapture() {
 
 void NDISenderUI::lookAtCapture() {
     const bool sending = m_sendState == SendState::Sending;
-    const CaptureStatus status = m_session.sender()->captureStatus();
+    const CaptureStatus status = m_session.captureStatus();
     if (sending && !status.output.empty() && status.output != findOutputDeviceName(m_curScreen)) {
         for (int i = 0; i != m_screensMsg.count; ++i) {
             if (findOutputDeviceName(m_screensMsg.screens[i]) == status.output) {
@@ -170,9 +167,9 @@ void NDISenderUI::slotStop() {
 void NDISenderUI::showSourceStatus() {
     const ndi::SourceStatus status = m_session.status();
     const bool sending = m_sendState == SendState::Sending;
-    m_pTitleBar->setSourceDisplay(
-        ui::describeSource(status, {m_session.hasSource(), sending && isRegionEmpty(),
-                                    m_captureNote, m_sourceName, m_screenGone}));
+    m_pTitleBar->setSourceDisplay(ui::describeSource(
+        status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName,
+                 m_screenGone, sending ? m_session.captureStatus().slow : ""}));
 
     QString toolTip = translated("zhResetEffectStr");
     if (!session::changedName(status, m_sourceName).empty()) {

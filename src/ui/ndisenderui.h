@@ -108,7 +108,7 @@ private:
     static void setBounds(QSpinBox* box, int least, int most);
     void updateROIRanges();
     void finishROIEdit(const Rectangle& before);
-    /// Shows the status of a capture that needs a permission; outside a Wayland session, nothing.
+    /// Shows the status of a capture that fails, or that needs a permission.
     void watchCapture();
     void lookAtCapture();
     void applyIfSending();

@@ -66,6 +66,10 @@ QString nothingSent(const SourceConditions& conditions, const QString& separator
                : translated("zhNothingSentStr", "nothing is sent:") + separator + reason;
 }
 
+QString slowWay() {
+    return translated("zhSlowWayStr", "captured the slow way");
+}
+
 /// At most two lines: what matters most comes first.
 QString textOf(const ndi::SourceStatus& status, const SourceConditions& conditions) {
     if (!conditions.hasSource) {
@@ -82,9 +86,13 @@ QString textOf(const ndi::SourceStatus& status, const SourceConditions& conditio
     if (!notFound.isEmpty() && status.receivers.empty()) {
         return notFound;
     }
-    const QString second =
-        notFound.isEmpty() ? QString::fromStdString(session::changedName(status, conditions.name))
-                           : notFound;
+    QString second = notFound;
+    if (second.isEmpty()) {
+        second = QString::fromStdString(session::changedName(status, conditions.name));
+    }
+    if (second.isEmpty() && !conditions.slowReason.empty()) {
+        second = slowWay();
+    }
     return tallyText(status) + (second.isEmpty() ? "" : "\n" + second);
 }
 
@@ -123,6 +131,9 @@ QString toolTipOf(const ndi::SourceStatus& status, const SourceConditions& condi
     }
     if (!conditions.captureError.empty()) {
         lines += QString::fromStdString(conditions.captureError);
+    }
+    if (!conditions.slowReason.empty()) {
+        lines += slowWay() + ": " + QString::fromStdString(conditions.slowReason);
     }
     if (!isFound(status)) {
         lines += translated("zhNotAnnouncedStr", "not announced") + ": " +

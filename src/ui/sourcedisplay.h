@@ -29,6 +29,7 @@ struct SourceConditions {
     std::string captureError;  ///< Why the capture delivers no frames; empty while it does.
     std::string name;          ///< Of the source as it was asked for; UTF-8.
     bool screenGone = false;   ///< The chosen screen is not connected any more.
+    std::string slowReason;    ///< Why FFmpeg captures instead of the default path; or empty.
 };
 
 /// In the current language.

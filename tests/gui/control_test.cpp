@@ -221,10 +221,12 @@ open
 dx fails
 start -> Pause: dx init 0 0 1920 1080 30 OUT-1, dx gone, grab new N, grab init 1920 0 1920 1080 30 OUT-1, grab start
 log DX screenshot failed, switch to the old ffmpeg screenshot mode. \n //ndisenderui:ndiSenderInitParmeter()# -> 1
+status -> no receivers\ncaptured the slow way
 dx works
 w 800 -> grab reset, grab gone, dx new N, dx init 0 0 800 1080 30 OUT-1, dx start
 log is ffmpeg screenshot, switch to the old DX screenshot mode. \n //ndisenderui:ndiSenderInitParmeter()# -> 1
 log DX screenshot failed -> 1
+status -> no receivers
 )"},
     {"ForcedOldPathUsesDesktopCoordinates", R"(
 stored forceUseOldCapture 2

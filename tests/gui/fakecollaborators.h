@@ -119,6 +119,9 @@ private:
             return m_owner.movable;
         }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
+        [[nodiscard]] CaptureStatus captureStatus() const override {
+            return {CaptureState::Running, m_dx && m_owner.dxFails ? "no duplication" : ""};
+        }
         void setAuxName(std::string name) override { record("aux " + name); }
 
     private:

@@ -89,7 +89,7 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
             "zhOkStr zhOnAirStr zhOneReceiverStr zhPauseStr zhPreviewStr zhReceiverLineStr "
             "zhReceiversStr zhReductionAct zhRegionEmptyStr zhResetEffectStr zhResetStr "
             "zhRussianStr zhScreenGoneStr zhScreenStr zhSeenAsStr zhSelectROIStr zhSenderStr "
-            "zhSentROIStr zhShowROIStr zhStartStr zhStatusUnknownStr zhWhereToLookStr")
+            "zhSentROIStr zhShowROIStr zhSlowWayStr zhStartStr zhStatusUnknownStr zhWhereToLookStr")
             .split(' ');
     for (const QString& file : kFiles) {
         const QMap<QString, QString> texts = loadLanguageFile(beside(file));

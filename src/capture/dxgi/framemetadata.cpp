@@ -58,15 +58,19 @@ void FrameMetadata::findRows(int width, int height, Rotation rotation, const Cut
     for (const Cut& rect : m_rects) {
         const int top = std::max(rect.y - cut.y, 0);
         const int bottom = std::min(rect.y + rect.height - cut.y, cut.height);
-        const bool outside = rect.x >= cut.x + cut.width || rect.x + rect.width <= cut.x;
-        if (top >= bottom || outside) {
+        const int left = std::max(rect.x - cut.x, 0);
+        const int right = std::min(rect.x + rect.width - cut.x, cut.width);
+        if (top >= bottom || left >= right) {
             continue;
         }
-        if (!rows.empty() && top < rows.back().first + rows.back().count) {
-            rows.back().count = std::max(rows.back().count, bottom - rows.back().first);
-        } else {
-            rows.push_back({top, bottom - top});
+        if (rows.empty() || top >= rows.back().first + rows.back().count) {
+            rows.push_back({top, bottom - top, left, right});
+            continue;
         }
+        support::RowSpan& last = rows.back();
+        last.count = std::max(last.count, bottom - last.first);
+        last.left = std::min(last.left, left);
+        last.right = std::max(last.right, right);
     }
 }
 

@@ -17,8 +17,8 @@ public:
     [[nodiscard]] bool fetch(IDXGIOutputDuplication& duplication,
                              const DXGI_OUTDUPL_FRAME_INFO& info);
 
-    /// The rows of `cut`, a part of the upright frame, that the fetched rectangles touch. The
-    /// frame's texture has width * height pixels.
+    /// The rows and columns of `cut`, a part of the upright frame, that the fetched rectangles
+    /// touch. The frame's texture has width * height pixels.
     void findRows(int width, int height, Rotation rotation, const Cut& cut,
                   std::vector<support::RowSpan>& rows);
 

@@ -62,6 +62,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
     std::string error;
     if (!openSession(error)) {
         HV_WARN("capturing from X display \"{}\" failed: {}", m_display, error);
+        m_failure.reason = error;
         return false;
     }
     const auto monitors = m_session->monitors();
@@ -76,6 +77,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
             "capturing output \"{}\" of X display \"{}\" failed: it does not exist or is off; "
             "outputs: {}",
             support::utf8FromWide(m_deviceName), m_display, namesOf(monitors));
+        m_failure.reason = "there is no such output, or it is off";
         ReleaseAll();
         return false;
     }
@@ -86,6 +88,7 @@ bool X11CaptureScreen::InitCapture(const wchar_t* deviceName) {
                 ? ""
                 : "; the server lacks the DAMAGE extension, so every frame is read whole");
     m_initialized = true;
+    m_failure.reason.clear();
     return true;
 }
 
@@ -136,7 +139,19 @@ unsigned char* X11CaptureScreen::readOrWait(const Rect& wanted, unsigned char* d
         // Damage is left pending, so only time can help.
         m_interrupt.wait(-1, kLongestWait);
     }
-    return readNow(wanted, dest, memory);
+    auto* const frame = readNow(wanted, dest, memory);
+    m_failure.reason = frame != nullptr ? "" : reasonOfFailure();
+    return frame;
+}
+
+const char* X11CaptureScreen::reasonOfFailure() const {
+    if (!m_session) {
+        return "the X server has closed the connection";
+    }
+    if (!m_output) {
+        return "the output is switched off";
+    }
+    return m_failing ? "the output cannot be read" : "";
 }
 
 /// Null: no new frame, or an error.

@@ -41,6 +41,7 @@ public:
     [[nodiscard]] bool ReadsAnyRectangle() const override { return true; }
     void Interrupt() override;
     void ReleaseAll() override;
+    [[nodiscard]] const CaptureFailure& Failure() const override { return m_failure; }
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
@@ -91,6 +92,7 @@ private:
     [[nodiscard]] bool findMissingDamage(const Read& read, const Rect& area);
     void reportDirtyRows(const Read& read);
     void fail();
+    [[nodiscard]] const char* reasonOfFailure() const;
 
     const std::string m_givenDisplay;
     const capture::x11::EventFilter m_eventFilter;
@@ -116,4 +118,5 @@ private:
     support::DirtyRows m_dirtyRows;
     capture::DrawnPointer m_drawn;
     Shown m_shown;
+    CaptureFailure m_failure;
 };

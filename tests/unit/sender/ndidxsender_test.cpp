@@ -22,6 +22,7 @@ struct Script {
     std::vector<std::vector<int>> rectangles;
     std::function<bool(unsigned char*)> read = [](unsigned char*) { return true; };
     std::function<void()> interrupt = [] {};
+    CaptureFailure failure;
 };
 
 class FakeCapturer : public ScreenCapturer {
@@ -40,6 +41,7 @@ public:
     }
     void DrawPointer(bool draw) override { m_script.drawsPointer = draw; }
     void Interrupt() override { m_script.interrupt(); }
+    [[nodiscard]] const CaptureFailure& Failure() const override { return m_script.failure; }
     void ReleaseAll() override {}
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
@@ -196,6 +198,58 @@ TEST_F(DxSender, APauseEndsAReadThatWaits) {
     ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
     EXPECT_EQ(run(1), "wait ");
     script.interrupt = [] {};
+}
+
+TEST_F(DxSender, RetriesAFailingCaptureAndTellsTheOperator) {
+    std::vector<std::int64_t> reads;
+    std::vector<std::string> told;
+    const std::int64_t begin = nowUs;
+    const auto since = [&] { return (nowUs - begin) / 1000; };
+    script.read = [&](unsigned char*) {
+        reads.push_back(since());
+        if (since() < 7000 && (since() % 1000 >= 750 || since() == 0)) {
+            told.push_back(sender.captureStatus().text);
+        }
+        script.failure.reason = since() < 7000 ? "it is locked" : "";
+        script.failure.needsInit = since() >= 3000 && since() < 7000;
+        return since() >= 7000;
+    };
+    ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 30, "out"));
+    run(800);
+    EXPECT_EQ(sender.captureStatus().text, "");
+    const auto attempts = [&](std::int64_t from, std::int64_t to) {
+        return std::count_if(reads.begin(), reads.end(),
+                             [&](std::int64_t at) { return at >= from && at < to; });
+    };
+    EXPECT_GT(attempts(0, 1000), 300);
+    EXPECT_LE(attempts(1000, 7000), 6 * 4);
+    EXPECT_EQ(told.front(), "");
+    EXPECT_EQ(told.back(), "it is locked");
+    // Once by initParmeter(), then for four seconds.
+    EXPECT_LE(script.deviceNames.size(), 1U + 4 * 4);
+    EXPECT_GE(script.deviceNames.size(), 1U + 4 * 3);
+    EXPECT_EQ(script.deviceNames.back(), L"out");
+}
+
+TEST_F(DxSender, InitialisesAgainAtOnceWhenTheScreenHasChanged) {
+    script.read = [&](unsigned char* dest) {
+        const std::size_t inits = script.deviceNames.size();
+        if (inits == 1 && frames.size() == 1) {
+            script.failure = {"another mode", true};
+            return false;
+        }
+        script.failure = {};
+        dest[4] = static_cast<unsigned char>(dest[4] + 1);
+        return true;
+    };
+    ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
+    EXPECT_EQ(run(3), "send sleep2 send ");
+    EXPECT_EQ(script.deviceNames.size(), 2U);
+    EXPECT_EQ(frames[1].pixels[4], 1) << "black where the new screen does not reach";
+    script.initResult = false;
+    script.failure.reason = "no duplication";
+    EXPECT_FALSE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
+    EXPECT_EQ(sender.captureStatus().text, "no duplication") << "at once";
 }
 
 TEST_F(DxSender, LogsRatesAndDurations) {

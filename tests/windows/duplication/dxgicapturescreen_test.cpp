@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -81,12 +82,12 @@ protected:
         return false;
     }
 
-    using Rows = std::vector<std::pair<int, int>>;
+    using Rows = std::vector<std::array<int, 4>>;  ///< First and count, left and right.
     [[nodiscard]] Rows rows() const {
         Rows result;
         EXPECT_TRUE(m_capturer->DirtyRows().known);
         for (const support::RowSpan& span : m_capturer->DirtyRows().spans) {
-            result.emplace_back(span.first, span.count);
+            result.push_back({span.first, span.count, span.left, span.right});
         }
         return result;
     }
@@ -311,10 +312,10 @@ TEST_F(Duplication, ReportsTheRowsThatDirtyAndMoveRectanglesTouch) {
     const struct {
         DXGI_MODE_ROTATION rotation;
         Rows rows;
-    } cases[] = {{DXGI_MODE_ROTATION_IDENTITY, {{1, 3}, {9, 4}}},
-                 {DXGI_MODE_ROTATION_ROTATE90, {{2, 4}, {7, 3}}},
-                 {DXGI_MODE_ROTATION_ROTATE180, {{3, 4}, {12, 3}}},
-                 {DXGI_MODE_ROTATION_ROTATE270, {{6, 3}, {10, 4}}}};
+    } cases[] = {{DXGI_MODE_ROTATION_IDENTITY, {{1, 3, 7, 10}, {9, 4, 2, 6}}},
+                 {DXGI_MODE_ROTATION_ROTATE90, {{2, 4, 3, 7}, {7, 3, 12, 15}}},
+                 {DXGI_MODE_ROTATION_ROTATE180, {{3, 4, 10, 14}, {12, 3, 6, 9}}},
+                 {DXGI_MODE_ROTATION_ROTATE270, {{6, 3, 1, 4}, {10, 4, 9, 13}}}};
     for (const auto& one : cases) {
         m_machine.setMode(1, {-40, 10, -40 + 16, 10 + 16}, one.rotation);
         ASSERT_TRUE(init());
@@ -331,7 +332,7 @@ TEST_F(Duplication, ReportsTheRowsThatDirtyAndMoveRectanglesTouch) {
         EXPECT_FALSE(m_capturer->DirtyRows().known) << "another rectangle";
         m_machine.present({{0, 0, 16, 16}});
         ASSERT_TRUE(read(0, 4, 16, 8));
-        EXPECT_EQ(rows(), (Rows{{0, 8}}));
+        EXPECT_EQ(rows(), (Rows{{0, 8, 0, 16}}));
     }
 }
 
@@ -346,7 +347,7 @@ TEST_F(Duplication, RowsAreUnknownAfterLostMetadataOrALostFrame) {
         m_machine.failing.clear();
         m_machine.present({{0, 0, 5, 5}});
         ASSERT_TRUE(read());
-        EXPECT_EQ(rows(), (Rows{{0, 5}}));
+        EXPECT_EQ(rows(), (Rows{{0, 5, 0, 5}}));
     }
     m_machine.failing["context11.Signal"] = E_FAIL;
     m_machine.present({{0, 7, 5, 9}});

@@ -1,0 +1,58 @@
+#include "sender/capturewatch.h"
+
+#include <utility>
+
+namespace sender {
+namespace {
+
+constexpr std::int64_t kNoFramePauseMs = 2;
+constexpr std::int64_t kRetryPauseMs = 250;
+constexpr std::int64_t kQuickRetriesMs = 1000;
+constexpr std::int64_t kUntilToldMs = 5000;
+
+}  // namespace
+
+CaptureWatch::Advice CaptureWatch::noFrame(const CaptureFailure& failure, std::int64_t now) {
+    if (failure.reason.empty()) {
+        frame();
+        return {kNoFramePauseMs, false};
+    }
+    const std::int64_t lasts = now - m_failingSince.value_or(now);
+    m_failingSince = now - lasts;
+    if (lasts >= kUntilToldMs) {
+        publish(failure.reason);
+    }
+    // Making devices anew is no quick attempt, not even in the first second.
+    const bool init = failure.needsInit && (!m_lastInit || now - *m_lastInit >= kRetryPauseMs);
+    if (init) {
+        m_lastInit = now;
+    }
+    return {lasts >= kQuickRetriesMs ? kRetryPauseMs : kNoFramePauseMs, init};
+}
+
+void CaptureWatch::frame() {
+    m_failingSince.reset();
+    m_lastInit.reset();
+    publish({});
+}
+
+void CaptureWatch::opened(const std::string& error) {
+    frame();
+    publish(error);
+}
+
+void CaptureWatch::publish(std::string text) {
+    if (text == m_published) {
+        return;
+    }
+    m_published = text;
+    const std::lock_guard lock(m_textMutex);
+    m_text = std::move(text);
+}
+
+std::string CaptureWatch::text() const {
+    const std::lock_guard lock(m_textMutex);
+    return m_text;
+}
+
+}  // namespace sender
