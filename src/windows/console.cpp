@@ -4,6 +4,7 @@
 
 #include <io.h>
 
+#include <QCoreApplication>
 #include <cstdio>
 
 namespace {
@@ -21,6 +22,18 @@ void printToConsole(FILE* stream, DWORD which) {
     }
 }
 
+/// The console's own events would end the program at once. The shell does not wait for a program
+/// with a window, so Ctrl+C there is meant for another one and is ignored. A console that closes
+/// takes the program with it, but not before it has ended as when its window is closed.
+BOOL WINAPI handleConsoleEvent(DWORD event) {
+    if (event == CTRL_CLOSE_EVENT) {
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+        // The system ends the process when this returns, or after five seconds.
+        Sleep(INFINITE);
+    }
+    return TRUE;
+}
+
 /// Runs before main(), because the logger's set-up already prints.
 struct ParentConsole {
     ParentConsole() {
@@ -30,6 +43,7 @@ struct ParentConsole {
         if ((output && error) || AttachConsole(ATTACH_PARENT_PROCESS) == FALSE) {
             return;
         }
+        SetConsoleCtrlHandler(handleConsoleEvent, TRUE);
         if (!output) {
             printToConsole(stdout, STD_OUTPUT_HANDLE);
         }
