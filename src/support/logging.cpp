@@ -68,7 +68,7 @@ QString logFilePath(const QString& appFolder, const QString& fileName,
 
 void qtMessageHandler(QtMsgType type, const QMessageLogContext& /*context*/,
                       const QString& message) {
-    const QByteArray text = message.toLocal8Bit();
+    const QByteArray text = message.toUtf8();  // as every other line of the log file
     HV::SpdlogApplication::instance().logger()->log(
         levelOf(type),
         spdlog::string_view_t(text.constData(), static_cast<std::size_t>(text.size())));

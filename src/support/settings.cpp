@@ -22,7 +22,7 @@ QString readKey(const QString& path, const QString& group, const QString& key, T
     file.endGroup();
     if (file.status() != QSettings::NoError) {
         HV_WARN("reading {}/{} from settings file {}: {}", group.toStdString(), key.toStdString(),
-                path.toLocal8Bit().toStdString(), reason(file.status()));
+                path.toStdString(), reason(file.status()));
     }
     return value;
 }
@@ -55,6 +55,6 @@ void writeIniValue(const QString& path, const QString& group, const QString& key
     file.sync();
     if (file.status() != QSettings::NoError) {
         HV_WARN("writing {}/{} to settings file {}: {}", group.toStdString(), key.toStdString(),
-                path.toLocal8Bit().toStdString(), reason(file.status()));
+                path.toStdString(), reason(file.status()));
     }
 }

@@ -54,7 +54,7 @@ QString StringToTranslate::find(const QString& key) const {
 QMap<QString, QString> loadLanguageFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        HV_WARN("language file {} can't be opened: {}", path.toLocal8Bit().toStdString(),
+        HV_WARN("language file {} can't be opened: {}", path.toStdString(),
                 file.errorString().toStdString());
         return {};
     }
@@ -63,8 +63,8 @@ QMap<QString, QString> loadLanguageFile(const QString& path) {
     int line = 0;
     int column = 0;
     if (!document.setContent(&file, &error, &line, &column)) {
-        HV_WARN("language file {} is malformed at line {}, column {}: {}",
-                path.toLocal8Bit().toStdString(), line, column, error.toStdString());
+        HV_WARN("language file {} is malformed at line {}, column {}: {}", path.toStdString(), line,
+                column, error.toStdString());
         return {};
     }
 

@@ -19,9 +19,7 @@ namespace {
 
 /// GoogleTest's own regular expressions are too simple on Windows.
 MATCHER_P(Matches, pattern, "") {
-    const auto text = [](const std::string& local) {
-        return QString::fromLocal8Bit(local.c_str());
-    };
+    const auto text = [](const std::string& local) { return QString::fromStdString(local); };
     const QRegularExpression whole(QRegularExpression::anchoredPattern(text(pattern)));
     return whole.match(text(arg)).hasMatch();
 }
@@ -63,8 +61,7 @@ TEST(Log, LinesHavePatternPlaceAndPaddedLevelAndKeepBraces) {
         std::to_string(line) + "\\.\n";
     std::string rest;
     for (const char* level : {"DEBUG", "INFO ", "WARN ", "ERROR", "FATAL", "WARN "}) {
-        rest += std::string(".*\\[") + level + "\\] \\[TarsinNDI\\] " +
-                QString("grün \\{\\} %1 \\{:\n").toLocal8Bit().toStdString();
+        rest += std::string(".*\\[") + level + "\\] \\[TarsinNDI\\] " + "grün \\{\\} %1 \\{:\n";
     }
     EXPECT_THAT(written.file, Matches("[0-9]{4}-[0-9]{2}-[0-9]{2} " + time + first + rest));
     EXPECT_THAT(written.console, Matches(time + first + rest));

@@ -4,26 +4,10 @@
 
 #include <fmt/format.h>
 
+#include "support/utf8.h"
+
 namespace ndi {
 namespace {
-
-std::wstring wide(const std::string& text) {
-    const int length =
-        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring result(static_cast<std::size_t>(length), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
-                          length);
-    return result;
-}
-
-std::string narrow(const std::wstring& text) {
-    const int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                             nullptr, 0, nullptr, nullptr);
-    std::string result(static_cast<std::size_t>(length), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), result.data(),
-                          length, nullptr, nullptr);
-    return result;
-}
 
 class WindowsLibrary : public SharedLibrary {
 public:
@@ -50,8 +34,8 @@ private:
 
 std::unique_ptr<SharedLibrary> loadLibrary(const std::string& path, std::string& reason) {
     // Its dependencies are searched in its own folder, never in the current one.
-    const HMODULE module =
-        ::LoadLibraryExW(wide(path).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    const HMODULE module = ::LoadLibraryExW(support::wideFromUtf8(path).c_str(), nullptr,
+                                            LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module == nullptr) {
         reason = fmt::format("{}: error 0x{:08x}", path, ::GetLastError());
         return nullptr;
@@ -68,14 +52,14 @@ std::string libraryPathOf(const void* address) {
     }
     std::wstring path(32768, L'\0');
     path.resize(::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
-    return narrow(path);
+    return support::utf8FromWide(path);
 }
 
 std::string environment(const char* name) {
     std::wstring value(32768, L'\0');
-    value.resize(::GetEnvironmentVariableW(wide(name).c_str(), value.data(),
+    value.resize(::GetEnvironmentVariableW(support::wideFromUtf8(name).c_str(), value.data(),
                                            static_cast<DWORD>(value.size())));
-    return narrow(value);
+    return support::utf8FromWide(value);
 }
 
 std::vector<std::string> vendorLibraryNames() {

@@ -39,12 +39,18 @@ std::FILE* openShared(const std::filesystem::path& path) {
 }
 
 std::filesystem::path localPath(const std::string& name) {
-    // The standard library would read the name as UTF-8.
-    std::wstring wide(name.size(), L'\0');
-    wide.resize(static_cast<std::size_t>(
-        MultiByteToWideChar(CP_ACP, 0, name.data(), static_cast<int>(name.size()), wide.data(),
-                            static_cast<int>(wide.size()))));
-    return wide;
+    // The standard library would take each byte for a character. Before Windows 10 version 1903 the
+    // system's encoding is not UTF-8, while the program's own names are.
+    for (const UINT encoding : {UINT{CP_UTF8}, UINT{CP_ACP}}) {
+        std::wstring wide(name.size(), L'\0');
+        wide.resize(static_cast<std::size_t>(MultiByteToWideChar(
+            encoding, MB_ERR_INVALID_CHARS, name.data(), static_cast<int>(name.size()), wide.data(),
+            static_cast<int>(wide.size()))));
+        if (!wide.empty()) {
+            return wide;
+        }
+    }
+    return {};
 }
 
 }  // namespace HV
