@@ -10,6 +10,9 @@ endif()
 
 if(NOT TARSIN_ENGINE_ONLY)
     find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Xml Network)
+    if(NOT WIN32)
+        find_package(Qt5 5.15 REQUIRED COMPONENTS DBus)
+    endif()
     pkg_check_modules(ffmpeg REQUIRED IMPORTED_TARGET
         libavdevice libavformat libavcodec libswscale libavutil)
     pkg_check_modules(sdl2 REQUIRED IMPORTED_TARGET sdl2)

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "support/translation.h"
+#include "ui/application.h"
 #include "ui/captureroi.h"
 #include "ui/ndisenderui.h"
 #include "windowcontrols.h"
@@ -43,6 +44,7 @@ void selectUpTo(QWidget& overlay, QPoint end) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    ui::prepareApplication();
     const QApplication application(argc, argv);
     const QTemporaryDir folder;
     const QString settings = folder.filePath("settings.ini");

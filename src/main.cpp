@@ -7,7 +7,7 @@
 #include "support/logging.h"
 #include "support/settings.h"
 #include "support/translation.h"
-#include "ui/desktop.h"
+#include "ui/application.h"
 #include "ui/ndisenderui.h"
 
 namespace {
@@ -34,7 +34,7 @@ int main(int argc, char* argv[]) {
     }
     initLogger();
     initIniPath();
-    ui::chooseWindowSystem();
+    ui::prepareApplication();
     QCoreApplication::setAttribute(Qt::AA_UseOpenGLES, true);
     const QApplication application(argc, argv);
 

@@ -18,7 +18,7 @@ int readNumber(const QString& path, const char* key) {
 SavedSettings readSavedSettings(const QString& file) {
     return {readIniValue(file, "SystemSet", "name").toStdString(), readNumber(file, "screenIndex"),
             readNumber(file, "frameRate"), readNumber(file, "forceUseOldCapture"),
-            readNumber(file, "liveRegion")};
+            readNumber(file, "liveRegion"), readNumber(file, "keepDisplayOn")};
 }
 
 }  // namespace session

@@ -13,6 +13,7 @@ struct SavedSettings {
     int frameRate = -1;
     int forceUseOldCapture = -1;
     int liveRegion = -1;
+    int keepDisplayOn = -1;
 };
 
 [[nodiscard]] SavedSettings readSavedSettings(const QString& file);

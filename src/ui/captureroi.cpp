@@ -171,6 +171,17 @@ void CaptureROI::paintEvent(QPaintEvent* /*event*/) {
         paintFrame();
         m_selected = false;
     }
+    if (!m_showMode && ui::clicksPassTransparentPixels()) {
+        catchClicks();
+    }
+}
+
+/// Makes no pixel wholly transparent. Otherwise a click beside the drawn frame would reach the
+/// program behind, which would then bury this window and its buttons.
+void CaptureROI::catchClicks() {
+    QPainter painter(this);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOver);
+    painter.fillRect(rect(), QColor(255, 255, 255, 1));
 }
 
 void CaptureROI::paintSelecting() {
@@ -269,6 +280,7 @@ void CaptureROI::showEvent(QShowEvent* event) {
     // The window is not mapped yet, so the grab shows the desktop without it.
     grabDesktopImage();
     ui::keepOffTaskbar(*this);
+    ui::leaveOutOfCapture(*this);
 }
 
 void CaptureROI::mousePressEvent(QMouseEvent* event) {

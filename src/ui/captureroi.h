@@ -74,6 +74,7 @@ private:
     void moveWhileShowing(const QMouseEvent& event, QPoint at);
     void moveWhileSelecting(const QMouseEvent& event, QPoint at);
     void showButtonBar();
+    void catchClicks();
     void clearSelection();
     void restoreRegion();
     void updateMask();

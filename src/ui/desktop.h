@@ -13,12 +13,19 @@ namespace ui {
 /// Keeps `window` out of taskbars and pagers. Call it each time before the window is shown.
 void keepOffTaskbar(const QWidget& window);
 
+/// Whether a click on a pixel of a translucent window whose alpha is 0 goes to what is behind.
+[[nodiscard]] bool clicksPassTransparentPixels();
+
+/// Leaves `window` out of what is captured of its screen, where the system can do so. Call it each
+/// time before the window is shown.
+void leaveOutOfCapture(const QWidget& window);
+
 /// Whether a compositor places and moves windows, whatever a program asks for: a Wayland session.
 [[nodiscard]] bool compositorPlacesWindows();
 
-/// To be called before the application object is made. In a Wayland session the program is an X11
-/// client where it can (Xwayland), because only such a one can lay its overlay over a screen.
-/// QT_QPA_PLATFORM overrules this.
+/// To be called before the application object is made; ui::prepareApplication() does so. In a
+/// Wayland session the program is an X11 client where it can (Xwayland), because only such a one
+/// can lay its overlay over a screen. QT_QPA_PLATFORM overrules this.
 void chooseWindowSystem();
 
 /// While `owner` lives, calls `changed` on the GUI thread when the system reports that monitors

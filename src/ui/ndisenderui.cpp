@@ -167,6 +167,7 @@ void NDISenderUI::slotStop() {
 void NDISenderUI::showSourceStatus() {
     const ndi::SourceStatus status = m_session.status();
     const bool sending = m_sendState == SendState::Sending;
+    m_displayLock.hold(sending && m_keepDisplayOn);
     m_pTitleBar->setSourceDisplay(ui::describeSource(
         status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName,
                  m_screenGone, sending ? m_session.captureStatus().slow : ""}));

@@ -13,6 +13,7 @@
 #include "support/log.h"
 #include "ui/captureroi.h"
 #include "ui/desktop.h"
+#include "ui/fixedsize.h"
 #include "ui/focuscombobox.h"
 #include "ui/ndisenderui.h"
 #include "ui/physicalpixels.h"
@@ -83,8 +84,7 @@ NDISenderUI::NDISenderUI(const std::string& iniPath, QWidget* parent, Collaborat
     ui::logSession(m_screensMsg,
                    {m_iniPath, m_outputName, m_curScreenIndex, m_frameRate, m_forceUseOldCapture});
     buildLayout();
-    setFixedWidth(638);
-    setFixedHeight(260);
+    ui::fixSize(*this, {638, 260});
     loadStyleSheet();
     connectTitleBar();
     initNDI();
@@ -133,6 +133,7 @@ void NDISenderUI::loadSettings() {
     if (saved.forceUseOldCapture < 0) {
         writeSetting("forceUseOldCapture", "0");
     }
+    m_keepDisplayOn = saved.keepDisplayOn != 0;
     m_forceUseOldCapture = saved.forceUseOldCapture > 0;
     m_liveRegion = saved.liveRegion > 0;
     m_session.forceGrab(m_forceUseOldCapture);

@@ -33,6 +33,13 @@ public:
         }
     }
 
+    /// With the screens of the X server.
+    static FakeCollaborators onRealScreens() {
+        FakeCollaborators fakes{{}};
+        fakes.realScreens = true;
+        return fakes;
+    }
+
     bool realScreens = false;  ///< Those of the X server, with their outputs.
     bool dxFails = false;
     bool sourceFails = false;

@@ -2,6 +2,8 @@
 
 #include <QApplication>
 
+#include "ui/application.h"
+
 // For the address sanitizer. It looks for leaks while Qt's plugins are still loaded: once they are
 // unloaded, their memory counts as leaked and cannot be attributed. The two libraries keep caches.
 extern "C" {
@@ -14,6 +16,7 @@ const char* __lsan_default_suppressions() {
 
 int main(int argc, char* argv[]) {
     testing::InitGoogleTest(&argc, argv);
+    ui::prepareApplication();
     const QApplication application(argc, argv);
     const int result = RUN_ALL_TESTS();
     if (__lsan_do_leak_check != nullptr) {

@@ -133,6 +133,11 @@ TEST_F(Window, EveryTextFitsItsPlaceInEveryLanguage) {
                     << kFiles[i].toStdString();
             }
         }
+        const int room = op.language->x() - 12 - (op.source()->x() + 17);  // Gap; light.
+        for (const char* key :
+             {"zhNothingSentStr", "zhRegionEmptyStr", "zhScreenGoneStr", "zhNoScreenImageStr"}) {
+            fits(op.source(), StringToTranslate::instance().find(key), room);
+        }
         fits(op.group, op.group->title(), op.group->width());
         fits(op.screen, op.screen->itemText(0), op.screen->width() - 30);
         fits(op.language, op.language->itemText(i), op.language->width() - 30);

@@ -7,10 +7,12 @@
 #include <QScreen>
 
 #include "operator.h"
+#include "ui/application.h"
 
 using tests::Operator;
 
 int main(int argc, char* argv[]) {
+    ui::prepareApplication();
     const QApplication application(argc, argv);
     if (argc != 3 || !QDir().mkpath(argv[1])) {
         qFatal("usage: windowtour FOLDER PREFIX");

@@ -31,6 +31,32 @@ bool selectionOwned(const Connection& connection, xcb_atom_t selection) {
     return reply && reply->owner != XCB_NONE;
 }
 
+/// The resources that the desktop's settings set for all programs, "NAME: VALUE" lines.
+std::string resources(const Connection& connection) {
+    constexpr std::uint32_t kMostWords = 1U << 18U;
+    auto* const c = connection.get();
+    const Owned<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(c,
+                               xcb_get_property(c, 0, connection.root(), XCB_ATOM_RESOURCE_MANAGER,
+                                                XCB_ATOM_STRING, 0, kMostWords),
+                               nullptr));
+    if (!reply) {
+        return {};
+    }
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
+}
+
+/// A desktop scales by the resource Xft.dpi. Without it Qt would compute a factor from the size in
+/// millimetres that the server reports, which is rounded or made up: 1.0004.
+void scaleAsTheDesktopSays() {
+    const auto connection = connect();
+    if (connection && !qEnvironmentVariableIsSet("QT_FONT_DPI") &&
+        resources(*connection).find("Xft.dpi:") == std::string::npos) {
+        qputenv("QT_FONT_DPI", "96");
+    }
+}
+
 }  // namespace
 
 bool windowsCanBeTranslucent() {
@@ -44,6 +70,12 @@ bool windowsCanBeTranslucent() {
                connection->atom("_NET_WM_CM_S" + std::to_string(connection->screenNumber())));
 }
 
+bool clicksPassTransparentPixels() {
+    return false;
+}
+
+void leaveOutOfCapture(const QWidget& /*window*/) {}
+
 bool compositorPlacesWindows() {
     return support::wayland::isWaylandSession();
 }
@@ -53,6 +85,7 @@ void chooseWindowSystem() {
         !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "xcb");
     }
+    scaleAsTheDesktopSays();
 }
 
 void keepOffTaskbar(const QWidget& window) {

@@ -1,0 +1,19 @@
+#include "ui/application.h"
+
+#include <QGuiApplication>
+
+#include "session/displaylock.h"
+#include "ui/desktop.h"
+
+namespace ui {
+
+void prepareApplication() {
+    chooseWindowSystem();
+    session::keepTimersExact();
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+}  // namespace ui

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace ui {
+
+/// To be called before the application object is made: chooses the window system, keeps timers
+/// exact and switches scaling on. A window then has the same size in device-independent pixels on
+/// every screen, with fractional factors as the desktop sets them.
+void prepareApplication();
+
+}  // namespace ui
