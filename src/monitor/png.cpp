@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "monitor/rgbconverter.h"
+#include "support/hv/sharedfile.h"
 
 namespace monitor {
 namespace {
@@ -51,13 +52,14 @@ std::string writingFailed(const std::string& file) {
 
 std::string checkWritable(const std::string& file) {
     std::error_code ignored;
-    const bool existed = std::filesystem::exists(file, ignored);
+    const std::filesystem::path path = HV::localPath(file);
+    const bool existed = std::filesystem::exists(path, ignored);
     errno = 0;
-    if (!std::ofstream(file, std::ios::binary | std::ios::app)) {
+    if (!std::ofstream(path, std::ios::binary | std::ios::app)) {
         return writingFailed(file);
     }
     if (!existed) {
-        std::filesystem::remove(file, ignored);
+        std::filesystem::remove(path, ignored);
     }
     return {};
 }
@@ -71,7 +73,7 @@ std::string savePng(const AVFrame& frame, const std::string& file) {
         return "encoding the frame as a PNG failed: " + error;
     }
     errno = 0;
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    std::ofstream out(HV::localPath(file), std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(packet->data), packet->size);
     out.close();
     if (!out) {

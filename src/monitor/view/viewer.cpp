@@ -13,6 +13,7 @@
 #include "monitor/png.h"
 #include "monitor/view/videofeed.h"
 #include "monitor/view/window.h"
+#include "support/hv/sharedfile.h"
 
 namespace monitor {
 namespace {
@@ -188,7 +189,7 @@ private:
             return;
         }
         const std::string error = m_saving.get();
-        const std::string path = std::filesystem::absolute(m_savedFile).string();
+        const std::string path = std::filesystem::absolute(HV::localPath(m_savedFile)).string();
         m_notice = error.empty() ? "Saved " + m_savedFile : error;
         fmt::print(stderr, "{}\n", error.empty() ? "Saved " + path : error);
         m_fading.show();

@@ -2,7 +2,7 @@
 # The Windows program as its user meets it: installed silently, operated by real clicks and keys on
 # a virtual screen, received by the Linux ndimonitor through multicast DNS, removed again.
 # Screenshots and logs stay in RESULT-FOLDER.
-# usage: run.sh SETUP.exe LINUX-BUILD-FOLDER RESULT-FOLDER
+# usage: run.sh SETUP.exe LINUX-BUILD-FOLDER CTRLC.exe RESULT-FOLDER
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 scripts=$here/../../../scripts
@@ -20,16 +20,24 @@ if [ "$1" = --network ]; then
 fi
 setup=$2
 linux=$3
-result=$4
+ctrlc=$4
+result=$5
 rm -rf "$result"
 mkdir -p "$result"
 user=$WINEPREFIX/drive_c/users/$(id -un)
 installed=$user/AppData/Local/Programs/TarsinNDI
-data=$user/AppData/Roaming/Halvark
+# No character of it is in the western code page that Wine has here.
+roaming='C:\users\Профиль\AppData\Roaming'
+data=$WINEPREFIX/drive_c/users/Профиль/AppData/Roaming/Halvark
 log=$data/TarsinNDI/log/TarsinNDI
 source=WineDemo
 pattern=
-trap '[ -z "$pattern" ] || kill "$pattern" 2>/dev/null || true' EXIT
+folders='HKCU\Software\Microsoft\Windows\CurrentVersion\Explorer\User Shell Folders'
+clean_up() {
+    [ -z "$pattern" ] || kill "$pattern" 2>/dev/null || true
+    wine reg delete "$folders" /v AppData /f >/dev/null 2>&1 || true
+}
+trap clean_up EXIT
 
 step() { echo "== $*"; }
 fail() {
@@ -69,6 +77,10 @@ logs() {
     "${@:2}"
     eventually logged_more "$1" "$before" || fail "the log lacks: $1"
 }
+log_ends_with_banner() {
+    tail -n 6 "$log" | grep -qF "#                    STOP                         #" ||
+        fail "the log does not end with the banner"
+}
 # receive NAME OPTION...: as ndimonitor does, its result in the files NAME.out and NAME.png.
 receive() {
     "$linux/bin/ndimonitor" "$source" --wait 10 --save "$result/$1.png" "${@:2}" \
@@ -97,13 +109,16 @@ shows() {
     echo "   $1: $psnr dB"
 }
 
+mkdir -p "${data%/*}"
+wine reg add "$folders" /v AppData /t REG_EXPAND_SZ /d "$roaming" /f >"$result/reg.out" 2>&1
+
 step "The installer, silently"
 rm -rf "$data" "$installed"
 wine "$setup" /S || fail "the installer ends with $?"
 for file in TarsinNDI.exe ndimonitor.exe uninstall.exe $(cd "$here/../../../beside" && find . -type f); do
     [ -f "$installed/$file" ] || fail "$file was not installed"
 done
-[ -n "$(find "$user" -name TarsinNDI.lnk)" ] || fail "no entry in the start menu"
+[ -n "$(find "${user%/*}" -name TarsinNDI.lnk)" ] || fail "no entry in the start menu"
 
 step "The program above a still test pattern"
 "$linux/demo/showpattern" >"$result/showpattern.out" 2>&1 &
@@ -172,13 +187,17 @@ click 610 22
 ended() { ! kill -0 $program; }
 eventually ended || fail "the program does not end"
 wait "$program" || fail "the program ends with $?"
-tail -n 6 "$log" | grep -qF "#                    STOP                         #" ||
-    fail "the log does not end with the banner"
+log_ends_with_banner
 cp "$log" "$result/program.log"
+
+step "Ctrl+C in the console it was started from does not end it"
+wine "$ctrlc" "C:\\users\\$(id -un)\\AppData\\Local\\Programs\\TarsinNDI\\TarsinNDI.exe" \
+    >"$result/ctrlc.out" 2>&1 || fail "ctrlc ends with $?"
+log_ends_with_banner
 
 step "The uninstaller, silently"
 wine "$installed/uninstall.exe" /S
 eventually test ! -e "$installed" || fail "left behind: $(find "$installed")"
 [ -f "$data/TarsinNDI/TarsinNDI.ini" ] || fail "the user's settings are gone"
-[ -z "$(find "$user" -name TarsinNDI.lnk)" ] || fail "the entry in the start menu is still there"
+[ -z "$(find "${user%/*}" -name TarsinNDI.lnk)" ] || fail "the entry in the start menu is still there"
 echo "All of it worked; screenshots and logs: $result"
