@@ -1,5 +1,3 @@
-// ndisend: start, end, exit code.
-
 #include <fmt/format.h>
 
 #include <QCoreApplication>
@@ -7,13 +5,15 @@
 
 #include "cli/report.h"
 #include "cli/run.h"
+#include "sender/ndisource.h"
 #include "support/log.h"
 #include "support/logging.h"
 #include "support/utf8.h"
 
 namespace {
 
-/// Ends the log as the program with the window does: with the same lines from the same place.
+/// Ends the log as the program with the window does: with the same lines, from the same place in a
+/// file of the same name.
 void stopCallback() {
     static_assert(__LINE__ == 18, "the banner must be on lines 19, 20 and 21");
     HV_INFO("####################################################");
@@ -48,6 +48,14 @@ void logStart(const session::ScreenList& list, const Plan& plan) {
             plan.forceGrab ? "FFmpeg" : "default");
 }
 
+/// An operator who names a source expects this name, so a taken one is not numbered.
+Collaborators withExactName(Collaborators collaborators) {
+    collaborators.createSource = [](const std::string& name, NDIlib_send_instance_t& instance) {
+        createNdiSourceOfName(name, instance);
+    };
+    return collaborators;
+}
+
 int listScreens(const Options& options, const Console& console, const session::ScreenList& list) {
     const std::string text = options.json ? screensJson(list) : screensText(list);
     if (list.screens.count == 0) {
@@ -62,8 +70,7 @@ int send(const Options& options, const Console& console) {
     if (const auto* failure = std::get_if<Failure>(&config)) {
         return fail(failure->code, failure->message);
     }
-    const Collaborators collaborators = Collaborators::withoutSettings();
-    const session::ScreenList list = session::listScreens(collaborators);
+    const session::ScreenList list = session::listScreens(Collaborators::withoutSettings());
     if (options.listScreens) {
         return listScreens(options, console, list);
     }
@@ -72,7 +79,8 @@ int send(const Options& options, const Console& console) {
         return fail(failure->code, failure->message);
     }
     logStart(list, std::get<Plan>(plan));
-    Publisher publisher(collaborators, list, std::get<Plan>(plan));
+    Publisher publisher(withExactName(Collaborators::withoutSettings(std::get<Plan>(plan).sender)),
+                        list, std::get<Plan>(plan));
     if (const std::string error = publisher.begin(); !error.empty()) {
         return fail(kCouldNot, error);
     }

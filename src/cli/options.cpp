@@ -67,6 +67,7 @@ void addSource(CLI::App& app, Options& options) {
                                      kMostFrames, text);
         })
         ->type_name("N");
+    app.add_flag("--exact", options.exact, "Announce and send exactly this many frames per second");
     app.add_option("--name", options.name,
                    "Name of the source: receivers show \"MACHINE (NAME)\"; default: the\n"
                    "host name")

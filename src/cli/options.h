@@ -19,6 +19,7 @@ struct Options {
     std::optional<std::string> screen;  ///< A number or a name.
     std::optional<session::Rectangle> region;
     std::optional<int> frameRate;
+    bool exact = false;
     std::optional<std::string> name;
     bool grab = false;
     std::vector<std::string> interfaces;

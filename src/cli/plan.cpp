@@ -152,8 +152,11 @@ std::variant<Config, Failure> readConfig(const std::string& file) {
                                    file)};
     }
     config.saved = session::readSavedSettings(path);
-    config.output = ndi::readOutputSettings(
-        [&path](const char* key) { return readIniList(path, "SystemSet", key).toStdString(); });
+    const auto read = [&path](const char* key) {
+        return readIniList(path, "SystemSet", key).toStdString();
+    };
+    config.output = ndi::readOutputSettings(read);
+    config.sender = sender::readSenderOptions(read);
     return config;
 }
 
@@ -161,6 +164,10 @@ std::variant<Plan, Failure> makePlan(const Options& options, const Config& confi
                                      const ScreenList& list) {
     Plan plan;
     plan.output = config.output;
+    plan.sender = config.sender;
+    if (options.exact && plan.sender.rateMode == sender::RateMode::Paced) {
+        plan.sender.rateMode = sender::RateMode::Exact;
+    }
     if (!options.interfaces.empty()) {
         plan.output.networkInterfaces = options.interfaces;
     }

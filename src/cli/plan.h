@@ -6,6 +6,7 @@
 
 #include "cli/options.h"
 #include "ndi/outputsettings.h"
+#include "sender/senderoptions.h"
 #include "session/savedsettings.h"
 #include "session/screenlist.h"
 #include "session/sendsession.h"
@@ -24,12 +25,14 @@ struct Failure {
 struct Config {
     session::SavedSettings saved;
     ndi::OutputSettings output;
+    sender::SenderOptions sender;
 };
 
 struct Plan {
     session::Target target;  ///< Its senderName is the name of the source.
     bool forceGrab = false;
     ndi::OutputSettings output;
+    sender::SenderOptions sender;
 };
 
 /// Fails for a file that can't be read or has no group `SystemSet`. "": no file.

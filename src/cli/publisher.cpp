@@ -6,24 +6,11 @@
 
 #include "ndi/ndilibrary.h"
 #include "ndi/wire/sourcename.h"
-#include "sender/ndisource.h"
 #include "support/log.h"
 
 namespace cli {
-namespace {
-
-/// An operator who names a source expects this name, so a taken one is not numbered.
-Collaborators withExactName(Collaborators collaborators) {
-    collaborators.createSource = [](const std::string& name, NDIlib_send_instance_t& instance) {
-        createNdiSourceOfName(name, instance);
-    };
-    return collaborators;
-}
-
-}  // namespace
-
 Publisher::Publisher(Collaborators collaborators, session::ScreenList list, Plan plan)
-    : m_session(withExactName(std::move(collaborators))),
+    : m_session(std::move(collaborators)),
       m_list(std::move(list)),
       m_target(std::move(plan.target)) {
     m_session.forceGrab(plan.forceGrab);
@@ -41,7 +28,11 @@ std::string Publisher::begin() {
             ndi::wire::instanceName(ndi::wire::machineName(), name));
     }
     m_session.createSender(name);
-    m_session.open(m_target);
+    if (!m_session.open(m_target)) {
+        m_session.close();
+        return fmt::format("screen {} can't be captured: {}; the log tells the cause",
+                           m_target.screenIndex, describeScreen(m_list, m_target.screenIndex));
+    }
     m_session.sender()->start();
     return {};
 }

@@ -56,7 +56,7 @@ void SendSession::createSender(const std::string& name) {
                            : m_collaborators.makeDxSender(name, m_source);
 }
 
-void SendSession::open(const Target& target) {
+bool SendSession::open(const Target& target) {
     m_opened = target;
     m_slowReason.clear();
     if (!m_sender->isDxSender() && !m_forceGrab) {
@@ -71,13 +71,15 @@ void SendSession::open(const Target& target) {
             target.screen.width, target.screen.height, target.screen.x, target.screen.y);
     }
     // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
-    if (!initParmeter(target, !m_forceGrab) && m_sender->isDxSender()) {
+    bool opened = initParmeter(target, !m_forceGrab);
+    if (!opened && m_sender->isDxSender()) {
         m_slowReason = m_sender->captureStatus().text;
         m_sender.reset();
         m_sender = m_collaborators.makeGrabSender(target.senderName, m_source);
-        (void)initParmeter(target, false);
+        opened = initParmeter(target, false);
         logChoice(__LINE__, "DX screenshot failed, switch to the old ffmpeg screenshot mode.");
     }
+    return opened;
 }
 
 bool SendSession::initParmeter(const Target& target, bool relativeToScreen) {

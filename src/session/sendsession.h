@@ -48,8 +48,9 @@ public:
     [[nodiscard]] NDISenderBase* sender() const { return m_sender.get(); }
 
     /// Prepares the sender, fresh or after its reset(), for `target`. A sender that fell back to
-    /// FFmpeg before is replaced, so that the default path is tried again each time.
-    void open(const Target& target);
+    /// FFmpeg before is replaced, so that the default path is tried again each time. False: neither
+    /// path can capture it.
+    bool open(const Target& target);
 
     /// What the operator has to know about the capture.
     [[nodiscard]] CaptureStatus captureStatus() const;

@@ -115,16 +115,16 @@ TEST_F(Source, IsRenamedAtResetAndNumberedIfTheNameIsTaken) {
     ProgramRun second;
     program.click("start");
     program.type("name", "Studio B");
-    expectListed(program, program.name(), true);  // Until the reset.
+    expectListed(program.name(), true);  // Until the reset.
     program.click("reset");
-    expectListed(program, "Studio B", true);
-    expectListed(program, program.name(), false);
+    expectListed("Studio B", true);
+    expectListed(program.name(), false);
     program.click("start");
     expectFrame(program, m_desktop.rect(), "Studio B");
 
     second.type("name", "Studio B");
     second.click("reset");
-    expectListed(program, "Studio B1", true);
+    expectListed("Studio B1", true);
 }
 
 TEST_F(Source, EndsWithTheWindowAndTheLogWithTheBanner) {
@@ -144,7 +144,7 @@ TEST_F(Source, EndsWithTheWindowAndTheLogWithTheBanner) {
     EXPECT_TRUE(
         lines.value(banner + 2).endsWith("#                    STOP                         # "));
     EXPECT_EQ(lines.value(banner + 6), "") << "the banner is the last thing in the log";
-    expectListed(program, program.name(), false);
+    expectListed(program.name(), false);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -21,13 +22,17 @@ protected:
         expectFrame(program, area, program.name());
     }
     void expectFrame(const ProgramRun& program, const QRect& area, const std::string& name) {
-        const std::string file = program.path("received.png");
+        expectFrame(name, area, [&] { return program.log().toStdString(); });
+    }
+    /// `explain` gives what a failed check adds.
+    void expectFrame(const std::string& name, const QRect& area,
+                     const std::function<std::string()>& explain) {
+        const std::string file = path("received.png");
         std::string output;
         EXPECT_TRUE(tests::eventually(
             [&] {
-                const auto monitor =
-                    startMonitor({name, "--wait", "20", "--seconds", "3", "--save", file},
-                                 program.path("monitor.out"));
+                const auto monitor = startMonitor(
+                    {name, "--wait", "20", "--seconds", "3", "--save", file}, path("monitor.out"));
                 (void)monitor->waitFor(60s);
                 output = monitor->output();
                 m_received = QImage(QString::fromStdString(file));
@@ -35,22 +40,26 @@ protected:
                 return tests::lumaPsnr(m_received, m_screen) >= 38;
             },
             60s))
-            << output << program.log().toStdString();
+            << output << explain();
     }
 
     /// Waits until the list of sources on the network contains, or lacks, that name.
-    static void expectListed(const ProgramRun& program, const std::string& name, bool listed) {
+    void expectListed(const std::string& name, bool listed) const {
         std::string sources;
         EXPECT_TRUE(tests::eventually(
             [&] {
-                const auto monitor =
-                    startMonitor({"--list", "--wait", "2"}, program.path("list.out"));
+                const auto monitor = startMonitor({"--list", "--wait", "2"}, path("list.out"));
                 (void)monitor->waitFor(20s);
                 sources = monitor->output();
                 return (sources.find("(" + name + ")") != std::string::npos) == listed;
             },
             60s))
             << name << (listed ? " is not in " : " is in ") << sources;
+    }
+
+    /// The path of a file of this test.
+    [[nodiscard]] std::string path(const char* name) const {
+        return m_folder.filePath(name).toStdString();
     }
 
     QTemporaryDir m_folder;

@@ -46,6 +46,7 @@ public:
     bool movable = false;      ///< Senders can move their region.
     std::string seenAs;        ///< The name on the network; empty: the one that is asked for.
     ndi::SourceStatus status;  ///< Replaced when a source is created.
+    std::uint64_t passes = 0;  ///< Of every sender's thread.
     int senders = 0;           ///< Senders that exist now.
 
     /// The status of a source without receivers.
@@ -125,6 +126,7 @@ private:
             }
             return m_owner.movable;
         }
+        [[nodiscard]] std::uint64_t passes() const override { return m_owner.passes; }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
         [[nodiscard]] CaptureStatus captureStatus() const override {
             return {CaptureState::Running, m_dx && m_owner.dxFails ? "no duplication" : ""};

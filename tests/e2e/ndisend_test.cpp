@@ -1,0 +1,90 @@
+// The sender without a window: what receivers get, its commands, and its life under a service
+// manager.
+
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "receiving.h"
+#include "support/notifysocket.h"
+
+namespace e2e {
+namespace {
+
+class Ndisend : public Receiving {
+protected:
+    Ndisend() { qputenv("XDG_DATA_HOME", m_folder.path().toLocal8Bit()); }
+
+    [[nodiscard]] std::unique_ptr<tests::Process> start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), TARSIN_NDISEND);
+        return std::make_unique<tests::Process>(arguments);
+    }
+    [[nodiscard]] std::string log() const {
+        std::ifstream file(path("Halvark/TarsinNDI/log/TarsinNDI"));
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    [[nodiscard]] static int count(const std::string& text, const std::string& part) {
+        return QString::fromStdString(text).count(QString::fromStdString(part));
+    }
+};
+
+TEST_F(Ndisend, SendsARegionMovesItWithoutARestartAndSaysGoodbye) {
+    const std::string commands = path("commands");
+    ASSERT_EQ(::mkfifo(commands.c_str(), 0600), 0);
+    tests::Process sender({"sh", "-c",
+                           "exec " TARSIN_NDISEND
+                           " --name E2E-console --region 320x128+64+500 --control --json < " +
+                               commands});
+    std::ofstream input(commands);
+    const auto explain = [&] { return sender.output() + log(); };
+    ASSERT_TRUE(sender.says("\"event\":\"started\"")) << explain();
+    expectFrame("E2E-console", {64, 500, 320, 128}, explain);
+    input << "region 320x128+80+516\nregion 320x128+300+300\nregion 9000x1+0+0\n" << std::flush;
+    ASSERT_TRUE(sender.says("\"ok\":false")) << explain();
+    expectFrame("E2E-console", {300, 300, 320, 128}, explain);
+    EXPECT_EQ(count(log(), "initParmeter x "), 1) << "the capture was restarted";
+
+    sender.signal(SIGTERM);
+    EXPECT_EQ(sender.waitFor(20s), 0) << explain();
+    EXPECT_TRUE(sender.says("\"event\":\"ended\""));
+    EXPECT_TRUE(QString::fromStdString(log()).endsWith("# \n //main:stopCallback()#21.\n"))
+        << log();
+    expectListed("E2E-console", false);
+}
+
+TEST_F(Ndisend, RefusesANameThatIsTakenAndLeavesTheOtherSourceAlone) {
+    const auto first = start({"--name", "E2E-taken", "--grab"});
+    expectFrame("E2E-taken", m_desktop.rect(), [&] { return first->output() + log(); });
+    const auto second = start({"--name", "E2E-taken"});
+    EXPECT_EQ(second->waitFor(20s), 1);
+    EXPECT_EQ(count(second->output(), "\n"), 1) << second->output();
+    EXPECT_TRUE(second->says("(E2E-taken)\" can be created: another source")) << second->output();
+    expectListed("E2E-taken", true);
+    expectListed("E2E-taken1", false);
+}
+
+TEST_F(Ndisend, IsBackUnderItsNameAfterItWasKilled) {
+    const tests::NotifySocket manager(path("notify"), 1500ms);
+    const std::vector<std::string> command = {"--name", "E2E-service"};
+    auto service = start(command);
+    ASSERT_TRUE(manager.hears("READY=1")) << service->output();
+    for (int kill = 1; kill <= 2; ++kill) {
+        EXPECT_TRUE(manager.hears("WATCHDOG=1") && manager.hears("WATCHDOG=1"))
+            << service->output();
+        service->signal(SIGKILL);
+        (void)service->waitFor(20s);
+        const auto killed = std::chrono::steady_clock::now();
+        service = start(command);
+        ASSERT_TRUE(manager.hears("READY=1")) << service->output() << log();
+        RecordProperty("back_ms_" + std::to_string(kill),
+                       static_cast<int>((std::chrono::steady_clock::now() - killed) / 1ms));
+        expectFrame("E2E-service", m_desktop.rect(), [&] { return service->output() + log(); });
+    }
+    service->signal(SIGINT);
+    EXPECT_TRUE(manager.hears("STOPPING=1"));
+    EXPECT_EQ(service->waitFor(20s), 0);
+}
+
+}  // namespace
+}  // namespace e2e
