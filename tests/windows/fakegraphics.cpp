@@ -198,6 +198,15 @@ const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
     methods.GetFrameMoveRects = [](auto* self, auto bytes, auto* buffer, auto* needed) {
         return giveRects(self, "GetFrameMoveRects", bytes, buffer, needed, machine(self).moveRects);
     };
+    // Page "IDXGIOutputDuplication::GetFramePointerShape".
+    methods.GetFramePointerShape = [](auto* self, auto bytes, auto* buffer, auto* needed,
+                                      auto* info) {
+        const HRESULT result =
+            giveRects(self, "GetFramePointerShape", bytes, static_cast<std::uint8_t*>(buffer),
+                      needed, machine(self).pointerBytes);
+        *info = machine(self).pointerInfo;
+        return result;
+    };
     methods.ReleaseFrame = [](auto* self) {
         const HRESULT result = called(self, "ReleaseFrame");
         // Page "IDXGIOutputDuplication::ReleaseFrame": nothing is acquired.
@@ -495,6 +504,18 @@ void FakeGraphics::present(std::vector<RECT> dirty, std::vector<DXGI_OUTDUPL_MOV
     m_moves.insert(m_moves.end(), moves.begin(), moves.end());
 }
 
+void FakeGraphics::movePointer(const POINT& at, bool visible) {
+    m_pointerMoved = true;
+    m_pointer = {at, visible ? TRUE : FALSE};
+}
+
+void FakeGraphics::setPointer(const DXGI_OUTDUPL_POINTER_SHAPE_INFO& info,
+                              std::vector<std::uint8_t> bytes) {
+    m_pointerMoved = m_pointerReshaped = true;
+    pointerInfo = info;
+    pointerBytes = std::move(bytes);
+}
+
 /// Page "Desktop Duplication API": the application must duplicate the output again.
 void FakeGraphics::switchDesktop() {
     for (FakeObject& one : m_objects) {
@@ -585,6 +606,9 @@ HRESULT FakeGraphics::acquire(FakeObject& one, DXGI_OUTDUPL_FRAME_INFO& info) {
     }
     if (std::exchange(m_pointerMoved, false)) {
         info.LastMouseUpdateTime.QuadPart = 1;
+        info.PointerPosition = m_pointer;
+        info.PointerShapeBufferSize =
+            std::exchange(m_pointerReshaped, false) ? static_cast<UINT>(pointerBytes.size()) : 0;
     }
     one.held = true;
     drawDesktop(*outputOf(one));

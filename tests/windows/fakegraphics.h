@@ -62,6 +62,8 @@ public:
     /// The image changes, inside these rectangles of the texture.
     void present(std::vector<RECT> dirty, std::vector<DXGI_OUTDUPL_MOVE_RECT> moves = {});
     void movePointer() { m_pointerMoved = true; }
+    void movePointer(const POINT& at, bool visible = true);
+    void setPointer(const DXGI_OUTDUPL_POINTER_SHAPE_INFO& info, std::vector<std::uint8_t> bytes);
     /// Duplications end, as at every switch of the desktop.
     void switchDesktop();
     /// Gives an output of the last adapter another mode.
@@ -113,6 +115,8 @@ public:
     std::vector<std::uint8_t> readback;
     std::vector<RECT> dirtyRects;  ///< Of the frame that is acquired.
     std::vector<DXGI_OUTDUPL_MOVE_RECT> moveRects;
+    DXGI_OUTDUPL_POINTER_SHAPE_INFO pointerInfo = {};  ///< Of the pointer's newest shape.
+    std::vector<std::uint8_t> pointerBytes;
     int currentArrangement = -1;
     int currentDevice = 1;
 
@@ -130,6 +134,8 @@ private:
     std::set<std::uintptr_t> m_events;
     std::uintptr_t m_lastEvent = 0;
     bool m_pointerMoved = false;
+    bool m_pointerReshaped = false;
+    DXGI_OUTDUPL_POINTER_POSITION m_pointer = {};
     UINT m_presents = 0;
     std::vector<RECT> m_dirty;  ///< Since the last frame.
     std::vector<DXGI_OUTDUPL_MOVE_RECT> m_moves;

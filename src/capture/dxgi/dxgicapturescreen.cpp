@@ -196,9 +196,13 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
         static_cast<void>(done("AcquireNextFrame", result));
         return fail(false);
     }
+    const bool pointerChanged = m_drawsPointer && m_pointer.update(*m_duplication.Get(), info);
     // Page "DXGI_OUTDUPL_FRAME_INFO": the image has not changed, only the pointer.
     if (info.LastPresentTime.QuadPart == 0) {
         m_duplication->ReleaseFrame();
+        if (pointerChanged && movePointer(x, y, width, height, dest)) {
+            return true;
+        }
         m_operations.Sleep(1);
         return false;
     }
@@ -369,21 +373,42 @@ bool DXGICaptureScreen::waitForFence(Fence& fence, HANDLE event, Signal signal) 
     return true;
 }
 
+capture::Cut DXGICaptureScreen::cutOf(int x, int y, int width, int height) const {
+    return capture::cutRectangle(x, y, width, height, static_cast<int>(m_outputWidth),
+                                 static_cast<int>(m_outputHeight));
+}
+
+/// False: `dest` does not hold the image.
+bool DXGICaptureScreen::movePointer(int x, int y, int width, int height, unsigned char* dest) {
+    const capture::Cut cut = cutOf(x, y, width, height);
+    if (!m_lastRead || !(*m_lastRead == Read{cut, width, dest})) {
+        return false;
+    }
+    m_dirtyRows.known = cut.width == width;
+    m_dirtyRows.spans.clear();
+    m_pointer.redraw({dest, static_cast<std::size_t>(cut.width) * 4, cut.width, cut.height}, cut,
+                     m_dirtyRows);
+    return true;
+}
+
 /// Copies the rectangle and reports its rows.
 void DXGICaptureScreen::deliver(int x, int y, int width, int height, unsigned char* dest,
                                 bool rowsKnown) {
-    const capture::Cut cut = capture::cutRectangle(
-        x, y, width, height, static_cast<int>(m_outputWidth), static_cast<int>(m_outputHeight));
+    const capture::Cut cut = cutOf(x, y, width, height);
     const capture::ImageView image = {m_mapped, m_footprint.Footprint.RowPitch,
                                       static_cast<int>(m_mode->width),
                                       static_cast<int>(m_mode->height)};
     capture::copyUpright(image, m_rotation, cut, dest);
 
     // Rows that were cut short are not at the frame's own row positions.
-    m_dirtyRows.known = rowsKnown && cut.width == width && m_lastRead && m_lastRead->cut == cut &&
-                        m_lastRead->requestedWidth == width && m_lastRead->dest == dest;
+    const Read read = {cut, width, dest};
+    m_dirtyRows.known = rowsKnown && cut.width == width && m_lastRead && *m_lastRead == read;
     m_metadata.findRows(image.width, image.height, m_rotation, cut, m_dirtyRows.spans);
-    m_lastRead = Read{cut, width, dest};
+    if (m_drawsPointer) {
+        m_pointer.draw({dest, static_cast<std::size_t>(cut.width) * 4, cut.width, cut.height}, cut,
+                       m_dirtyRows);
+    }
+    m_lastRead = read;
 }
 
 bool DXGICaptureScreen::done(const char* call, HRESULT result) {

@@ -12,6 +12,7 @@
 #include "capture/cutrectangle.h"
 #include "capture/dxgi/dxgioperations.h"
 #include "capture/dxgi/framemetadata.h"
+#include "capture/dxgi/framepointer.h"
 #include "capture/rotation.h"
 #include "capture/screencapturer.h"
 
@@ -23,13 +24,15 @@ public:
     DXGICaptureScreen(const DXGICaptureScreen&) = delete;
     DXGICaptureScreen& operator=(const DXGICaptureScreen&) = delete;
 
+    void DrawPointer(bool draw) override { m_drawsPointer = draw; }
     bool InitCapture(const wchar_t* deviceName) override;
 
     /// Waits without limit for the two GPU copies, and not at all for a new frame. A move of the
-    /// pointer is no new frame. After an error, a lost desktop included, the duplication is
-    /// dropped; the next call makes a new one. The first frame's size and rotation are kept: when
-    /// they change, when the device is removed, or when the output is gone, InitCapture() has to
-    /// be called again. The first failure and the end of failing are logged.
+    /// pointer is a new frame only where the pointer is drawn. After an error, a lost desktop
+    /// included, the duplication is dropped; the next call makes a new one. The first frame's size
+    /// and rotation are kept: when they change, when the device is removed, or when the output is
+    /// gone, InitCapture() has to be called again. The first failure and the end of failing are
+    /// logged.
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
 
     /// The factory stays.
@@ -68,6 +71,8 @@ private:
     [[nodiscard]] bool copyToSharedTexture(ID3D11Texture2D& frame);
     [[nodiscard]] bool createReadback();
     [[nodiscard]] bool copyToReadback();
+    [[nodiscard]] capture::Cut cutOf(int x, int y, int width, int height) const;
+    [[nodiscard]] bool movePointer(int x, int y, int width, int height, unsigned char* dest);
     void deliver(int x, int y, int width, int height, unsigned char* dest, bool rowsKnown);
 
     /// Whether `call` has succeeded; keeps what fail() reports.
@@ -132,9 +137,15 @@ private:
         capture::Cut cut;
         int requestedWidth = 0;
         unsigned char* dest = nullptr;
+
+        bool operator==(const Read& other) const {
+            return cut == other.cut && requestedWidth == other.requestedWidth && dest == other.dest;
+        }
     };
     std::optional<Read> m_lastRead;
     capture::dxgi::FrameMetadata m_metadata;
+    bool m_drawsPointer = false;
+    capture::dxgi::FramePointer m_pointer;
     support::DirtyRows m_dirtyRows;
 
     std::string m_outputName;  ///< UTF-8, as given to InitCapture(), for the log.

@@ -47,6 +47,10 @@ protected:
     bool read() { return read(0, 0, 20, 16); }
     bool read(int x, int y, int width, int height) {
         m_image.assign(static_cast<std::size_t>(width) * height, 0);
+        return readAgain(x, y, width, height);
+    }
+    /// Into the image as it is.
+    bool readAgain(int x, int y, int width, int height) {
         return m_capturer->ReadScreenData(x, y, width, height,
                                           reinterpret_cast<unsigned char*>(m_image.data()));
     }
@@ -360,6 +364,69 @@ TEST_F(Duplication, RowsAreUnknownAfterLostMetadataOrALostFrame) {
         m_machine.present({{0, 0, 5, 5}});
         ASSERT_TRUE(read(10, 0, 20, 10));
         EXPECT_FALSE(m_capturer->DirtyRows().known);
+    }
+}
+
+/// The pointer's upper left pixel is where it is reported; its hot spot does not count. Positions
+/// are upright, as the desktop is.
+TEST_F(Duplication, DrawsThePointerWhenAskedTo) {
+    const capture::Cut area = {5, 4, 12, 10};
+    const auto reads = [&] { return readAgain(area.x, area.y, area.width, area.height); };
+    constexpr std::uint32_t kOver = 0xFF0A141E;
+    constexpr int kShapeWidth = 3;
+    constexpr int kShapeHeight = 2;
+    const auto withPointer = [&](int x, int y) {
+        auto pixels = desktop(area.x, area.y, area.width, area.height);
+        for (int i = 0; i < kShapeWidth * kShapeHeight; ++i) {
+            const int column = x - area.x + i % kShapeWidth;
+            const int row = y - area.y + i / kShapeWidth;
+            const bool inside = column >= 0 && column < area.width && row >= 0 && row < area.height;
+            if (inside && i % 2 == 0) {
+                pixels[static_cast<std::size_t>(row * area.width + column)] = kOver;
+            } else if (inside) {
+                pixels[static_cast<std::size_t>(row * area.width + column)] ^= 0x302010;
+            }
+        }
+        return pixels;
+    };
+    std::vector<std::uint8_t> shape;
+    for (int i = 0; i < kShapeWidth * kShapeHeight; ++i) {
+        const std::uint8_t replaces[] = {0x1E, 0x14, 0x0A, 0};
+        const std::uint8_t inverts[] = {0x10, 0x20, 0x30, 0xFF};
+        const auto* const pixel = i % 2 == 0 ? replaces : inverts;
+        shape.insert(shape.end(), pixel, pixel + 4);
+    }
+    for (const auto rotation : kRotations) {
+        m_machine.adapters[1].outputs[1].rotation = rotation;
+        m_capturer->DrawPointer(true);
+        ASSERT_TRUE(init());
+        m_image.assign(static_cast<std::size_t>(area.width) * area.height, 0);
+        m_machine.setPointer(
+            {DXGI_OUTDUPL_POINTER_SHAPE_TYPE_MASKED_COLOR, kShapeWidth, kShapeHeight, 12, {1, 1}},
+            shape);
+        m_machine.movePointer({7, 6});
+        ASSERT_TRUE(reads());
+        EXPECT_EQ(m_image, withPointer(7, 6));
+
+        // On a still image a move costs the old place and the new one.
+        const Calls calls = callsOf([&] {
+            m_machine.movePointer({16, 13});
+            EXPECT_TRUE(reads());
+        });
+        EXPECT_THAT(calls, Not(Contains("context11.CopyResource")));
+        EXPECT_EQ(m_image, withPointer(16, 13));
+        EXPECT_EQ(rows(), (Rows{{2, 2}, {9, 1}}));
+        EXPECT_EQ(m_capturer->DirtyRows().spans[1].left, 11);
+        m_machine.movePointer({16, 13});
+        EXPECT_FALSE(reads()) << "as before";
+
+        m_machine.movePointer({4, 3});
+        m_machine.present({{9, 9, 10, 10}});
+        ASSERT_TRUE(reads());
+        EXPECT_EQ(m_image, withPointer(4, 3));
+        m_machine.movePointer({0, 0}, false);
+        ASSERT_TRUE(reads());
+        EXPECT_EQ(m_image, desktop(area.x, area.y, area.width, area.height));
     }
 }
 
