@@ -8,6 +8,10 @@
 
 #define MODULE_EXPORT extern "C" __attribute__((visibility("default")))
 
+MODULE_EXPORT const char* tarsinModuleVersion() {
+    return TARSIN_MODULE_VERSION;
+}
+
 MODULE_EXPORT void tarsinSetLog(support::wayland::LogFunction log) {
     support::wayland::setModuleLog(log);
 }

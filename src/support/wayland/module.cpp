@@ -38,13 +38,23 @@ void* load(std::string& error) {
         }
         void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (module == nullptr) {
-            error = ::dlerror();
+            error = std::string(::dlerror()) +
+                    "; install PipeWire's client library (libpipewire-0.3-0)";
+            return nullptr;
+        }
+        const auto version = reinterpret_cast<ModuleVersion>(::dlsym(module, kModuleVersion));
+        const std::string found = version != nullptr ? version() : "unknown";
+        if (found != TARSIN_MODULE_VERSION) {
+            ::dlclose(module);
+            error = path.string() + " is of another build (" + found + ") than the program (" +
+                    TARSIN_MODULE_VERSION + "); install both together";
             return nullptr;
         }
         reinterpret_cast<SetLog>(::dlsym(module, kSetLog))(writeLog);
         return module;
     }
-    error = std::string(kFile) + " is neither beside the program nor in ../lib/tarsinndi";
+    error = std::string(kFile) +
+            " is neither beside the program nor in ../lib/tarsinndi; install the program anew";
     return nullptr;
 }
 

@@ -3,7 +3,7 @@
 //
 // The module is a shared library that links PipeWire, GLib and the Wayland client library. The
 // program loads it in a Wayland session only, so that an X11 session needs none of them. Program
-// and module come from one build; nothing else loads the module.
+// and module come from one build, which the program checks; nothing else loads the module.
 
 #include <string>
 #include <vector>
@@ -53,6 +53,11 @@ inline constexpr char kDescribeCast[] = "tarsinDescribeCast";
 /// `error` names what is missing; a later call tries again. The file is looked for beside the
 /// program, in ../lib/tarsinndi, and first in the folder that TARSIN_MODULES names.
 [[nodiscard]] void* moduleFunction(const char* name, std::string& error);
+
+/// "tarsinModuleVersion": what the program's own version has to be equal to, because both share C++
+/// classes. Valid for as long as the module is loaded.
+using ModuleVersion = const char* (*)();
+inline constexpr char kModuleVersion[] = "tarsinModuleVersion";
 
 /// Sets the log function of the module; the program's own is set when the module is loaded.
 inline constexpr char kSetLog[] = "tarsinSetLog";
