@@ -1,8 +1,10 @@
 #pragma once
 // Captures one display output, for the default capture path.
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/dirtyrows.h"
 
@@ -12,6 +14,7 @@ enum class CaptureState {
     Asking,       ///< The user has to grant the screen in the desktop's window.
     Unanswered,   ///< As before, and has not done so for a long time.
     FirstChange,  ///< The desktop sends the first frame with the first change on the screen.
+    LastImage,    ///< As before; until then reads return the screen's last image.
     Interrupted,  ///< Something is gone that the capture needs; it goes on when that is back.
     Refused,      ///< By the user.
     Stopped,      ///< By the user, from the desktop.
@@ -27,14 +30,21 @@ struct CaptureStatus {
     std::string slow = {};    ///< Why FFmpeg captures instead of the default path, in words; or "".
 };
 
+/// All of an output at one moment: BGRA, opaque, rows packed. Empty: nothing is known.
+struct StillFrame {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> pixels;
+};
+
 /// Why reads give no frames although there may be new ones.
 struct CaptureFailure {
     std::string reason;      ///< Part of a sentence, for the operator; "" while all is well.
     bool needsInit = false;  ///< Every read fails until InitCapture() has succeeded.
 };
 
-/// One thread at a time, except for Interrupt() and Status(). All coordinates are physical pixels
-/// relative to the output's top-left corner.
+/// One thread at a time, except for Interrupt(), Status() and Still(). All coordinates are physical
+/// pixels relative to the output's top-left corner.
 class ScreenCapturer {
 public:
     virtual ~ScreenCapturer() = default;
@@ -85,11 +95,16 @@ public:
         return kNone;
     }
 
-    /// Sending starts, or continues after a pause. Asks again for what was refused or withdrawn.
+    /// Sending starts, or continues after a pause. Asks again for what was refused, withdrawn or
+    /// left unanswered.
     virtual void Resume() {}
 
     /// Any thread.
     [[nodiscard]] virtual CaptureStatus Status() const { return {}; }
+
+    /// The newest image of an output, where the capturer has one at hand without a read. Any
+    /// thread.
+    [[nodiscard]] virtual StillFrame Still(const std::string& /*output*/) const { return {}; }
 
     /// The rows of the newest frame that may differ from the frame before it. Unknown where the
     /// platform does not report them.

@@ -149,6 +149,10 @@ CaptureStatus NdiDxSender::captureStatus() const {
     return status;
 }
 
+StillFrame NdiDxSender::captureStill(const std::string& output) const {
+    return m_capturer->Still(output);
+}
+
 void NdiDxSender::setAuxName(std::string name) {
     m_auxName = std::move(name);
 }

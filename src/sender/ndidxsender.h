@@ -50,6 +50,7 @@ public:
     [[nodiscard]] bool moveRegion(int x, int y) override;
     [[nodiscard]] std::uint64_t passes() const override { return m_passes; }
     [[nodiscard]] CaptureStatus captureStatus() const override;
+    [[nodiscard]] StillFrame captureStill(const std::string& output) const override;
     void setAuxName(std::string name) override;
 
 private:

@@ -47,6 +47,11 @@ public:
     /// What the operator has to know about the capture.
     [[nodiscard]] virtual CaptureStatus captureStatus() const { return {}; }
 
+    /// The newest image of an output (its name is UTF-8), where the capture has one.
+    [[nodiscard]] virtual StillFrame captureStill(const std::string& /*output*/) const {
+        return {};
+    }
+
     /// Stores a text that is not used.
     virtual void setAuxName(std::string name) = 0;
 };

@@ -19,6 +19,9 @@ QString captureNote(const CaptureStatus& status) {
         case CaptureState::FirstChange:
             return translated("zhCaptureFirstChangeStr",
                               "the image comes with the first change on the screen");
+        case CaptureState::LastImage:
+            return translated("zhCaptureLastImageStr",
+                              "the screen's last image is sent until something on it changes");
         case CaptureState::Interrupted:
             return translated("zhCaptureInterruptedStr",
                               "the capture is interrupted and goes on by itself") +

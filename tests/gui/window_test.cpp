@@ -82,6 +82,7 @@ TEST(Languages, EveryFileHasAllThatTheProgramAsksForAndNothingElse) {
     const QStringList wanted =
         QString(
             "zhCancalStr zhCaptureAskingStr zhCaptureFirstChangeStr zhCaptureInterruptedStr "
+            "zhCaptureLastImageStr "
             "zhCaptureRefusedStr zhCaptureStoppedStr zhCaptureUnableStr zhCaptureUnansweredStr "
             "zhChineseStr zhChineseTWStr zhCloseAct zhContinueStr zhEnglishStr "
             "zhFPSRangeStr zhFPSStr zhHideROIStr zhKoreanStr zhMaxAct zhMinAct zhNameStr "

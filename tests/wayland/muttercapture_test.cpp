@@ -1,6 +1,8 @@
 // The capturer against mutter and PipeWire: what sway doesn't do.
 
-#include "mutterportal.h"  // Before Qt, whose "signals" is a member of a structure of GLib.
+// Before Qt, whose "signals" is a member of a structure of GLib.
+#include "capture/pipewire/pipewirecapturescreen.h"
+#include "mutterportal.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,7 +11,6 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "capture/screencapturer.h"
 #include "support/logcapture.h"
 #include "support/process.h"
 #include "support/utf8.h"
@@ -21,8 +22,9 @@ using tests::eventually;
 
 class Capture {
 public:
-    explicit Capture(const std::string& output, QSize size = {1280, 720})
-        : m_image(size, QImage::Format_RGB32) {
+    explicit Capture(const std::string& output, QSize size = {1280, 720},
+                     std::unique_ptr<ScreenCapturer> capturer = createScreenCapturer())
+        : m_image(size, QImage::Format_RGB32), m_capturer(std::move(capturer)) {
         m_capturer->InitCapture(support::wideFromUtf8(output).c_str());
     }
 
@@ -46,7 +48,7 @@ public:
 
 private:
     QImage m_image;
-    const std::unique_ptr<ScreenCapturer> m_capturer = createScreenCapturer();
+    const std::unique_ptr<ScreenCapturer> m_capturer;
 };
 
 /// A window of one colour, 400x300. It becomes another one when told to.
@@ -153,6 +155,28 @@ TEST_F(Mutter, TakesAMonitorAway) {
     EXPECT_TRUE(capture.says("interrupted")) << m_log.text();
     EXPECT_FALSE(capture.status().ended);
     EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
+}
+
+TEST_F(Mutter, HasAPortalThatLeavesQuestionsUnanswered) {
+    m_portal.grant("Meta-0");
+    m_portal.leaveUnanswered("CreateSession");
+    const capture::pipewire::PortalLimits limits = {1000ms, 100ms};
+    Capture capture(
+        "Meta-0", {1280, 720},
+        std::make_unique<PipeWireCaptureScreen>(capture::pipewire::TokenStore(), limits));
+    EXPECT_TRUE(capture.says("did not answer CreateSession"));
+    EXPECT_EQ(capture.status().state, CaptureState::Unable);
+    // The user may take any time, and no question stays open when there is a new one.
+    m_portal.leaveUnanswered("Start");
+    capture.capturer().Resume();
+    capture.capturer().Resume();
+    EXPECT_TRUE(capture.says("has not answered yet"));
+    EXPECT_EQ(capture.status().state, CaptureState::Unanswered);
+    m_portal.leaveUnanswered("");
+    EXPECT_EQ(m_portal.calls("Close"), 0);
+    capture.capturer().Resume();
+    EXPECT_TRUE(capture.readUntil([](const QImage&) { return true; })) << capture.status().text;
+    EXPECT_EQ(m_portal.calls("Close"), 1);
 }
 
 }  // namespace

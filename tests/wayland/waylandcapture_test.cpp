@@ -162,6 +162,25 @@ TEST_F(Frames, OfTwoOutputsGoToTwoCapturersAndRegionsAreCut) {
     EXPECT_EQ(m_log.count("is captured through PipeWire"), 2) << m_log.text();
 }
 
+TEST_F(Frames, BeginWithTheLastImageOfAStillScreen) {
+    showPattern(kFirst, 12);
+    {
+        Capture before(kFirst);
+        ASSERT_TRUE(before.shows(kFirst)) << m_log.text();
+    }
+    const QByteArray display = qgetenv("DISPLAY");
+    qunsetenv("DISPLAY");  // Without Xwayland nothing makes this portal send a first frame.
+    Capture capture(kFirst);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_EQ(capture.capturer().Status().state, CaptureState::LastImage);
+    EXPECT_EQ(capture.capturer().Still(kFirst).width, 1280);
+    EXPECT_EQ(capture.capturer().Still(kSecond).width, 0);
+    showPattern(kFirst, 13);
+    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_EQ(capture.capturer().Status().state, CaptureState::Running);
+    qputenv("DISPLAY", display);
+}
+
 TEST_F(Frames, StandUprightHoweverTheOutputIsTurned) {
     showPattern(kFirst, 5);
     int seed = 6;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "capture/pipewire/lastframes.h"
 #include "capture/pipewire/nudge.h"
 #include "support/wayland/modulelog.h"
 #include "support/wayland/outputs.h"
@@ -68,10 +69,12 @@ const Output* grantedOutput(const std::vector<Output>& outputs, const std::strin
     return found != outputs.end() ? &*found : nullptr;
 }
 
-CastSession::CastSession(std::string screen, bool withPointer, TokenStore tokens, FrameBox& box)
+CastSession::CastSession(std::string screen, bool withPointer, TokenStore tokens,
+                         PortalLimits limits, FrameBox& box)
     : m_screen(std::move(screen)),
       m_withPointer(withPointer),
       m_tokens(std::move(tokens)),
+      m_limits(limits),
       m_box(box),
       m_tokenScreen(m_screen) {
     setStatus(
@@ -99,8 +102,7 @@ void CastSession::setStatus(CaptureState state, const std::string& text) {
 }
 
 std::string CastSession::shown() const {
-    const std::string& name = m_given.empty() ? m_screen : m_given;
-    return name.empty() ? "of the user's choice" : "\"" + name + "\"";
+    return name().empty() ? "of the user's choice" : "\"" + name() + "\"";
 }
 
 /// The state of a cast that has ended for good.
@@ -140,7 +142,7 @@ void CastSession::run() {
 
 /// One session with the portal, from its beginning to its end.
 CastSession::Ending CastSession::cast() {
-    Portal portal(m_loop, m_withPointer);
+    Portal portal(m_loop, m_withPointer, m_limits, [this] { noteUnanswered(); });
     PortalFailure failure;
     Grant grant;
     if (!portal.connect(failure)) {
@@ -156,11 +158,14 @@ CastSession::Ending CastSession::cast() {
         return {End::Unable, failure.text};
     }
     std::string error;
-    const auto stream = Stream::open(m_loop, remote, grant.node, m_box, error);
+    auto stream = Stream::open(m_loop, remote, grant.node, m_box, error);
     if (!stream) {
         return {End::Unable, error};
     }
-    return watch(portal, *stream);
+    Ending ending = watch(portal, *stream);
+    stream.reset();  // The box keeps a copy of the frame whose buffer goes.
+    keepLastFrame(name(), m_box.still());
+    return ending;
 }
 
 bool CastSession::ask(Portal& portal, Grant& grant, PortalFailure& failure) {
@@ -178,6 +183,16 @@ bool CastSession::ask(Portal& portal, Grant& grant, PortalFailure& failure) {
                 failure.text);
     m_tokens.drop(m_tokenScreen);
     return portal.requestMonitor("", {}, grant, failure);
+}
+
+void CastSession::noteUnanswered() {
+    MODULE_INFO(
+        "the desktop has not answered the question for output {} yet; it stays open until "
+        "sending is paused and started again",
+        shown());
+    setStatus(CaptureState::Unanswered,
+              "the desktop has not answered yet (its window may be hidden); pause and start to ask "
+              "anew");
 }
 
 void CastSession::noteGrant(const Grant& grant) {
@@ -212,6 +227,7 @@ void CastSession::noteOutput(const Grant& grant) {
 
 /// Handles the stream until it ends.
 CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
+    m_lastShown = false;
     std::unique_ptr<Nudge> nudge;
     int nudges = 0;
     bool vanished = false;
@@ -237,6 +253,9 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
         if (std::exchange(vanished, portal.vanished()) != vanished && vanished) {
             MODULE_INFO("the desktop portal has left the session bus; the capture goes on");
         }
+        if (!stream.streaming() && m_wasCasting && m_outputsListed && !outputThere()) {
+            return {End::Lost, "the monitor or the compositor is gone"};
+        }
         if (!stream.streaming() &&
             since(stream.pausedSince()) >= (m_wasCasting ? kPauseGrace : kNegotiation)) {
             return {End::Lost, "the compositor sends no frames (monitor off, or compositor gone)"};
@@ -247,7 +266,9 @@ CastSession::Ending CastSession::watch(Portal& portal, Stream& stream) {
             nudge.reset();
         } else if (stream.streaming() && nudges < kMostNudges &&
                    since(stream.pausedSince()) >= kFirstFrameGrace + nudges * kNudgeInterval) {
-            ++nudges;
+            if (nudges++ == 0) {
+                showLastFrame(stream);
+            }
             nudge = Nudge::at(m_place.first, m_place.second);
         }
     }
@@ -272,8 +293,7 @@ void CastSession::noteStream(const Portal& portal, const Stream& stream) {
     }
     if (stream.frames() == 0) {
         if (stream.streaming()) {
-            setStatus(CaptureState::FirstChange,
-                      "the image comes with the first change on the screen");
+            noteStillScreen();
         }
         return;
     }
@@ -286,6 +306,27 @@ void CastSession::noteStream(const Portal& portal, const Stream& stream) {
     }
     m_size = stream.size();
     setStatus(CaptureState::Running, "");
+}
+
+void CastSession::noteStillScreen() {
+    if (m_lastShown) {
+        setStatus(CaptureState::LastImage,
+                  "the screen's last image is sent until something on it changes");
+    } else {
+        setStatus(CaptureState::FirstChange, "the image comes with the first change on the screen");
+    }
+}
+
+void CastSession::showLastFrame(const Stream& stream) {
+    StillFrame frame = lastFrame(name());
+    const std::pair size(frame.width, frame.height);
+    const std::pair turned(frame.height, frame.width);
+    const bool fits = stream.negotiatedSize() == size || stream.negotiatedSize() == turned;
+    if (!frame.pixels.empty() && fits) {
+        m_box.show(std::move(frame));
+        m_lastShown = true;
+        noteStillScreen();
+    }
 }
 
 void CastSession::sayWhatThereIs(const Portal& portal, const std::string& server) {
@@ -331,9 +372,9 @@ bool CastSession::outputThere() {
     if (!support::wayland::listOutputs(outputs, error)) {
         return false;
     }
-    const std::string& name = m_given.empty() ? m_screen : m_given;
-    return name.empty() || std::any_of(outputs.begin(), outputs.end(),
-                                       [&](const Output& output) { return output.name == name; });
+    return name().empty() ||
+           std::any_of(outputs.begin(), outputs.end(),
+                       [this](const Output& output) { return output.name == name(); });
 }
 
 /// A portal that is asked for a monitor which is not there would bother the user.

@@ -31,7 +31,8 @@ class CastSession {
 public:
     /// Starts at once. `screen`: the output's name, "" for the user's choice. `withPointer`: the
     /// frames show the pointer. `box` outlives this.
-    CastSession(std::string screen, bool withPointer, TokenStore tokens, FrameBox& box);
+    CastSession(std::string screen, bool withPointer, TokenStore tokens, PortalLimits limits,
+                FrameBox& box);
 
     /// Ends the cast.
     ~CastSession();
@@ -60,17 +61,22 @@ private:
     [[nodiscard]] Ending watch(Portal& portal, Stream& stream);
     [[nodiscard]] std::chrono::milliseconds nextLook(const Stream& stream, int nudges) const;
     void noteStream(const Portal& portal, const Stream& stream);
+    void noteStillScreen();
+    void showLastFrame(const Stream& stream);
     void sayWhatThereIs(const Portal& portal, const std::string& server);
     [[nodiscard]] bool canRecover(const Ending& ending);
     [[nodiscard]] bool outputThere();
     void waitForRecovery();
     [[nodiscard]] const char* aboutPointer(const PortalOffer& offer) const;
+    void noteUnanswered();
     void setStatus(CaptureState state, const std::string& text);
+    [[nodiscard]] const std::string& name() const { return m_given.empty() ? m_screen : m_given; }
     [[nodiscard]] std::string shown() const;
 
     const std::string m_screen;
     const bool m_withPointer;
     const TokenStore m_tokens;
+    const PortalLimits m_limits;
     FrameBox& m_box;
     EventLoop m_loop;
 
@@ -82,6 +88,7 @@ private:
     bool m_wasCasting = false;
     bool m_interrupted = false;
     bool m_saidWhatThereIs = false;
+    bool m_lastShown = false;  ///< The last image stands in for the first frame of this cast.
     std::pair<int, int> m_size{0, 0};
 
     mutable std::mutex m_mutex;

@@ -30,10 +30,8 @@ public:
             m_real->DrawPointer(m_drawsPointer);
             return m_real->InitCapture(deviceName);
         }
-        HV_WARN(
-            "no screen capture in this Wayland session: {}. Install PipeWire's client library "
-            "(libpipewire-0.3-0) and press start again.",
-            m_error);
+        HV_WARN("no screen capture in this Wayland session: {}. Press start again afterwards.",
+                m_error);
         return true;
     }
 
@@ -62,6 +60,14 @@ public:
             return {};
         }
         return {CaptureState::Unable, m_error, true, ""};
+    }
+
+    [[nodiscard]] bool ReadsAnyRectangle() const override {
+        return m_real && m_real->ReadsAnyRectangle();
+    }
+
+    [[nodiscard]] StillFrame Still(const std::string& output) const override {
+        return m_real ? m_real->Still(output) : StillFrame();
     }
 
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override {

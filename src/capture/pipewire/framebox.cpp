@@ -1,6 +1,7 @@
 #include "capture/pipewire/framebox.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace capture::pipewire {
 
@@ -13,6 +14,7 @@ pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vecto
                                m_image.transform == image.transform;
         old = std::exchange(m_buffer, buffer);
         m_image = image;
+        m_still = {};
         if (!sameShape) {
             m_dirty.assign(static_cast<std::size_t>(uprightHeight(image)), {});
             m_lastRead.reset();
@@ -48,10 +50,44 @@ void FrameBox::mark(const std::vector<Damage>& damage) {
 void FrameBox::withdraw(const pw_buffer* buffer) {
     const std::lock_guard lock(m_mutex);
     if (m_buffer == buffer) {
+        m_still = copyOfFrame();
         m_buffer = nullptr;
+        m_image = {};
         m_unread = false;
         m_lastRead.reset();  // What comes next has nothing to build on.
     }
+}
+
+void FrameBox::show(StillFrame frame) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (hasFrame() || frame.pixels.empty()) {
+            return;
+        }
+        m_still = std::move(frame);
+        m_image = {m_still.pixels.data(), static_cast<std::size_t>(m_still.width) * 4,
+                   m_still.width,         m_still.height,
+                   PixelOrder::Bgrx,      Transform::None};
+        m_dirty.assign(static_cast<std::size_t>(m_still.height), {});
+        markAll();
+        m_unread = true;
+        m_lastRead.reset();
+    }
+    m_arrived.notify_one();
+}
+
+StillFrame FrameBox::still() const {
+    const std::lock_guard lock(m_mutex);
+    return hasFrame() ? copyOfFrame() : m_still;
+}
+
+StillFrame FrameBox::copyOfFrame() const {
+    StillFrame copy{uprightWidth(m_image), uprightHeight(m_image), {}};
+    copy.pixels.resize(static_cast<std::size_t>(copy.width) *
+                       static_cast<std::size_t>(copy.height) * 4);
+    copyUpright(m_image, {0, 0, copy.width, copy.height}, {0, copy.height, 0, copy.width},
+                copy.pixels.data());
+    return copy;
 }
 
 void FrameBox::forgetReads() {
@@ -63,13 +99,14 @@ void FrameBox::clear() {
     const std::lock_guard lock(m_mutex);
     m_buffer = nullptr;
     m_image = {};
+    m_still = {};
     m_unread = false;
     m_lastRead.reset();
 }
 
 bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
     const std::lock_guard lock(m_mutex);
-    if (m_buffer == nullptr) {
+    if (!hasFrame()) {
         return false;
     }
     const Cut cut = cutRectangle(request.x, request.y, request.width, request.height,
@@ -120,12 +157,12 @@ void FrameBox::copySpans(const Cut& cut, std::uint8_t* dest) {
 
 bool FrameBox::wait(std::chrono::milliseconds limit) {
     std::unique_lock lock(m_mutex);
-    return m_arrived.wait_for(lock, limit, [this] { return m_unread && m_buffer != nullptr; });
+    return m_arrived.wait_for(lock, limit, [this] { return m_unread && hasFrame(); });
 }
 
 std::optional<std::pair<int, int>> FrameBox::size() const {
     const std::lock_guard lock(m_mutex);
-    if (m_buffer == nullptr) {
+    if (!hasFrame()) {
         return {};
     }
     return std::pair(uprightWidth(m_image), uprightHeight(m_image));

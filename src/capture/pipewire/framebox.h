@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "capture/pipewire/pixels.h"
+#include "capture/screencapturer.h"
 
 struct pw_buffer;
 
@@ -28,8 +29,15 @@ public:
     [[nodiscard]] pw_buffer* put(pw_buffer* buffer, const Image& image,
                                  const std::vector<Damage>* damage);
 
-    /// Forgets the frame if it is in `buffer`, whose memory goes away after this call.
+    /// Ends the frame if it is in `buffer`, whose memory goes away after this call. A copy is kept
+    /// for still().
     void withdraw(const pw_buffer* buffer);
+
+    /// Stands in for the first frame. Nothing happens when one is there.
+    void show(StillFrame frame);
+
+    /// The frame, or the latest one that there was.
+    [[nodiscard]] StillFrame still() const;
 
     /// What is asked of a read, as ScreenCapturer::ReadScreenData().
     struct Request {
@@ -77,11 +85,14 @@ private:
     void markAll();
     void mark(const std::vector<Damage>& damage);
     void copySpans(const Cut& cut, std::uint8_t* dest);
+    [[nodiscard]] bool hasFrame() const { return m_image.pixels != nullptr; }
+    [[nodiscard]] StillFrame copyOfFrame() const;
 
     mutable std::mutex m_mutex;
     std::condition_variable m_arrived;
     pw_buffer* m_buffer = nullptr;
-    Image m_image;
+    Image m_image;                 ///< In m_buffer, or in m_still while show() stands in.
+    StillFrame m_still;            ///< A copy of the frame that was withdrawn, until the next one.
     std::vector<Columns> m_dirty;  ///< One for each row of the upright frame.
     bool m_damageKnown = false;    ///< For all frames since the last read.
     bool m_unread = false;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "capture/pipewire/lastframes.h"
 #include "support/utf8.h"
 
 using capture::pipewire::CastSession;
@@ -14,8 +15,9 @@ constexpr std::chrono::milliseconds kFrameWait(15);
 
 }  // namespace
 
-PipeWireCaptureScreen::PipeWireCaptureScreen(capture::pipewire::TokenStore tokens)
-    : m_tokens(std::move(tokens)) {}
+PipeWireCaptureScreen::PipeWireCaptureScreen(capture::pipewire::TokenStore tokens,
+                                             capture::pipewire::PortalLimits limits)
+    : m_tokens(std::move(tokens)), m_limits(limits) {}
 
 PipeWireCaptureScreen::~PipeWireCaptureScreen() {
     PipeWireCaptureScreen::ReleaseAll();
@@ -37,7 +39,7 @@ bool PipeWireCaptureScreen::InitCapture(const wchar_t* deviceName) {
 
 void PipeWireCaptureScreen::begin(const std::string& screen) {
     ReleaseAll();
-    auto session = std::make_shared<CastSession>(screen, m_drawsPointer, m_tokens, m_box);
+    auto session = std::make_shared<CastSession>(screen, m_drawsPointer, m_tokens, m_limits, m_box);
     m_castsPointer = m_drawsPointer;
     const std::lock_guard lock(m_mutex);
     m_session = std::move(session);
@@ -56,18 +58,32 @@ void PipeWireCaptureScreen::ReleaseAll() {
 
 void PipeWireCaptureScreen::Resume() {
     const bool again = std::exchange(m_resumed, true);
-    if (again && m_session && m_session->status().ended) {
-        begin(std::string(m_session->screen()));
+    if (!again || !m_session) {
+        return;
+    }
+    const CaptureStatus status = m_session->status();
+    if (status.ended || status.state == CaptureState::Unanswered) {
+        begin(std::string(m_session->screen()));  // Takes a question that is open back.
     }
 }
 
+std::shared_ptr<CastSession> PipeWireCaptureScreen::session() const {
+    const std::lock_guard lock(m_mutex);
+    return m_session;
+}
+
 CaptureStatus PipeWireCaptureScreen::Status() const {
-    std::shared_ptr<CastSession> session;
-    {
-        const std::lock_guard lock(m_mutex);
-        session = m_session;
+    const auto current = session();
+    return current ? current->status() : CaptureStatus();
+}
+
+StillFrame PipeWireCaptureScreen::Still(const std::string& output) const {
+    StillFrame frame;
+    if (const auto current = session()) {
+        const std::string granted = current->status().output;
+        frame = output == (granted.empty() ? current->screen() : granted) ? m_box.still() : frame;
     }
-    return session ? session->status() : CaptureStatus();
+    return frame.pixels.empty() ? capture::pipewire::lastFrame(output) : frame;
 }
 
 bool PipeWireCaptureScreen::ReadScreenData(int x, int y, int width, int height,

@@ -19,7 +19,8 @@
 class PipeWireCaptureScreen : public ScreenCapturer {
 public:
     PipeWireCaptureScreen() : PipeWireCaptureScreen(capture::pipewire::TokenStore()) {}
-    explicit PipeWireCaptureScreen(capture::pipewire::TokenStore tokens);
+    explicit PipeWireCaptureScreen(capture::pipewire::TokenStore tokens,
+                                   capture::pipewire::PortalLimits limits = {});
     ~PipeWireCaptureScreen() override;
 
     void DrawPointer(bool draw) override { m_drawsPointer = draw; }
@@ -29,12 +30,15 @@ public:
     void ReleaseAll() override;
     void Resume() override;
     [[nodiscard]] CaptureStatus Status() const override;
+    [[nodiscard]] StillFrame Still(const std::string& output) const override;
     [[nodiscard]] const support::DirtyRows& DirtyRows() const override { return m_dirtyRows; }
 
 private:
     void begin(const std::string& screen);
+    [[nodiscard]] std::shared_ptr<capture::pipewire::CastSession> session() const;
 
     const capture::pipewire::TokenStore m_tokens;
+    const capture::pipewire::PortalLimits m_limits;
     capture::pipewire::FrameBox m_box;
     support::DirtyRows m_dirtyRows;
     bool m_drawsPointer = false;

@@ -18,9 +18,6 @@ constexpr char kSession[] = "org.freedesktop.portal.Session";
 constexpr char kProperties[] = "org.freedesktop.DBus.Properties";
 constexpr char kBackEndPrefix[] = "org.freedesktop.impl.portal.desktop.";
 
-/// For calls that no user has to answer. Starting the portal can take a while.
-constexpr int kCallTimeoutMs = 30000;
-
 constexpr std::uint32_t kPersistUntilRevoked = 2;
 
 std::uint32_t number(GVariant* dictionary, const char* key) {
@@ -160,8 +157,8 @@ void Portal::listBackEnds() {
     GError* error = nullptr;
     const GHolder<GVariant> answer(g_dbus_connection_call_sync(
         m_bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "ListNames", nullptr, G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs,
-        m_loop.cancellable(), &error));
+        "ListNames", nullptr, G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE,
+        static_cast<int>(m_limits.call.count()), m_loop.cancellable(), &error));
     if (!answer) {
         (void)takeError(error);
         return;
@@ -183,7 +180,8 @@ GHolder<GVariant> Portal::call(const char* object, const char* interface, const 
     GError* error = nullptr;
     GHolder<GVariant> answer(g_dbus_connection_call_sync(
         m_bus.get(), kBusName, object, interface, method, arguments, nullptr,
-        G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, m_loop.cancellable(), &error));
+        G_DBUS_CALL_FLAGS_NONE, static_cast<int>(m_limits.call.count()), m_loop.cancellable(),
+        &error));
     if (!answer) {
         failure = {m_loop.stopped() ? PortalFailure::Stopped : PortalFailure::Failed,
                    std::string(method) + ": " + takeError(error)};
@@ -220,15 +218,15 @@ GHolder<GVariant> Portal::request(const char* method, bool ofSession, bool withP
         call(kObject, kScreenCast, method, g_variant_builder_end(&arguments), failure);
     bool answered = false;
     if (called) {
-        answered =
-            m_loop.runUntil([&] { return response.arrived || m_closed || m_vanished; }, limit);
+        answered = waitForResponse(response, limit);
     }
     g_dbus_connection_signal_unsubscribe(m_bus.get(), signal);
     if (!called) {
         return {};
     }
     if (!answered && !m_loop.stopped()) {
-        failure = {PortalFailure::Failed, std::string(method) + " was not answered"};
+        failure = {PortalFailure::Failed,
+                   std::string("the desktop portal did not answer ") + method};
     } else if (!answered) {
         failure = {PortalFailure::Stopped, "stopped"};
     } else if (!response.arrived) {
@@ -244,13 +242,27 @@ GHolder<GVariant> Portal::request(const char* method, bool ofSession, bool withP
     return {};
 }
 
-bool Portal::createSession(std::optional<std::chrono::milliseconds> limit, PortalFailure& failure) {
+bool Portal::waitForResponse(const Response& response,
+                             std::optional<std::chrono::milliseconds> limit) {
+    const auto done = [&] { return response.arrived || m_closed || m_vanished; };
+    if (m_loop.runUntil(done, limit.value_or(m_limits.answer)) || limit || m_loop.stopped()) {
+        return done();
+    }
+    m_unanswered();
+    return m_loop.runUntil(done);
+}
+
+bool Portal::createSession(PortalFailure& failure) {
     GVariantBuilder options;
     g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
     const std::string handle = "tarsin" + std::to_string(m_requests);
     add(options, "session_handle_token", g_variant_new_string(handle.c_str()));
-    const auto results = request("CreateSession", false, false, options, limit, failure);
+    const auto results = request("CreateSession", false, false, options, m_limits.call, failure);
     if (!results) {
+        if (failure.kind == PortalFailure::Failed) {
+            failure.kind = PortalFailure::Unavailable;
+            failure.text += "; restart it (systemctl --user restart xdg-desktop-portal)";
+        }
         return false;
     }
     m_session = text(results.get(), "session_handle");  // A string, not an object path.
@@ -264,7 +276,7 @@ bool Portal::requestMonitor(const std::string& token,
                             std::optional<std::chrono::milliseconds> limit, Grant& grant,
                             PortalFailure& failure) {
     closeSession();
-    if (!createSession(limit, failure)) {
+    if (!createSession(failure)) {
         return false;
     }
     GVariantBuilder options;
@@ -311,7 +323,8 @@ int Portal::openPipeWire(PortalFailure& failure) {
     const GHolder<GVariant> answer(g_dbus_connection_call_with_unix_fd_list_sync(
         m_bus.get(), kBusName, kObject, kScreenCast, "OpenPipeWireRemote",
         g_variant_new("(oa{sv})", m_session.c_str(), &options), G_VARIANT_TYPE("(h)"),
-        G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &files, m_loop.cancellable(), &error));
+        G_DBUS_CALL_FLAGS_NONE, static_cast<int>(m_limits.call.count()), nullptr, &files,
+        m_loop.cancellable(), &error));
     int file = -1;
     if (answer) {
         gint32 index = 0;

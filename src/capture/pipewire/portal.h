@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -56,11 +57,23 @@ struct PortalFailure {
     std::string text;
 };
 
+/// How long the portal is waited for.
+struct PortalLimits {
+    std::chrono::milliseconds call{30000};    ///< What no user has to answer. A portal may start.
+    std::chrono::milliseconds answer{60000};  ///< Until a user's answer counts as missing.
+};
+
 /// One connection to the session bus and at most one cast. Belongs to the thread of the loop.
 /// Every call blocks that thread, ends with the loop, and handles the loop's events meanwhile.
 class Portal {
 public:
-    Portal(EventLoop& loop, bool withPointer) : m_loop(loop), m_withPointer(withPointer) {}
+    /// `unanswered` is called when the user has not answered a question for `limits.answer`; the
+    /// question stays.
+    Portal(EventLoop& loop, bool withPointer, PortalLimits limits, std::function<void()> unanswered)
+        : m_loop(loop),
+          m_withPointer(withPointer),
+          m_limits(limits),
+          m_unanswered(std::move(unanswered)) {}
     ~Portal();
     Portal(const Portal&) = delete;
     Portal& operator=(const Portal&) = delete;
@@ -69,7 +82,8 @@ public:
     [[nodiscard]] bool connect(PortalFailure& failure);
     [[nodiscard]] const PortalOffer& offer() const { return m_offer; }
 
-    /// Asks for one monitor. Waits for the user; `limit`, where given, is for one answer.
+    /// Asks for one monitor. Waits for the user; `limit`, where given, ends the wait for one
+    /// answer. wlroots' portal asks when the sources are selected, others when the cast starts.
     [[nodiscard]] bool requestMonitor(const std::string& token,
                                       std::optional<std::chrono::milliseconds> limit, Grant& grant,
                                       PortalFailure& failure);
@@ -109,12 +123,15 @@ private:
                                             GVariantBuilder& options,
                                             std::optional<std::chrono::milliseconds> limit,
                                             PortalFailure& failure);
-    [[nodiscard]] bool createSession(std::optional<std::chrono::milliseconds> limit,
-                                     PortalFailure& failure);
+    [[nodiscard]] bool waitForResponse(const Response& response,
+                                       std::optional<std::chrono::milliseconds> limit);
+    [[nodiscard]] bool createSession(PortalFailure& failure);
     void closeSession();
 
     EventLoop& m_loop;
     const bool m_withPointer;
+    const PortalLimits m_limits;
+    const std::function<void()> m_unanswered;
     std::unique_ptr<GDBusConnection, Unref> m_bus;
     PortalOffer m_offer;
     std::string m_session;  ///< Object path.

@@ -45,6 +45,9 @@ public:
     /// Size of the upright frames, {0, 0} until the first one.
     [[nodiscard]] std::pair<int, int> size() const { return m_size; }
 
+    /// Size of the frames as negotiated, neither cropped nor turned; {0, 0} before that.
+    [[nodiscard]] std::pair<int, int> negotiatedSize() const { return {m_width, m_height}; }
+
     /// Frames received, those without an image not counted.
     [[nodiscard]] std::uint64_t frames() const { return m_frames; }
 
