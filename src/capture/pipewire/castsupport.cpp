@@ -54,7 +54,7 @@ support::wayland::CastSupport describeCast() {
     EventLoop loop;
     const EventLoop::Entered entered(loop);
     {
-        Portal portal(loop, false);
+        Portal portal(loop, false, {}, [] {});
         PortalFailure failure;
         if (portal.connect(failure)) {
             support.portal = portal.offer().describe();
