@@ -174,7 +174,7 @@ TEST_F(Frames, BeginWithTheLastImageOfAStillScreen) {
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_EQ(capture.capturer().Status().state, CaptureState::LastImage);
     EXPECT_EQ(capture.capturer().Still(kFirst).width, 1280);
-    EXPECT_EQ(capture.capturer().Still(kSecond).width, 0);
+    EXPECT_EQ(capture.capturer().Still("nowhere").width, 0);
     showPattern(kFirst, 13);
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_EQ(capture.capturer().Status().state, CaptureState::Running);
