@@ -188,11 +188,15 @@ TEST(X11Capture, ReportsEveryChangedRowWhileAnotherClientDraws) {
 TEST(X11Capture, FindsDirectRenderingThatCausesNoDamage) {
     const auto display = VirtualDisplay::xvfb("640x480x24");
     Painter painter(display.name());
-    for (const auto memory : {CaptureRun::Memory::Ours, CaptureRun::Memory::Capturers}) {
+    using Memory = CaptureRun::Memory;
+    // In the second one a row in 64 would mostly be none, and only the first row changes.
+    const std::pair<Memory, Area> kReads[] = {{Memory::Ours, {30, 20, 600, 440}},
+                                              {Memory::Capturers, {210, 150, 60, 3}}};
+    for (const auto& [memory, area] : kReads) {
         painter.paint({0, 0, 640, 480}, noise);
         const tests::LogCapture log;
         std::atomic<bool> reported{true};
-        CaptureRun run(display.name(), {30, 20, 600, 440}, memory,
+        CaptureRun run(display.name(), area, memory,
                        [&](const xcb_generic_event_t&) { return reported.load(); });
         ASSERT_TRUE(run.capturer.InitCapture(nullptr));
         run.settle();
@@ -205,7 +209,7 @@ TEST(X11Capture, FindsDirectRenderingThatCausesNoDamage) {
         EXPECT_EQ(log.count("[warning]"), 0) << log.text();
 
         reported = false;
-        painter.fill(painter.root(), {200, 200, 90, 90}, 0x00FF00);
+        painter.fill(painter.root(), {200, 60, 90, 91}, 0x00FF00);
         EXPECT_TRUE(run.shows(painter, run.area));
         EXPECT_EQ(log.count("changes without damage"), 1) << log.text();
         painter.fill(painter.root(), {50, 50, 3, 1}, 0xFF00FF);
