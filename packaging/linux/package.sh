@@ -21,7 +21,8 @@ own=$root/usr/lib/tarsinndi
 mkdir -p "$root/DEBIAN"
 
 cmake --install "$build" --prefix "$root/usr" --strip >/dev/null
-strip --remove-section=.comment --remove-section=.note "$own/tarsinndi" "$own/ndimonitor" "$own/tarsin-wayland.so"
+strip --remove-section=.comment --remove-section=.note "$own/tarsinndi" "$own/ndisend" "$own/ndimonitor" \
+    "$own/tarsin-wayland.so"
 mv "$root/usr/etc" "$root/etc"
 find "$root/usr/share/man" -name '*.1' -exec gzip -9n {} +
 documents=$root/usr/share/doc/tarsinndi
@@ -32,7 +33,7 @@ printf 'tarsinndi (%s) stable; urgency=medium\n\n  * Release %s.\n\n -- %s  %s\n
 
 # What the programs link is required; what the module for Wayland sessions links besides is recommended.
 printf 'Source: tarsinndi\n\nPackage: tarsinndi\nArchitecture: any\n' >"$folder/debian/control"
-libraries=$(cd "$folder" && dpkg-shlibdeps -O -dDepends -e"$own/tarsinndi" -e"$own/ndimonitor" \
+libraries=$(cd "$folder" && dpkg-shlibdeps -O -dDepends -e"$own/tarsinndi" -e"$own/ndisend" -e"$own/ndimonitor" \
     -dRecommends -e"$own/tarsin-wayland.so")
 of() { sed -n "s/^shlibs:$1=//p" <<<"$libraries"; }
 

@@ -10,8 +10,8 @@ folder=$build/package
 rm -rf "$folder"
 mkdir -p "$folder/$name"
 
-# What is delivered: the two programs without their debug symbols, and the files beside them.
-for program in TarsinNDI ndimonitor; do
+# What is delivered: the programs without their debug symbols, and the files beside them.
+for program in TarsinNDI ndisend ndimonitor; do
     x86_64-w64-mingw32-strip -o "$folder/$name/$program.exe" "$build/bin/$program.exe"
 done
 cp -r "$here/../../beside/." "$folder/$name"

@@ -73,6 +73,7 @@ void addSource(CLI::App& app, Options& options) {
                    "host name")
         ->check(checkName)
         ->type_name("NAME");
+    app.add_flag("--pointer", options.pointer, "Show the pointer in the image");
     app.add_flag("--grab", options.grab, "Capture through FFmpeg's grabbing device");
 }
 

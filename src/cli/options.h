@@ -21,6 +21,7 @@ struct Options {
     std::optional<int> frameRate;
     bool exact = false;
     std::optional<std::string> name;
+    bool pointer = false;
     bool grab = false;
     std::vector<std::string> interfaces;
     std::vector<std::string> allow;

@@ -168,6 +168,7 @@ std::variant<Plan, Failure> makePlan(const Options& options, const Config& confi
     if (options.exact && plan.sender.rateMode == sender::RateMode::Paced) {
         plan.sender.rateMode = sender::RateMode::Exact;
     }
+    plan.sender.drawPointer = plan.sender.drawPointer || options.pointer;
     if (!options.interfaces.empty()) {
         plan.output.networkInterfaces = options.interfaces;
     }

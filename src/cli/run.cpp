@@ -92,7 +92,8 @@ void Run::startWatchdog() {
 }
 
 void Run::print(const std::string& text, std::chrono::milliseconds patience) {
-    if (!m_console.write(text, patience)) {
+    if (!m_outputClosed && !m_console.write(text, patience)) {
+        m_outputClosed = true;
         HV_WARN("standard output is closed, and ndisend ends with it");
         QCoreApplication::quit();
     }

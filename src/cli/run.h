@@ -32,6 +32,7 @@ private:
     const Console& m_console;
     Publisher& m_publisher;
     const ServiceManager m_manager;
+    bool m_outputClosed = false;
     std::string m_problem;  ///< As it was told last.
 };
 

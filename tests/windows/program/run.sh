@@ -115,7 +115,7 @@ wine reg add "$folders" /v AppData /t REG_EXPAND_SZ /d "$roaming" /f >"$result/r
 step "The installer, silently"
 rm -rf "$data" "$installed"
 wine "$setup" /S || fail "the installer ends with $?"
-for file in TarsinNDI.exe ndimonitor.exe uninstall.exe $(cd "$here/../../../beside" && find . -type f); do
+for file in TarsinNDI.exe ndisend.exe ndimonitor.exe uninstall.exe $(cd "$here/../../../beside" && find . -type f); do
     [ -f "$installed/$file" ] || fail "$file was not installed"
 done
 [ -n "$(find "${user%/*}" -name TarsinNDI.lnk)" ] || fail "no entry in the start menu"
