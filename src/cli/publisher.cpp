@@ -10,7 +10,8 @@
 
 namespace cli {
 Publisher::Publisher(Collaborators collaborators, session::ScreenList list, Plan plan)
-    : m_session(std::move(collaborators)),
+    : m_collaborators(std::move(collaborators)),
+      m_session(m_collaborators),
       m_list(std::move(list)),
       m_target(std::move(plan.target)) {
     m_session.forceGrab(plan.forceGrab);
@@ -54,6 +55,7 @@ std::string Publisher::setRegion(const session::Rectangle& region) {
 }
 
 std::string Publisher::setScreen(const std::string& screen) {
+    m_list = session::listScreens(m_collaborators);
     session::Target wanted = m_target;
     std::string error;
     if (!chooseScreen(m_list, screen, wanted, error)) {
@@ -103,12 +105,12 @@ void Publisher::resume() {
 
 Publisher::State Publisher::state() const {
     State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender(),
-                   m_session.sender()->captureStatus().text};
+                   m_session.captureStatus().text};
     return state;
 }
 
 void Publisher::followCapture() {
-    const CaptureStatus status = m_session.sender()->captureStatus();
+    const CaptureStatus status = m_session.captureStatus();
     if (m_paused) {
         return;
     }

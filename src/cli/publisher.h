@@ -18,6 +18,7 @@ public:
     /// What an operator can ask for. Each returns "", or why it is not possible; what was in force
     /// remains then. What changes while paused takes effect when sending continues.
     [[nodiscard]] std::string setRegion(const session::Rectangle& region);
+    /// The screens are listed anew, so this also follows one that has another mode now.
     [[nodiscard]] std::string setScreen(const std::string& screen);
     void pause();
     void resume();
@@ -45,8 +46,9 @@ private:
     void apply();
     void restart();
 
+    const Collaborators m_collaborators;
     session::SendSession m_session;
-    const session::ScreenList m_list;
+    session::ScreenList m_list;
     session::Target m_target;
     bool m_paused = false;
     bool m_changed = false;  ///< m_target since the sender was opened.
