@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian package on a bare Debian 12 and uses it: started from its menu entry, started after an
-# upgrade, removed, purged. Needs root, debootstrap, and the mirror that apt uses; takes some minutes.
+# Installs the Debian package on a bare Debian 12 and uses it: started from its menu entry, after an
+# upgrade, removed, purged. Needs root and the mirror that apt uses; takes some minutes.
 # usage: package-trial.sh BUILD-FOLDER PACKAGE.deb      the build's own tools press the start button
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/started.sh"
 
 if [ "${1:-}" != --inside ]; then
+    "$here/install-packages.sh" run trial
     build=$(realpath "$1")
     package=$(realpath "$2")
     root=$folder/root

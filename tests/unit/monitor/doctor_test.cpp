@@ -9,7 +9,9 @@
 
 #include "monitor/doctor/checks.h"
 #include "monitor/doctor/linux/ruleset.h"
+#include "reliability/hosts.h"
 #include "reliability/sending.h"
+#include "support/hostname.h"
 #include "support/process.h"
 
 namespace monitor::doctor {
@@ -93,6 +95,28 @@ TEST(Doctor, CountsPortsInUse) {
     EXPECT_THAT(of(diagnose(0), "ports"),
                 HasSubstr("warning 20 of the TCP ports 5961 to 5980 are in "
                           "use; the next source takes 5981"));
+}
+
+TEST(Doctor, SeesOtherMachines) {
+    reliability::Wire wire;
+    const reliability::Host far;  // Of this machine's name.
+    wire.plug(far, 2);
+    const tests::Process source(
+        far.exec({"env", "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/no-bus", RELIABILITY_SENDER, "Far"}));
+    ASSERT_TRUE(source.says("ready"));
+    auto findings = diagnose(1);
+    EXPECT_THAT(of(findings, "interfaces"), HasSubstr("ok wire (10.7.0.1"));
+    EXPECT_THAT(of(findings, "names"), HasSubstr("problem another machine is called " +
+                                                 support::hostName() + " too: 10.7.0.2"));
+    EXPECT_THAT(of(findings, "sources"), HasSubstr("(Far) at 10.7.0.2:5961 sends frames"));
+
+    far.run(
+        {"sh", "-c",
+         "PATH=$PATH:/usr/sbin; nft add table inet t; nft 'add chain inet t in { type filter hook "
+         "input priority 0; }'; nft add rule inet t in tcp dport 5961 reject"});
+    EXPECT_THAT(
+        of(diagnose(1), "sources"),
+        HasSubstr("(Far) is announced but can't be reached: connecting to 10.7.0.2:5961 failed"));
 }
 
 TEST(Doctor, ComparesMachines) {
