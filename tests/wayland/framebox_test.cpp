@@ -1,6 +1,8 @@
 // Pixels of a compositor's frame on their way to the sender, without a compositor.
 
 #include <gtest/gtest.h>
+#include <spa/buffer/meta.h>
+#include <spa/param/video/raw.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +13,7 @@
 
 #include "capture/pipewire/castsession.h"
 #include "capture/pipewire/framebox.h"
+#include "capture/pipewire/pointermeta.h"
 
 namespace {
 
@@ -157,6 +160,130 @@ INSTANTIATE_TEST_SUITE_P(All, Turned,
                          testing::Combine(testing::Range(0, 8),
                                           testing::Values(PixelOrder::Bgrx, PixelOrder::Rgbx,
                                                           PixelOrder::Xrgb)));
+
+/// A frame of one colour, a region of it, and a pointer of 4x3 opaque pixels.
+TEST(PointerInTheBox, IsDrawnAndTakenOutAgain) {
+    constexpr int kLeft = 9, kTop = 4, kReadWidth = 50, kReadHeight = 36;
+    std::vector<std::uint32_t> memory(std::size_t{kWidth} * kHeight, 0x00202020);
+    Image image;
+    image.pixels = reinterpret_cast<const std::uint8_t*>(memory.data());
+    image.stride = std::size_t{kWidth} * 4;
+    image.width = kWidth;
+    image.height = kHeight;
+    capture::PointerShape shape;
+    shape.width = 4;
+    shape.height = 3;
+    shape.hotX = shape.hotY = 1;
+    shape.colours.assign(12, 0xFFAABBCC);
+
+    FrameBox box;
+    int handle = 0;
+    auto* const buffer = reinterpret_cast<pw_buffer*>(&handle);
+    std::vector<std::uint32_t> dest(std::size_t{kReadWidth} * kReadHeight);
+    const FrameBox::Request request = {kLeft, kTop, kReadWidth, kReadHeight,
+                                       reinterpret_cast<std::uint8_t*>(dest.data())};
+    support::DirtyRows dirty;
+    std::vector<std::uint32_t> expected(dest.size(), 0xFF202020);
+    const auto expectPointer = [&](int x, int y) {
+        auto pixels = expected;
+        for (int row = std::max(y - 1 - kTop, 0); row < y + 2 - kTop; ++row) {
+            for (int column = std::max(x - 1 - kLeft, 0); column < x + 3 - kLeft; ++column) {
+                pixels[static_cast<std::size_t>(row * kReadWidth + column)] = 0xFFAABBCC;
+            }
+        }
+        EXPECT_EQ(dest, pixels) << x << "," << y;
+    };
+    EXPECT_EQ(box.put(buffer, image, nullptr), nullptr);
+    ASSERT_TRUE(box.read(request, dirty));
+    EXPECT_EQ(dest, expected);
+
+    box.putPointer({true, 20, 10}, &shape);
+    EXPECT_TRUE(box.wait(std::chrono::hours(1)));
+    ASSERT_TRUE(box.read(request, dirty));
+    expectPointer(20, 10);
+    EXPECT_FALSE(box.read(request, dirty));
+    box.putPointer({true, 20, 10}, &shape);
+    EXPECT_FALSE(box.read(request, dirty)) << "as before";
+
+    // Something is drawn below it, then it moves to the corner.
+    const std::vector<Damage> damage = {{20, 10, 1, 1}};
+    memory[10 * kWidth + 20] = 0x00404040;
+    expected[(10 - kTop) * kReadWidth + 20 - kLeft] = 0xFF404040;
+    EXPECT_EQ(box.put(buffer, image, &damage), buffer);
+    ASSERT_TRUE(box.read(request, dirty));
+    expectPointer(20, 10);
+    box.putPointer({true, kLeft, kTop}, nullptr);
+    ASSERT_TRUE(box.read(request, dirty));
+    expectPointer(kLeft, kTop);
+    ASSERT_TRUE(dirty.known);
+    ASSERT_EQ(dirty.spans.size(), 2U);
+    EXPECT_EQ(std::tie(dirty.spans[0].first, dirty.spans[0].count, dirty.spans[0].right),
+              std::tuple(0, 2, 3));
+    EXPECT_EQ(std::tie(dirty.spans[1].first, dirty.spans[1].count, dirty.spans[1].left),
+              std::tuple(9 - kTop, 3, 19 - kLeft));
+
+    box.putPointer({}, nullptr);
+    ASSERT_TRUE(box.read(request, dirty));
+    EXPECT_EQ(dest, expected);
+    box.putPointer({true, 2, 2}, nullptr);
+    EXPECT_FALSE(box.read(request, dirty)) << "outside the region";
+}
+
+TEST(PointerMeta, IsReadInEveryFormatAndNotBeyondItsEnd) {
+    struct {
+        spa_meta_cursor cursor;
+        spa_meta_bitmap bitmap;
+        std::uint8_t pixels[8];
+    } meta = {{1, 0, {30, -5}, {3, 2}, sizeof(spa_meta_cursor)},
+              {SPA_VIDEO_FORMAT_BGRA, {2, 1}, 8, sizeof(spa_meta_bitmap)},
+              {1, 2, 3, 4, 5, 6, 7, 8}};
+    FrameBox::Pointer pointer;
+    capture::PointerShape shape;
+    bool reshaped = false;
+    const auto read = [&](std::size_t bytes) {
+        return readPointerMeta(&meta, bytes, pointer, shape, reshaped);
+    };
+    const std::pair<spa_video_format, std::uint32_t> formats[] = {
+        {SPA_VIDEO_FORMAT_BGRA, 0x04030201},
+        {SPA_VIDEO_FORMAT_RGBA, 0x04010203},
+        {SPA_VIDEO_FORMAT_ARGB, 0x01020304},
+        {SPA_VIDEO_FORMAT_ABGR, 0x01040302}};
+    for (const auto& [format, colour] : formats) {
+        meta.bitmap.format = format;
+        ASSERT_TRUE(read(sizeof meta));
+        EXPECT_TRUE(reshaped);
+        EXPECT_EQ(shape.colours.at(0), colour);
+    }
+    EXPECT_EQ(std::tie(pointer.visible, pointer.x, pointer.y), std::tuple(true, 30, -5));
+    EXPECT_EQ(std::tie(shape.width, shape.height, shape.hotX, shape.hotY), std::tuple(2, 1, 3, 2));
+
+    EXPECT_TRUE(read(sizeof meta - 1) && !reshaped) << "a pixel is missing";
+    EXPECT_FALSE(read(sizeof(spa_meta_cursor) - 1));
+    const auto good = meta;
+    const auto keepsTheShape = [&] {
+        EXPECT_TRUE(read(sizeof meta));
+        meta = good;
+        return !reshaped;
+    };
+    meta.bitmap.size.height = 0x40000001;
+    EXPECT_TRUE(keepsTheShape());
+    meta.bitmap.stride = -8;
+    EXPECT_TRUE(keepsTheShape());
+    meta.bitmap.offset = 0xFFFFFFFF;
+    EXPECT_TRUE(keepsTheShape());
+    meta.bitmap.format = SPA_VIDEO_FORMAT_NV12;
+    EXPECT_TRUE(keepsTheShape());
+    meta.cursor.bitmap_offset = 0;
+    EXPECT_TRUE(keepsTheShape());
+    meta.cursor.bitmap_offset = sizeof meta;
+    EXPECT_TRUE(keepsTheShape());
+    meta.bitmap.offset = 0;
+    EXPECT_FALSE(keepsTheShape()) << "invisible";
+    EXPECT_EQ(shape.width, 0);
+    meta.cursor.id = 0;
+    EXPECT_FALSE(read(sizeof meta));
+    EXPECT_FALSE(pointer.visible);
+}
 
 TEST(GrantedOutput, IsJudgedByPositionAndSize) {
     using support::wayland::Output;

@@ -23,8 +23,10 @@ using tests::eventually;
 class Capture {
 public:
     explicit Capture(const std::string& output, QSize size = {1280, 720},
-                     std::unique_ptr<ScreenCapturer> capturer = createScreenCapturer())
+                     std::unique_ptr<ScreenCapturer> capturer = createScreenCapturer(),
+                     bool withPointer = false)
         : m_image(size, QImage::Format_RGB32), m_capturer(std::move(capturer)) {
+        m_capturer->DrawPointer(withPointer);
         m_capturer->InitCapture(support::wideFromUtf8(output).c_str());
     }
 
@@ -111,6 +113,34 @@ TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
     EXPECT_TRUE(capture.readUntil([](const QImage& image) {
         return Window::pixels(image, Window::kAfter) == Window::kPixels;
     }));
+}
+
+/// The shape is that which the window sets.
+TEST_F(Mutter, SendsThePointerApartFromItsFrames) {
+    const Window window;
+    m_portal.grant("Meta-1");
+    Capture capture("Meta-1", {1600, 1200}, createScreenCapturer(), true);
+    ASSERT_TRUE(capture.readUntil([](const QImage& image) {
+        return Window::pixels(image, Window::kBefore) == Window::kPixels;
+    })) << m_log.text();
+    const QImage bare = capture.image().copy();
+    int corner = 0;
+    while (bare.pixel(corner % 1600, corner / 1600) != Window::kBefore) {
+        ++corner;
+    }
+    for (const int way : {50, 200, 300}) {
+        const QPoint place(corner % 1600 + way, corner / 1600 + 150);
+        m_portal.movePointer(place.x(), place.y());
+        EXPECT_TRUE(capture.readUntil([&](const QImage& image) {
+            QRect changed;
+            for (int i = 0; i < 1600 * 1200; ++i) {
+                const QPoint at(i % 1600, i / 1600);
+                changed = image.pixel(at) != bare.pixel(at) ? changed | QRect(at, at) : changed;
+            }
+            return changed.contains(place) && changed.width() < 64 && changed.height() < 64;
+        })) << way
+            << m_log.text();
+    }
 }
 
 TEST_F(Mutter, CropsTheFramesOfAWindow) {

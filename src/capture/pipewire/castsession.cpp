@@ -158,7 +158,9 @@ CastSession::Ending CastSession::cast() {
         return {End::Unable, failure.text};
     }
     std::string error;
-    auto stream = Stream::open(m_loop, remote, grant.node, m_box, error);
+    const bool drawsPointer =
+        m_withPointer && portal.offer().bestCursorMode(true) == CursorMetadata;
+    auto stream = Stream::open(m_loop, remote, grant.node, m_box, drawsPointer, error);
     if (!stream) {
         return {End::Unable, error};
     }
@@ -341,12 +343,14 @@ void CastSession::sayWhatThereIs(const Portal& portal, const std::string& server
 }
 
 const char* CastSession::aboutPointer(const PortalOffer& offer) const {
-    const bool embedded = offer.bestCursorMode(m_withPointer) == CursorEmbedded;
-    if (embedded == m_withPointer) {
-        return "";
+    if (m_withPointer) {
+        return (offer.cursorModes & (CursorMetadata | CursorEmbedded)) == 0
+                   ? "; it can't show the pointer"
+                   : "";
     }
-    return embedded ? "; it can't leave the pointer out of the frames"
-                    : "; it can't draw the pointer into the frames";
+    return offer.bestCursorMode(false) == CursorEmbedded
+               ? "; it can't leave the pointer out of the frames"
+               : "";
 }
 
 bool CastSession::canRecover(const Ending& ending) {

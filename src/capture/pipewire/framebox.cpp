@@ -30,6 +30,23 @@ pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vecto
     return old;
 }
 
+void FrameBox::putPointer(const Pointer& pointer, const PointerShape* shape) {
+    {
+        const std::lock_guard lock(m_mutex);
+        const bool same = pointer.visible == m_pointer.visible && pointer.x == m_pointer.x &&
+                          pointer.y == m_pointer.y;
+        m_pointer = pointer;
+        if (same && (shape == nullptr || *shape == m_shape)) {
+            return;
+        }
+        if (shape != nullptr) {
+            m_shape = *shape;
+        }
+        m_pointerChanged = true;
+    }
+    m_arrived.notify_one();
+}
+
 void FrameBox::markAll() {
     m_damageKnown = false;
     std::fill(m_dirty.begin(), m_dirty.end(), Columns{0, uprightWidth(m_image)});
@@ -102,6 +119,7 @@ void FrameBox::clear() {
     m_still = {};
     m_unread = false;
     m_lastRead.reset();
+    m_pointer = {};
 }
 
 bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
@@ -113,8 +131,16 @@ bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
                                  uprightWidth(m_image), uprightHeight(m_image));
     const Read read = {cut, request.width, request.dest};
     const bool builds = m_lastRead == read;
-    if (builds && !m_unread) {
+    if (builds && !m_unread && !m_pointerChanged) {
         return false;
+    }
+    const DrawnPointer::Frame frame = {request.dest, static_cast<std::size_t>(cut.width) * 4,
+                                       cut.width, cut.height};
+    const support::RowSpan pointerBefore = m_drawn.part();
+    if (builds) {
+        m_drawn.remove(frame);
+    } else {
+        m_drawn.forget();
     }
     // In a frame whose rows were cut short they are not where the frame's rows are.
     dirtyRows.known = builds && m_damageKnown && cut.width == request.width;
@@ -126,11 +152,24 @@ bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
     if (dirtyRows.known) {
         dirtyRows.spans.assign(m_spans.begin(), m_spans.end());
     }
+    drawPointer(frame, cut);
+    const bool pointerMoved = std::exchange(m_pointerChanged, false) &&
+                              (pointerBefore.count > 0 || m_drawn.part().count > 0);
+    if (pointerMoved) {
+        addDirty(dirtyRows, pointerBefore);
+        addDirty(dirtyRows, m_drawn.part());
+    }
     std::fill(m_dirty.begin(), m_dirty.end(), Columns{});
     m_damageKnown = true;
     m_unread = false;
     m_lastRead = read;
-    return !builds || !m_spans.empty();
+    return !builds || !m_spans.empty() || pointerMoved;
+}
+
+void FrameBox::drawPointer(const DrawnPointer::Frame& frame, const Cut& cut) {
+    if (m_pointer.visible) {
+        m_drawn.draw(m_shape, m_pointer.x - cut.x, m_pointer.y - cut.y, frame);
+    }
 }
 
 /// Copies what is dirty inside `cut` and leaves it in m_spans: one span for each group of dirty
@@ -157,7 +196,8 @@ void FrameBox::copySpans(const Cut& cut, std::uint8_t* dest) {
 
 bool FrameBox::wait(std::chrono::milliseconds limit) {
     std::unique_lock lock(m_mutex);
-    return m_arrived.wait_for(lock, limit, [this] { return m_unread && hasFrame(); });
+    return m_arrived.wait_for(lock, limit,
+                              [this] { return (m_unread || m_pointerChanged) && hasFrame(); });
 }
 
 std::optional<std::pair<int, int>> FrameBox::size() const {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "capture/pipewire/pixels.h"
+#include "capture/pointer.h"
 #include "capture/screencapturer.h"
 
 struct pw_buffer;
@@ -28,6 +29,15 @@ public:
     /// needed, null for none.
     [[nodiscard]] pw_buffer* put(pw_buffer* buffer, const Image& image,
                                  const std::vector<Damage>* damage);
+
+    /// The pointer from now on, at its place in the upright frame.
+    struct Pointer {
+        bool visible = false;
+        int x = 0;
+        int y = 0;
+    };
+    /// `shape` null: the same image as before.
+    void putPointer(const Pointer& pointer, const PointerShape* shape);
 
     /// Ends the frame if it is in `buffer`, whose memory goes away after this call. A copy is kept
     /// for still().
@@ -49,10 +59,12 @@ public:
     };
 
     /// Copies what changed of the request's rectangle since the read before it, everything when
-    /// that one was another request. False: nothing did, or there is no frame.
+    /// that one was another request, and draws the pointer. False: nothing did, or there is no
+    /// frame.
     [[nodiscard]] bool read(const Request& request, support::DirtyRows& dirtyRows);
 
-    /// Waits until a frame has arrived that was not read. False: `limit` passed.
+    /// Waits until a frame has arrived that was not read, or the pointer has changed. False:
+    /// `limit` passed.
     bool wait(std::chrono::milliseconds limit);
 
     /// The next read gets everything, whatever it has in common with the one before it.
@@ -84,6 +96,7 @@ private:
 
     void markAll();
     void mark(const std::vector<Damage>& damage);
+    void drawPointer(const DrawnPointer::Frame& frame, const Cut& cut);
     void copySpans(const Cut& cut, std::uint8_t* dest);
     [[nodiscard]] bool hasFrame() const { return m_image.pixels != nullptr; }
     [[nodiscard]] StillFrame copyOfFrame() const;
@@ -98,6 +111,10 @@ private:
     bool m_unread = false;
     std::optional<Read> m_lastRead;
     std::vector<support::RowSpan> m_spans;  ///< Of the read under way.
+    Pointer m_pointer;
+    PointerShape m_shape;
+    bool m_pointerChanged = false;  ///< Since the last read.
+    DrawnPointer m_drawn;
 };
 
 }  // namespace capture::pipewire

@@ -75,8 +75,8 @@ std::string listed(std::uint32_t bits, std::initializer_list<const char*> names)
 }  // namespace
 
 CursorMode PortalOffer::bestCursorMode(bool withPointer) const {
-    if (withPointer && (cursorModes & CursorEmbedded) != 0) {
-        return CursorEmbedded;
+    if (withPointer) {
+        return (cursorModes & CursorMetadata) != 0 ? CursorMetadata : CursorEmbedded;
     }
     for (const CursorMode mode : {CursorHidden, CursorMetadata}) {
         if ((cursorModes & mode) != 0) {

@@ -29,8 +29,8 @@ struct PortalOffer {
     /// Permissions can be kept since version 4.
     [[nodiscard]] bool canPersist() const { return version >= 4; }
 
-    /// With the pointer: embedded where the portal can. Without: hidden where it can, else apart
-    /// from the frame, where we leave it out. Else what there is.
+    /// Without the pointer: hidden where the portal can, else apart from the frame, where we leave
+    /// it out. With it: apart from the frame, so that its moves need no frames. Else embedded.
     [[nodiscard]] CursorMode bestCursorMode(bool withPointer) const;
 
     /// For a log line.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "capture/pipewire/pointermeta.h"
 #include "capture/pipewire/streamparams.h"
 #include "support/wayland/modulelog.h"
 
@@ -80,9 +81,9 @@ void Stream::LoopDeleter::operator()(pw_loop* loop) const {
 }
 
 std::unique_ptr<Stream> Stream::open(EventLoop& loop, int remote, std::uint32_t node, FrameBox& box,
-                                     std::string& error) {
+                                     bool withPointer, std::string& error) {
     initialiseOnce();
-    std::unique_ptr<Stream> stream(new Stream(box));
+    std::unique_ptr<Stream> stream(new Stream(box, withPointer));
     if (!stream->connect(loop, remote, node, error)) {
         return nullptr;
     }
@@ -178,12 +179,14 @@ void Stream::onFormat(const spa_pod* param) {
     m_height = static_cast<int>(format.size.height);
     StreamParams params;
     const spa_pod* wanted[] = {
-        params.buffers(), params.meta(SPA_META_Header, sizeof(spa_meta_header), 0),
+        params.buffers(),
+        params.meta(SPA_META_Header, sizeof(spa_meta_header), 0),
         params.meta(SPA_META_VideoCrop, sizeof(spa_meta_region), 0),
         params.meta(SPA_META_VideoDamage, sizeof(spa_meta_region),
                     sizeof(spa_meta_region) * kMostDamage),
-        params.meta(SPA_META_VideoTransform, sizeof(spa_meta_videotransform), 0)};
-    pw_stream_update_params(m_stream.get(), wanted, std::size(wanted));
+        params.meta(SPA_META_VideoTransform, sizeof(spa_meta_videotransform), 0),
+        params.meta(SPA_META_Cursor, pointerMetaBytes(1), pointerMetaBytes(kLargestPointer))};
+    pw_stream_update_params(m_stream.get(), wanted, std::size(wanted) - (m_withPointer ? 0 : 1));
 }
 
 void Stream::onProcess() {
@@ -199,6 +202,8 @@ bool Stream::take(pw_buffer* buffer) {
     const spa_buffer& content = *buffer->buffer;
     Damage crop;
     const auto image = imageOf(content, crop);
+    m_crop = image ? crop : m_crop;
+    readPointer(content);
     if (!image) {
         return false;
     }
@@ -254,6 +259,23 @@ std::optional<Image> Stream::imageOf(const spa_buffer& buffer, Damage& crop) {
         image.transform = static_cast<Transform>(turn->transform & 7U);
     }
     return image;
+}
+
+/// In a buffer without valid data about it the pointer is not on this screen.
+void Stream::readPointer(const spa_buffer& buffer) {
+    const spa_meta* const meta =
+        m_withPointer ? spa_buffer_find_meta(&buffer, SPA_META_Cursor) : nullptr;
+    if (meta == nullptr) {
+        return;
+    }
+    PointerShape shape;
+    bool reshaped = false;
+    FrameBox::Pointer pointer;
+    if (readPointerMeta(meta->data, meta->size, pointer, shape, reshaped)) {
+        pointer.x -= m_crop.x;
+        pointer.y -= m_crop.y;
+    }
+    m_box.putPointer(pointer, reshaped ? &shape : nullptr);
 }
 
 /// Fills m_damage. False: what changed is not known.

@@ -20,16 +20,17 @@ namespace capture::pipewire {
 /// thread that runs the event loop.
 ///
 /// Frames without an image (size 0, or marked as corrupted: mutter sends them for a pointer that
-/// moved) are skipped.
+/// moved) are skipped but for the pointer in them.
 class Stream {
 public:
     using Clock = std::chrono::steady_clock;
 
     /// `remote`: a connection to PipeWire, closed in every case; negative: the user's PipeWire.
-    /// `loop` and `box` outlive the stream. Null: `error` says why.
+    /// `loop` and `box` outlive the stream. `withPointer`: the box gets the pointer, too, where it
+    /// comes apart from the frames. Null: `error` says why.
     [[nodiscard]] static std::unique_ptr<Stream> open(EventLoop& loop, int remote,
                                                       std::uint32_t node, FrameBox& box,
-                                                      std::string& error);
+                                                      bool withPointer, std::string& error);
     ~Stream();
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
@@ -72,7 +73,7 @@ private:
     };
     struct Events;
 
-    Stream(FrameBox& box) : m_box(box) {}
+    Stream(FrameBox& box, bool withPointer) : m_box(box), m_withPointer(withPointer) {}
     [[nodiscard]] bool connect(EventLoop& loop, int remote, std::uint32_t node, std::string& error);
     void lose(const std::string& why);
 
@@ -82,9 +83,11 @@ private:
     void onProcess();
     [[nodiscard]] bool take(pw_buffer* buffer);
     [[nodiscard]] std::optional<Image> imageOf(const spa_buffer& buffer, Damage& crop);
+    void readPointer(const spa_buffer& buffer);
     [[nodiscard]] bool readDamage(const spa_buffer& buffer, const Damage& crop);
 
     FrameBox& m_box;
+    const bool m_withPointer;
     std::unique_ptr<pw_loop, LoopDeleter> m_loop;
     GHolder<GSource> m_source;
     std::unique_ptr<pw_context, ContextDeleter> m_context;
@@ -109,6 +112,7 @@ private:
     bool m_buildsOnLast = false;  ///< The next frame's damage is against a frame that we had.
     std::uint64_t m_sequence = 0;
     std::vector<Damage> m_damage;  ///< Of the frame at hand.
+    Damage m_crop;                 ///< Of the newest frame.
 };
 
 }  // namespace capture::pipewire
