@@ -51,6 +51,7 @@ bool NDISender::initParmeter(int x, int y, int w, int h, int framerate, std::str
         return false;
     }
     m_bOpened = false;
+    m_captureError = 0;
     m_outputName = std::move(outputName);
     m_x = x;
     m_y = y;
@@ -80,6 +81,7 @@ bool NDISender::openDevice(const std::string& rate) {
     if (!device.error.empty()) {
         std::fputs("Couldn't open input stream.\n", stdout);
         HV_WARN("{} is not used: {}", m_device, device.error);
+        m_captureError = AVERROR_EXTERNAL;
         return false;
     }
     const std::string size = std::to_string(m_w) + "x" + std::to_string(m_h);
@@ -140,7 +142,8 @@ bool NDISender::openDecoder() {
     return true;
 }
 
-void NDISender::reportFailure(const char* text, int error) const {
+void NDISender::reportFailure(const char* text, int error) {
+    m_captureError = error;
     std::fputs(text, stdout);
     HV_WARN("{}, region {}x{} at {},{}: {}: {}", m_device, m_w, m_h, m_x, m_y,
             std::string_view(text).substr(0, std::string_view(text).find('.')),
@@ -183,6 +186,14 @@ void NDISender::reset() {
     m_pVsFrame = std::make_unique<VsFrame>();
 }
 
+CaptureStatus NDISender::captureStatus() const {
+    const int error = m_captureError;
+    if (error == 0) {
+        return {};
+    }
+    return {CaptureState::Unable, m_device + ": " + support::ffmpegError(error)};
+}
+
 void NDISender::captureFrame(VsFrame* vsFrame) {
     HV_INFO("captureFrame begin");
     if (!vsFrame->packet) {
@@ -199,6 +210,7 @@ void NDISender::captureFrame(VsFrame* vsFrame) {
         av_packet_unref(vsFrame->packet.get());
         const int result = av_read_frame(vsFrame->demuxer.get(), vsFrame->packet.get());
         if (result != 0) {
+            m_captureError = result;
             HV_WARN("{}, region {}x{} at {},{}: capture ended: {}", m_device, m_w, m_h, m_x, m_y,
                     support::ffmpegError(result));
             return;

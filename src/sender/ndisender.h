@@ -34,7 +34,7 @@ struct VsFrame {
 ///
 /// Coordinates are those of the whole desktop; the output name is stored but not used. Failures of
 /// initParmeter() are printed to standard output and logged with their cause. A capture that fails
-/// later is logged; nothing more is sent until the sender is reset.
+/// later is logged; nothing more is sent until the sender is reset. captureStatus() tells either.
 class NDISender : public NDISenderBase {
 public:
     /// `instance` may be null; it must outlive this object otherwise.
@@ -50,12 +50,13 @@ public:
     void stop() override;
     void reset() override;
     [[nodiscard]] std::uint64_t passes() const override { return m_passes; }
+    [[nodiscard]] CaptureStatus captureStatus() const override;
     void setAuxName(std::string name) override;
 
 private:
     [[nodiscard]] bool openDevice(const std::string& rate);
     [[nodiscard]] bool openDecoder();
-    void reportFailure(const char* text, int error) const;
+    void reportFailure(const char* text, int error);
 
     void captureFrame(VsFrame* vsFrame);
     void decodeAndPush(VsFrame& vsFrame);
@@ -72,6 +73,7 @@ private:
     std::atomic<bool> m_bRun{true};
     std::atomic<bool> m_bOpened{false};
     std::atomic<std::uint64_t> m_passes{0};
+    std::atomic<int> m_captureError{0};  ///< FFmpeg's, which ended the capture; 0: none has.
     sender::BgraConverter m_converter;
     int m_x = 0;
     int m_y = 0;

@@ -139,6 +139,8 @@ TEST_F(NdiSenderTest, RefusesWhatCannotBeGrabbedAndSaysWhy) {
                         ContainsRegex(c.said));
         }
         sender.start();  // The window does so whatever initParmeter() said.
+        const bool tried = c.said.find("open input") != std::string::npos;
+        EXPECT_EQ(sender.captureStatus().text.empty(), !tried);
         sender.pause();
         sender.reset();  // And it is none the worse for it.
     }
