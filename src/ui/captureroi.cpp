@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QScreen>
 #include <QToolTip>
+#include <QWindow>
 #include <cstdlib>
 
 #include "ui/desktop.h"
@@ -35,7 +36,9 @@ CaptureROI::CaptureROI(int width, int height, QWidget* parent)
     m_workPixmap = m_basePixmap;
     setAutoFillBackground(false);
     setWindowFlags(Qt::SubWindow | Qt::FramelessWindowHint);
-    if (ui::compositorPlacesWindows()) {
+    if (ui::overlayHidesScreen()) {
+        setWindowFlags(Qt::Window | Qt::FramelessWindowHint);
+    } else if (ui::compositorPlacesWindows()) {
         // Otherwise it would be placed like any window, and on black where it covers a screen.
         setWindowFlag(Qt::X11BypassWindowManagerHint);
     }
@@ -113,6 +116,9 @@ void CaptureROI::setShowROI(bool on) {
         restoreRegion();
         m_desktopPixmap = QPixmap();
         m_translucent = ui::windowsCanBeTranslucent();
+        if (ui::overlayHidesScreen()) {
+            hide();
+        }
     } else {
         m_moved = false;
         m_dragging = false;
@@ -264,6 +270,9 @@ void CaptureROI::updateMask() {
 void CaptureROI::grabDesktopImage() {
     m_desktopPixmap = QPixmap();
     m_translucent = ui::windowsCanBeTranslucent();
+    if (ui::overlayHidesScreen()) {
+        m_desktopPixmap = QPixmap::fromImage(m_imageSource());
+    }
     if (m_translucent) {
         return;
     }
@@ -273,6 +282,17 @@ void CaptureROI::grabDesktopImage() {
             m_desktopPixmap = screen->grabWindow(0, from.x(), from.y(), width(), height());
         }
     }
+}
+
+/// A compositor puts a window on a screen of the program's choice only when it covers that screen.
+void CaptureROI::setVisible(bool visible) {
+    if (visible && ui::overlayHidesScreen()) {
+        (void)winId();  // Creates the window's handle.
+        windowHandle()->setScreen(
+            QGuiApplication::screenAt(m_pixels.toQt(QPoint(m_originX, m_originY))));
+        setWindowState(windowState() | Qt::WindowFullScreen);
+    }
+    QWidget::setVisible(visible);
 }
 
 void CaptureROI::showEvent(QShowEvent* event) {

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <QHBoxLayout>
+#include <QImage>
 #include <QPixmap>
 #include <QPushButton>
 #include <QWidget>
+#include <functional>
+#include <utility>
 
 #include "ui/physicalpixels.h"
 
@@ -18,6 +21,9 @@
 /// an image of the desktop, grabbed when the selection began, and the frame of show mode is opaque,
 /// a few pixels wide and empty inside. In show mode the window is masked to the frame, so that the
 /// rest of the desktop can be used.
+///
+/// Where a window can cover a screen but not be laid over it (ui::overlayHidesScreen()), selection
+/// mode covers the whole screen with an image of it, and show mode shows nothing.
 class CaptureROI : public QWidget {
     Q_OBJECT
 
@@ -31,6 +37,9 @@ public:
     /// Sets the region in force, in desktop coordinates. Show mode frames it; a selection that is
     /// cancelled changes nothing about it.
     void setSelection(int x, int y, int w, int h);
+
+    /// Where the image comes from of a screen that the overlay hides; null images are allowed.
+    void setImageSource(std::function<QImage()> source) { m_imageSource = std::move(source); }
 
     /// Enters selection mode, with nothing selected.
     void beginSelection();
@@ -51,6 +60,7 @@ signals:
     void signalDragROI(int x, int y, int w, int h);
 
 public slots:
+    void setVisible(bool visible) override;
     void slotConfirm();
     void slotCancel();
     void slotTranslate();
@@ -85,8 +95,9 @@ private:
     QPushButton* m_pOkBtn = nullptr;
     QPushButton* m_pCancelBtn = nullptr;
     QHBoxLayout* m_pBarLayout = nullptr;
-    QPixmap m_basePixmap;     ///< The layer without the rectangle that is being drawn.
-    QPixmap m_workPixmap;     ///< The whitened layer that is painted.
+    QPixmap m_basePixmap;  ///< The layer without the rectangle that is being drawn.
+    QPixmap m_workPixmap;  ///< The whitened layer that is painted.
+    std::function<QImage()> m_imageSource = [] { return QImage(); };
     QPixmap m_desktopPixmap;  ///< The grabbed desktop; null where windows can be translucent.
     /// In overlay coordinates in selection mode, in desktop coordinates in show mode.
     int m_left = 0;

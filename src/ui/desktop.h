@@ -23,6 +23,10 @@ void leaveOutOfCapture(const QWidget& window);
 /// Whether a compositor places and moves windows, whatever a program asks for: a Wayland session.
 [[nodiscard]] bool compositorPlacesWindows();
 
+/// Whether a window can cover a screen but not be laid over it translucently: with Qt's own Wayland
+/// platform.
+[[nodiscard]] bool overlayHidesScreen();
+
 /// To be called before the application object is made; ui::prepareApplication() does so. In a
 /// Wayland session the program is an X11 client where it can (Xwayland), because only such a one
 /// can lay its overlay over a screen. QT_QPA_PLATFORM overrules this.

@@ -82,6 +82,13 @@ void NDISenderUI::watchCapture() {
     timer->start(kCaptureLookMs);
 }
 
+QImage NDISenderUI::imageOfScreen() const {
+    const StillFrame still = m_session.sender()->captureStill(findOutputDeviceName(m_curScreen));
+    return QImage(still.pixels.data(), still.width, still.height, still.width * 4,
+                  QImage::Format_RGB32)
+        .copy();
+}
+
 void NDISenderUI::lookAtCapture() {
     const bool sending = m_sendState == SendState::Sending;
     const CaptureStatus status = m_session.captureStatus();
@@ -95,10 +102,11 @@ void NDISenderUI::lookAtCapture() {
     if (sending && status.ended) {
         slotStartSend();  // Pauses, as the button would.
     }
-    const std::string note = sending || status.ended ? ui::captureNote(status).toStdString() : "";
-    if (note != m_captureNote) {
-        m_captureNote = note;
-        m_pStartBtn->setToolTip(QString::fromStdString(note));
+    const QString note = sending || status.ended ? ui::captureNote(status) : "";
+    if (note != m_pStartBtn->toolTip()) {
+        const bool sends = status.state == CaptureState::LastImage;
+        m_captureNote = sends ? "" : note.toStdString();
+        m_pStartBtn->setToolTip(note);
         showSourceStatus();
     }
 }

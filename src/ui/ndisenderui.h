@@ -2,6 +2,7 @@
 
 #include <QComboBox>
 #include <QGroupBox>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -112,6 +113,8 @@ private:
     /// Shows the status of a capture that fails, or that needs a permission.
     void watchCapture();
     void lookAtCapture();
+    /// What the capture last saw of the chosen screen; null: nothing.
+    [[nodiscard]] QImage imageOfScreen() const;
     void applyIfSending();
     [[nodiscard]] bool isRateOutsideTheBox(int shown) const;
     void followDrag(const Rectangle& frame);
@@ -173,7 +176,7 @@ private:
     QStringList m_screenNameList;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;
-    bool m_liveRegion = false;  ///< The region moves without a restart where possible.
+    bool m_liveRegion = false;    ///< The region moves without a restart where possible.
     bool m_keepDisplayOn = true;  ///< While sending.
     session::DisplayLock m_displayLock;
     bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.

@@ -141,6 +141,7 @@ void NDISenderUI::loadSettings() {
 
 void NDISenderUI::buildLayout() {
     m_pCaptureROI = std::make_unique<CaptureROI>(m_desktopWidth, m_desktopHeight, nullptr);
+    m_pCaptureROI->setImageSource([this] { return imageOfScreen(); });
     m_pCaptureROI->hide();
     createNameAndScreenWidgets();
     createButtons();

@@ -310,6 +310,10 @@ TEST(PhysicalPixels, AreConvertedFromTheScreensCorner) {
     const auto half = ui::PhysicalPixels::between({2080, 0, 1920, 1080}, {2500, 40, 1280, 720});
     EXPECT_EQ(half.toQt(QPoint(2080 + 300, 150)), QPoint(2500 + 200, 40 + 100));
     EXPECT_EQ(half.distanceToPhysical(QPointF(1280, 720)), QPoint(1920, 1080));
+    // At scale 1.5 Qt's own Wayland platform is told 853 for 853.33.
+    const auto told = ui::PhysicalPixels::between({0, 0, 1280, 720}, {0, 0, 853, 480});
+    EXPECT_EQ(told.distanceToPhysical(QPointF(853, 480)), QPoint(1280, 720));
+    EXPECT_EQ(told.distanceToPhysical(QPointF(100, 50)), QPoint(150, 75));
     EXPECT_EQ(ui::PhysicalPixels::at({-9000, 9000}).factor(), factor()) << "the nearest screen";
 }
 

@@ -184,8 +184,8 @@ TEST_F(Frames, BeginWithTheLastImageOfAStillScreen) {
 TEST_F(Frames, StandUprightHoweverTheOutputIsTurned) {
     showPattern(kFirst, 5);
     int seed = 6;
-    for (const char* transform :
-         {"90", "180", "270", "flipped", "flipped-90", "flipped-180", "flipped-270", "normal"}) {
+    // framebox_test turns by all eight; here it is whether sway means the same by them.
+    for (const char* transform : {"90", "flipped", "flipped-270", "normal"}) {
         sway(std::string("output HEADLESS-1 transform ") + transform);
         showPattern(kFirst, static_cast<unsigned>(seed++));
         const QImage shown = screenshot(kFirst);

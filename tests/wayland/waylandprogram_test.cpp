@@ -4,10 +4,14 @@
 
 #include <QDir>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "support/framecompare.h"
@@ -46,7 +50,8 @@ std::string at(QPoint place) {
 
 class Program {
 public:
-    Program() {
+    /// `platform`: of Qt; "": the program's choice, an X11 window.
+    explicit Program(const QByteArray& platform = {}) {
         static int runs = 0;
         m_name = "Wayland-" + std::to_string(++runs);
         const QString folder = m_folder.filePath("Halvark/TarsinNDI");
@@ -55,10 +60,14 @@ public:
             .setValue("SystemSet/name", QString::fromStdString(m_name));
         const QByteArray before = qgetenv("XDG_DATA_HOME");
         qputenv("XDG_DATA_HOME", m_folder.path().toLocal8Bit());
-        qunsetenv("QT_QPA_PLATFORM");
+        platform.isEmpty() ? qunsetenv("QT_QPA_PLATFORM") : qputenv("QT_QPA_PLATFORM", platform);
         m_process = std::make_unique<Process>(std::vector<std::string>{TARSIN_PROGRAM});
         qputenv("QT_QPA_PLATFORM", "offscreen");
         qputenv("XDG_DATA_HOME", before);
+        if (!platform.isEmpty()) {
+            EXPECT_TRUE(eventually([this] { return !window(false).isNull(); }));
+            return;
+        }
         std::istringstream windows(runToEnd({"xdotool", "search", "--sync", "--onlyvisible",
                                              "--pid", std::to_string(m_process->pid())},
                                             60s));
@@ -69,6 +78,27 @@ public:
     void click(QPoint where) const {
         xdotool({"mousemove", "--window", m_window, std::to_string(where.x()),
                  std::to_string(where.y()), "click", "1"});
+    }
+
+    /// Where sway shows the program's window, or the one that covers a screen. Null: nowhere.
+    [[nodiscard]] QRect window(bool fullScreen) const {
+        const std::string tree = runToEnd({"swaymsg", "-r", "-t", "get_tree"});
+        QRect found;
+        const std::function<void(const QJsonObject&)> search = [&](const QJsonObject& node) {
+            if (node["pid"].toInt() == m_process->pid() && node["visible"].toBool() &&
+                (node["fullscreen_mode"].toInt() != 0) == fullScreen) {
+                const QJsonObject rect = node["rect"].toObject();
+                found = {rect["x"].toInt(), rect["y"].toInt(), rect["width"].toInt(),
+                         rect["height"].toInt()};
+            }
+            for (const char* children : {"nodes", "floating_nodes"}) {
+                for (const auto& child : node[children].toArray()) {
+                    search(child.toObject());
+                }
+            }
+        };
+        search(QJsonDocument::fromJson(QByteArray::fromStdString(tree)).object());
+        return found;
     }
 
     /// Chooses the screen below the current one in the combo box.
@@ -223,6 +253,41 @@ TEST_F(Operator, DragsTheWindowByItsTitle) {
         const QPoint moved = program.position() - before;
         return moved.x() >= 30 && moved.x() <= 90 && moved.y() >= 20 && moved.y() <= 60;
     })) << (program.position() - before).x();
+}
+
+TEST_F(Operator, WorksWithQtsOwnWaylandPlatform) {
+    sway("output HEADLESS-1 scale 1.5");
+    Program program("wayland");
+    const auto window = [&] { return program.window(false).topLeft(); };
+    const auto point = [](const std::vector<std::string>& words) {
+        std::vector<std::string> command{TARSIN_VIRTUALPOINTER, "2080", "600"};
+        command.insert(command.end(), words.begin(), words.end());
+        runToEnd(command);
+    };
+    point({at(window() + kStart), "press", "release"});
+    program.expectReceived(kFirst, {0, 0, 1280, 720});
+
+    const QPoint before = window();
+    const QPoint title = before + kTitle;
+    point({at(title), "press", at(title + QPoint(20, 10)), at(title + QPoint(40, 20)),
+           at(title + QPoint(60, 30)), at(title + QPoint(80, 40)), "release"});
+    EXPECT_TRUE(eventually([&] { return window() != before; }));
+
+    // The overlay covers the screen with its own image, whitened.
+    const auto contrast = [] {
+        const QColor colour = screenshot(kFirst).pixelColor(1270, 10);
+        return colour.red() - colour.green();
+    };
+    EXPECT_GT(contrast(), 200);
+    point({at(window() + kSelectRegion), "press", "release"});
+    EXPECT_TRUE(eventually([&] { return contrast() < 100; }));
+    EXPECT_GT(contrast(), 30);
+    EXPECT_EQ(program.window(true), QRect(0, 0, 853, 480));
+    point({"100,50", "press", "200,100", "200,150", "260,200", "release", "230,185", "press",
+           "release"});
+    EXPECT_TRUE(program.logs("initParmeter x 150 y 75 w 240 h 225")) << program.log();
+    program.expectReceived(kFirst, {150, 75, 240, 225});
+    sway("output HEADLESS-1 scale 1");
 }
 
 TEST_F(Operator, GoesOnSendingAfterPipeWireCameBack) {

@@ -63,6 +63,10 @@ bool compositorPlacesWindows() {
     return false;
 }
 
+bool overlayHidesScreen() {
+    return false;
+}
+
 void chooseWindowSystem() {}
 
 }  // namespace ui

@@ -80,6 +80,10 @@ bool compositorPlacesWindows() {
     return support::wayland::isWaylandSession();
 }
 
+bool overlayHidesScreen() {
+    return QGuiApplication::platformName().startsWith("wayland");
+}
+
 void chooseWindowSystem() {
     if (support::wayland::isWaylandSession() && !qEnvironmentVariableIsEmpty("DISPLAY") &&
         !qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
