@@ -83,7 +83,9 @@ void NDISenderUI::watchCapture() {
 }
 
 QImage NDISenderUI::imageOfScreen() const {
-    const StillFrame still = m_session.sender()->captureStill(findOutputDeviceName(m_curScreen));
+    const NDISenderBase* sender = m_session.sender();
+    const StillFrame still =
+        sender != nullptr ? sender->captureStill(findOutputDeviceName(m_curScreen)) : StillFrame();
     return QImage(still.pixels.data(), still.width, still.height, still.width * 4,
                   QImage::Format_RGB32)
         .copy();
