@@ -18,4 +18,7 @@ display 1280x720 bash -c 'xcompmgr & compositor=$!; sleep 0.5; "$@"; code=$?; ki
 for factor in 1.5 2; do
     display 2560x1440 env QT_SCALE_FACTOR=$factor "$tour" "$folder" "x$factor-"
 done
+# Those of the README: docs/images/window.png and overlay.png.
+convert "$folder/status-3-receivers-en.png" -crop 638x260+40+60 +repage -strip "$folder/readme-window.png"
+convert "$folder/composed-overlay-drawing.png" -crop 960x560+0+0 +repage -strip "$folder/readme-overlay.png"
 ls "$folder"
