@@ -1,6 +1,7 @@
 #include "session/collaborators.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "ndi/ndilibrary.h"
@@ -12,11 +13,13 @@
 
 namespace {
 
-void sendBlack(NDIlib_send_instance_t instance, int width, int height) {
+void sendBlack(NDIlib_send_instance_t instance, int width, int height,
+               const std::optional<sender::FrameRate>& exactRate) {
     constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
     const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     std::vector<std::uint32_t> pixels(size, kOpaqueBlack);
     NDIlib_video_frame_v2_t frame = sender::initialVideoFrame();
+    sender::announceRate(frame, exactRate);
     frame.xres = width;
     frame.yres = height;
     frame.FourCC = NDIlib_FourCC_type_BGRA;
@@ -45,7 +48,10 @@ Collaborators Collaborators::withoutSettings(const sender::SenderOptions& option
     };
     all.destroySource = NDIlib_send_destroy;
     all.sourceStatus = ndi::sourceStatus;
-    all.sendBlackFrame = sendBlack;
+    all.sendBlackFrame = [options](NDIlib_send_instance_t instance, int width, int height,
+                                   int frameRate) {
+        sendBlack(instance, width, height, sender::exactRate(options.rateMode, frameRate));
+    };
     all.makeDxSender = [options](const std::string& name, NDIlib_send_instance_t instance) {
         auto made = std::make_unique<NdiDxSender>(name, instance);
         made->setOptions(options);

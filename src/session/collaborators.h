@@ -25,8 +25,10 @@ struct Collaborators {
     std::function<void(const std::string& name, NDIlib_send_instance_t& instance)> createSource;
     std::function<void(NDIlib_send_instance_t)> destroySource;
     std::function<ndi::SourceStatus(NDIlib_send_instance_t)> sourceStatus;
-    /// Sends one black frame of that size. Blocks for a frame interval. No sender may be sending.
-    std::function<void(NDIlib_send_instance_t, int width, int height)> sendBlackFrame;
+    /// Sends one black frame of that size, announced as the senders announce that frame rate.
+    /// Blocks for a frame interval. No sender may be sending.
+    std::function<void(NDIlib_send_instance_t, int width, int height, int frameRate)>
+        sendBlackFrame;
     MakeSender makeDxSender;    ///< The default capture path.
     MakeSender makeGrabSender;  ///< The capture path through FFmpeg.
 

@@ -110,7 +110,8 @@ bool SendSession::moveRegion(const Rectangle& region) {
 void SendSession::replaceLastFrameByBlack(int width, int height) {
     if (m_source != nullptr && width > 0 && height > 0) {
         HV_INFO("a black frame of {}x{} replaces the last one until the next start", width, height);
-        m_collaborators.sendBlackFrame(m_source, width, height);
+        m_collaborators.sendBlackFrame(m_source, width, height,
+                                       m_opened ? m_opened->frameRate : Target().frameRate);
     }
 }
 

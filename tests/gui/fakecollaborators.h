@@ -78,7 +78,8 @@ public:
         };
         all.destroySource = [this](NDIlib_send_instance_t) { record("source gone"); };
         all.sourceStatus = [this](NDIlib_send_instance_t) { return status; };
-        all.sendBlackFrame = [this](NDIlib_send_instance_t, int width, int height) {
+        all.sendBlackFrame = [this](NDIlib_send_instance_t, int width, int height,
+                                    int /*frameRate*/) {
             record("black " + std::to_string(width) + " " + std::to_string(height));
         };
         all.makeDxSender = [this](const std::string& name, NDIlib_send_instance_t) {
