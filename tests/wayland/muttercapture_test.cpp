@@ -174,17 +174,24 @@ TEST_F(Mutter, EndsTheCastThatTheUserStops) {
     EXPECT_EQ(m_log.count("stopped from the desktop"), 1) << m_log.text();
 }
 
-TEST_F(Mutter, TakesAMonitorAway) {
-    m_portal.grant("virtual");
-    auto monitor = std::make_unique<Capture>("", QSize(1920, 1080));
-    ASSERT_TRUE(monitor->readUntil([](const QImage&) { return true; })) << m_log.text();
+TEST_F(Mutter, TakesAMonitorAwayAndBringsItBack) {
+    const auto plugIn = [this] {
+        m_portal.grant("virtual");
+        auto monitor = std::make_unique<Capture>("", QSize(1920, 1080));
+        EXPECT_TRUE(monitor->readUntil([](const QImage&) { return true; })) << m_log.text();
+        return monitor;
+    };
+    auto monitor = plugIn();
     m_portal.grant("Meta-2");
     Capture capture("Meta-2");
     ASSERT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
     monitor.reset();
     EXPECT_TRUE(capture.says("interrupted")) << m_log.text();
     EXPECT_FALSE(capture.status().ended);
+    monitor = plugIn();
+    EXPECT_TRUE(m_log.says("output \"Meta-2\" goes on")) << m_log.text();
     EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
+    EXPECT_EQ(m_log.count("goes on, "), 1) << m_log.text();
 }
 
 TEST_F(Mutter, HasAPortalThatLeavesQuestionsUnanswered) {

@@ -187,12 +187,13 @@ void MutterPortal::startCast(Cast& cast) {
     const std::lock_guard lock(m_mutex);
     // mutter counts hidden, embedded, metadata: 0, 1, 2; the portal 1, 2, 4.
     GVariant* options = dictionary("cursor-mode", g_variant_new_uint32(cast.cursorMode / 2));
-    const bool monitor = m_source != "window" && m_source != "virtual";
+    cast.source = cast.source.empty() ? m_source : cast.source;
+    const bool monitor = cast.source != "window" && cast.source != "virtual";
     cast.stream = mutterPath(kScreenCast, cast.screenCast, "org.gnome.Mutter.ScreenCast.Session",
-                             monitor                ? "RecordMonitor"
-                             : m_source == "window" ? "RecordWindow"
-                                                    : "RecordVirtual",
-                             monitor ? g_variant_new("(s@a{sv})", m_source.c_str(), options)
+                             monitor                   ? "RecordMonitor"
+                             : cast.source == "window" ? "RecordWindow"
+                                                       : "RecordVirtual",
+                             monitor ? g_variant_new("(s@a{sv})", cast.source.c_str(), options)
                                      : g_variant_new("(@a{sv})", options));
     m_newest = cast;
     g_variant_unref(mutter(kRemoteDesktop, cast.remoteDesktop,
@@ -254,6 +255,9 @@ void MutterPortal::onCall(GDBusConnection* /*bus*/, const char* sender, const ch
         g_dbus_method_invocation_return_value(invocation, g_variant_new("(o)", request.c_str()));
         Cast& cast = found->second;
         g_variant_lookup(options, "cursor_mode", "u", &cast.cursorMode);
+        if (name == "SelectSources") {
+            cast.source = option(options, "restore_token");
+        }
         if (answered && name == "Start") {
             cast.startRequest = request;
             self.startCast(cast);
@@ -291,7 +295,7 @@ void MutterPortal::onSignal(GDBusConnection* bus, const char* /*sender*/, const 
             g_variant_builder_add(&results, "{sv}", "streams",
                                   g_variant_new_array(nullptr, &stream, 1));
             g_variant_builder_add(&results, "{sv}", "restore_token",
-                                  g_variant_new_string("granted"));
+                                  g_variant_new_string(cast.source.c_str()));
             self.respond(cast, cast.startRequest, g_variant_builder_end(&results));
         } else if (name == "Closed" && object == cast.remoteDesktop) {
             // Two processes stand between GNOME's compositor and a program; PipeWire is faster.

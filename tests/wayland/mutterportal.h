@@ -20,8 +20,9 @@ public:
     MutterPortal(const MutterPortal&) = delete;
     MutterPortal& operator=(const MutterPortal&) = delete;
 
-    /// What Start grants from now on: a monitor by its connector, "window" for the one that has
-    /// the focus, "virtual" for a monitor that is made for this cast and goes with it.
+    /// What Start grants from now on, unless the session has a token of an earlier grant: a monitor
+    /// by its connector, "window" for the one that has the focus, "virtual" for a monitor that is
+    /// made for this cast and goes with it.
     void grant(const std::string& source);
 
     /// Leaves a method of the portal without a Response, until it is called with "".
@@ -44,6 +45,7 @@ private:
         std::string client;        ///< Bus name.
         std::string startRequest;  ///< Waits for the stream.
         guint32 cursorMode = 0;
+        std::string source;  ///< As grant(). It is the restore token, too.
     };
 
     static void onCall(GDBusConnection*, const char* sender, const char* object, const char*,
