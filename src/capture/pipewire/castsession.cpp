@@ -1,12 +1,14 @@
 #include "capture/pipewire/castsession.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "capture/pipewire/lastframes.h"
 #include "capture/pipewire/nudge.h"
 #include "support/wayland/modulelog.h"
 #include "support/wayland/outputs.h"
+#include "support/wayland/outputwatch.h"
 
 namespace capture::pipewire {
 namespace {
@@ -381,12 +383,23 @@ bool CastSession::outputThere() {
                        [this](const Output& output) { return output.name == name(); });
 }
 
-/// A portal that is asked for a monitor which is not there would bother the user.
+/// A portal that is asked for a monitor which is not there would bother the user. The compositor
+/// tells when its outputs change; only one that is not there at all is tried again and again.
 void CastSession::waitForRecovery() {
-    const auto never = [] { return false; };
-    do {
-        m_loop.runUntil(never, kRetryInterval);
-    } while (!m_loop.stopped() && m_outputsListed && !outputThere());
+    m_loop.runUntil([] { return false; }, kRetryInterval);
+    while (!m_loop.stopped() && m_outputsListed) {
+        support::wayland::OutputWatch watch;  // Before the look: nothing between both is missed.
+        if (outputThere()) {
+            return;
+        }
+        GHolder<GSource> source;
+        std::optional<milliseconds> limit = kRetryInterval;
+        if (watch.file() >= 0) {
+            source = m_loop.watch(watch.file(), [&watch] { watch.dispatch(); });
+            limit.reset();
+        }
+        m_loop.runUntil([&watch] { return watch.changed(); }, limit);
+    }
 }
 
 }  // namespace capture::pipewire
