@@ -415,7 +415,7 @@ TEST_F(Duplication, DrawsThePointerWhenAskedTo) {
         });
         EXPECT_THAT(calls, Not(Contains("context11.CopyResource")));
         EXPECT_EQ(m_image, withPointer(16, 13));
-        EXPECT_EQ(rows(), (Rows{{2, 2}, {9, 1}}));
+        EXPECT_EQ(rows(), (Rows{{2, 2, 2, 5}, {9, 1, 11, 12}}));
         EXPECT_EQ(m_capturer->DirtyRows().spans[1].left, 11);
         m_machine.movePointer({16, 13});
         EXPECT_FALSE(reads()) << "as before";
