@@ -104,8 +104,13 @@ void Publisher::resume() {
 }
 
 Publisher::State Publisher::state() const {
-    State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender(),
-                   m_session.captureStatus().text};
+    const CaptureStatus capture = m_session.captureStatus();
+    State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender()};
+    state.slow = capture.slow;
+    state.problem = capture.text;
+    state.needsPermission = capture.state == CaptureState::Asking ||
+                            capture.state == CaptureState::Unanswered ||
+                            capture.state == CaptureState::Refused;
     return state;
 }
 

@@ -27,8 +27,10 @@ public:
         ndi::SourceStatus source;
         session::Target target;
         bool paused = false;
-        bool grabbing = false;  ///< Captures through FFmpeg.
-        std::string problem;    ///< Why there are no frames; "" while all is well.
+        bool grabbing = false;         ///< Captures through FFmpeg.
+        std::string slow = {};         ///< Why it does so although nobody asked for it; or "".
+        std::string problem = {};      ///< Why there are no frames; "" while all is well.
+        bool needsPermission = false;  ///< The user has to grant the screen.
     };
     [[nodiscard]] State state() const;
 

@@ -32,6 +32,9 @@ void addState(Json& json, const Publisher::State& state) {
     json["region"] = geometry(state.target.region);
     json["frameRate"] = state.target.frameRate;
     json["capture"] = state.grabbing ? "FFmpeg" : "default";
+    if (!state.slow.empty()) {
+        json["slow"] = state.slow;
+    }
     if (!state.problem.empty()) {
         json["problem"] = state.problem;
     }
@@ -72,6 +75,7 @@ std::string statusLine(const Publisher::State& state) {
     }
     text += state.paused ? ", paused" : "";
     text += source.onProgram ? ", on air" : source.onPreview ? ", preview" : "";
+    text += state.slow.empty() ? "" : "; captured the slow way: " + state.slow;
     return state.problem.empty() ? text : text + "; " + state.problem;
 }
 

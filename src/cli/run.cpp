@@ -110,22 +110,22 @@ void Run::showStatus() {
     print("\r" + support::cutUtf8(support::cleanUtf8(statusLine(state)), room) + "\x1b[K\r");
 }
 
-/// Says once why there are no frames. Only a capture that depends on the desktop has such reasons.
+/// Says once why there are no frames.
 void Run::showCapture() {
     m_publisher.followCapture();
-    const std::string problem = m_publisher.state().problem;
-    if (problem == m_problem) {
+    const Publisher::State state = m_publisher.state();
+    if (state.problem == m_problem) {
         return;
     }
-    m_problem = problem;
-    if (!problem.empty()) {
-        fmt::print(stderr, "ndisend: {}{}\n", problem,
-                   m_console.isTerminal()
+    m_problem = state.problem;
+    if (!m_problem.empty()) {
+        fmt::print(stderr, "ndisend: {}{}\n", m_problem,
+                   m_console.isTerminal() || !state.needsPermission
                        ? ""
                        : "; to store the permission, start ndisend or TarsinNDI once in the "
                          "desktop's session and choose the screen there");
     }
-    m_manager.tell("STATUS=" + support::cleanUtf8(statusLine(m_publisher.state())));
+    m_manager.tell("STATUS=" + support::cleanUtf8(statusLine(state)));
 }
 
 void Run::obey(const std::string& line) {
