@@ -32,7 +32,8 @@ git archive --prefix="tarsinndi-$version/" HEAD | xz -9 -T1 >"dist/tarsinndi-$ve
 prefix=$(scripts/windows/prefix.sh)
 if [ $windows = no ]; then
     echo "package.sh: Windows was not asked for"
-elif ! command -v x86_64-w64-mingw32-g++-posix makensis >/dev/null || [ ! -d "$prefix/lib" ]; then
+elif ! command -v x86_64-w64-mingw32-g++-posix >/dev/null || ! command -v makensis >/dev/null ||
+    [ ! -d "$prefix/lib" ]; then
     echo "package.sh: no Windows package: the cross-compiler, makensis or the libraries in $prefix are missing;" \
         "./build-windows.sh installs and builds them" >&2
 else
