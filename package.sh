@@ -15,7 +15,9 @@ rm -rf dist build/package/source
 mkdir -p dist build/package/source
 git archive HEAD | tar -x -C build/package/source
 
-# Debian's own hardening flags; no path of this machine gets into the programs.
+# Debian's own hardening flags; no path of this machine gets into the programs. ccache would make relative
+# ones of them where CCACHE_BASEDIR is set.
+unset CCACHE_BASEDIR
 source=$PWD/build/package/source
 flags() { DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --get "$1"; }
 cmake -S "$source" -B build/package/linux -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARSIN_TESTS=OFF -DTARSIN_BENCH=OFF \
