@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "monitor/terminal.h"
+#include "support/terminal.h"
 #include "support/utf8.h"
 
 namespace monitor {
@@ -40,7 +40,7 @@ std::string fitted(const std::string& text, std::size_t width) {
 }  // namespace
 
 LiveTable::LiveTable(const std::vector<std::string>& names, bool inPlace)
-    : m_inPlace(inPlace && terminalWidth()) {
+    : m_inPlace(inPlace && support::terminalWidth()) {
     for (const auto& name : names) {
         m_rows.push_back(
             {support::cleanUtf8(name), {}, "connecting", false, Clock::now() + kLineInterval});
@@ -84,7 +84,8 @@ void LiveTable::end(std::size_t index, const std::string& reason) {
 /// Every line is cut to the terminal's width: a line that wraps would take two rows, and the cursor
 /// would not come back to where the table began.
 void LiveTable::draw() {
-    const auto width = static_cast<std::size_t>(std::max(terminalWidth().value_or(80), 60));
+    const auto width =
+        static_cast<std::size_t>(std::max(support::terminalWidth().value_or(80), 60));
     std::size_t longest = 4;
     for (const auto& row : m_rows) {
         longest = std::max(longest, charactersOf(row.name));

@@ -1,30 +1,14 @@
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <string_view>
 
 #include "cli/platform.h"
+#include "support/terminal.h"
 
 namespace cli {
-namespace {
-
-std::optional<int> widthOf(int descriptor) {
-    const char* const kind = std::getenv("TERM");
-    if (isatty(descriptor) == 0 || kind == nullptr || std::string_view(kind) == "dumb") {
-        return std::nullopt;
-    }
-    winsize size{};
-    const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80;
-}
-
-}  // namespace
-
-Console::Console() : m_descriptor(::dup(STDOUT_FILENO)), m_width(widthOf(m_descriptor)) {
+Console::Console() : m_descriptor(::dup(STDOUT_FILENO)), m_width(support::terminalWidth()) {
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
     std::signal(SIGPIPE, SIG_IGN);  // write() tells it.
 }

@@ -1,8 +1,8 @@
-#include "monitor/terminal.h"
+#include "support/terminal.h"
 
 #include <windows.h>
 
-namespace monitor {
+namespace support {
 
 std::optional<int> terminalWidth() {
     const HANDLE output = GetStdHandle(STD_OUTPUT_HANDLE);
@@ -17,4 +17,4 @@ std::optional<int> terminalWidth() {
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
-}  // namespace monitor
+}  // namespace support

@@ -3,10 +3,10 @@
 
 #include <optional>
 
-namespace monitor {
+namespace support {
 
 /// The width in characters if standard output is a terminal that can move its cursor by escape
 /// sequences (ECMA-48); else empty.
 [[nodiscard]] std::optional<int> terminalWidth();
 
-}  // namespace monitor
+}  // namespace support

@@ -1,4 +1,4 @@
-#include "monitor/terminal.h"
+#include "support/terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-namespace monitor {
+namespace support {
 
 std::optional<int> terminalWidth() {
     const char* const kind = std::getenv("TERM");
@@ -18,4 +18,4 @@ std::optional<int> terminalWidth() {
     return known ? size.ws_col : 80;
 }
 
-}  // namespace monitor
+}  // namespace support
