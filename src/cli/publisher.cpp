@@ -9,6 +9,21 @@
 #include "support/log.h"
 
 namespace cli {
+namespace {
+
+/// The capture's own sentence ends with what to press in the window.
+std::string problemOf(const CaptureStatus& status) {
+    return status.ended ? status.text.substr(0, status.text.rfind("; ")) +
+                              "; the command continue, or a restart, asks again"
+                        : status.text;
+}
+
+bool needsPermission(CaptureState state) {
+    return state == CaptureState::Asking || state == CaptureState::Unanswered ||
+           state == CaptureState::Refused;
+}
+
+}  // namespace
 Publisher::Publisher(Collaborators collaborators, session::ScreenList list, Plan plan)
     : m_collaborators(std::move(collaborators)),
       m_session(m_collaborators),
@@ -107,10 +122,8 @@ Publisher::State Publisher::state() const {
     const CaptureStatus capture = m_session.captureStatus();
     State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender()};
     state.slow = capture.slow;
-    state.problem = capture.text;
-    state.needsPermission = capture.state == CaptureState::Asking ||
-                            capture.state == CaptureState::Unanswered ||
-                            capture.state == CaptureState::Refused;
+    state.problem = problemOf(capture);
+    state.needsPermission = needsPermission(capture.state);
     return state;
 }
 
@@ -125,7 +138,7 @@ void Publisher::followCapture() {
         }
     }
     if (status.ended) {
-        HV_WARN("sending is paused: {}", status.text);
+        HV_WARN("sending is paused: {}", problemOf(status));
         pause();
     }
 }

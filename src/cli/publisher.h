@@ -30,7 +30,7 @@ public:
         bool grabbing = false;         ///< Captures through FFmpeg.
         std::string slow = {};         ///< Why it does so although nobody asked for it; or "".
         std::string problem = {};      ///< Why there are no frames; "" while all is well.
-        bool needsPermission = false;  ///< The user has to grant the screen.
+        bool needsPermission = false;  ///< That is why.
     };
     [[nodiscard]] State state() const;
 
