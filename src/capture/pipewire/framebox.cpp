@@ -17,6 +17,7 @@ pw_buffer* FrameBox::put(pw_buffer* buffer, const Image& image, const std::vecto
         m_still = {};
         if (!sameShape) {
             m_dirty.assign(static_cast<std::size_t>(uprightHeight(image)), {});
+            m_touched = {};
             m_lastRead.reset();
         }
         if (damage != nullptr) {
@@ -50,11 +51,15 @@ void FrameBox::putPointer(const Pointer& pointer, const PointerShape* shape) {
 void FrameBox::markAll() {
     m_damageKnown = false;
     std::fill(m_dirty.begin(), m_dirty.end(), Columns{0, uprightWidth(m_image)});
+    m_touched = {0, static_cast<int>(m_dirty.size())};
 }
 
 void FrameBox::mark(const std::vector<Damage>& damage) {
     for (const Damage& rectangle : damage) {
         const auto span = uprightSpan(m_image, rectangle);
+        const int begin = m_touched.count > 0 ? std::min(m_touched.first, span.first) : span.first;
+        const int end = std::max(m_touched.first + m_touched.count, span.first + span.count);
+        m_touched = {begin, end - begin};
         for (auto row = m_dirty.begin() + span.first;
              span.left < span.right && row != m_dirty.begin() + span.first + span.count; ++row) {
             *row = row->right == 0
@@ -159,7 +164,8 @@ bool FrameBox::read(const Request& request, support::DirtyRows& dirtyRows) {
         addDirty(dirtyRows, pointerBefore);
         addDirty(dirtyRows, m_drawn.part());
     }
-    std::fill(m_dirty.begin(), m_dirty.end(), Columns{});
+    std::fill_n(m_dirty.begin() + m_touched.first, m_touched.count, Columns{});
+    m_touched = {};
     m_damageKnown = true;
     m_unread = false;
     m_lastRead = read;
@@ -176,7 +182,8 @@ void FrameBox::drawPointer(const DrawnPointer::Frame& frame, const Cut& cut) {
 /// rows.
 void FrameBox::copySpans(const Cut& cut, std::uint8_t* dest) {
     m_spans.clear();
-    for (int y = 0; y < cut.height; ++y) {
+    const int end = std::min(cut.height, m_touched.first + m_touched.count - cut.y);
+    for (int y = std::max(0, m_touched.first - cut.y); y < end; ++y) {
         const Columns& columns = m_dirty[static_cast<std::size_t>(cut.y + y)];
         const int left = std::max(columns.left - cut.x, 0);
         const int right = std::min(columns.right - cut.x, cut.width);

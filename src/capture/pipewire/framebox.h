@@ -107,6 +107,7 @@ private:
     Image m_image;                 ///< In m_buffer, or in m_still while show() stands in.
     StillFrame m_still;            ///< A copy of the frame that was withdrawn, until the next one.
     std::vector<Columns> m_dirty;  ///< One for each row of the upright frame.
+    support::RowSpan m_touched;    ///< The rows outside it are not dirty.
     bool m_damageKnown = false;    ///< For all frames since the last read.
     bool m_unread = false;
     std::optional<Read> m_lastRead;
