@@ -37,13 +37,13 @@ BOOL WINAPI handleConsoleEvent(DWORD event) {
 /// Runs before main(), because the logger's set-up already prints.
 struct ParentConsole {
     ParentConsole() {
+        SetConsoleCtrlHandler(handleConsoleEvent, TRUE);
         const bool output = isOpen(STD_OUTPUT_HANDLE);
         const bool error = isOpen(STD_ERROR_HANDLE);
         // A stream that is redirected to a file or a pipe stays redirected.
         if ((output && error) || AttachConsole(ATTACH_PARENT_PROCESS) == FALSE) {
             return;
         }
-        SetConsoleCtrlHandler(handleConsoleEvent, TRUE);
         if (!output) {
             printToConsole(stdout, STD_OUTPUT_HANDLE);
         }

@@ -1,5 +1,5 @@
 // Starts a program in a new console, as a shell does, presses Ctrl+C there, then closes the
-// program's window. Ends with the program's exit code, which is 0xC000013A if Ctrl+C ended it.
+// program's window. Ends with 0 if the program does. A program that Ctrl+C ended writes no banner.
 // usage: ctrlc PROGRAM.exe
 
 #include <windows.h>
