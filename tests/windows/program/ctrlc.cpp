@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <cwchar>
 
 namespace {
 
@@ -25,7 +26,11 @@ BOOL CALLBACK takeVisibleWindow(HWND window, LPARAM target) {
     auto* const search = reinterpret_cast<Search*>(target);
     DWORD owner = 0;
     GetWindowThreadProcessId(window, &owner);
-    if (owner == search->process && IsWindowVisible(window) != FALSE) {
+    wchar_t name[4] = {};
+    GetClassNameW(window, name, 4);
+    // The console's window counts as one of the program, too.
+    if (owner == search->process && IsWindowVisible(window) != FALSE &&
+        std::wcsncmp(name, L"Qt", 2) == 0) {
         search->window = window;
     }
     return search->window == nullptr ? TRUE : FALSE;
