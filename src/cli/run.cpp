@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kStatusInterval = 1s;
 constexpr auto kCaptureInterval = 250ms;
+constexpr int kLooksBeforeTelling = 4;
 /// For the reader of an answer to a command.
 constexpr auto kAnswerPatience = 1s;
 
@@ -110,14 +111,16 @@ void Run::showStatus() {
     print("\r" + support::cutUtf8(support::cleanUtf8(statusLine(state)), room) + "\x1b[K\r");
 }
 
-/// Says once why there are no frames.
+/// Says once why there are no frames. What ends within a second, as the question for a permission
+/// that is stored does, is not worth a line.
 void Run::showCapture() {
     m_publisher.followCapture();
     const Publisher::State state = m_publisher.state();
-    if (state.problem == m_problem) {
+    m_looks = state.problem == m_problem ? m_looks + 1 : 0;
+    m_problem = state.problem;
+    if (m_looks != kLooksBeforeTelling) {
         return;
     }
-    m_problem = state.problem;
     if (!m_problem.empty()) {
         fmt::print(stderr, "ndisend: {}{}\n", m_problem,
                    m_console.isTerminal() || !state.needsPermission

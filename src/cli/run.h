@@ -33,7 +33,8 @@ private:
     Publisher& m_publisher;
     const ServiceManager m_manager;
     bool m_outputClosed = false;
-    std::string m_problem;  ///< As it was told last.
+    std::string m_problem;  ///< When the capture was looked at last.
+    int m_looks = 0;        ///< How often it was the same since.
 };
 
 }  // namespace cli
