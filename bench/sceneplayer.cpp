@@ -68,8 +68,7 @@ int main(int argc, char* argv[]) {
                                                     {"nothing", bench::Scene::Nothing}};
     const QApplication application(argc, argv);
     const auto scene = scenes.find(QApplication::arguments().value(1));
-    const int rate =
-        QApplication::arguments().value(2, QString::number(kDefaultRate)).toInt();
+    const int rate = QApplication::arguments().value(2, QString::number(kDefaultRate)).toInt();
     if (scene == scenes.end() || rate < 1 || rate > 1000) {
         std::fputs("usage: sceneplayer full|caret|scroll|nothing [FPS]\n", stderr);
         return 2;

@@ -16,9 +16,12 @@ int readNumber(const QString& path, const char* key) {
 }  // namespace
 
 SavedSettings readSavedSettings(const QString& file) {
-    return {readIniValue(file, "SystemSet", "name").toStdString(), readNumber(file, "screenIndex"),
-            readNumber(file, "frameRate"), readNumber(file, "forceUseOldCapture"),
-            readNumber(file, "liveRegion"), readNumber(file, "keepDisplayOn")};
+    return {readIniValue(file, "SystemSet", "name").toStdString(),
+            readNumber(file, "screenIndex"),
+            readNumber(file, "frameRate"),
+            readNumber(file, "forceUseOldCapture"),
+            readNumber(file, "liveRegion"),
+            readNumber(file, "keepDisplayOn")};
 }
 
 }  // namespace session

@@ -13,18 +13,18 @@ enum { kLeftButton = 0x110, kStepUs = 60000 };
 static const struct wl_interface pointerInterface;
 static const struct wl_interface* noTypes[5];
 static const struct wl_interface* createTypes[] = {&wl_seat_interface, &pointerInterface};
-static const struct wl_message managerRequests[] = {
-    {"create_virtual_pointer", "?on", createTypes}, {"destroy", "", NULL}};
+static const struct wl_message managerRequests[] = {{"create_virtual_pointer", "?on", createTypes},
+                                                    {"destroy", "", NULL}};
 static const struct wl_interface managerInterface = {
     "zwlr_virtual_pointer_manager_v1", 1, 2, managerRequests, 0, NULL};
 static const struct wl_message pointerRequests[] = {
-    {"motion", "uff", noTypes},     {"motion_absolute", "uuuuu", noTypes},
-    {"button", "uuu", noTypes},     {"axis", "uuf", noTypes},
-    {"frame", "", NULL},            {"axis_source", "u", noTypes},
-    {"axis_stop", "uu", noTypes},   {"axis_discrete", "uufi", noTypes},
+    {"motion", "uff", noTypes},   {"motion_absolute", "uuuuu", noTypes},
+    {"button", "uuu", noTypes},   {"axis", "uuf", noTypes},
+    {"frame", "", NULL},          {"axis_source", "u", noTypes},
+    {"axis_stop", "uu", noTypes}, {"axis_discrete", "uufi", noTypes},
     {"destroy", "", NULL}};
-static const struct wl_interface pointerInterface = {
-    "zwlr_virtual_pointer_v1", 1, 9, pointerRequests, 0, NULL};
+static const struct wl_interface pointerInterface = {"zwlr_virtual_pointer_v1", 1, 9,
+                                                     pointerRequests,           0, NULL};
 
 static struct wl_proxy* manager;
 

@@ -143,8 +143,8 @@ void SharedRotatingSink::writeLine(const std::string& line) {
     if (m_size + line.size() > m_maxSize) {
         rotate(line.size());
     }
-    // One write per line: the file is shared, and a buffer that fills up would tear a line apart for
-    // the other programs' lines to come between.
+    // One write per line: the file is shared, and a buffer that fills up would tear a line apart
+    // for the other programs' lines to come between.
     if (std::fwrite(line.data(), 1, line.size(), m_file.get()) != line.size() ||
         std::fflush(m_file.get()) != 0) {
         throw std::system_error(errno, std::generic_category());
