@@ -1,5 +1,6 @@
 #include "ndi/output/addressrange.h"
 
+#include <algorithm>
 #include <asio/ip/network_v4.hpp>
 #include <asio/ip/network_v6.hpp>
 #include <charconv>
@@ -21,7 +22,8 @@ std::optional<AddressRange> AddressRange::parse(const std::string& text) {
     const std::size_t slash = text.find('/');
     asio::error_code error;
     const auto address = asio::ip::make_address(text.substr(0, slash), error);
-    if (error) {
+    // Windows takes "10.1", too: for 10.0.0.1, which is hardly what its writer means.
+    if (error || (address.is_v4() && std::count(text.begin(), text.end(), '.') != 3)) {
         return std::nullopt;
     }
     const unsigned short most = address.is_v4() ? 32 : 128;
