@@ -11,7 +11,8 @@ scripts/install-packages.sh build package
 
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
 export SOURCE_DATE_EPOCH
-rm -rf dist build/package/source
+# From scratch: the archive's files have the date of their commit, so a build would miss their changes.
+rm -rf dist build/package
 mkdir -p dist build/package/source
 git archive HEAD | tar -x -C build/package/source
 
