@@ -36,19 +36,7 @@ ScreenSession::ScreenSession(std::unique_ptr<Connection> connection, PixelFormat
       m_reader(*m_connection, std::move(format)) {}
 
 void ScreenSession::watchMonitors() {
-    auto* const c = m_connection->get();
-    if (support::x11::hasMonitors(*m_connection)) {
-        m_randrEvent = m_connection->extension(xcb_randr_id)->first_event;
-        xcb_randr_select_input(c, m_connection->root(),
-                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
-                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-    }
-    // A monitor that a user declares (xrandr --setmonitor) is reported as a change of the root
-    // window.
-    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(c, m_connection->root(), XCB_CW_EVENT_MASK, &events);
-    xcb_flush(c);
+    m_randrEvent = support::x11::selectMonitorEvents(*m_connection);
 }
 
 void ScreenSession::poll() {

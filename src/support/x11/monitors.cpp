@@ -103,4 +103,22 @@ std::vector<Monitor> listMonitors(const Connection& connection) {
     return monitors;
 }
 
+std::optional<std::uint8_t> selectMonitorEvents(const Connection& connection) {
+    auto* const c = connection.get();
+    std::optional<std::uint8_t> firstEvent;
+    if (hasMonitors(connection)) {
+        firstEvent = connection.extension(xcb_randr_id)->first_event;
+        xcb_randr_select_input(c, connection.root(),
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+    }
+    // A monitor that a user declares (xrandr --setmonitor) is reported as a change of the root
+    // window only.
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(c, connection.root(), XCB_CW_EVENT_MASK, &events);
+    xcb_flush(c);
+    return firstEvent;
+}
+
 }  // namespace support::x11

@@ -3,6 +3,8 @@
 
 #include <xcb/randr.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,5 +33,10 @@ struct Monitor {
 /// A server without RandR 1.5 has one monitor, the whole screen, named "screen". Empty when all are
 /// off or the server is gone. Makes several round trips.
 [[nodiscard]] std::vector<Monitor> listMonitors(const Connection& connection);
+
+/// Has the server report every change of the monitors to this connection: as ConfigureNotify of the
+/// root window and, where it has RandR, as RandR's events, whose first number is returned. Makes
+/// round trips.
+std::optional<std::uint8_t> selectMonitorEvents(const Connection& connection);
 
 }  // namespace support::x11

@@ -1,14 +1,12 @@
 // RandR's events, on a connection of its own: Qt does not tell of monitors that are declared parts
 // of the screen.
 
-#include <xcb/randr.h>
-
 #include <QGuiApplication>
 #include <QSocketNotifier>
 #include <memory>
 #include <utility>
 
-#include "support/x11/connection.h"
+#include "support/x11/monitors.h"
 #include "ui/desktop.h"
 
 namespace ui {
@@ -25,17 +23,7 @@ public:
           m_connection(std::move(connection)),
           m_changed(std::move(changed)),
           m_readable(xcb_get_file_descriptor(m_connection->get()), QSocketNotifier::Read) {
-        auto* const c = m_connection->get();
-        if (m_connection->extension(xcb_randr_id) != nullptr) {
-            xcb_randr_select_input(c, m_connection->root(),
-                                   XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
-                                       XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-                                       XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-        }
-        // A monitor that is declared or removed is reported as a change of the root window only.
-        const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-        xcb_change_window_attributes(c, m_connection->root(), XCB_CW_EVENT_MASK, &events);
-        xcb_flush(c);
+        support::x11::selectMonitorEvents(*m_connection);
         connect(&m_readable, &QSocketNotifier::activated, this, [this] { read(); });
     }
 
