@@ -44,5 +44,6 @@ sed -e "s|@VERSION@|$version|; s|@ARCHITECTURE@|$architecture|; s|@MAINTAINER@|$
 install -m 755 "$here/debian/postrm" "$root/DEBIAN/postrm"
 (cd "$root" && find etc -type f -printf '/%p\n' | sort) >"$root/DEBIAN/conffiles"
 (cd "$root" && find usr -type f -print0 | sort -z | xargs -0 md5sum) >"$root/DEBIAN/md5sums"
+find "$root" -exec touch --no-dereference --date "@$SOURCE_DATE_EPOCH" {} +
 dpkg-deb --root-owner-group -Zxz --build "$root" "$result/tarsinndi_${version}_$architecture.deb" >/dev/null
 echo "$result/tarsinndi_${version}_$architecture.deb"
