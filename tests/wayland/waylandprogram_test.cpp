@@ -177,7 +177,7 @@ TEST_F(Operator, SendsTheScreenAndFollowsItsMode) {
     EXPECT_NE(program.log().find("captured through PipeWire, 1280x720"), std::string::npos);
     sway("output HEADLESS-1 mode --custom 1280x800@60Hz");
     EXPECT_TRUE(program.logs("captured through PipeWire, 1280x800"));
-    program.expectReceived(kFirst, {0, 0, 1280, 720});
+    program.expectReceived(kFirst, {0, 0, 1280, 800});
     sway("output HEADLESS-1 mode --custom 1280x720@60Hz");
     EXPECT_TRUE(program.process().running());
 }
