@@ -110,9 +110,15 @@ TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
         EXPECT_EQ(capture.image(), before) << i;
     }
     window.change();
-    EXPECT_TRUE(capture.readUntil([](const QImage& image) {
-        return Window::pixels(image, Window::kAfter) == Window::kPixels;
-    }));
+    // Between moves of the pointer mutter 43 may keep the last frame back until the next move.
+    int x = 100;
+    EXPECT_TRUE(eventually(
+        [&] {
+            m_portal.movePointer(++x, 200);
+            return capture.read() &&
+                   Window::pixels(capture.image(), Window::kAfter) == Window::kPixels;
+        },
+        20s));
 }
 
 /// The shape is that which the window sets.
