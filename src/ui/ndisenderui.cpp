@@ -20,7 +20,7 @@ bool g_roiShown = false;
 
 namespace {
 
-/// How soon the window shows what became of a capture.
+/// How soon the window shows what became of a capture that the user has to grant.
 constexpr int kCaptureLookMs = 250;
 
 }  // namespace
@@ -77,9 +77,12 @@ bool NDISenderUI::moveLiveRegion() {
 }
 
 void NDISenderUI::watchCapture() {
-    auto* timer = new QTimer(this);
+    QTimer* timer = &m_statusTimer;
+    if (ui::compositorPlacesWindows()) {  // The user answers the desktop's question with a click.
+        timer = new QTimer(this);
+        timer->start(kCaptureLookMs);
+    }
     connect(timer, &QTimer::timeout, this, [this] { lookAtCapture(); });
-    timer->start(kCaptureLookMs);
 }
 
 QImage NDISenderUI::imageOfScreen() const {
