@@ -596,6 +596,9 @@ HRESULT FakeGraphics::acquire(FakeObject& one, DXGI_OUTDUPL_FRAME_INFO& info) {
         return DXGI_ERROR_WAIT_TIMEOUT;
     }
     info = {};
+    if (!std::exchange(one.used, true) && !timesFirstFrame) {
+        m_presents = 0;  // The image comes all the same.
+    }
     if (m_presents > 0) {
         dirtyRects = std::exchange(m_dirty, {});
         moveRects = std::exchange(m_moves, {});

@@ -32,6 +32,7 @@ struct FakeObject {
     UINT height = 0;
     bool lost = false;  ///< Of a duplication: the desktop has been switched since.
     bool held = false;  ///< Of a duplication: a frame is acquired.
+    bool used = false;  ///< Of a duplication: it has given a frame.
 };
 
 class FakeGraphics : public DxgiOperations {
@@ -54,6 +55,7 @@ public:
     int frameNumber = 0;          ///< In each pixel's third byte.
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
+    bool timesFirstFrame = true;  ///< Nothing promises a new duplication's frame a present time.
     DWORD lastError = 0;
     bool locked = false;                     ///< The secure desktop is shown.
     std::map<std::string, HRESULT> failing;  ///< By name.

@@ -121,6 +121,7 @@ bool DXGICaptureScreen::openOutput(const ComPtr<IDXGIOutput>& output) {
 
 bool DXGICaptureScreen::createDuplication() {
     m_lastRead.reset();  // Its first frame does not build on another one.
+    m_presented = false;
     const HRESULT result =
         m_output->DuplicateOutput(m_d3d11Device.Get(), m_duplication.ReleaseAndGetAddressOf());
     if (!done("DuplicateOutput", SUCCEEDED(result) && !m_duplication ? E_FAIL : result)) {
@@ -197,8 +198,10 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
         return fail(false);
     }
     const bool pointerChanged = m_drawsPointer && m_pointer.update(*m_duplication.Get(), info);
-    // Page "DXGI_OUTDUPL_FRAME_INFO": the image has not changed, only the pointer.
-    if (info.LastPresentTime.QuadPart == 0) {
+    // Page "DXGI_OUTDUPL_FRAME_INFO": the image has not changed, only the pointer. Where there is
+    // no image yet, that of the frame is taken all the same: a still screen presents no other.
+    const bool isPresented = info.LastPresentTime.QuadPart != 0;
+    if (!isPresented && m_lastRead) {
         m_duplication->ReleaseFrame();
         if (pointerChanged && movePointer(x, y, width, height, dest)) {
             return true;
@@ -212,7 +215,8 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
         return fail(false);
     }
     resource.Reset();
-    const bool rowsKnown = m_metadata.fetch(*m_duplication.Get(), info);
+    const bool rowsKnown = m_metadata.fetch(*m_duplication.Get(), info) && m_presented;
+    m_presented = m_presented || isPresented;
     if (!relay(*frame.Get())) {
         return false;
     }

@@ -27,8 +27,9 @@ public:
     void DrawPointer(bool draw) override { m_drawsPointer = draw; }
     bool InitCapture(const wchar_t* deviceName) override;
 
-    /// Waits without limit for the two GPU copies, and not at all for a new frame. A move of the
-    /// pointer is a new frame only where the pointer is drawn. After an error, a lost desktop
+    /// Waits without limit for the two GPU copies, and not at all for a new frame. The first frame
+    /// of a duplication is always a new one. A move of the pointer is one only where the pointer is
+    /// drawn. After an error, a lost desktop
     /// included, the duplication is dropped; the next call makes a new one. The first frame's size
     /// and rotation are kept: when they change, when the device is removed, or when the output is
     /// gone, InitCapture() has to be called again. The first failure and the end of failing are
@@ -98,6 +99,9 @@ private:
     std::uint32_t m_outputHeight = 0;
     /// Of the duplication: how its frames have to be turned.
     capture::Rotation m_rotation = capture::Rotation::None;
+    /// The duplication has given a frame with a present time. Only after it do dirty rectangles
+    /// tell all that has changed.
+    bool m_presented = false;
 
     /// What the shared texture was made for.
     struct Mode {

@@ -226,6 +226,27 @@ TEST_F(Duplication, NoNewFrameCostsOneMillisecondAndALostDesktopIsDuplicatedAgai
     EXPECT_EQ(log.count("DISPLAY2\" is captured again"), 1) << log.text();
 }
 
+TEST_F(Duplication, TheFirstFrameIsAWholeImageEvenWithoutAPresentTime) {
+    m_machine.timesFirstFrame = false;
+    ASSERT_TRUE(init());
+    for (const bool isLost : {false, true}) {
+        EXPECT_TRUE(read()) << isLost;
+        EXPECT_EQ(m_image, desktop(0, 0, 20, 16));
+        EXPECT_FALSE(m_capturer->DirtyRows().known);
+        m_machine.movePointer();
+        EXPECT_FALSE(read()) << "only the pointer has moved";
+        // Nothing says what the rectangles after such a frame build on.
+        m_machine.present({{0, 3, 20, 4}});
+        EXPECT_TRUE(read());
+        EXPECT_FALSE(m_capturer->DirtyRows().known);
+        m_machine.present({{0, 3, 20, 4}});
+        EXPECT_TRUE(read());
+        EXPECT_EQ(rows(), (Rows{{3, 1, 0, 20}}));
+        m_machine.switchDesktop();
+        EXPECT_FALSE(read());
+    }
+}
+
 TEST_F(Duplication, EveryFailingCallOfAReadMakesItFailAndIsGotOver) {
     // clang-format off
     const std::string calls[] = {
