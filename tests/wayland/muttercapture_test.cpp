@@ -2,6 +2,7 @@
 
 // Before Qt, whose "signals" is a member of a structure of GLib.
 #include "capture/pipewire/pipewirecapturescreen.h"
+#include "capture/pipewire/servicewatch.h"
 #include "mutterportal.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 
 #include <QImage>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "support/logcapture.h"
@@ -220,6 +222,23 @@ TEST_F(Mutter, HasAPortalThatLeavesQuestionsUnanswered) {
     capture.capturer().Resume();
     EXPECT_TRUE(capture.readUntil([](const QImage&) { return true; })) << capture.status().text;
     EXPECT_EQ(m_portal.calls("Close"), 1);
+}
+
+TEST(Services, AreSeenWhenTheyCome) {
+    using capture::pipewire::EventLoop;
+    EventLoop loop;
+    const EventLoop::Entered entered(loop);
+    capture::pipewire::ServiceWatch watch(loop);
+    const tests::MutterPortal portal;
+    const auto comes = [&] { return watch.came(); };
+    EXPECT_TRUE(loop.runUntil(comes, 20s)) << "a name on the bus";
+    watch.forget();
+    const std::string folder = std::getenv("XDG_RUNTIME_DIR");
+    std::filesystem::rename(folder + "/pipewire-0", folder + "/other");
+    loop.drain();
+    EXPECT_FALSE(watch.came());
+    std::filesystem::rename(folder + "/other", folder + "/pipewire-0");
+    EXPECT_TRUE(loop.runUntil(comes, 20s)) << "a socket";
 }
 
 }  // namespace

@@ -34,8 +34,13 @@ constexpr milliseconds kFirstFrameGrace(400);
 constexpr milliseconds kNudgeInterval(300);
 constexpr int kMostNudges = 10;
 
-/// Between attempts to get a lost cast back.
-constexpr milliseconds kRetryInterval(500);
+/// Between attempts to get a lost cast back: what D-Bus starts on demand is there at once, the rest
+/// tells when it comes. Each attempt that fails doubles the pause.
+constexpr milliseconds kFirstPause(500);
+constexpr milliseconds kLongestPause(5000);
+
+/// A service takes its name, or makes its socket, before it serves.
+constexpr milliseconds kServiceGrace(200);
 
 /// A portal that restores a permission asks nobody and answers soon.
 constexpr milliseconds kRestoreLimit(8000);
@@ -122,24 +127,31 @@ CaptureState CastSession::stateAfter(End end) {
 void CastSession::run() {
     const EventLoop::Entered entered(m_loop);
     m_outputsListed = outputThere();
-    while (true) {
-        const Ending ending = cast();
-        if (m_loop.stopped()) {
-            return;
-        }
-        if (!canRecover(ending)) {
-            MODULE_WARN("no screen capture from output {}: {}. Press start to ask again.", shown(),
-                        ending.text);
-            setStatus(stateAfter(ending.end), ending.text + "; press start to ask again");
-            return;
-        }
-        if (!std::exchange(m_interrupted, true)) {
-            MODULE_WARN("the capture of output {} was interrupted: {}; waiting to go on", shown(),
-                        ending.text);
-        }
-        setStatus(CaptureState::Interrupted, "interrupted: " + ending.text);
-        waitForRecovery();
+    while (recoversFrom(cast())) {
     }
+    m_services.reset();
+}
+
+/// Waits until the next cast may succeed. False: there is to be none.
+bool CastSession::recoversFrom(const Ending& ending) {
+    if (m_loop.stopped()) {
+        return false;
+    }
+    if (!canRecover(ending)) {
+        MODULE_WARN("no screen capture from output {}: {}. Press start to ask again.", shown(),
+                    ending.text);
+        setStatus(stateAfter(ending.end), ending.text + "; press start to ask again");
+        return false;
+    }
+    if (!std::exchange(m_interrupted, true)) {
+        MODULE_WARN("the capture of output {} was interrupted: {}; waiting to go on", shown(),
+                    ending.text);
+        m_services = std::make_unique<ServiceWatch>(m_loop);
+        m_pause = kFirstPause;
+    }
+    setStatus(CaptureState::Interrupted, "interrupted: " + ending.text);
+    waitForRecovery();
+    return true;
 }
 
 /// One session with the portal, from its beginning to its end.
@@ -302,6 +314,7 @@ void CastSession::noteStream(const Portal& portal, const Stream& stream) {
         return;
     }
     if (std::exchange(m_interrupted, false)) {
+        m_services.reset();
         MODULE_INFO("the capture of output {} goes on, {}x{}", shown(), stream.size().first,
                     stream.size().second);
     } else if (m_size != stream.size()) {
@@ -383,23 +396,28 @@ bool CastSession::outputThere() {
                        [this](const Output& output) { return output.name == name(); });
 }
 
-/// A portal that is asked for a monitor which is not there would bother the user. The compositor
-/// tells when its outputs change; only one that is not there at all is tried again and again.
+/// A portal that is asked for a monitor which is not there would bother the user, so that is left
+/// to a compositor that runs: it tells when its outputs change.
 void CastSession::waitForRecovery() {
-    m_loop.runUntil([] { return false; }, kRetryInterval);
-    while (!m_loop.stopped() && m_outputsListed) {
-        support::wayland::OutputWatch watch;  // Before the look: nothing between both is missed.
-        if (outputThere()) {
-            return;
-        }
+    do {
+        support::wayland::OutputWatch outputs;  // Before the look: nothing between both is missed.
         GHolder<GSource> source;
-        std::optional<milliseconds> limit = kRetryInterval;
-        if (watch.file() >= 0) {
-            source = m_loop.watch(watch.file(), [&watch] { watch.dispatch(); });
+        if (outputs.file() >= 0) {
+            source = m_loop.watch(outputs.file(), [&outputs] { outputs.dispatch(); });
+        }
+        std::optional<milliseconds> limit = m_pause;
+        if (source && m_outputsListed && !outputThere()) {
             limit.reset();
         }
-        m_loop.runUntil([&watch] { return watch.changed(); }, limit);
-    }
+        const auto news = [&] { return m_services->came() || outputs.changed(); };
+        if (m_loop.runUntil(news, limit)) {
+            m_pause = kFirstPause;
+            m_services->forget();
+            m_loop.runUntil([] { return false; }, kServiceGrace);
+        } else {
+            m_pause = std::min(2 * m_pause, kLongestPause);
+        }
+    } while (!m_loop.stopped() && m_outputsListed && !outputThere());
 }
 
 }  // namespace capture::pipewire

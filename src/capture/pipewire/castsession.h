@@ -2,6 +2,7 @@
 // A screen cast from the question to the user until its end, on a thread of its own.
 
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -10,6 +11,7 @@
 #include "capture/pipewire/eventloop.h"
 #include "capture/pipewire/framebox.h"
 #include "capture/pipewire/portal.h"
+#include "capture/pipewire/servicewatch.h"
 #include "capture/pipewire/stream.h"
 #include "capture/pipewire/tokenstore.h"
 #include "capture/screencapturer.h"
@@ -54,6 +56,7 @@ private:
 
     [[nodiscard]] static CaptureState stateAfter(End end);
     void run();
+    [[nodiscard]] bool recoversFrom(const Ending& ending);
     [[nodiscard]] Ending cast();
     [[nodiscard]] bool ask(Portal& portal, Grant& grant, PortalFailure& failure);
     void noteGrant(const Grant& grant);
@@ -87,6 +90,8 @@ private:
     std::pair<int, int> m_place{0, 0};  ///< Its corner in the compositor's layout.
     bool m_wasCasting = false;
     bool m_interrupted = false;
+    std::unique_ptr<ServiceWatch> m_services;  ///< While it is interrupted.
+    std::chrono::milliseconds m_pause{0};      ///< Before the next attempt.
     bool m_saidWhatThereIs = false;
     bool m_lastShown = false;  ///< The last image stands in for the first frame of this cast.
     std::pair<int, int> m_size{0, 0};

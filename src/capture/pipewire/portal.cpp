@@ -3,9 +3,7 @@
 #include <gio/gunixfdlist.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 namespace capture::pipewire {
 namespace {
@@ -40,25 +38,8 @@ std::string text(GVariant* dictionary, const char* key) {
     return g_variant_lookup(dictionary, key, "&s", &value) != FALSE ? value : "";
 }
 
-std::string takeError(GError* error) {
-    const GHolder<GError> holder(error);
-    g_dbus_error_strip_remote_error(error);
-    return error->message;
-}
-
 void add(GVariantBuilder& options, const char* key, GVariant* value) {
     g_variant_builder_add(&options, "{sv}", key, value);
-}
-
-/// The bus's address without ever starting a bus, which GLib would do by way of an X display.
-std::string busAddress() {
-    if (const char* given = std::getenv("DBUS_SESSION_BUS_ADDRESS"); given != nullptr) {
-        return given;
-    }
-    const char* folder = std::getenv("XDG_RUNTIME_DIR");
-    const std::string socket = std::string(folder != nullptr ? folder : "") + "/bus";
-    std::error_code ignored;
-    return std::filesystem::exists(socket, ignored) ? "unix:path=" + socket : "";
 }
 
 std::string listed(std::uint32_t bits, std::initializer_list<const char*> names) {
@@ -94,40 +75,18 @@ std::string PortalOffer::describe() const {
 }
 
 Portal::~Portal() {
-    if (!m_bus) {
-        return;
+    if (m_bus.get() != nullptr) {
+        closeSession();
     }
-    closeSession();
-    for (const guint signal : {m_closedSignal, m_ownerSignal}) {
-        if (signal != 0) {
-            g_dbus_connection_signal_unsubscribe(m_bus.get(), signal);
-        }
-    }
-    g_dbus_connection_close_sync(m_bus.get(), nullptr, nullptr);
-    // What GLib still has to say about it holds the connection, and with it this thread's context.
-    m_loop.drain();
 }
 
 bool Portal::connect(PortalFailure& failure) {
-    const std::string address = busAddress();
-    if (address.empty()) {
-        failure = {PortalFailure::Unavailable, "there is no D-Bus session bus"};
+    std::string error;
+    if (!m_bus.connect(error)) {
+        failure = {m_loop.stopped() ? PortalFailure::Stopped : PortalFailure::Unavailable, error};
         return false;
     }
-    GError* error = nullptr;
-    m_bus.reset(g_dbus_connection_new_for_address_sync(
-        address.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, m_loop.cancellable(), &error));
-    if (!m_bus) {
-        failure = {m_loop.stopped() ? PortalFailure::Stopped : PortalFailure::Unavailable,
-                   "the D-Bus session bus can't be reached: " + takeError(error)};
-        return false;
-    }
-    m_ownerSignal = g_dbus_connection_signal_subscribe(
-        m_bus.get(), "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
-        "/org/freedesktop/DBus", kBusName, G_DBUS_SIGNAL_FLAGS_NONE, onOwnerChanged, this, nullptr);
+    m_bus.watchOwner(kBusName, G_DBUS_SIGNAL_FLAGS_NONE, onOwnerChanged, this);
     const auto answer =
         call(kObject, kProperties, "GetAll", g_variant_new("(s)", kScreenCast), failure);
     if (!answer) {

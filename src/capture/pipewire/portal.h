@@ -7,12 +7,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "capture/pipewire/eventloop.h"
+#include "capture/pipewire/sessionbus.h"
 
 namespace capture::pipewire {
 
@@ -71,9 +71,11 @@ public:
     /// question stays.
     Portal(EventLoop& loop, bool withPointer, PortalLimits limits, std::function<void()> unanswered)
         : m_loop(loop),
+
           m_withPointer(withPointer),
           m_limits(limits),
-          m_unanswered(std::move(unanswered)) {}
+          m_unanswered(std::move(unanswered)),
+          m_bus(loop) {}
     ~Portal();
     Portal(const Portal&) = delete;
     Portal& operator=(const Portal&) = delete;
@@ -98,9 +100,6 @@ public:
     [[nodiscard]] bool vanished() const { return m_vanished; }
 
 private:
-    struct Unref {
-        void operator()(GDBusConnection* connection) const { g_object_unref(connection); }
-    };
     struct Response {
         bool arrived = false;
         std::uint32_t code = 0;
@@ -132,11 +131,10 @@ private:
     const bool m_withPointer;
     const PortalLimits m_limits;
     const std::function<void()> m_unanswered;
-    std::unique_ptr<GDBusConnection, Unref> m_bus;
+    SessionBus m_bus;
     PortalOffer m_offer;
     std::string m_session;  ///< Object path.
     guint m_closedSignal = 0;
-    guint m_ownerSignal = 0;
     int m_requests = 0;
     bool m_closed = false;
     bool m_vanished = false;
