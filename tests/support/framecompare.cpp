@@ -41,4 +41,14 @@ int largestDifference(const QImage& a, const QImage& b, const QRect& area) {
     return largest;
 }
 
+QRect differingPart(const QImage& a, const QImage& b) {
+    QRect part;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            part = a.pixel(x, y) != b.pixel(x, y) ? part | QRect(x, y, 1, 1) : part;
+        }
+    }
+    return part;
+}
+
 }  // namespace tests

@@ -13,4 +13,7 @@ namespace tests {
 /// The largest difference of any channel of any pixel inside `area`.
 [[nodiscard]] int largestDifference(const QImage& a, const QImage& b, const QRect& area);
 
+/// The smallest rectangle around all pixels that differ; null for equal images.
+[[nodiscard]] QRect differingPart(const QImage& a, const QImage& b);
+
 }  // namespace tests

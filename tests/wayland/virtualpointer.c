@@ -1,6 +1,7 @@
 // Gives sway, which has no input device here, a pointer (protocol wlr-virtual-pointer-unstable-v1).
 // usage: virtualpointer WIDTH HEIGHT COMMAND...    the size is that of the whole layout
-// commands, in their order: X,Y moves to a place of the layout; press, release: the left button.
+// commands, in their order: X,Y moves to a place of the layout; press, release: the left button;
+// stay: until the program is killed, because the pointer goes with it.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -60,6 +61,9 @@ int main(int argc, char** argv) {
     for (int i = 3; i < argc; ++i, ++time) {
         unsigned x = 0;
         unsigned y = 0;
+        if (strcmp(argv[i], "stay") == 0) {
+            pause();
+        }
         usleep(kStepUs);  // Clients bind the new pointer, and look at one step before the next.
         if (sscanf(argv[i], "%u,%u", &x, &y) == 2) {
             wl_proxy_marshal_flags(pointer, kMotionAbsolute, NULL, 1, 0, time, x, y,

@@ -10,6 +10,7 @@
 
 #include "capture/screencapturer.h"
 #include "support/footprint.h"
+#include "support/framecompare.h"
 #include "support/logcapture.h"
 #include "support/process.h"
 #include "support/utf8.h"
@@ -33,9 +34,11 @@ constexpr char kSecond[] = "HEADLESS-2";
 /// A capturer with the buffer that it reads into.
 class Capture {
 public:
-    explicit Capture(const std::string& output, QRect area = {0, 0, 1280, 720})
+    explicit Capture(const std::string& output, QRect area = {0, 0, 1280, 720},
+                     bool withPointer = false)
         : m_area(area), m_image(area.size(), QImage::Format_RGB32) {
         m_image.fill(Qt::black);
+        m_capturer->DrawPointer(withPointer);
         const auto name = support::wideFromUtf8(output);
         EXPECT_TRUE(m_capturer->InitCapture(name.c_str()));
     }
@@ -192,6 +195,25 @@ TEST_F(Frames, StandUprightHoweverTheOutputIsTurned) {
         Capture capture(kFirst, shown.rect());
         showPattern(kFirst, static_cast<unsigned>(seed++));
         EXPECT_TRUE(capture.shows(kFirst)) << transform << m_log.text();
+    }
+}
+
+TEST_F(Frames, ShowThePointerWhereItComesWithThem) {
+    showColour(kFirst, "#305070");
+    Capture capture(kFirst, {0, 0, 1280, 720}, true);
+    ASSERT_TRUE(capture.shows(kFirst)) << m_log.text();
+    EXPECT_TRUE(m_log.says("cursor modes: hidden, embedded;"));
+    const QImage bare = capture.image().copy();
+    for (const QPoint place : {QPoint(200, 100), QPoint(900, 500)}) {
+        const tests::Process pointer({TARSIN_VIRTUALPOINTER, "2080", "720",
+                                      std::to_string(place.x()) + "," + std::to_string(place.y()),
+                                      "stay"});
+        EXPECT_TRUE(eventually([&] {
+            capture.read();
+            const QRect changed = tests::differingPart(capture.image(), bare);
+            return changed.contains(place) && changed.width() < 64 && changed.height() < 64;
+        })) << place.x()
+            << m_log.text();
     }
 }
 
