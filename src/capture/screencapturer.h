@@ -21,11 +21,13 @@ enum class CaptureState {
     Unable,       ///< Something is missing.
 };
 
-/// What an operator has to know about such a capture.
+/// What an operator has to know about such a capture. The texts are English parts of a sentence;
+/// how a capture is started again is for the program to say, which has a button or a command.
 struct CaptureStatus {
     CaptureState state = CaptureState::Running;
-    std::string text;         ///< The state and its reason in an English sentence; "": Running.
+    std::string reason;       ///< What is the case; "" while all is well.
     bool ended = false;       ///< No frame comes until the capture is started again.
+    std::string advice = {};  ///< What to do about it, beside starting again; or "".
     std::string output = {};  ///< The output that is captured where it is not the one asked for.
     std::string slow = {};    ///< Why FFmpeg captures instead of the default path, in words; or "".
 };

@@ -11,11 +11,24 @@
 namespace cli {
 namespace {
 
-/// The capture's own sentence ends with what to press in the window.
+/// What the user of ndisend can do about a capture that has ended, or waits in vain.
+std::string howToAskAgain(const CaptureStatus& status) {
+    if (status.ended) {
+        return "the command continue, or a restart, asks again";
+    }
+    return status.state == CaptureState::Unanswered
+               ? "the commands pause and continue, or a restart, ask anew"
+               : "";
+}
+
 std::string problemOf(const CaptureStatus& status) {
-    return status.ended ? status.text.substr(0, status.text.rfind("; ")) +
-                              "; the command continue, or a restart, asks again"
-                        : status.text;
+    std::string text = status.state == CaptureState::Interrupted
+                           ? "the capture is interrupted and goes on by itself: " + status.reason
+                           : status.reason;
+    for (const std::string& next : {status.advice, howToAskAgain(status)}) {
+        text += next.empty() ? "" : "; " + next;
+    }
+    return text;
 }
 
 bool needsPermission(CaptureState state) {

@@ -41,18 +41,18 @@ void CaptureWatch::opened(const std::string& error) {
     publish(error);
 }
 
-void CaptureWatch::publish(std::string text) {
-    if (text == m_published) {
+void CaptureWatch::publish(std::string reason) {
+    if (reason == m_published) {
         return;
     }
-    m_published = text;
-    const std::lock_guard lock(m_textMutex);
-    m_text = std::move(text);
+    m_published = reason;
+    const std::lock_guard lock(m_reasonMutex);
+    m_reason = std::move(reason);
 }
 
-std::string CaptureWatch::text() const {
-    const std::lock_guard lock(m_textMutex);
-    return m_text;
+std::string CaptureWatch::reason() const {
+    const std::lock_guard lock(m_reasonMutex);
+    return m_reason;
 }
 
 }  // namespace sender

@@ -10,7 +10,7 @@
 namespace sender {
 
 /// Decides how a send thread goes on when its capturer gives no frame, and what the operator is
-/// told about it. Times are monotonic milliseconds. One thread at a time, except for text().
+/// told about it. Times are monotonic milliseconds. One thread at a time, except for reason().
 class CaptureWatch {
 public:
     /// In the first second of a failure an attempt costs no more than no frame does; afterwards
@@ -27,17 +27,17 @@ public:
     /// The capture was opened, or not: `error` is told at once.
     void opened(const std::string& error);
 
-    /// Why nothing is captured, in one sentence; "" until it has lasted five seconds.
-    [[nodiscard]] std::string text() const;
+    /// Why nothing is captured, part of a sentence; "" until it has lasted five seconds.
+    [[nodiscard]] std::string reason() const;
 
 private:
-    void publish(std::string text);
+    void publish(std::string reason);
 
     std::optional<std::int64_t> m_failingSince;
     std::optional<std::int64_t> m_lastInit;
-    std::string m_published;  ///< The reason in m_text.
-    mutable std::mutex m_textMutex;
-    std::string m_text;
+    std::string m_published;  ///< The sending thread's copy of m_reason.
+    mutable std::mutex m_reasonMutex;
+    std::string m_reason;
 };
 
 }  // namespace sender

@@ -142,9 +142,9 @@ bool NdiDxSender::moveRegion(int x, int y) {
 
 CaptureStatus NdiDxSender::captureStatus() const {
     CaptureStatus status = m_capturer->Status();
-    if (status.text.empty()) {
-        status.text = m_watch.text();
-        status.state = status.text.empty() ? status.state : CaptureState::Interrupted;
+    if (status.reason.empty()) {
+        status.reason = m_watch.reason();
+        status.state = status.reason.empty() ? status.state : CaptureState::Interrupted;
     }
     return status;
 }

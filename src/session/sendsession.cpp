@@ -73,7 +73,7 @@ bool SendSession::open(const Target& target) {
     // The FFmpeg path takes desktop coordinates, the default path coordinates of the screen.
     bool opened = initParmeter(target, !m_forceGrab);
     if (!opened && m_sender->isDxSender()) {
-        m_slowReason = m_sender->captureStatus().text;
+        m_slowReason = m_sender->captureStatus().reason;
         m_sender.reset();
         m_sender = m_collaborators.makeGrabSender(target.senderName, m_source);
         opened = initParmeter(target, false);

@@ -5,7 +5,8 @@
 namespace ui {
 
 QString captureNote(const CaptureStatus& status) {
-    const QString reason = " (" + QString::fromStdString(status.text) + ")";
+    const std::string advice = status.advice.empty() ? "" : "; " + status.advice;
+    const QString reason = " (" + QString::fromStdString(status.reason + advice) + ")";
     switch (status.state) {
         case CaptureState::Running:
             break;

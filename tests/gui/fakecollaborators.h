@@ -48,6 +48,7 @@ public:
     ndi::SourceStatus status;  ///< Replaced when a source is created.
     std::uint64_t passes = 0;  ///< Of every sender's thread.
     int senders = 0;           ///< Senders that exist now.
+    CaptureStatus capture;     ///< Of every sender.
 
     /// The status of a source without receivers.
     static ndi::SourceStatus announcedAs(const std::string& sourceName) {
@@ -130,7 +131,9 @@ private:
         [[nodiscard]] std::uint64_t passes() const override { return m_owner.passes; }
         [[nodiscard]] bool isDxSender() const override { return m_dx; }
         [[nodiscard]] CaptureStatus captureStatus() const override {
-            return {CaptureState::Running, m_dx && m_owner.dxFails ? "no duplication" : ""};
+            CaptureStatus status = m_owner.capture;
+            status.reason = m_dx && m_owner.dxFails ? "no duplication" : status.reason;
+            return status;
         }
         void setAuxName(std::string name) override { record("aux " + name); }
 

@@ -12,8 +12,9 @@ TEST(Module, OfAnotherBuildIsRefused) {
     const CaptureStatus status = capturer->Status();
     EXPECT_EQ(status.state, CaptureState::Unable);
     EXPECT_TRUE(status.ended);
-    EXPECT_NE(status.text.find("is of another build (0.9-0123456789ab)"), std::string::npos);
-    EXPECT_EQ(log.count(status.text), 1) << log.text();
+    EXPECT_NE(status.reason.find("is of another build (0.9-0123456789ab)"), std::string::npos);
+    EXPECT_EQ(status.advice, "install both together");
+    EXPECT_EQ(log.count(status.reason + "; install both together"), 1) << log.text();
 }
 
 }  // namespace

@@ -211,7 +211,7 @@ TEST_F(Operator, SeesARefusalAndIsAskedAgainByTheNextStart) {
     program.click(kStart);
     EXPECT_TRUE(
         program.logs("no screen capture from output \"HEADLESS-1\": the permission was "
-                     "refused. Press start to ask again."))
+                     "refused. The next start asks again."))
         << program.log();
     pick(kFirst);
     // The window has paused by itself; each click is a start or a pause of one that was refused.

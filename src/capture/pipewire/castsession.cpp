@@ -84,9 +84,8 @@ CastSession::CastSession(std::string screen, bool withPointer, TokenStore tokens
       m_limits(limits),
       m_box(box),
       m_tokenScreen(m_screen) {
-    setStatus(
-        CaptureState::Asking,
-        "waiting for the permission to capture the screen: choose it in the desktop's window");
+    setStatus(CaptureState::Asking, "waiting for the permission to capture the screen",
+              "choose it in the desktop's window");
     m_thread = std::thread(&CastSession::run, this);
 }
 
@@ -100,10 +99,12 @@ CaptureStatus CastSession::status() const {
     return m_status;
 }
 
-void CastSession::setStatus(CaptureState state, const std::string& text) {
+void CastSession::setStatus(CaptureState state, const std::string& reason,
+                            const std::string& advice) {
     const std::lock_guard lock(m_mutex);
     m_status.state = state;
-    m_status.text = text;
+    m_status.reason = reason;
+    m_status.advice = advice;
     m_status.ended = state == CaptureState::Refused || state == CaptureState::Stopped ||
                      state == CaptureState::Unable;
 }
@@ -138,9 +139,9 @@ bool CastSession::recoversFrom(const Ending& ending) {
         return false;
     }
     if (!canRecover(ending)) {
-        MODULE_WARN("no screen capture from output {}: {}. Press start to ask again.", shown(),
-                    ending.text);
-        setStatus(stateAfter(ending.end), ending.text + "; press start to ask again");
+        MODULE_WARN("no screen capture from output {}: {}{}{}. The next start asks again.", shown(),
+                    ending.text, ending.advice.empty() ? "" : "; ", ending.advice);
+        setStatus(stateAfter(ending.end), ending.text, ending.advice);
         return false;
     }
     if (!std::exchange(m_interrupted, true)) {
@@ -149,7 +150,7 @@ bool CastSession::recoversFrom(const Ending& ending) {
         m_services = std::make_unique<ServiceWatch>(m_loop);
         m_pause = kFirstPause;
     }
-    setStatus(CaptureState::Interrupted, "interrupted: " + ending.text);
+    setStatus(CaptureState::Interrupted, ending.text);
     waitForRecovery();
     return true;
 }
@@ -160,16 +161,17 @@ CastSession::Ending CastSession::cast() {
     PortalFailure failure;
     Grant grant;
     if (!portal.connect(failure)) {
-        return {End::Unable, failure.text};
+        return {End::Unable, failure.text, failure.advice};
     }
     if (!ask(portal, grant, failure)) {
         sayWhatThereIs(portal, "");
-        return {failure.kind == PortalFailure::Refused ? End::Refused : End::Unable, failure.text};
+        return {failure.kind == PortalFailure::Refused ? End::Refused : End::Unable, failure.text,
+                failure.advice};
     }
     noteGrant(grant);
     const int remote = portal.openPipeWire(failure);
     if (remote < 0) {
-        return {End::Unable, failure.text};
+        return {End::Unable, failure.text, failure.advice};
     }
     std::string error;
     const bool drawsPointer =
@@ -207,8 +209,7 @@ void CastSession::noteUnanswered() {
         "sending is paused and started again",
         shown());
     setStatus(CaptureState::Unanswered,
-              "the desktop has not answered yet (its window may be hidden); pause and start to ask "
-              "anew");
+              "the desktop has not answered yet (its window may be hidden)");
 }
 
 void CastSession::noteGrant(const Grant& grant) {

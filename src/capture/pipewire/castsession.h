@@ -51,7 +51,8 @@ private:
     enum class End { Stopped, Refused, Unable, Closed, Lost };
     struct Ending {
         End end = End::Stopped;
-        std::string text;
+        std::string text = {};
+        std::string advice = {};
     };
 
     [[nodiscard]] static CaptureState stateAfter(End end);
@@ -72,7 +73,7 @@ private:
     void waitForRecovery();
     [[nodiscard]] const char* aboutPointer(const PortalOffer& offer) const;
     void noteUnanswered();
-    void setStatus(CaptureState state, const std::string& text);
+    void setStatus(CaptureState state, const std::string& reason, const std::string& advice = {});
     [[nodiscard]] const std::string& name() const { return m_given.empty() ? m_screen : m_given; }
     [[nodiscard]] std::string shown() const;
 

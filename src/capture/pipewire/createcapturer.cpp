@@ -9,7 +9,7 @@
 namespace capture::pipewire {
 namespace {
 
-std::unique_ptr<ScreenCapturer> fromModule(std::string& error) {
+std::unique_ptr<ScreenCapturer> fromModule(support::wayland::ModuleError& error) {
     using Create = ScreenCapturer* (*)();
     const auto create =
         reinterpret_cast<Create>(support::wayland::moduleFunction("tarsinCreateCapturer", error));
@@ -23,15 +23,16 @@ public:
 
     bool InitCapture(const wchar_t* deviceName) override {
         if (!m_real) {
-            m_error.clear();
+            m_error = {};
             m_real = fromModule(m_error);
         }
         if (m_real) {
             m_real->DrawPointer(m_drawsPointer);
             return m_real->InitCapture(deviceName);
         }
-        HV_WARN("no screen capture in this Wayland session: {}. Press start again afterwards.",
-                m_error);
+        HV_WARN(
+            "no screen capture in this Wayland session: {}. Start the sending again afterwards.",
+            m_error.text());
         return true;
     }
 
@@ -56,10 +57,10 @@ public:
         if (m_real) {
             return m_real->Status();
         }
-        if (m_error.empty()) {
+        if (m_error.reason.empty()) {
             return {};
         }
-        return {CaptureState::Unable, m_error, true, ""};
+        return {CaptureState::Unable, m_error.reason, true, m_error.advice};
     }
 
     [[nodiscard]] bool ReadsAnyRectangle() const override {
@@ -76,7 +77,7 @@ public:
 
 private:
     std::unique_ptr<ScreenCapturer> m_real;
-    std::string m_error;
+    support::wayland::ModuleError m_error;
     bool m_drawsPointer = false;
     support::DirtyRows m_none;
 };
@@ -84,7 +85,7 @@ private:
 }  // namespace
 
 std::unique_ptr<ScreenCapturer> createCapturer() {
-    std::string error;
+    support::wayland::ModuleError error;
     if (auto capturer = fromModule(error)) {
         return capturer;
     }

@@ -220,7 +220,7 @@ bool Portal::createSession(PortalFailure& failure) {
     if (!results) {
         if (failure.kind == PortalFailure::Failed) {
             failure.kind = PortalFailure::Unavailable;
-            failure.text += "; restart it (systemctl --user restart xdg-desktop-portal)";
+            failure.advice = "restart it (systemctl --user restart xdg-desktop-portal)";
         }
         return false;
     }

@@ -55,6 +55,7 @@ struct PortalFailure {
     };
     Kind kind = Failed;
     std::string text;
+    std::string advice = {};  ///< What mends it, where that is known; or "".
 };
 
 /// How long the portal is waited for.
@@ -71,7 +72,6 @@ public:
     /// question stays.
     Portal(EventLoop& loop, bool withPointer, PortalLimits limits, std::function<void()> unanswered)
         : m_loop(loop),
-
           m_withPointer(withPointer),
           m_limits(limits),
           m_unanswered(std::move(unanswered)),

@@ -17,9 +17,10 @@ std::vector<Output> waylandOutputs() {
     if (!support::wayland::isWaylandSession()) {
         return outputs;
     }
-    std::string error;
+    support::wayland::ModuleError missing;
     const auto list = reinterpret_cast<support::wayland::ListOutputs>(
-        support::wayland::moduleFunction(support::wayland::kListOutputs, error));
+        support::wayland::moduleFunction(support::wayland::kListOutputs, missing));
+    std::string error = list == nullptr ? missing.text() : "";
     if (list == nullptr || !list(outputs, error)) {
         HV_WARN("no screens from the Wayland compositor: {}; those of the X display are listed",
                 error);

@@ -30,7 +30,7 @@ void writeLog(int level, const char* file, const char* function, int line,
     logAt(level, file, function, line, message);
 }
 
-void* load(std::string& error) {
+void* load(ModuleError& error) {
     for (const auto& path : candidates()) {
         std::error_code ignored;
         if (!std::filesystem::exists(path, ignored)) {
@@ -38,29 +38,29 @@ void* load(std::string& error) {
         }
         void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         if (module == nullptr) {
-            error = std::string(::dlerror()) +
-                    "; install PipeWire's client library (libpipewire-0.3-0)";
+            error = {::dlerror(), "install PipeWire's client library (libpipewire-0.3-0)"};
             return nullptr;
         }
         const auto version = reinterpret_cast<ModuleVersion>(::dlsym(module, kModuleVersion));
         const std::string found = version != nullptr ? version() : "unknown";
         if (found != TARSIN_MODULE_VERSION) {
             ::dlclose(module);
-            error = path.string() + " is of another build (" + found + ") than the program (" +
-                    TARSIN_MODULE_VERSION + "); install both together";
+            error = {path.string() + " is of another build (" + found + ") than the program (" +
+                         TARSIN_MODULE_VERSION + ")",
+                     "install both together"};
             return nullptr;
         }
         reinterpret_cast<SetLog>(::dlsym(module, kSetLog))(writeLog);
         return module;
     }
-    error = std::string(kFile) +
-            " is neither beside the program nor in ../lib/tarsinndi; install the program anew";
+    error = {std::string(kFile) + " is neither beside the program nor in ../lib/tarsinndi",
+             "install the program anew"};
     return nullptr;
 }
 
 }  // namespace
 
-void* moduleFunction(const char* name, std::string& error) {
+void* moduleFunction(const char* name, ModuleError& error) {
     // Never unloaded: PipeWire and GLib keep threads and per-thread data of their own.
     static std::mutex mutex;
     static void* module = nullptr;

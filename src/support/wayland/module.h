@@ -49,10 +49,18 @@ struct CastSupport {
 using DescribeCast = void (*)(CastSupport& support);
 inline constexpr char kDescribeCast[] = "tarsinDescribeCast";
 
+/// Why the module can't be used, and what to do about it: parts of an English sentence.
+struct ModuleError {
+    std::string reason;  ///< "": it can.
+    std::string advice;
+
+    [[nodiscard]] std::string text() const { return reason + "; " + advice; }
+};
+
 /// The address of a function of the module, which is loaded by the first call and stays. Null:
 /// `error` names what is missing; a later call tries again. The file is looked for beside the
 /// program, in ../lib/tarsinndi, and first in the folder that TARSIN_MODULES names.
-[[nodiscard]] void* moduleFunction(const char* name, std::string& error);
+[[nodiscard]] void* moduleFunction(const char* name, ModuleError& error);
 
 /// "tarsinModuleVersion": what the program's own version has to be equal to, because both share C++
 /// classes. Valid for as long as the module is loaded.

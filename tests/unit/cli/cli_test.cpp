@@ -143,6 +143,17 @@ TEST_F(Publishing, LeavesNothingOfAFailedStart) {
     EXPECT_EQ(m_fakes.takeCalls(), "source N");
 }
 
+TEST_F(Publishing, PausesWhenTheCaptureHasEndedAndSaysHowItIsAskedForAgain) {
+    Publisher sending = publisher();
+    EXPECT_EQ(sending.begin(), "");
+    m_fakes.capture = {CaptureState::Unable, "it is gone; no answer", true, "restart it"};
+    sending.followCapture();
+    const auto state = sending.state();
+    EXPECT_TRUE(state.paused);
+    EXPECT_EQ(state.problem,
+              "it is gone; no answer; restart it; the command continue, or a restart, asks again");
+}
+
 TEST_F(Publishing, IsAliveAsLongAsTheSendingThreadRuns) {
     Publisher sending = publisher();
     EXPECT_EQ(sending.begin(), "");

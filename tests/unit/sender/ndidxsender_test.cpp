@@ -208,7 +208,7 @@ TEST_F(DxSender, RetriesAFailingCaptureAndTellsTheOperator) {
     script.read = [&](unsigned char*) {
         reads.push_back(since());
         if (since() < 7000 && (since() % 1000 >= 750 || since() == 0)) {
-            told.push_back(sender.captureStatus().text);
+            told.push_back(sender.captureStatus().reason);
         }
         script.failure.reason = since() < 7000 ? "it is locked" : "";
         script.failure.needsInit = since() >= 3000 && since() < 7000;
@@ -216,7 +216,7 @@ TEST_F(DxSender, RetriesAFailingCaptureAndTellsTheOperator) {
     };
     ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 30, "out"));
     run(800);
-    EXPECT_EQ(sender.captureStatus().text, "");
+    EXPECT_EQ(sender.captureStatus().reason, "");
     const auto attempts = [&](std::int64_t from, std::int64_t to) {
         return std::count_if(reads.begin(), reads.end(),
                              [&](std::int64_t at) { return at >= from && at < to; });
@@ -249,7 +249,7 @@ TEST_F(DxSender, InitialisesAgainAtOnceWhenTheScreenHasChanged) {
     script.initResult = false;
     script.failure.reason = "no duplication";
     EXPECT_FALSE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
-    EXPECT_EQ(sender.captureStatus().text, "no duplication") << "at once";
+    EXPECT_EQ(sender.captureStatus().reason, "no duplication") << "at once";
 }
 
 TEST_F(DxSender, LogsRatesAndDurations) {

@@ -140,7 +140,7 @@ TEST_F(NdiSenderTest, RefusesWhatCannotBeGrabbedAndSaysWhy) {
         }
         sender.start();  // The window does so whatever initParmeter() said.
         const bool tried = c.said.find("open input") != std::string::npos;
-        EXPECT_EQ(sender.captureStatus().text.empty(), !tried);
+        EXPECT_EQ(sender.captureStatus().reason.empty(), !tried);
         sender.pause();
         sender.reset();  // And it is none the worse for it.
     }

@@ -74,14 +74,14 @@ Finding describePipeWire(const wayland::CastSupport& cast) {
 }
 
 Findings checkWayland() {
-    std::string error;
+    wayland::ModuleError error;
     const auto describe = reinterpret_cast<wayland::DescribeCast>(
         wayland::moduleFunction(wayland::kDescribeCast, error));
     if (describe == nullptr) {
-        return {{Level::Problem, kCheck, "Wayland session, its module can't be loaded: " + error,
+        return {{Level::Problem, kCheck,
+                 "Wayland session, its module can't be loaded: " + error.reason,
                  "the screen can't be captured",
-                 "install the libraries that are missing (libpipewire-0.3-0, libglib2.0-0, "
-                 "libwayland-client0)"}};
+                 error.advice + "; it needs libpipewire-0.3-0, libglib2.0-0, libwayland-client0"}};
     }
     wayland::CastSupport cast;
     describe(cast);
