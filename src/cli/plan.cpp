@@ -188,6 +188,7 @@ std::variant<Plan, Failure> makePlan(const Options& options, const Config& confi
     }
     plan.target = std::get<Target>(target);
     plan.target.senderName = name;
+    plan.keepDisplayOn = config.saved.keepDisplayOn != 0;
     plan.forceGrab = options.grab || config.saved.forceUseOldCapture > 0;
     return plan;
 }

@@ -31,6 +31,7 @@ struct Config {
 struct Plan {
     session::Target target;  ///< Its senderName is the name of the source.
     bool forceGrab = false;
+    bool keepDisplayOn = true;
     ndi::OutputSettings output;
     sender::SenderOptions sender;
 };

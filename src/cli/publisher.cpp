@@ -43,6 +43,7 @@ Publisher::Publisher(Collaborators collaborators, session::ScreenList list, Plan
       m_list(std::move(list)),
       m_target(std::move(plan.target)) {
     m_session.forceGrab(plan.forceGrab);
+    m_session.keepDisplayOn(plan.keepDisplayOn);
     ndi::configureOutput(std::move(plan.output));
 }
 
@@ -62,7 +63,7 @@ std::string Publisher::begin() {
         return fmt::format("screen {} can't be captured: {}; the log tells the cause",
                            m_target.screenIndex, describeScreen(m_list, m_target.screenIndex));
     }
-    m_session.sender()->start();
+    m_session.start();
     return {};
 }
 
@@ -104,7 +105,7 @@ void Publisher::apply() {
         return;
     }
     restart();
-    m_session.sender()->start();
+    m_session.start();
 }
 
 void Publisher::restart() {
@@ -116,7 +117,7 @@ void Publisher::restart() {
 void Publisher::pause() {
     if (!std::exchange(m_paused, true)) {
         HV_INFO("\"{}\" is paused", m_target.senderName);
-        m_session.sender()->pause();
+        m_session.pause();
     }
 }
 
@@ -128,7 +129,7 @@ void Publisher::resume() {
     if (m_changed) {
         restart();
     }
-    m_session.sender()->start();
+    m_session.start();
 }
 
 Publisher::State Publisher::state() const {

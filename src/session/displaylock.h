@@ -19,8 +19,8 @@ private:
     bool m_held = false;
 };
 
-/// Keeps the process's timers exact while its windows are minimised or covered, where the system
-/// would stretch them.
+/// Keeps the process's timers exact while its windows are minimised or covered, or it has none,
+/// where the system would stretch them.
 void keepTimersExact();
 
 }  // namespace session

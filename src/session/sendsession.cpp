@@ -15,13 +15,16 @@ void logChoice(int line, const char* text) {
 
 }  // namespace
 
-SendSession::SendSession(Collaborators collaborators) : m_collaborators(std::move(collaborators)) {}
+SendSession::SendSession(Collaborators collaborators) : m_collaborators(std::move(collaborators)) {
+    keepTimersExact();
+}
 
 SendSession::~SendSession() {
     close();
 }
 
 void SendSession::close() {
+    m_displayLock.hold(false);
     m_sender.reset();
     if (m_source != nullptr) {
         m_collaborators.destroySource(std::exchange(m_source, nullptr));
@@ -80,6 +83,16 @@ bool SendSession::open(const Target& target) {
         logChoice(__LINE__, "DX screenshot failed, switch to the old ffmpeg screenshot mode.");
     }
     return opened;
+}
+
+void SendSession::start() {
+    m_sender->start();
+    m_displayLock.hold(m_keepDisplayOn);
+}
+
+void SendSession::pause() {
+    m_sender->pause();
+    m_displayLock.hold(false);
 }
 
 bool SendSession::initParmeter(const Target& target, bool relativeToScreen) {

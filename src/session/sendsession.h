@@ -5,6 +5,7 @@
 #include <string>
 
 #include "session/collaborators.h"
+#include "session/displaylock.h"
 #include "session/rectangle.h"
 
 namespace session {
@@ -20,7 +21,8 @@ struct Target {
 };
 
 /// One NDI source and the one sender that publishes through it. Chooses the capture path: the
-/// default one, through FFmpeg where that one can't be opened or the operator wants it so.
+/// default one, through FFmpeg where that one can't be opened or the operator wants it so. Keeps
+/// the process's timers exact from its construction on, and the display on while it sends.
 ///
 /// Everything runs on one thread, which also joins the sender's threads.
 class SendSession {
@@ -33,6 +35,8 @@ public:
 
     /// Captures through FFmpeg only. Takes effect with the next sender that is made.
     void forceGrab(bool force) { m_forceGrab = force; }
+    /// Whether start() keeps the display from going to sleep, as it does at first.
+    void keepDisplayOn(bool keep) { m_keepDisplayOn = keep; }
 
     /// Replaces the source, if any, by one named `name`. Blocks until it is on the network: about a
     /// second, longer if the name is taken. No sender may exist.
@@ -51,6 +55,11 @@ public:
     /// FFmpeg before is replaced, so that the default path is tried again each time. False: neither
     /// path can capture it.
     bool open(const Target& target);
+
+    /// Starts and stops the sender's threads. A sender that is reset or replaced between the two
+    /// leaves the display on.
+    void start();
+    void pause();
 
     /// What the operator has to know about the capture.
     [[nodiscard]] CaptureStatus captureStatus() const;
@@ -74,6 +83,8 @@ private:
     std::unique_ptr<NDISenderBase> m_sender;
     std::optional<Target> m_opened;  ///< What the sender was opened for.
     bool m_forceGrab = false;
+    bool m_keepDisplayOn = true;
+    DisplayLock m_displayLock;
     std::string m_slowReason;  ///< Why the default path could not be opened.
 };
 

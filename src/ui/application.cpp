@@ -2,14 +2,12 @@
 
 #include <QGuiApplication>
 
-#include "session/displaylock.h"
 #include "ui/desktop.h"
 
 namespace ui {
 
 void prepareApplication() {
     chooseWindowSystem();
-    session::keepTimersExact();
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(

@@ -57,7 +57,7 @@ void NDISenderUI::applyIfSending() {
     }
     m_session.sender()->reset();
     startSender();
-    m_session.sender()->start();
+    m_session.start();
     m_paramChanged = false;
 }
 
@@ -130,13 +130,13 @@ void NDISenderUI::slotStartSend() {
         case SendState::Idle:
             HV_INFO("the operator starts \"{}\"", m_outputName);
             startSender();
-            m_session.sender()->start();
+            m_session.start();
             m_sendState = SendState::Sending;
             m_pStartBtn->setText(translated("zhPauseStr"));
             break;
         case SendState::Sending:
             HV_INFO("the operator pauses \"{}\"", m_outputName);
-            m_session.sender()->pause();
+            m_session.pause();
             m_sendState = SendState::Paused;
             m_pStartBtn->setText(translated("zhContinueStr"));
             break;
@@ -147,7 +147,7 @@ void NDISenderUI::slotStartSend() {
                 m_session.sender()->reset();
                 startSender();
             }
-            m_session.sender()->start();
+            m_session.start();
             m_sendState = SendState::Sending;
             m_pStartBtn->setText(translated("zhPauseStr"));
             break;
@@ -163,7 +163,7 @@ void NDISenderUI::slotStop() {
     m_paramChanged = true;
     m_afterReset = true;
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);
-    m_session.sender()->pause();
+    m_session.pause();
     m_sendState = SendState::Paused;
     m_pStartBtn->setText(translated("zhStartStr"));
     if (m_nameChanged) {
@@ -180,7 +180,6 @@ void NDISenderUI::slotStop() {
 void NDISenderUI::showSourceStatus() {
     const ndi::SourceStatus status = m_session.status();
     const bool sending = m_sendState == SendState::Sending;
-    m_displayLock.hold(sending && m_keepDisplayOn);
     m_pTitleBar->setSourceDisplay(ui::describeSource(
         status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName,
                  m_screenGone, sending ? m_session.captureStatus().slow : ""}));

@@ -17,7 +17,6 @@
 #include <string>
 
 #include "session/collaborators.h"
-#include "session/displaylock.h"
 #include "session/screenlist.h"
 #include "session/sendsession.h"
 #include "ui/regionfollower.h"
@@ -176,8 +175,6 @@ private:
     QStringList m_screenNameList;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;
-    bool m_liveRegion = false;    ///< The region moves without a restart where possible.
-    bool m_keepDisplayOn = true;  ///< While sending.
-    session::DisplayLock m_displayLock;
-    bool m_roiShown = true;  ///< g_roiShown after the last toggle; slotTranslate() uses it.
+    bool m_liveRegion = false;  ///< The region moves without a restart where possible.
+    bool m_roiShown = true;     ///< g_roiShown after the last toggle; slotTranslate() uses it.
 };

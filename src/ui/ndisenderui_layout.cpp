@@ -133,7 +133,7 @@ void NDISenderUI::loadSettings() {
     if (saved.forceUseOldCapture < 0) {
         writeSetting("forceUseOldCapture", "0");
     }
-    m_keepDisplayOn = saved.keepDisplayOn != 0;
+    m_session.keepDisplayOn(saved.keepDisplayOn != 0);
     m_forceUseOldCapture = saved.forceUseOldCapture > 0;
     m_liveRegion = saved.liveRegion > 0;
     m_session.forceGrab(m_forceUseOldCapture);

@@ -1,13 +1,12 @@
-// The lock as a desktop sees it, on a session bus of the test's own.
-
-#include <gtest/gtest.h>
+// The display lock of a session as a desktop sees it, on a session bus of the test's own.
 
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusVirtualObject>
 
-#include "session/displaylock.h"
+#include "gui/fakecollaborators.h"
+#include "session/sendsession.h"
 #include "support/eventually.h"
 
 namespace {
@@ -35,7 +34,7 @@ bool eventually(Condition condition) {
     });
 }
 
-TEST(DisplayLock, IsHeldByAConnectionThatEndsWithIt) {
+TEST(DisplayLock, IsHeldWhileTheSessionSends) {
     ScreenSaver desktop;
     auto bus = QDBusConnection::sessionBus();
     ASSERT_TRUE(bus.registerVirtualObject("/org/freedesktop/ScreenSaver", &desktop));
@@ -43,14 +42,24 @@ TEST(DisplayLock, IsHeldByAConnectionThatEndsWithIt) {
     const auto connected = [&] {
         return bus.interface()->isServiceRegistered(desktop.caller).value();
     };
-    session::DisplayLock lock;
+    tests::FakeCollaborators fakes({{0, 0, 640, 480}});
+    session::SendSession session(fakes.collaborators());
+    session.createSender("N");
+    session.keepDisplayOn(false);
+    session.start();
+    session.pause();
+    session.keepDisplayOn(true);
     for (int i = 0; i < 2; ++i) {
         desktop.lastCall.clear();
-        lock.hold(true);
+        session.start();
         EXPECT_TRUE(eventually([&] { return !desktop.lastCall.isEmpty(); }));
         EXPECT_EQ(desktop.lastCall, "org.freedesktop.ScreenSaver.Inhibit ss");
         EXPECT_TRUE(connected());
-        lock.hold(false);
+        session.sender()->reset();
+        session.createSender("N");
+        session.start();
+        EXPECT_TRUE(connected()) << "it is held between a reset and the next start";
+        i == 0 ? session.pause() : session.close();
         EXPECT_TRUE(eventually([&] { return !connected(); }));
     }
 }
