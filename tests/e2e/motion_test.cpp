@@ -4,16 +4,12 @@
 
 #include <set>
 
-#include "programrun.h"
+#include "receiving.h"
 #include "support/testreceiver.h"
 #include "testpattern.h"
 
 namespace e2e {
 namespace {
-
-using namespace std::chrono_literals;
-
-constexpr std::uint16_t kPort = 5961;  ///< Of the first source on a machine.
 
 /// The frame numbers received within `time`; -1 for an unreadable one.
 std::set<int> numbers(tests::TestReceiver& receiver, std::chrono::milliseconds time) {

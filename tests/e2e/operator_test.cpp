@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <QRegularExpression>
+#include <algorithm>
 
+#include "ndi/wire/textmessage.h"
 #include "receiving.h"
+#include "support/testreceiver.h"
 #include "testpattern.h"
 
 namespace e2e {
@@ -125,6 +128,61 @@ TEST_F(Source, IsRenamedAtResetAndNumberedIfTheNameIsTaken) {
     second.type("name", "Studio B");
     second.click("reset");
     expectListed("Studio B1", true);
+}
+
+/// Whether black frames of the screen's size arrive.
+bool turnsBlack(tests::TestReceiver& receiver) {
+    return tests::eventually([&] {
+        const auto frame = receiver.nextFrame();
+        const auto planes = frame ? tests::decode(*frame) : std::nullopt;
+        return planes && planes->width == 1280 && planes->height == 720 &&
+               *std::max_element(planes->y.begin(), planes->y.end()) <= 16;
+    });
+}
+
+TEST_F(Source, IsBlackFromAResetUntilTheNextStart) {
+    ProgramRun program;
+    program.click("start");
+    expectFrame(program, m_desktop.rect());
+    tests::TestReceiver early(kPort);
+    early.sayHello();
+    ASSERT_TRUE(early.nextFrame());
+    program.click("reset");
+    EXPECT_TRUE(turnsBlack(early));
+    tests::TestReceiver late(kPort);
+    late.sayHello();
+    EXPECT_TRUE(turnsBlack(late));
+    program.click("start");
+    expectFrame(program, m_desktop.rect());
+}
+
+/// Whether the screen has a spot of that colour, as large as the tally light.
+bool shows(QRgb colour) {
+    const QImage screen = grabScreen();
+    int pixels = 0;
+    for (int y = 0; y < screen.height(); ++y) {
+        const auto* const row = reinterpret_cast<const QRgb*>(screen.constScanLine(y));
+        pixels += static_cast<int>(std::count(row, row + screen.width(), colour));
+    }
+    return pixels >= 40;
+}
+
+TEST_F(Source, HasATallyLight) {
+    const QRgb red = qRgb(255, 40, 40);
+    const QRgb green = qRgb(0, 200, 83);
+    ProgramRun program;
+    program.click("start");
+    {
+        tests::TestReceiver receiver(kPort);
+        receiver.sayHello();
+        EXPECT_FALSE(shows(red) || shows(green));
+        receiver.sendText(composeText(ndi::wire::TallyText{false, true}));
+        EXPECT_TRUE(tests::eventually([&] { return shows(green); }));
+        receiver.sendText(composeText(ndi::wire::TallyText{true, true}));
+        EXPECT_TRUE(tests::eventually([&] { return shows(red) && !shows(green); }));
+    }
+    EXPECT_TRUE(tests::eventually([&] { return !shows(red) && !shows(green); }))
+        << "the receiver is gone";
 }
 
 TEST_F(Source, EndsWithTheWindowAndTheLogWithTheBanner) {

@@ -13,6 +13,8 @@ namespace e2e {
 
 using namespace std::chrono_literals;
 
+constexpr std::uint16_t kPort = 5961;  ///< Of the first source on a machine.
+
 /// A test pattern on the screen, and checks of what arrives on the network. The parameter of the
 /// capture path is used where a test has one.
 class Receiving : public testing::TestWithParam<bool> {
