@@ -11,22 +11,28 @@
 #include "mdns/multicastsockets.h"
 #include "support/avahidaemon.h"
 #include "support/hostname.h"
-#include "unit/mdns/foreignresponder.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using mdns::AnnounceResult;
-using mdns::announceService;
 using std::chrono::steady_clock;
 using tests::AvahiDaemon;
 using tests::eventually;
 
 const bool kOwnBus = setenv("DBUS_SYSTEM_BUS_ADDRESS", AvahiDaemon::kAddress, 1) == 0;
 
+namespace dns = mdns::dns;
+
+void sendByIpv4(mdns::MulticastSockets& sockets, const dns::Message& message) {
+    for (const auto& link : sockets.setInterfaces(mdns::multicastInterfaces())) {
+        if (!link.v6) {
+            sockets.sendToGroup(link, dns::write(message));
+        }
+    }
+}
+
 /// The host that answers a query for the SRV record of `instance`; "" without an answer.
 std::string hostOf(const std::string& instance) {
-    namespace dns = mdns::dns;
     asio::io_context context;
     const dns::Name name{instance, "_ndi", "_tcp", "local"};
     std::string host;
@@ -42,16 +48,27 @@ std::string hostOf(const std::string& instance) {
     });
     dns::Message query;
     query.questions = {{name, dns::kTypeSrv, dns::kClassIn, false}};
-    for (const auto& link : sockets.setInterfaces(mdns::multicastInterfaces())) {
-        if (!link.v6) {
-            sockets.sendToGroup(link, dns::write(query));
-        }
-    }
+    sendByIpv4(sockets, query);
     const auto end = steady_clock::now() + 400ms;
     while (host.empty() && steady_clock::now() < end) {
         context.run_for(50ms);
     }
     return host;
+}
+
+/// As a responder does that never probed for the name.
+void claim(const std::string& instance) {
+    asio::io_context context;
+    mdns::MulticastSockets sockets(context, [](auto&&...) {});
+    dns::Message claim;
+    claim.response = claim.authoritative = true;
+    claim.answers = {{{instance, "_ndi", "_tcp", "local"},
+                      dns::kTypeSrv,
+                      dns::kClassIn,
+                      true,
+                      120,
+                      dns::Srv{0, 0, 7000, {"foreign", "local"}}}};
+    sendByIpv4(sockets, claim);
 }
 
 bool servedBy(const std::string& host) {
@@ -87,10 +104,12 @@ TEST(AvahiPublishing, OutlivesTheDaemon) {
 
 TEST(AvahiPublishing, TakesTheNextNameAfterAConflict) {
     const AvahiDaemon daemon;
-    const auto source = announceService("HOST (first)", 5961, tests::numbered("HOST (first)"));
-    ASSERT_EQ(source.result, AnnounceResult::Established) << source.reason;
-    const tests::ForeignResponder foreign("HOST (first)");
+    mdns::AnnounceOptions options;
+    options.numberedName = [](unsigned number) { return "HOST (first)" + std::to_string(number); };
+    const auto source = mdns::announceService("HOST (first)", 5961, options);
+    ASSERT_EQ(source.result, mdns::AnnounceResult::Established) << source.reason;
     EXPECT_TRUE(eventually([&] {
+        claim("HOST (first)");
         const auto status = source.announcement->status();
         return status.state == mdns::AnnounceState::Established &&
                status.instance == "HOST (first)1";
