@@ -82,11 +82,4 @@ for run in $(seq "$runs"); do
     done
 done
 
-echo "scene,wf_recorder_ms,program_ms,no_receiver_ms,ratio"
-for scene in $scenes; do
-    for column in 2 3 4; do
-        grep "^$scene," "$folder/all" | cut -d, -f"$column" | sort -n |
-            awk '{ v[NR] = $1 } END { printf "%s ", (v[int((NR + 1) / 2)] + v[int((NR + 2) / 2)]) / 2 }'
-    done | awk -v scene="$scene" '{
-        printf "%s,%.2f,%.3f,%.3f,%.1f\n", scene, $1, $2, $3, ($2 > 0 ? $1 / $2 : 0) }'
-done
+print_medians wf_recorder "$folder/all"

@@ -83,14 +83,4 @@ for run in $(seq "$runs"); do
     done
 done
 
-echo "scene,ffmpeg_ms,program_ms,no_receiver_ms,ratio${baseline:+,baseline_ms,baseline_no_receiver_ms}"
-for scene in $scenes; do
-    for column in 2 3 4 ${baseline:+5 6}; do
-        grep "^$scene," "$folder/all" | cut -d, -f"$column" | sort -n |
-            awk '{ v[NR] = $1 } END { printf "%s ", (v[int((NR + 1) / 2)] + v[int((NR + 2) / 2)]) / 2 }'
-    done | awk -v scene="$scene" '{
-        printf "%s,%.2f,%.3f,%.3f,%.1f", scene, $1, $2, $3, ($2 > 0 ? $1 / $2 : 0)
-        if (NF > 3) printf ",%.3f,%.3f", $4, $5
-        print ""
-    }'
-done
+print_medians ffmpeg "$folder/all" ${baseline:+baseline}
