@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sender/ndisource.h"
+#include "support/videoframe.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) {
@@ -24,14 +25,7 @@ int main(int argc, char** argv) {
     std::puts("ready");
     std::fflush(stdout);
     std::vector<std::uint8_t> pixels(64 * 64 * 4, 100);
-    NDIlib_video_frame_v2_t frame{};
-    frame.xres = frame.yres = 64;
-    frame.FourCC = NDIlib_FourCC_type_BGRA;
-    frame.frame_rate_N = 10;
-    frame.frame_rate_D = 1;
-    frame.frame_format_type = NDIlib_frame_format_type_progressive;
-    frame.timecode = NDIlib_send_timecode_synthesize;
-    frame.p_data = pixels.data();
+    const auto frame = tests::bgraFrame(64, 64, pixels.data(), 10);
     for (;;) {
         NDIlib_send_send_video_v2(instance, &frame);
     }

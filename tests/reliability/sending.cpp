@@ -7,6 +7,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "support/videoframe.h"
+
 namespace reliability {
 namespace {
 
@@ -99,13 +101,8 @@ void Sender::loop(int width, int height, std::chrono::nanoseconds interval) {
     for (int step = 0; step < kSteps; ++step) {
         frames.push_back(paint(width, height, step));
     }
-    NDIlib_video_frame_v2_t frame{};
-    frame.xres = width;
-    frame.yres = height;
-    frame.FourCC = NDIlib_FourCC_type_BGRA;
-    frame.frame_rate_N = static_cast<int>(1'000'000'000'000 / interval.count());
-    frame.frame_rate_D = 1000;
-    frame.frame_format_type = NDIlib_frame_format_type_progressive;
+    auto frame = tests::bgraFrame(width, height, nullptr,
+                                  static_cast<int>(1'000'000'000 / interval.count()));
     auto due = steady_clock::now();
     while (!m_stop) {
         const std::uint64_t number = m_sent + 1;

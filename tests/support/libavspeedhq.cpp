@@ -1,34 +1,19 @@
 #include "support/libavspeedhq.h"
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/frame.h>
-#include <libavutil/log.h>
-}
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
-#include <string>
+
+#include "support/ffmpeghandles.h"
 
 namespace tests {
 
 namespace {
 
-struct Free {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-using Context = std::unique_ptr<AVCodecContext, Free>;
-using Frame = std::unique_ptr<AVFrame, Free>;
-using AvPacket = std::unique_ptr<AVPacket, Free>;
-
 void check(int result, const char* what) {
     if (result < 0) {
-        throw std::runtime_error(std::string(what) + " failed: " + std::to_string(result));
+        throw std::runtime_error(what + (" failed: " + support::ffmpegError(result)));
     }
 }
 
@@ -59,17 +44,17 @@ Planes decodeWithLibav(const std::uint8_t* packet, std::size_t size, int width, 
                        std::uint32_t fourCC) {
     av_log_set_level(AV_LOG_QUIET);
     const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_SPEEDHQ);
-    const Context context(avcodec_alloc_context3(codec));
+    const support::CodecContextPtr context(avcodec_alloc_context3(codec));
     context->codec_tag = fourCC;
     context->width = width;
     context->height = height;
     context->thread_count = 1;
     check(avcodec_open2(context.get(), codec, nullptr), "opening the decoder");
-    const AvPacket input(av_packet_alloc());
+    const support::PacketPtr input(av_packet_alloc());
     check(av_new_packet(input.get(), static_cast<int>(size)), "allocating a packet");
     std::memcpy(input->data, packet, size);
     check(avcodec_send_packet(context.get(), input.get()), "decoding");
-    const Frame frame(av_frame_alloc());
+    const support::FramePtr frame(av_frame_alloc());
     check(avcodec_receive_frame(context.get(), frame.get()), "decoding");
     if (frame->format != AV_PIX_FMT_YUV422P || frame->width != width || frame->height != height) {
         throw std::runtime_error("the decoder's format or size differs from the packet's");

@@ -1,5 +1,4 @@
-// ndimonitor --view as its user sees it: the source's screen on one X server, the window on
-// another.
+// ndimonitor --view as its user sees it: a source's image in a window on a real X server.
 #include <gmock/gmock.h>
 
 #include <QImage>
@@ -16,6 +15,7 @@
 #include "support/framecompare.h"
 #include "support/painter.h"
 #include "support/process.h"
+#include "support/videoframe.h"
 #include "support/virtualdisplay.h"
 
 namespace {
@@ -34,21 +34,25 @@ constexpr QRect kVideo(160, 0, kWidth, kHeight);
 constexpr QRect kBeside(0, 100, 160, 400);
 
 /// Colours, gradients and edges.
-std::uint32_t patternAt(int x, int y) {
-    if (y < kHeight / 2) {
-        constexpr std::uint32_t kBars[] = {0xBFBFBF, 0xBFBF00, 0x00BFBF, 0x00BF00,
-                                           0xBF00BF, 0xBF0000, 0x0000BF, 0x202020};
-        return kBars[x * 8 / kWidth];
+QImage pattern() {
+    QImage image(kWidth, kHeight, QImage::Format_RGB32);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const int bar = x * 8 / kWidth;
+            const int grey = y % 40 < 2 ? 255 : x * 255 / (kWidth - 1);
+            image.setPixel(x, y,
+                           y < kHeight / 2 ? qRgb(bar / 4 * 191, bar / 2 % 2 * 191, bar % 2 * 191)
+                                           : qRgb(grey, grey, grey));
+        }
     }
-    const auto grey = static_cast<std::uint32_t>(x * 255 / (kWidth - 1));
-    return y % 40 < 2 ? 0xFFFFFF : grey * 0x010101;
+    return image;
 }
 
-/// Publishes a screen, 25 times per second.
+/// Publishes an image, 25 times per second.
 class Source {
 public:
-    Source(const std::string& name, const std::string& display) : m_painter(display) {
-        const NDIlib_send_create_t settings{name.c_str(), nullptr, true, false};
+    explicit Source(QImage image) : m_image(std::move(image)) {
+        const NDIlib_send_create_t settings{"View", nullptr, true, false};
         if (NDIlib_initialize()) {
             m_instance = NDIlib_send_create(&settings);
         }
@@ -66,22 +70,13 @@ public:
 
 private:
     void send() {
+        const auto frame = tests::bgraFrame(kWidth, kHeight, m_image.bits(), 25);
         while (!m_stop) {
-            auto pixels = m_painter.screen({0, 0, kWidth, kHeight});
-            NDIlib_video_frame_v2_t frame{};
-            frame.xres = kWidth;
-            frame.yres = kHeight;
-            frame.FourCC = NDIlib_FourCC_type_BGRA;
-            frame.frame_rate_N = 25;
-            frame.frame_rate_D = 1;
-            frame.frame_format_type = NDIlib_frame_format_type_progressive;
-            frame.timecode = NDIlib_send_timecode_synthesize;
-            frame.p_data = pixels.data();
             NDIlib_send_send_video_v2(m_instance, &frame);
         }
     }
 
-    tests::Painter m_painter;
+    QImage m_image;
     NDIlib_send_instance_t m_instance = nullptr;
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
@@ -90,7 +85,6 @@ private:
 class View : public testing::Test {
 protected:
     View() {
-        tests::Painter(m_sourceDisplay.name()).paint({0, 0, kWidth, kHeight}, patternAt);
         std::filesystem::create_directories(m_folder);
         std::filesystem::current_path(m_folder);  // Where S saves.
         publish();
@@ -100,27 +94,18 @@ protected:
         std::filesystem::remove_all(m_folder);
     }
 
-    void publish() { m_source = std::make_unique<Source>("View", m_sourceDisplay.name()); }
-
-    static QImage toImage(const std::vector<std::uint8_t>& bgra, int width, int height) {
-        return QImage(bgra.data(), width, height, width * 4, QImage::Format_RGB32).copy();
-    }
-
-    QImage sourceScreen() {
-        tests::Painter painter(m_sourceDisplay.name());
-        return toImage(painter.screen({0, 0, kWidth, kHeight}), kWidth, kHeight);
-    }
+    void publish() { m_source = std::make_unique<Source>(m_image); }
 
     QImage screen() {
-        return toImage(m_screen.screen({0, 0, kScreenWidth, kScreenHeight}), kScreenWidth,
-                       kScreenHeight);
+        const auto pixels = m_screen.screen({0, 0, kScreenWidth, kScreenHeight});
+        return QImage(pixels.data(), kScreenWidth, kScreenHeight, QImage::Format_RGB32).copy();
     }
 
-    /// How much the video on the screen resembles the source's screen, in decibels. The lower edge,
+    /// How much the video on the screen resembles the source's image, in decibels. The lower edge,
     /// where the lines are, is left out.
     double likeness() {
         const QRect upper(0, 0, kWidth, kHeight * 5 / 6);
-        return tests::lumaPsnr(screen().copy(kVideo).copy(upper), sourceScreen().copy(upper));
+        return tests::lumaPsnr(screen().copy(kVideo).copy(upper), m_image.copy(upper));
     }
 
     static void press(const std::string& key) { tests::runToEnd({"xdotool", "key", key}); }
@@ -139,7 +124,7 @@ protected:
         });
     }
 
-    tests::VirtualDisplay m_sourceDisplay = tests::VirtualDisplay::xvfb("960x720x24");
+    const QImage m_image = pattern();
     tests::Painter m_screen{std::getenv("DISPLAY")};
     const std::string m_folder = testing::TempDir() + "view-test";
     std::unique_ptr<Source> m_source;
@@ -190,7 +175,7 @@ TEST_F(View, ShowsTheSourceAndObeysItsKeys) {
     EXPECT_EQ(file.extension(), ".png");
     EXPECT_GT(
         tests::lumaPsnr(QImage(QString::fromStdString(file)).convertToFormat(QImage::Format_RGB32),
-                        sourceScreen()),
+                        m_image),
         38);
 
     press("Escape");

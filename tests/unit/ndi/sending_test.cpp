@@ -23,47 +23,22 @@ using namespace std::chrono_literals;
 using tests::eventually;
 using tests::sleepFor;
 
-/// Counts its calls, returns the same packet each time, and allocates nothing.
-class CountingEncoder : public speedhq::FrameEncoder {
-public:
-    struct Log {
-        std::atomic<int> references{0}, encoded{0}, repeated{0};
-        std::string hinted;  ///< "y" or "n" for each updateReference().
-    };
+/// What a source had its encoder do.
+struct Work {
+    std::atomic<int> updates{0}, encoded{0}, repeated{0};
+    std::string hinted;  ///< "y" or "n" for each update.
 
-    explicit CountingEncoder(Log& log) : m_log(log) {
-        m_packet->width = m_packet->height = 64;
-        m_packet->data = m_bytes.data();
-        m_packet->size = m_bytes.size();
+    std::unique_ptr<Source> open() {
+        return openSource(testParts([this](HookedEncoder::Call call, const auto& dirty) {
+            updates += call == HookedEncoder::Call::Update ? 1 : 0;
+            encoded += call == HookedEncoder::Call::Encode ? 1 : 0;
+            repeated += call == HookedEncoder::Call::Repeat ? 1 : 0;
+            if (call == HookedEncoder::Call::Update) {
+                hinted += dirty.known ? "y" : "n";
+            }
+        }));
     }
-    void updateReference(const speedhq::FrameView& /*image*/,
-                         const support::DirtyRows& dirty) override {
-        ++m_log.references;
-        m_log.hinted += dirty.known ? "y" : "n";
-    }
-    speedhq::EncodedStreams encode(const speedhq::FrameView& /*image*/,
-                                   const support::DirtyRows& /*changed*/,
-                                   speedhq::Streams wanted) override {
-        ++m_log.encoded;
-        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
-    }
-    speedhq::EncodedStreams encodeReference(speedhq::Streams wanted) override {
-        ++m_log.repeated;
-        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
-    }
-
-private:
-    Log& m_log;
-    const std::vector<std::uint8_t> m_bytes = std::vector<std::uint8_t>(50'000, 7);
-    const std::shared_ptr<speedhq::EncodedFrame> m_packet =
-        std::make_shared<speedhq::EncodedFrame>();
 };
-
-std::unique_ptr<Source> openCounted(CountingEncoder::Log& log) {
-    SourceParts parts = testParts();
-    parts.encoder = std::make_unique<CountingEncoder>(log);
-    return openSource(std::move(parts));
-}
 
 TEST(FrameClock, KeepsItsGridForHours) {
     FrameClock clock;
@@ -105,8 +80,8 @@ TEST(FrameClock, LateCallersNeitherWaitNorBurst) {
 
 TEST(Sending, EncodesOnlyWhileReceiversWantVideo) {
     const LogCapture log;
-    CountingEncoder::Log work;
-    const auto source = openCounted(work);
+    Work work;
+    const auto source = work.open();
     TestImage image(64, 64);
     TestReceiver text(source->port());
     text.sendText(R"(<ndi_enabled_streams video="false" text="true"/>)");
@@ -115,7 +90,7 @@ TEST(Sending, EncodesOnlyWhileReceiversWantVideo) {
         image.sendTo(*source);
     }
     sleepFor(1200ms);
-    EXPECT_EQ(work.references, 10);
+    EXPECT_EQ(work.updates, 10);
     EXPECT_EQ(work.encoded + work.repeated, 0);
     Viewer viewer(*source);
     image.sendTo(*source);
@@ -131,31 +106,14 @@ TEST(Sending, EncodesOnlyWhileReceiversWantVideo) {
     EXPECT_EQ(work.repeated, repeated);
 }
 
-/// Fails in every call until it is told to work.
-class FailingEncoder : public speedhq::FrameEncoder {
-public:
-    explicit FailingEncoder(const std::atomic<bool>& works) : m_works(works) {}
-    void updateReference(const speedhq::FrameView& frame, const support::DirtyRows& d) override {
-        m_encoder->updateReference(frame, d);
-    }
-    speedhq::EncodedStreams encode(const speedhq::FrameView& frame, const support::DirtyRows& dirty,
-                                   speedhq::Streams wanted) override {
-        return m_works ? m_encoder->encode(frame, dirty, wanted) : throw std::bad_alloc();
-    }
-    speedhq::EncodedStreams encodeReference(speedhq::Streams wanted) override {
-        return m_works ? m_encoder->encodeReference(wanted) : throw std::bad_alloc();
-    }
-
-private:
-    const std::atomic<bool>& m_works;
-    const std::unique_ptr<speedhq::FrameEncoder> m_encoder = speedhq::createFrameEncoder();
-};
-
 TEST(Sending, ExceptionsAreLoggedAndTheStreamGoesOn) {
     const LogCapture log;
     std::atomic<bool> works{false};
-    SourceParts parts = testParts();
-    parts.encoder = std::make_unique<FailingEncoder>(works);
+    SourceParts parts = testParts([&works](HookedEncoder::Call call, const auto& /*dirty*/) {
+        if (call != HookedEncoder::Call::Update && !works) {
+            throw std::bad_alloc();
+        }
+    });
     parts.repeat.interval = parts.repeat.active = 10ms;
     std::atomic<bool> told{false};
     const auto source = Source::open({{"Test", 0},
@@ -181,8 +139,8 @@ TEST(Sending, ExceptionsAreLoggedAndTheStreamGoesOn) {
 }
 
 TEST(Sending, AllocatesNothing) {
-    CountingEncoder::Log work;
-    const auto source = openCounted(work);
+    Work work;
+    const auto source = work.open();
     TestImage image(64, 64);
     auto frame = image.frame();
     frame.p_metadata = "<a text='longer than any small string optimisation would hold'/>";
@@ -201,8 +159,8 @@ TEST(Sending, AllocatesNothing) {
 }
 
 TEST(Sending, HintsHoldForOneFrameOfTheSameShape) {
-    CountingEncoder::Log work;
-    const auto source = openCounted(work);
+    Work work;
+    const auto source = work.open();
     TestImage image(64, 64);
     TestImage other(64, 32);
     const auto send = [&](TestImage& what) {

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "ndi/output/source.h"
 #include "support/logcapture.h"
 #include "support/testreceiver.h"
+#include "support/videoframe.h"
 
 namespace ndi {
 
@@ -37,6 +39,46 @@ inline SourceParts testParts() {
     };
     parts.limits.firstPort = 25961;
     parts.limits.lastPort = 29961;
+    return parts;
+}
+
+/// Calls a function first, which may count, wait or throw, then returns the same packet each time.
+/// Allocates nothing.
+class HookedEncoder : public speedhq::FrameEncoder {
+public:
+    enum class Call { Update, Encode, Repeat };
+    using Hook = std::function<void(Call call, const support::DirtyRows& dirty)>;
+
+    explicit HookedEncoder(Hook hook) : m_hook(std::move(hook)) {
+        m_packet->width = m_packet->height = 64;
+        m_packet->data = m_bytes.data();
+        m_packet->size = m_bytes.size();
+    }
+    void updateReference(const speedhq::FrameView& /*image*/,
+                         const support::DirtyRows& dirty) override {
+        m_hook(Call::Update, dirty);
+    }
+    speedhq::EncodedStreams encode(const speedhq::FrameView& /*image*/,
+                                   const support::DirtyRows& dirty,
+                                   speedhq::Streams wanted) override {
+        m_hook(Call::Encode, dirty);
+        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
+    }
+    speedhq::EncodedStreams encodeReference(speedhq::Streams wanted) override {
+        m_hook(Call::Repeat, {});
+        return {wanted.main ? m_packet : nullptr, wanted.preview ? m_packet : nullptr};
+    }
+
+private:
+    const Hook m_hook;
+    const std::vector<std::uint8_t> m_bytes = std::vector<std::uint8_t>(50'000, 7);
+    const std::shared_ptr<speedhq::EncodedFrame> m_packet =
+        std::make_shared<speedhq::EncodedFrame>();
+};
+
+inline SourceParts testParts(HookedEncoder::Hook hook) {
+    SourceParts parts = testParts();
+    parts.encoder = std::make_unique<HookedEncoder>(std::move(hook));
     return parts;
 }
 
@@ -66,15 +108,9 @@ public:
                 pixel[3] = static_cast<std::uint8_t>(x);  // without meaning
             }
         }
-        NDIlib_video_frame_v2_t frame{};
-        frame.xres = m_width;
-        frame.yres = m_height;
-        frame.FourCC = NDIlib_FourCC_type_BGRA;
-        frame.frame_rate_N = 30000;
+        auto frame = tests::bgraFrame(m_width, m_height, m_pixels.data(), 30000);
         frame.frame_rate_D = 1001;
-        frame.frame_format_type = NDIlib_frame_format_type_progressive;
         frame.timecode = m_timecode;
-        frame.p_data = m_pixels.data();
         frame.line_stride_in_bytes = m_stride;
         return frame;
     }

@@ -55,32 +55,13 @@ TEST(Status, NamesEveryReceiverAndWhatItWasSent) {
     EXPECT_FALSE(source->status().onProgram);
 }
 
-/// Stops within encode() until it is released.
-class HeldEncoder : public speedhq::FrameEncoder {
-public:
-    HeldEncoder(std::promise<void>& entered, std::future<void> release)
-        : m_entered(entered), m_release(std::move(release)) {}
-
-    void updateReference(const speedhq::FrameView&, const support::DirtyRows&) override {
-        m_entered.set_value();
-        m_release.wait();
-    }
-    speedhq::EncodedStreams encode(const speedhq::FrameView&, const support::DirtyRows&,
-                                   speedhq::Streams) override {
-        return {};
-    }
-    speedhq::EncodedStreams encodeReference(speedhq::Streams) override { return {}; }
-
-private:
-    std::promise<void>& m_entered;
-    std::future<void> m_release;
-};
-
 TEST(Status, DoesNotWaitForASend) {
     std::promise<void> entered;
     std::promise<void> release;
-    SourceParts parts = testParts();
-    parts.encoder = std::make_unique<HeldEncoder>(entered, release.get_future());
+    SourceParts parts = testParts([&](auto&&...) {
+        entered.set_value();
+        release.get_future().wait();
+    });
     const auto library = makeBuiltInLibrary([&] { return std::move(parts); });
     const NDIlib_send_create_t settings{"Held", nullptr, false, false};
     const auto instance = library->create(&settings);
