@@ -105,7 +105,7 @@ const dns::Record* find(const std::vector<dns::Record>& records, std::uint16_t t
     return found == records.end() ? nullptr : &*found;
 }
 
-long countOn(unsigned interfaceIndex, const std::vector<Sent>& all) {
+std::ptrdiff_t countOn(unsigned interfaceIndex, const std::vector<Sent>& all) {
     return std::count_if(all.begin(), all.end(), [&](const Sent& sent) {
         return sent.link.interfaceIndex == interfaceIndex;
     });
