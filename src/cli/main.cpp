@@ -6,14 +6,14 @@
 #include "cli/report.h"
 #include "cli/run.h"
 #include "sender/ndisource.h"
+#include "session/screenwatch.h"
 #include "support/log.h"
 #include "support/logging.h"
 #include "support/utf8.h"
 
 namespace {
 
-/// Ends the log as the program with the window does: with the same lines, from the same place in a
-/// file of the same name.
+/// Ends the log as the program with the window does: same lines, from lines of the same numbers.
 void stopCallback() {
     static_assert(__LINE__ == 18, "the banner must be on lines 19, 20 and 21");
     HV_INFO("####################################################");
@@ -81,6 +81,7 @@ int send(const Options& options, const Console& console) {
     logStart(list, std::get<Plan>(plan));
     Publisher publisher(withExactName(Collaborators::withoutSettings(std::get<Plan>(plan).sender)),
                         list, std::get<Plan>(plan));
+    const session::ScreenWatch watch([&publisher] { publisher.followScreens(); });
     if (const std::string error = publisher.begin(); !error.empty()) {
         return fail(kCouldNot, error);
     }

@@ -90,17 +90,34 @@ std::string Publisher::setScreen(const std::string& screen) {
     if (!chooseScreen(m_list, screen, wanted, error)) {
         return error;
     }
-    if (wanted.screenIndex != m_target.screenIndex || wanted.region != m_target.region) {
+    if (m_follower.gone() || wanted.screenIndex != m_target.screenIndex ||
+        wanted.region != m_target.region) {
         HV_INFO("screen {} is chosen: {}", wanted.screenIndex,
                 describeScreen(m_list, wanted.screenIndex));
         m_target = std::move(wanted);
+        m_follower.choose();
         apply();
     }
     return {};
 }
 
+void Publisher::followScreens() {
+    m_list = session::listScreens(m_collaborators);
+    switch (m_follower.follow(m_list, m_target)) {
+        case session::ScreenFollower::Change::None:
+            break;
+        case session::ScreenFollower::Change::Gone:
+            m_session.createSender(m_target.senderName);  // One that captures nothing.
+            m_changed = true;
+            break;
+        case session::ScreenFollower::Change::New:
+            apply();
+            break;
+    }
+}
+
 void Publisher::apply() {
-    if (m_paused) {
+    if (m_paused || m_follower.gone()) {
         m_changed = true;
         return;
     }
@@ -126,17 +143,26 @@ void Publisher::resume() {
         return;
     }
     HV_INFO("\"{}\" continues", m_target.senderName);
-    if (m_changed) {
+    if (m_changed && !m_follower.gone()) {
         restart();
     }
     m_session.start();
+}
+
+std::string Publisher::problem() const {
+    return m_follower.gone()
+               ? fmt::format(
+                     "the screen \"{}\" is gone, switched off or disconnected; it is sent again "
+                     "when it is back",
+                     m_target.output)
+               : problemOf(m_session.captureStatus());
 }
 
 Publisher::State Publisher::state() const {
     const CaptureStatus capture = m_session.captureStatus();
     State state = {m_session.status(), m_target, m_paused, !m_session.sender()->isDxSender()};
     state.slow = capture.slow;
-    state.problem = problemOf(capture);
+    state.problem = problem();
     state.needsPermission = needsPermission(capture.state);
     return state;
 }
@@ -159,7 +185,7 @@ void Publisher::followCapture() {
 
 bool Publisher::isAlive() {
     const std::uint64_t passes = m_session.sender()->passes();
-    return std::exchange(m_lastPasses, passes) != passes || m_paused;
+    return std::exchange(m_lastPasses, passes) != passes || m_paused || m_follower.gone();
 }
 
 }  // namespace cli

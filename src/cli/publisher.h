@@ -3,6 +3,7 @@
 #include <string>
 
 #include "cli/plan.h"
+#include "session/screenfollower.h"
 
 namespace cli {
 
@@ -34,11 +35,17 @@ public:
     };
     [[nodiscard]] State state() const;
 
+    /// To be called when monitors may have come, gone, moved or changed their mode. All of a screen
+    /// stays all of it, a region keeps its place; a screen that has gone is sent again when it is
+    /// back.
+    void followScreens();
+
     /// Pauses when the desktop has withdrawn the screen, and follows it to another output. To be
     /// called now and then in a Wayland session.
     void followCapture();
 
-    /// Whether the sending thread has run since the last call; always true while paused.
+    /// Whether the sending thread has run since the last call; always true while none is expected
+    /// to: paused, or without the screen.
     [[nodiscard]] bool isAlive();
 
     /// Withdraws the source from the network.
@@ -47,11 +54,13 @@ public:
 private:
     void apply();
     void restart();
+    [[nodiscard]] std::string problem() const;
 
     const Collaborators m_collaborators;
     session::SendSession m_session;
     session::ScreenList m_list;
     session::Target m_target;
+    session::ScreenFollower m_follower;
     bool m_paused = false;
     bool m_changed = false;  ///< m_target since the sender was opened.
     std::uint64_t m_lastPasses = 0;

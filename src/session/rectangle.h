@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "screens/screensdetector.h"
@@ -33,6 +34,12 @@ struct Rectangle {
 [[nodiscard]] inline bool contains(const Rectangle& outer, const Rectangle& inner) {
     return inner.x >= outer.x && inner.y >= outer.y && inner.x + inner.w <= outer.x + outer.w &&
            inner.y + inner.h <= outer.y + outer.h;
+}
+
+/// The position of a range of `length`, moved into the screen if it begins outside.
+[[nodiscard]] inline int moveInside(int position, int length, int screenBegin, int screenLength) {
+    const int end = screenBegin + screenLength;
+    return position >= end ? std::max(screenBegin, end - length) : std::max(screenBegin, position);
 }
 
 /// No region is narrower or lower.

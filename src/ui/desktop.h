@@ -2,7 +2,6 @@
 // Platform functions that Qt does not offer.
 
 #include <QWidget>
-#include <functional>
 
 namespace ui {
 
@@ -31,9 +30,5 @@ void leaveOutOfCapture(const QWidget& window);
 /// Wayland session the program is an X11 client where it can (Xwayland), because only such a one
 /// can lay its overlay over a screen. QT_QPA_PLATFORM overrules this.
 void chooseWindowSystem();
-
-/// While `owner` lives, calls `changed` on the GUI thread when the system reports that monitors
-/// have changed. May call too often.
-void onDisplayChange(QObject* owner, std::function<void()> changed);
 
 }  // namespace ui

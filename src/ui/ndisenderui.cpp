@@ -44,11 +44,14 @@ void NDISenderUI::initNDI() {
 }
 
 void NDISenderUI::startSender() {
-    if (m_screenGone) {
+    if (m_screenFollower.gone()) {
         return;  // followScreens() goes on when it is back.
     }
-    m_session.open({m_outputName, m_curScreenIndex, m_curScreen, findOutputDeviceName(m_curScreen),
-                    m_roi, m_frameRate});
+    m_session.open(target());
+}
+
+session::Target NDISenderUI::target() const {
+    return {m_outputName, m_curScreenIndex, m_curScreen, m_chosenOutput, m_roi, m_frameRate};
 }
 
 void NDISenderUI::applyIfSending() {
@@ -182,7 +185,7 @@ void NDISenderUI::showSourceStatus() {
     const bool sending = m_sendState == SendState::Sending;
     m_pTitleBar->setSourceDisplay(ui::describeSource(
         status, {m_session.hasSource(), sending && isRegionEmpty(), m_captureNote, m_sourceName,
-                 m_screenGone, sending ? m_session.captureStatus().slow : ""}));
+                 m_screenFollower.gone(), sending ? m_session.captureStatus().slow : ""}));
 
     QString toolTip = translated("zhResetEffectStr");
     if (!session::changedName(status, m_sourceName).empty()) {
@@ -232,8 +235,8 @@ void NDISenderUI::updateROIRanges() {
 
 void NDISenderUI::slotROIChanged(int x, int y, int w, int h) {
     // The capturer's cut of a region that begins outside the screen shears the frame.
-    const int insideX = ui::moveInside(x, w, m_curScreen.x, m_curScreen.width);
-    const int insideY = ui::moveInside(y, h, m_curScreen.y, m_curScreen.height);
+    const int insideX = session::moveInside(x, w, m_curScreen.x, m_curScreen.width);
+    const int insideY = session::moveInside(y, h, m_curScreen.y, m_curScreen.height);
     HV_INFO("the operator chooses the region {}x{} at {},{}{}", w, h, x, y,
             insideX != x || insideY != y ? "; it is moved into the screen" : "");
     setROI(insideX, insideY, w, h);
@@ -324,7 +327,7 @@ void NDISenderUI::slotScreenCbxChange(int index) {
     m_curScreenIndex = index;
     m_curScreen = m_screensMsg.screens[index];
     m_chosenOutput = findOutputDeviceName(m_curScreen);
-    m_screenGone = false;
+    m_screenFollower.choose();
     HV_INFO("screen {} is chosen: {}x{} at {},{}", index, m_curScreen.width, m_curScreen.height,
             m_curScreen.x, m_curScreen.y);
     setROI(m_curScreen.x, m_curScreen.y, m_curScreen.width, m_curScreen.height);

@@ -17,10 +17,10 @@
 #include <string>
 
 #include "session/collaborators.h"
+#include "session/screenfollower.h"
 #include "session/screenlist.h"
+#include "session/screenwatch.h"
 #include "session/sendsession.h"
-#include "ui/regionfollower.h"
-#include "ui/screenwatch.h"
 
 class CaptureROI;
 class QBoxLayout;
@@ -97,9 +97,8 @@ private:
     void watchScreens();
     void followScreens();
     void listScreens();
-    [[nodiscard]] int indexOfChosenScreen() const;
     void loseScreen();
-    void takeScreen(int index);
+    void takeScreen(const session::Target& target);
 
     // Control flow: ndisenderui.cpp.
     void initNDI();
@@ -121,6 +120,7 @@ private:
     [[nodiscard]] bool isRegionEmpty() const;
     void showSourceStatus();
     void startSender();
+    [[nodiscard]] session::Target target() const;
     [[nodiscard]] std::string findOutputDeviceName(const struScreenItem& screen) const;
     [[nodiscard]] QString iniPath() const;
     void writeSetting(const QString& key, const QString& value) const;
@@ -169,9 +169,8 @@ private:
     bool m_nameChanged = false;  ///< m_outputName takes effect at the next reset.
     std::int32_t m_curScreenIndex = 0;
     std::string m_chosenOutput;  ///< The device name of m_curScreen when it was chosen.
-    bool m_screenGone = false;   ///< m_curScreen is not in m_screensMsg any more.
-    ui::RegionFollower m_regionFollower;
-    std::unique_ptr<ui::ScreenWatch> m_screenWatch;
+    session::ScreenFollower m_screenFollower;
+    std::unique_ptr<session::ScreenWatch> m_screenWatch;
     QStringList m_screenNameList;
     std::string m_captureNote;  ///< Why there are no frames, for the title bar.
     bool m_forceUseOldCapture = false;

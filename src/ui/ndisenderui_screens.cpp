@@ -2,37 +2,35 @@
 
 #include <QSignalBlocker>
 #include <cstring>
-#include <utility>
 
 #include "support/log.h"
 #include "ui/captureroi.h"
 #include "ui/ndisenderui.h"
 
-namespace {
-
-QRect rectOf(const struScreenItem& screen) {
-    return {screen.x, screen.y, screen.width, screen.height};
-}
-
-}  // namespace
-
 void NDISenderUI::watchScreens() {
-    m_screenWatch = std::make_unique<ui::ScreenWatch>([this] { followScreens(); });
+    m_screenWatch = std::make_unique<session::ScreenWatch>([this] { followScreens(); });
 }
 
 void NDISenderUI::followScreens() {
+    using Change = session::ScreenFollower::Change;
     const struScreensMsg before = m_screensMsg;
     loadScreenList();
     const bool sameList = std::memcmp(&before, &m_screensMsg, sizeof before) == 0;
-    const int index = indexOfChosenScreen();
-    if (sameList && index == (m_screenGone ? -1 : m_curScreenIndex)) {
+    if (!sameList) {
+        HV_INFO("the screens have changed: {}", m_screenNameList.join(", ").toStdString());
+    }
+    session::Target now = target();
+    const Change change = m_screenFollower.follow(m_screenList, now);
+    if (sameList && change == Change::None) {
         return;
     }
-    HV_INFO("the screens have changed: {}", m_screenNameList.join(", ").toStdString());
-    if (index < 0) {
+    m_curScreenIndex = now.screenIndex;
+    m_curScreen = now.screen;
+    m_chosenOutput = now.output;
+    if (change == Change::Gone) {
         loseScreen();
-    } else {
-        takeScreen(index);
+    } else if (change == Change::New) {
+        takeScreen(now);
     }
     listScreens();
     showSourceStatus();
@@ -43,30 +41,10 @@ void NDISenderUI::listScreens() {
     const QSignalBlocker noChoice(m_pScreenCbx);
     m_pScreenCbx->clear();
     m_pScreenCbx->addItems(m_screenNameList);
-    m_pScreenCbx->setCurrentIndex(m_screenGone ? -1 : m_curScreenIndex);
-}
-
-/// -1: it is gone.
-int NDISenderUI::indexOfChosenScreen() const {
-    if (m_chosenOutput.empty()) {  // No adapters, so the place in the list has to do.
-        return m_curScreenIndex < m_screensMsg.count ? m_curScreenIndex : -1;
-    }
-    for (int i = 0; i != m_screensMsg.count; ++i) {
-        if (findOutputDeviceName(m_screensMsg.screens[i]) == m_chosenOutput) {
-            return i;
-        }
-    }
-    return -1;
+    m_pScreenCbx->setCurrentIndex(m_screenFollower.gone() ? -1 : m_curScreenIndex);
 }
 
 void NDISenderUI::loseScreen() {
-    if (std::exchange(m_screenGone, true)) {
-        return;
-    }
-    HV_WARN(
-        "screen {} (\"{}\") is gone, switched off or disconnected; nothing is sent until it is "
-        "back or another one is chosen",
-        m_curScreenIndex, m_chosenOutput);
     m_session.createSender(m_outputName);
     m_paramChanged = true;
     if (g_roiShown) {
@@ -75,22 +53,11 @@ void NDISenderUI::loseScreen() {
     m_pCaptureROI->slotCancel();
 }
 
-void NDISenderUI::takeScreen(int index) {
-    const bool returned = std::exchange(m_screenGone, false);
-    const struScreenItem before = std::exchange(m_curScreen, m_screensMsg.screens[index]);
-    m_curScreenIndex = index;
-    m_chosenOutput = findOutputDeviceName(m_curScreen);
-    const QRect now = rectOf(m_curScreen);
-    if (!returned && rectOf(before) == now) {
-        return;  // Another screen has changed.
-    }
-    const QRect region =
-        m_regionFollower.follow({m_roi.x, m_roi.y, m_roi.w, m_roi.h}, rectOf(before), now);
-    HV_INFO("screen {} (\"{}\") {} {}x{} at {},{}; the region becomes {}x{} at {},{}", index,
-            m_chosenOutput, returned ? "is back with" : "has changed to", now.width(), now.height(),
-            now.x(), now.y(), region.width(), region.height(), region.x(), region.y());
-    setROI(region.x(), region.y(), region.width(), region.height());
+void NDISenderUI::takeScreen(const session::Target& target) {
+    const Rectangle& region = target.region;
+    setROI(region.x, region.y, region.w, region.h);
     m_paramChanged = true;
     applyIfSending();
-    m_pCaptureROI->setScreenGeometry(now.x(), now.y(), now.width(), now.height());
+    const struScreenItem& screen = target.screen;
+    m_pCaptureROI->setScreenGeometry(screen.x, screen.y, screen.width, screen.height);
 }

@@ -8,6 +8,7 @@
 
 #include "receiving.h"
 #include "support/notifysocket.h"
+#include "support/virtualdisplay.h"
 
 namespace e2e {
 namespace {
@@ -51,6 +52,44 @@ TEST_F(Ndisend, SendsARegionMovesItWithoutARestartAndSaysGoodbye) {
     EXPECT_TRUE(QString::fromStdString(log()).endsWith("# \n //main:stopCallback()#21.\n"))
         << log();
     expectListed("E2E-console", false);
+}
+
+TEST_F(Ndisend, FollowsTheModeOfItsScreenAndWaitsForOneThatIsGone) {
+    const auto display = tests::VirtualDisplay::xorg();
+    const tests::DisplayVariable variable(display.name());
+    const auto set = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), {"xrandr", "--output", "DUMMY1"});
+        display.run(words);
+    };
+    display.run({"xrandr", "--addmode", "DUMMY1", "800x600"});
+    display.run({"xrandr", "--addmode", "DUMMY1", "640x480"});
+    set({"--mode", "800x600", "--pos", "1024x0"});
+    const auto whole = start({"--screen", "DUMMY1", "--json", "--name", "E2E-whole"});
+    const auto part = start({"--screen", "DUMMY1", "--json", "--name", "E2E-part", "--region",
+                             "500x400+1224+100", "--grab"});
+    const auto expectSent = [&](const char* all, const char* region, const QSize& size) {
+        EXPECT_TRUE(whole->says(all)) << whole->output() << log();
+        EXPECT_TRUE(part->says(region)) << part->output() << log();
+        const std::string file = path("received.png");
+        EXPECT_TRUE(tests::eventually(
+            [&] {
+                const auto monitor =
+                    startMonitor({"E2E-whole", "--wait", "20", "--seconds", "1", "--save", file},
+                                 path("monitor.out"));
+                (void)monitor->waitFor(60s);
+                return QImage(QString::fromStdString(file)).size() == size;
+            },
+            60s))
+            << log();
+    };
+    expectSent("800x600+1024+0", "500x400+1224+100", {800, 600});
+    set({"--mode", "640x480"});
+    expectSent("640x480+1024+0", "440x380+1224+100", {640, 480});
+    set({"--off"});
+    EXPECT_TRUE(whole->says("is gone, switched off")) << whole->output() << log();
+    EXPECT_TRUE(part->says("is gone, switched off")) << part->output() << log();
+    set({"--mode", "800x600", "--pos", "0x768"});
+    expectSent("800x600+0+768", "500x400+200+868", {800, 600});
 }
 
 TEST_F(Ndisend, RefusesANameThatIsTakenAndLeavesTheOtherSourceAlone) {

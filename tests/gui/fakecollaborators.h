@@ -19,8 +19,12 @@ public:
         int x, y, w, h;
     };
 
-    explicit FakeCollaborators(const std::vector<Screen>& screens) {
-        m_adaptors.emplace_back();
+    explicit FakeCollaborators(const std::vector<Screen>& screens) { arrange(screens); }
+
+    /// These are the screens from now on, each with an output: OUT-0, OUT-1 ...
+    void arrange(const std::vector<Screen>& screens) {
+        m_screens = {};
+        m_adaptors = {DeviceAdaptorInfo()};
         for (const Screen& screen : screens) {
             const std::string name = "OUT-" + std::to_string(m_screens.count);
             struScreenItem& item = m_screens.screens[m_screens.count++];

@@ -8,7 +8,6 @@
 #include "capture/pipewire/nudge.h"
 #include "support/wayland/modulelog.h"
 #include "support/wayland/outputs.h"
-#include "support/wayland/outputwatch.h"
 
 namespace capture::pipewire {
 namespace {
@@ -402,15 +401,17 @@ bool CastSession::outputThere() {
 void CastSession::waitForRecovery() {
     do {
         support::wayland::OutputWatch outputs;  // Before the look: nothing between both is missed.
+        bool changed = false;
         GHolder<GSource> source;
-        if (outputs.file() >= 0) {
-            source = m_loop.watch(outputs.file(), [&outputs] { outputs.dispatch(); });
+        if (outputs.alive()) {
+            source = m_loop.watch(outputs.file(),
+                                  [&] { changed = outputs.read() || !outputs.alive() || changed; });
         }
         std::optional<milliseconds> limit = m_pause;
         if (source && m_outputsListed && !outputThere()) {
             limit.reset();
         }
-        const auto news = [&] { return m_services->came() || outputs.changed(); };
+        const auto news = [&] { return m_services->came() || changed; };
         if (m_loop.runUntil(news, limit)) {
             m_pause = kFirstPause;
             m_services->forget();

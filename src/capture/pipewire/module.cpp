@@ -21,6 +21,10 @@ MODULE_EXPORT bool tarsinListOutputs(std::vector<support::wayland::Output>& outp
     return support::wayland::listOutputs(outputs, error);
 }
 
+MODULE_EXPORT support::MonitorEvents* tarsinWatchOutputs() {
+    return new support::wayland::OutputWatch;
+}
+
 MODULE_EXPORT void tarsinDescribeCast(support::wayland::CastSupport& support) {
     support = capture::pipewire::describeCast();
 }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/monitorevents.h"
+
 namespace support::wayland {
 
 /// One monitor as the compositor describes it.
@@ -34,6 +36,12 @@ using LogFunction = void (*)(int level, const char* file, const char* function, 
 /// `error` says why there are none. Takes two round trips.
 using ListOutputs = bool (*)(std::vector<Output>& outputs, std::string& error);
 inline constexpr char kListOutputs[] = "tarsinListOutputs";
+
+/// "tarsinWatchOutputs": tells from now on when the outputs of the compositor at WAYLAND_DISPLAY
+/// change. The caller owns the result, which is not alive where no compositor answers. Takes two
+/// round trips.
+using WatchOutputs = MonitorEvents* (*)();
+inline constexpr char kWatchOutputs[] = "tarsinWatchOutputs";
 
 /// What capturing the screen of a Wayland session needs, as far as it is there.
 struct CastSupport {

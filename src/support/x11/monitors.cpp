@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <tuple>
+#include <utility>
 
 namespace support::x11 {
 namespace {
@@ -59,6 +60,25 @@ Monitor describe(xcb_connection_t* connection, const xcb_randr_monitor_info_t& i
     }
     return monitor;
 }
+
+class Events : public MonitorEvents {
+public:
+    explicit Events(std::unique_ptr<Connection> connection) : m_connection(std::move(connection)) {
+        selectMonitorEvents(*m_connection);
+    }
+    [[nodiscard]] int file() const override { return xcb_get_file_descriptor(m_connection->get()); }
+    [[nodiscard]] bool read() override {
+        bool any = false;
+        while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(m_connection->get())}) {
+            any = true;
+        }
+        return any;
+    }
+    [[nodiscard]] bool alive() const override { return m_connection->alive(); }
+
+private:
+    const std::unique_ptr<Connection> m_connection;
+};
 
 }  // namespace
 
@@ -119,6 +139,12 @@ std::optional<std::uint8_t> selectMonitorEvents(const Connection& connection) {
     xcb_change_window_attributes(c, connection.root(), XCB_CW_EVENT_MASK, &events);
     xcb_flush(c);
     return firstEvent;
+}
+
+std::unique_ptr<MonitorEvents> watchMonitors() {
+    std::string ignored;
+    auto connection = Connection::open({}, ignored);
+    return connection ? std::make_unique<Events>(std::move(connection)) : nullptr;
 }
 
 }  // namespace support::x11

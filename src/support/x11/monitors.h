@@ -4,10 +4,12 @@
 #include <xcb/randr.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "support/monitorevents.h"
 #include "support/x11/connection.h"
 
 namespace support::x11 {
@@ -38,5 +40,9 @@ struct Monitor {
 /// root window and, where it has RandR, as RandR's events, whose first number is returned. Makes
 /// round trips.
 std::optional<std::uint8_t> selectMonitorEvents(const Connection& connection);
+
+/// The changes of the monitors of the display that DISPLAY names, on a connection of its own. Null
+/// when there is no such server.
+[[nodiscard]] std::unique_ptr<MonitorEvents> watchMonitors();
 
 }  // namespace support::x11

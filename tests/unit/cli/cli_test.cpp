@@ -154,6 +154,32 @@ TEST_F(Publishing, PausesWhenTheCaptureHasEndedAndSaysHowItIsAskedForAgain) {
               "it is gone; no answer; restart it; the command continue, or a restart, asks again");
 }
 
+TEST_F(Publishing, WaitsForAScreenThatIsGone) {
+    Publisher sending = publisher();
+    EXPECT_EQ(sending.begin(), "");
+    m_fakes.takeCalls();
+    m_fakes.arrange({{-1280, 0, 1280, 720}});
+    sending.followScreens();
+    EXPECT_EQ(m_fakes.takeCalls(), "dx gone, dx new N");
+    EXPECT_THAT(sending.state().problem, HasSubstr("\"OUT-1\" is gone"));
+    EXPECT_TRUE(sending.isAlive() && sending.isAlive()) << "no thread is expected to run";
+    EXPECT_EQ(sending.setRegion({8, 8, 640, 480}), "");
+    sending.pause();
+    sending.resume();
+    EXPECT_EQ(m_fakes.takeCalls(), "dx pause, dx start") << "what changed is kept for later";
+    m_fakes.arrange({{-1280, 0, 1280, 720}, {100, 0, 800, 600}});
+    sending.followScreens();
+    sending.followScreens();
+    EXPECT_EQ(m_fakes.takeCalls(), "dx reset, dx init 8 8 640 480 30 OUT-1, dx start");
+    EXPECT_EQ(sending.state().problem, "");
+
+    m_fakes.arrange({{-1280, 0, 1280, 720}});
+    sending.followScreens();
+    m_fakes.takeCalls();
+    EXPECT_EQ(sending.setScreen("0"), "");
+    EXPECT_EQ(m_fakes.takeCalls(), "dx reset, dx init 0 0 1280 720 30 OUT-0, dx start");
+}
+
 TEST_F(Publishing, IsAliveAsLongAsTheSendingThreadRuns) {
     Publisher sending = publisher();
     EXPECT_EQ(sending.begin(), "");

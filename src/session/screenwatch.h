@@ -3,11 +3,9 @@
 #include <QTimer>
 #include <functional>
 
-class QScreen;
+namespace session {
 
-namespace ui {
-
-/// Watches the desktop's monitors. Lives on the GUI thread.
+/// Watches the desktop's monitors. Lives on one thread with an event loop, and needs no windows.
 class ScreenWatch {
 public:
     /// Calls `changed` a moment after the monitors may have changed: come, gone, moved, or with
@@ -18,11 +16,11 @@ public:
     ScreenWatch& operator=(const ScreenWatch&) = delete;
 
 private:
-    void noteChange();
-    void watch(const QScreen& screen);
-
-    std::function<void()> m_changed;
     QTimer m_settled;
 };
 
-}  // namespace ui
+/// While `owner` lives, calls `changed` on its thread when the system reports that monitors have
+/// changed. May call too often. Each platform has its own implementation.
+void onDisplayChange(QObject* owner, std::function<void()> changed);
+
+}  // namespace session
