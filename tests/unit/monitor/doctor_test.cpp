@@ -84,6 +84,18 @@ TEST(Doctor, FindsFirewallRulesThatBlock) {
     EXPECT_THAT(of(diagnose(0), "firewall"),
                 HasSubstr("warning the policy of chain INPUT may block"));
     run("iptables -P INPUT ACCEPT; iptables -F; iptables -X");
+
+    run("ip6tables -P INPUT DROP; ip6tables -A INPUT -d ff02::fb/128 -p udp --dport 5353 -j ACCEPT;"
+        "nft add table ip6 t; nft 'add chain ip6 t out { type filter hook output priority 0; }';"
+        "nft add rule ip6 t out ip6 daddr ff02::fb udp dport 5353 drop");
+    EXPECT_EQ(of(diagnose(0), "firewall"),
+              "warning a rule in nftables' chain ip6 t out (handle 2) blocks multicast DNS to the "
+              "network (UDP port 5353) over IPv6\n"
+              "warning the policy of chain INPUT blocks receivers of a source (TCP port 5961) over "
+              "IPv6\n");
+    run("nft delete table ip6 t; ip6tables -A INPUT -p tcp --dport 5961:5980 -j ACCEPT");
+    EXPECT_THAT(of(diagnose(0), "firewall"), HasSubstr("ok nothing is blocked"));
+    run("ip6tables -P INPUT ACCEPT; ip6tables -F");
 }
 
 TEST(Doctor, CountsPortsInUse) {

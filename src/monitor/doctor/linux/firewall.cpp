@@ -37,6 +37,7 @@ const Need kNeeds[] = {
 struct Firewall {
     CommandResult nft = run("nft --json list ruleset");
     CommandResult iptables = run("iptables -S");
+    CommandResult ip6tables = run("ip6tables -S");
     bool ufw = run("ufw status").output.find("Status: active") != std::string::npos;
     bool firewalld = run("firewall-cmd --state").code == 0;
 
@@ -48,6 +49,7 @@ struct Firewall {
     [[nodiscard]] std::string names() const {
         std::string text = nft.code == 0 ? "nftables" : "";
         text += iptables.code == 0 ? (text.empty() ? "iptables" : ", iptables") : "";
+        text += ip6tables.code == 0 ? ", ip6tables" : "";
         text += ufw ? ", ufw" : "";
         return text + (firewalld ? ", firewalld" : "");
     }
@@ -63,20 +65,52 @@ struct Firewall {
     }
 };
 
-Decision decide(const Firewall& firewall, const Need& need) {
+/// By the rules alone.
+Decision decide(const Firewall& firewall, const Packet& packet) {
     // The tables that iptables and firewalld keep are read through their own tools.
-    std::vector<std::string> others = {"inet firewalld", "ip firewalld"};
+    std::vector<std::string> others = {"inet firewalld", "ip firewalld", "ip6 firewalld"};
+    const CommandResult& tables = packet.v6 ? firewall.ip6tables : firewall.iptables;
     Decision decision;
-    if (firewall.iptables.code == 0) {
-        others.emplace_back("ip filter");
-        decision = decide(parseIptables(firewall.iptables.output, need.packet));
+    if (tables.code == 0) {
+        others.emplace_back(packet.v6 ? "ip6 filter" : "ip filter");
+        decision = decide(parseIptables(tables.output, packet));
     }
-    const auto byNft = decide(parseNft(firewall.nft.output, need.packet, others));
-    decision = byNft.blocked > decision.blocked ? byNft : decision;
+    const auto byNft = decide(parseNft(firewall.nft.output, packet, others));
+    return byNft.blocked > decision.blocked ? byNft : decision;
+}
+
+Decision decide(const Firewall& firewall, const Need& need) {
+    Decision decision = decide(firewall, need.packet);
     if (firewall.firewalld && need.firewalld != nullptr && run(need.firewalld).code != 0) {
         decision = {Match::Yes, "the default zone of firewalld"};
     }
     return decision;
+}
+
+Finding describe(const Firewall& firewall, const Need& need, const Decision& decision) {
+    const bool certain = decision.blocked == Match::Yes;
+    return {certain ? Level::Problem : Level::Warning, kCheck,
+            fmt::format("{} {} {}", decision.rule, certain ? "blocks" : "may block", need.what),
+            need.meaning, firewall.advice()};
+}
+
+Findings describe(const Firewall& firewall, const Need& need) {
+    const Decision decision = decide(firewall, need);
+    Packet v6 = need.packet;
+    v6.v6 = true;
+    const Decision byV6 = decide(firewall, v6);
+    Findings findings;
+    if (decision.blocked != Match::No) {
+        findings.push_back(describe(firewall, need, decision));
+    }
+    if (byV6.blocked > decision.blocked) {
+        Finding finding = describe(firewall, need, byV6);
+        finding.level = Level::Warning;  // Most receivers use IPv4.
+        finding.finding += " over IPv6";
+        finding.meaning = "over IPv6 " + finding.meaning;
+        findings.push_back(finding);
+    }
+    return findings;
 }
 
 }  // namespace
@@ -93,14 +127,8 @@ Findings checkFirewall() {
     }
     Findings findings;
     for (const auto& need : kNeeds) {
-        const auto decision = decide(firewall, need);
-        if (decision.blocked != Match::No) {
-            const bool certain = decision.blocked == Match::Yes;
-            findings.push_back({certain ? Level::Problem : Level::Warning, kCheck,
-                                fmt::format("{} {} {}", decision.rule,
-                                            certain ? "blocks" : "may block", need.what),
-                                need.meaning, firewall.advice()});
-        }
+        const Findings some = describe(firewall, need);
+        findings.insert(findings.end(), some.begin(), some.end());
     }
     if (findings.empty()) {
         findings.push_back(

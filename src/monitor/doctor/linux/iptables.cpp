@@ -53,7 +53,7 @@ Match condition(const std::string& option, const std::string& value, const Packe
     if (option == "-i" || option == "-o") {
         return value == "lo" ? Match::No : Match::Maybe;
     }
-    if (option == "-d" && value.rfind("224.0.0.251/32", 0) == 0) {
+    if (option == "-d" && value == packet.group() + std::string(packet.v6 ? "/128" : "/32")) {
         return yesOrNo(!packet.tcp);
     }
     if (option == "--ctstate" || option == "--state") {
@@ -118,7 +118,9 @@ Ruleset parseIptables(const std::string& listing, const Packet& packet) {
             chain.policyDrop = words.back() == "DROP";
         } else if (words[0] == "-A") {
             chain.rules.push_back(ruleOf(Words(words.begin() + 2, words.end()), packet));
-            chain.rules.back().text = "the iptables rule \"" + line + "\"";
+            chain.rules.back().text =
+                std::string(packet.v6 ? "the ip6tables rule \"" : "the iptables rule \"") + line +
+                "\"";
         }
     }
     return ruleset;

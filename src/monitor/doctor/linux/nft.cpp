@@ -8,7 +8,10 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr char kGroup[] = "224.0.0.251";
+/// Also the protocol's name in a match.
+const char* familyOf(const Packet& packet) {
+    return packet.v6 ? "ip6" : "ip";
+}
 
 Match matchOf(bool matches) {
     return matches ? Match::Yes : Match::No;
@@ -44,14 +47,17 @@ Match payload(const Json& left, const Json& right, const Packet& packet) {
         return field == "dport" || (field == "sport" && !packet.tcp) ? contains(right, packet.port)
                                                                      : Match::Maybe;
     }
-    if (protocol == "icmp" || protocol == "icmpv6" || protocol == "ip6") {
+    if (protocol == "icmp" || protocol == "icmpv6" || protocol == (packet.v6 ? "ip" : "ip6")) {
         return Match::No;
     }
-    if (protocol == "ip" && field == "protocol") {
+    if (protocol != familyOf(packet)) {
+        return Match::Maybe;
+    }
+    if (field == "protocol" || field == "nexthdr") {
         return contains(right, packet.tcp ? "tcp" : "udp");
     }
-    if (protocol == "ip" && field == "daddr" && !packet.tcp && right.is_string()) {
-        return matchOf(right == kGroup);
+    if (field == "daddr" && !packet.tcp && right.is_string()) {
+        return matchOf(right == packet.group());
     }
     return Match::Maybe;
 }
@@ -61,10 +67,10 @@ Match meta(const std::string& key, const Json& right, const Packet& packet) {
         return contains(right, packet.tcp ? "tcp" : "udp");
     }
     if (key == "nfproto") {
-        return contains(right, "ipv4");
+        return contains(right, packet.v6 ? "ipv6" : "ipv4");
     }
     if (key == "protocol") {
-        return contains(right, "ip");
+        return contains(right, familyOf(packet));
     }
     const bool interface_ = key == "iifname" || key == "iif" || key == "oifname" || key == "oif";
     return interface_ && right == "lo" ? Match::No : Match::Maybe;
@@ -155,7 +161,7 @@ void addObject(const Json& object, const Packet& packet, const std::vector<std::
     const auto& json = isRule ? object["rule"] : object["chain"];
     const std::string family = json.value("family", "");
     const std::string table = family + " " + json.value("table", "");
-    if ((family != "ip" && family != "inet") ||
+    if ((family != familyOf(packet) && family != "inet") ||
         std::find(skipTables.begin(), skipTables.end(), table) != skipTables.end()) {
         return;
     }

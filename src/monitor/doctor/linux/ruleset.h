@@ -1,6 +1,6 @@
 #pragma once
 // What firewall rules do to one kind of packet. Rules are read as the tools list them:
-// nft --json (libnftables-json(5)) and iptables -S (iptables(8)).
+// nft --json (libnftables-json(5)), iptables -S and ip6tables -S (iptables(8)).
 
 #include <cstdint>
 #include <map>
@@ -13,7 +13,11 @@ namespace monitor::doctor {
 struct Packet {
     bool incoming = true;
     bool tcp = false;
-    std::uint16_t port = 0;  ///< Destination. UDP port 5353 goes to the group 224.0.0.251.
+    std::uint16_t port = 0;  ///< Destination. UDP port 5353 goes to group().
+    bool v6 = false;
+
+    /// That of multicast DNS.
+    [[nodiscard]] const char* group() const { return v6 ? "ff02::fb" : "224.0.0.251"; }
 };
 
 enum class Match { No, Maybe, Yes };
@@ -36,9 +40,11 @@ struct Chain {
 /// By name; those of nft are "family table chain".
 using Ruleset = std::map<std::string, Chain>;
 
-/// `skipTables`: names ("ip filter") of tables that are left out. Empty when `json` can't be read.
+/// The rules for packets of the packet's IP version. `skipTables`: names ("ip filter") of tables
+/// that are left out. Empty when `json` can't be read.
 [[nodiscard]] Ruleset parseNft(const std::string& json, const Packet& packet,
                                const std::vector<std::string>& skipTables);
+/// `listing`: of iptables, or of ip6tables for a packet of IPv6.
 [[nodiscard]] Ruleset parseIptables(const std::string& listing, const Packet& packet);
 
 struct Decision {
