@@ -147,25 +147,17 @@ std::string checkName(const std::string& name) {
     return {};
 }
 
-std::variant<Options, UsageError, Information> parseOptions(
-    const std::vector<std::string>& arguments) {
+support::Parsed<Options> parseOptions(const std::vector<std::string>& arguments) {
     Options options;
     CLI::App app("Publishes a screen, or a region of it, as a live NDI source. Needs no window.");
     support::prepareCommandLine(app, kUsage, kFooter);
     addSource(app, options);
     addNetwork(app, options);
     addOperation(app, options);
-    auto result = support::parseCommandLine(
-        app, "ndisend " TARSIN_VERSION, arguments, [](const std::vector<std::string>& words) {
+    return support::parseInto(
+        options, app, "ndisend " TARSIN_VERSION, arguments, [](const auto& words) {
             return words.empty() ? "" : fmt::format("unexpected word \"{}\"", words.front());
         });
-    if (auto* error = std::get_if<UsageError>(&result)) {
-        return *error;
-    }
-    if (auto* information = std::get_if<Information>(&result)) {
-        return *information;
-    }
-    return options;
 }
 
 }  // namespace cli

@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "session/rectangle.h"
@@ -34,8 +33,7 @@ struct Options {
 constexpr int kMostFrames = 120;  ///< Per second.
 
 /// `arguments` are those behind the program's name.
-[[nodiscard]] std::variant<Options, UsageError, Information> parseOptions(
-    const std::vector<std::string>& arguments);
+[[nodiscard]] support::Parsed<Options> parseOptions(const std::vector<std::string>& arguments);
 
 /// "1280x720+100+50", X and Y in the desktop; "+-100" is left of its origin. Empty: not such a
 /// text.

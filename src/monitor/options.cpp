@@ -162,24 +162,15 @@ std::string check(const std::vector<std::string>& words, const Options& options)
 
 }  // namespace
 
-std::variant<Options, UsageError, Information> parseOptions(
-    const std::vector<std::string>& arguments) {
+support::Parsed<Options> parseOptions(const std::vector<std::string>& arguments) {
     Options options;
     CLI::App app("Lists the NDI sources on the network, or receives from them.");
     support::prepareCommandLine(app, kUsage, kFooter);
     addSources(app, options);
     addReception(app, options);
     addOutput(app, options);
-    auto result =
-        support::parseCommandLine(app, "ndimonitor " TARSIN_VERSION, arguments,
-                                  [&](const auto& words) { return check(words, options); });
-    if (auto* error = std::get_if<UsageError>(&result)) {
-        return *error;
-    }
-    if (auto* information = std::get_if<Information>(&result)) {
-        return *information;
-    }
-    return options;
+    return support::parseInto(options, app, "ndimonitor " TARSIN_VERSION, arguments,
+                              [&](const auto& words) { return check(words, options); });
 }
 
 }  // namespace monitor

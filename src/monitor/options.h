@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "support/commandline.h"
@@ -38,7 +37,6 @@ using support::Information;
 using support::UsageError;
 
 /// `arguments` are those behind the program's name.
-[[nodiscard]] std::variant<Options, UsageError, Information> parseOptions(
-    const std::vector<std::string>& arguments);
+[[nodiscard]] support::Parsed<Options> parseOptions(const std::vector<std::string>& arguments);
 
 }  // namespace monitor

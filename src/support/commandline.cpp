@@ -22,9 +22,7 @@ private:
 };
 
 /// What is wrong with the words that no option took: an unknown option, or what `check` says.
-std::string describeExtras(
-    std::vector<std::string> words,
-    const std::function<std::string(const std::vector<std::string>& words)>& check) {
+std::string describeExtras(std::vector<std::string> words, const CheckWords& check) {
     const auto namesOnly = std::find(words.begin(), words.end(), "--");
     const auto option = std::find_if(words.begin(), namesOnly,
                                      [](const auto& word) { return word.rfind('-', 0) == 0; });
@@ -36,7 +34,7 @@ std::string describeExtras(
 }
 
 std::string parse(CLI::App& app, const std::vector<std::string>& arguments,
-                  const std::function<std::string(const std::vector<std::string>& words)>& check) {
+                  const CheckWords& check) {
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ArgumentMismatch& mismatch) {
@@ -60,9 +58,9 @@ void prepareCommandLine(CLI::App& app, const std::string& usage, const std::stri
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
-std::variant<std::monostate, UsageError, Information> parseCommandLine(
+std::optional<std::variant<UsageError, Information>> parseArguments(
     CLI::App& app, const std::string& version, const std::vector<std::string>& arguments,
-    const std::function<std::string(const std::vector<std::string>& words)>& check) {
+    const CheckWords& check) {
     app.set_help_flag("-h,--help", "Print this help");
     app.set_version_flag("--version", version, "Print the version");
     try {
