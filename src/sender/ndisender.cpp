@@ -84,8 +84,31 @@ bool NDISender::openDevice(const std::string& rate) {
         m_captureError = AVERROR_EXTERNAL;
         return false;
     }
-    const std::string size = std::to_string(m_w) + "x" + std::to_string(m_h);
+    int result = openDemuxer(device, rate);
+    if (result != 0) {
+        reportFailure("Couldn't open input stream.\n", result);
+        return false;
+    }
+    // A grabbing device reports its rate. Measuring it would block the window for 20 frames and
+    // send them late.
+    m_pVsFrame->demuxer->fps_probe_size = 0;
+    result = avformat_find_stream_info(m_pVsFrame->demuxer.get(), nullptr);
+    if (result < 0) {
+        reportFailure("Couldn't find stream information.\n", result);
+        return false;
+    }
+    result = av_find_best_stream(m_pVsFrame->demuxer.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (result < 0) {
+        reportFailure("Didn't find a video stream.\n", result);
+        return false;
+    }
+    m_pVsFrame->streamIndex = result;
+    return true;
+}
 
+/// FFmpeg's error number; 0: it is open.
+int NDISender::openDemuxer(const capture::GrabDevice& device, const std::string& rate) {
+    const std::string size = std::to_string(m_w) + "x" + std::to_string(m_h);
     AVDictionary* options = nullptr;
     av_dict_set_int(&options, device.optionX, m_x, 0);
     av_dict_set_int(&options, device.optionY, m_y, 0);
@@ -102,26 +125,7 @@ bool NDISender::openDevice(const std::string& rate) {
     }
     const support::DictionaryPtr unusedOptions(options);
     m_pVsFrame->demuxer.reset(demuxer);
-    if (result != 0) {
-        reportFailure("Couldn't open input stream.\n", result);
-        return false;
-    }
-
-    // A grabbing device reports its rate. Measuring it would block the window for 20 frames and
-    // send them late.
-    demuxer->fps_probe_size = 0;
-    result = avformat_find_stream_info(demuxer, nullptr);
-    if (result < 0) {
-        reportFailure("Couldn't find stream information.\n", result);
-        return false;
-    }
-    result = av_find_best_stream(demuxer, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (result < 0) {
-        reportFailure("Didn't find a video stream.\n", result);
-        return false;
-    }
-    m_pVsFrame->streamIndex = result;
-    return true;
+    return result;
 }
 
 bool NDISender::openDecoder() {

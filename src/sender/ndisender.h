@@ -14,6 +14,10 @@
 #include "sender/ndisenderbase.h"
 #include "support/ffmpeghandles.h"
 
+namespace capture {
+struct GrabDevice;
+}
+
 /// The demuxer and decoder of one opened capture.
 struct VsFrame {
     support::DemuxerPtr demuxer;
@@ -55,6 +59,7 @@ public:
 
 private:
     [[nodiscard]] bool openDevice(const std::string& rate);
+    [[nodiscard]] int openDemuxer(const capture::GrabDevice& device, const std::string& rate);
     [[nodiscard]] bool openDecoder();
     void reportFailure(const char* text, int error);
 

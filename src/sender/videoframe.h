@@ -1,4 +1,6 @@
 #pragma once
+// The frame description that both senders fill in: what it is before a region is known, and its
+// rate.
 
 #include <optional>
 
