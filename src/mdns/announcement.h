@@ -22,6 +22,10 @@ struct AnnouncementStatus {
     AnnounceState state = AnnounceState::Trying;
     std::string instance;  ///< The name announced, or the one that is being tried.
     std::string reason;    ///< Why it is not established; "" when it is, or when unknown.
+
+    bool operator==(const AnnouncementStatus& other) const {
+        return state == other.state && instance == other.instance && reason == other.reason;
+    }
 };
 
 /// A published service. Destroying it withdraws the service (goodbye, TTL 0). Until then threads of

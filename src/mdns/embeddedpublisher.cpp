@@ -142,10 +142,9 @@ std::shared_ptr<asio::io_context> EmbeddedPublisher::makeContext() {
 /// Everything is made anew afterwards: what threw may have left it half done.
 void EmbeddedPublisher::waitAfter(const std::exception& error) {
     constexpr std::chrono::seconds kRestartDelay{1};
-    unsigned suppressed = 0;
-    if (m_errorLog.allows(suppressed)) {
+    if (const auto more = m_errorLog.allows()) {
         HV_ERROR("the embedded multicast DNS responder failed: {}; starting it again{}",
-                 error.what(), support::moreLines(suppressed));
+                 error.what(), *more);
     }
     std::unique_lock lock(m_mutex);
     m_wake.wait_for(lock, kRestartDelay, [this] { return m_stop; });

@@ -128,10 +128,9 @@ void EmbeddedService::renameIfLost(Time now) {
     if (!m_names.takeNext()) {
         return;
     }
-    unsigned suppressed = 0;
-    if (m_statusLog.allows(suppressed)) {
+    if (const auto more = m_statusLog.allows()) {
         HV_WARN("\"{}\" is published by {}: the service is announced as \"{}\" from now on{}", lost,
-                m_responder.nameTakenBy(), m_names.current(), support::moreLines(suppressed));
+                m_responder.nameTakenBy(), m_names.current(), *more);
     }
     m_responder.rename(m_names.current(), now);
     sendOutgoing(now);
@@ -175,19 +174,18 @@ AnnouncementStatus EmbeddedService::status() const {
 
 void EmbeddedService::reportStatus() {
     const auto now = status();
-    if (m_reported && now.state == m_reported->state && now.instance == m_reported->instance &&
-        now.reason == m_reported->reason) {
+    if (now == m_reported) {
         return;
     }
     m_reported = now;
     const std::string as =
         fmt::format("\"{}\" is announced by the embedded multicast DNS responder as {}.local",
                     now.instance, m_responder.hostName());
-    unsigned suppressed = 0;
-    if (now.state == AnnounceState::Established && as != m_loggedAs &&
-        m_statusLog.allows(suppressed)) {
-        m_loggedAs = as;
-        HV_INFO("{}{}", as, support::moreLines(suppressed));
+    if (now.state == AnnounceState::Established && as != m_loggedAs) {
+        if (const auto more = m_statusLog.allows()) {
+            m_loggedAs = as;
+            HV_INFO("{}{}", as, *more);
+        }
     }
     m_onStatus(now);
 }

@@ -71,7 +71,6 @@ private:
         bool working = false;  ///< A retry succeeded.
     };
 
-    void useLinks(Time now);
     void sendOutgoing(Time now);
     void sendingFailed(const Link& link, Time now);
     void sendingSucceeded(const Link& link, Time now);

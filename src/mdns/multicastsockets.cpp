@@ -5,6 +5,7 @@
 #include <asio/ip/multicast.hpp>
 #include <asio/ip/unicast.hpp>
 #include <asio/ip/v6_only.hpp>
+#include <optional>
 #include <utility>
 
 #include "support/log.h"
@@ -144,10 +145,9 @@ bool MulticastSockets::sendToGroup(const Link& link, const dns::Bytes& bytes) {
 
 bool MulticastSockets::sendTo(const Link& link, const udp::endpoint& to, const dns::Bytes& bytes) {
     const auto error = send(link, to, bytes);
-    unsigned suppressed = 0;
-    if (error && m_unicastLog.allows(suppressed)) {
+    if (const auto more = error ? m_unicastLog.allows() : std::nullopt) {
         HV_WARN("an mDNS answer to {} was not sent: {}{}", to.address().to_string(),
-                error.message(), support::moreLines(suppressed));
+                error.message(), *more);
     }
     return !error;
 }

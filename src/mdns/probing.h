@@ -15,16 +15,10 @@ using Time = std::chrono::steady_clock::time_point;
 /// Three probes 250 ms apart, then two announcements one second apart.
 class LinkStartup {
 public:
-    enum class Phase {
-        Probing,     ///< The name may not be used yet.
-        Announcing,  ///< The name is ours.
-        Running,     ///< The same, and announced.
-    };
     enum class Action { None, Probe, Announce };
 
     explicit LinkStartup(Time first) : m_next(first) {}
 
-    [[nodiscard]] Phase phase() const { return m_phase; }
     [[nodiscard]] bool probing() const { return m_phase == Phase::Probing; }
 
     /// True once the first probe was sent; before it there is nothing to compare with another
@@ -44,6 +38,12 @@ public:
     [[nodiscard]] Time nextDue() const;
 
 private:
+    enum class Phase {
+        Probing,     ///< The name may not be used yet.
+        Announcing,  ///< The name is ours.
+        Running,     ///< The same, and announced.
+    };
+
     Phase m_phase = Phase::Probing;
     int m_sent = 0;  ///< Probes or announcements of this phase.
     Time m_next;

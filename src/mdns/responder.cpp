@@ -210,20 +210,24 @@ void Responder::receiveQuery(LinkEntry& entry, const udp::endpoint& from, const 
     }
     answerUnicast(entry, from, m_records.withoutKnown(state.on, query, byUnicast));
     byMulticast = m_records.withoutKnown(state.on, query, byMulticast);
-    if (byMulticast == 0) {
-        return;
+    if (byMulticast != 0) {
+        queueMulticast(state, from, query, byMulticast, now);
     }
-    if (probe) {
-        state.answers.add(from, byMulticast, now, AnswerQueue::Reason::Probe);
+}
+
+void Responder::queueMulticast(LinkState& link, const udp::endpoint& from,
+                               const dns::Message& query, unsigned records, Time now) {
+    if (!query.authorities.empty()) {
+        link.answers.add(from, records, now, AnswerQueue::Reason::Probe);
         return;
     }
     // Several hosts may answer for a shared record, so its answers are spread over time. A unique
     // record has one answer, which is sent at once.
-    const milliseconds delay = query.truncated                       ? randomDelay(400, 500)
-                               : (byMulticast & kSharedRecords) != 0 ? randomDelay(20, 120)
-                                                                     : milliseconds(0);
-    state.answers.add(
-        from, byMulticast, now + delay,
+    const milliseconds delay = query.truncated                   ? randomDelay(400, 500)
+                               : (records & kSharedRecords) != 0 ? randomDelay(20, 120)
+                                                                 : milliseconds(0);
+    link.answers.add(
+        from, records, now + delay,
         query.truncated ? AnswerQueue::Reason::TruncatedQuery : AnswerQueue::Reason::Query);
 }
 
@@ -279,18 +283,16 @@ void Responder::nameConflict(LinkState& link, const asio::ip::address& with, Tim
     m_nameTakenBy = isOwnAddress(with)
                         ? std::string("another program on this host")
                         : fmt::format("another host ({})", withoutScope(with).to_string());
-    const bool wasAnnounced = !link.startup.probing();
-    if (wasAnnounced) {
-        // RFC 6762, 9: back to probing, which decides whose name it is.
-        probeAgain(link, nextAttempt(now));
-    } else {
+    if (link.startup.probing()) {
         link.nameTaken = true;
         probeAgain(link, now + kTakenDelay);
+        return;
     }
-    unsigned suppressed = 0;
-    if (wasAnnounced && m_nameConflictLog.allows(suppressed)) {
+    // RFC 6762, 9: back to probing, which decides whose name it is.
+    probeAgain(link, nextAttempt(now));
+    if (const auto more = m_nameConflictLog.allows()) {
         HV_WARN("name conflict on {}: {} publishes \"{}\", too; probing again{}", link.on.name,
-                m_nameTakenBy, m_records.service().instance, support::moreLines(suppressed));
+                m_nameTakenBy, m_records.service().instance, *more);
     }
 }
 
@@ -298,12 +300,10 @@ void Responder::hostConflict(LinkState& link, const asio::ip::address& with, Tim
     noteConflict(now);
     const std::string before = hostName();
     m_records.renameHost();
-    unsigned suppressed = 0;
-    if (m_hostConflictLog.allows(suppressed)) {
+    if (const auto more = m_hostConflictLog.allows()) {
         HV_WARN(
             "host name conflict on {}: another machine ({}) is called {}.local; using {}.local{}",
-            link.on.name, withoutScope(with).to_string(), before, hostName(),
-            support::moreLines(suppressed));
+            link.on.name, withoutScope(with).to_string(), before, hostName(), *more);
     }
     const Time first = nextAttempt(now);
     for (auto& [key, state] : m_links) {

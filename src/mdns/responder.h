@@ -98,6 +98,8 @@ private:
 
     void receiveQuery(LinkEntry& entry, const asio::ip::udp::endpoint& from,
                       const dns::Message& query, Time now);
+    void queueMulticast(LinkState& link, const asio::ip::udp::endpoint& from,
+                        const dns::Message& query, unsigned records, Time now);
     void answerUnicast(const LinkEntry& entry, const asio::ip::udp::endpoint& to, unsigned records);
     void answerLegacy(const LinkEntry& entry, const asio::ip::udp::endpoint& to,
                       const dns::Message& query, unsigned records);

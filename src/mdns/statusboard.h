@@ -24,8 +24,7 @@ public:
     void set(const AnnouncementStatus& status) {
         {
             const std::lock_guard lock(m_mutex);
-            if (status.state == m_status.state && status.instance == m_status.instance &&
-                status.reason == m_status.reason) {
+            if (status == m_status) {
                 return;
             }
             m_status = status;

@@ -169,10 +169,9 @@ private:
                 return found->second;
             }
         }
-        unsigned suppressed = 0;
-        if (m_misuse.allows(suppressed)) {
-            HV_ERROR("{} was called with {} source ({} more such calls since the last line)",
-                     caller, instance == nullptr ? "no" : "a destroyed or unknown", suppressed);
+        if (const auto more = m_misuse.allows()) {
+            HV_ERROR("{} was called with {} source and does nothing{}", caller,
+                     instance == nullptr ? "no" : "a destroyed or unknown", *more);
         }
         return nullptr;
     }

@@ -1,9 +1,15 @@
 #pragma once
 // Limits the number of log lines that others cause: peers, drivers, callers.
+//
+//     if (const auto more = m_limit.allows()) {
+//         HV_WARN("what happened to {}{}", what, *more);
+//     }
 
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace support {
 
@@ -13,8 +19,9 @@ class LogLimit {
 public:
     explicit LogLimit(unsigned lines = 1) : m_lines(lines) {}
 
-    /// True: log now. `suppressed` is then the number of lines suppressed since the last one.
-    [[nodiscard]] bool allows(unsigned& suppressed) {
+    /// Unset: don't log. Else the text for the end of the line: " (3 more since the last line)", or
+    /// "" when none was suppressed.
+    [[nodiscard]] std::optional<std::string> allows() {
         const auto now = std::chrono::steady_clock::now();
         const std::lock_guard lock(m_mutex);
         if (m_logged == 0 || now - m_windowStart >= std::chrono::seconds(10)) {
@@ -23,12 +30,12 @@ public:
         }
         if (m_logged == m_lines) {
             ++m_suppressed;
-            return false;
+            return std::nullopt;
         }
         ++m_logged;
-        suppressed = m_suppressed;
-        m_suppressed = 0;
-        return true;
+        const unsigned suppressed = std::exchange(m_suppressed, 0U);
+        return suppressed == 0 ? ""
+                               : " (" + std::to_string(suppressed) + " more since the last line)";
     }
 
 private:
@@ -38,10 +45,5 @@ private:
     unsigned m_logged = 0;
     unsigned m_suppressed = 0;
 };
-
-/// For the end of a limited line.
-[[nodiscard]] inline std::string moreLines(unsigned suppressed) {
-    return suppressed == 0 ? "" : " (" + std::to_string(suppressed) + " more since the last line)";
-}
 
 }  // namespace support

@@ -54,10 +54,9 @@ private:
     }
 
     void startAnew(const std::exception& error) {
-        unsigned suppressed = 0;
-        if (m_errorLog.allows(suppressed)) {
+        if (const auto more = m_errorLog.allows()) {
             HV_ERROR("announcing \"{}\" failed: {}; starting again{}", m_status.get().instance,
-                     error.what(), support::moreLines(suppressed));
+                     error.what(), *more);
         }
         m_embedded.reset();
         m_avahi.disconnect();
@@ -73,8 +72,7 @@ private:
             HV_INFO("an Avahi daemon has appeared; it takes over \"{}\"", m_names.current());
         }
         const auto status = m_avahi.publish();
-        if (status.state != m_logged.state || status.instance != m_logged.instance ||
-            status.reason != m_logged.reason) {
+        if (!(status == m_logged)) {
             m_logged = status;
             logDaemon(status);
             m_status.set(status);

@@ -10,8 +10,6 @@
 
 namespace ndi {
 
-using support::moreLines;
-
 namespace {
 
 /// Bytes that the reader may keep allocated between messages.
@@ -167,10 +165,9 @@ void Receiver::onMessage(const wire::Message& message) {
         return;
     }
     if (message.header.kind != static_cast<std::uint16_t>(wire::Kind::Text) || !message.readable) {
-        unsigned suppressed = 0;
-        if (m_host.log().skipped.allows(suppressed)) {
+        if (const auto more = m_host.log().skipped.allows()) {
             HV_DEBUG("skipped a message of kind {}, version {} from {}{}", message.header.kind,
-                     message.header.version, peerName(), moreLines(suppressed));
+                     message.header.version, peerName(), *more);
         }
         return;
     }
@@ -178,25 +175,22 @@ void Receiver::onMessage(const wire::Message& message) {
 }
 
 void Receiver::onText(const wire::MalformedText& text) {
-    unsigned suppressed = 0;
-    if (m_host.log().malformed.allows(suppressed)) {
+    if (const auto more = m_host.log().malformed.allows()) {
         HV_WARN("ignored a text message from {} that is not XML: {}{}", peerName(), text.reason,
-                moreLines(suppressed));
+                *more);
     }
 }
 
 void Receiver::onText(const wire::UnknownText& text) {
-    unsigned suppressed = 0;
-    if (m_host.log().skipped.allows(suppressed)) {
-        HV_DEBUG("ignored the text {} from {}{}", text.element, peerName(), moreLines(suppressed));
+    if (const auto more = m_host.log().skipped.allows()) {
+        HV_DEBUG("ignored the text {} from {}{}", text.element, peerName(), *more);
     }
 }
 
 void Receiver::onText(const wire::VersionText& text) {
-    unsigned suppressed = 0;
-    if (m_host.log().versions.allows(suppressed)) {
+    if (const auto more = m_host.log().versions.allows()) {
         HV_DEBUG("{} reads versions: text {}, video {}, audio {}; sdk {} on {}{}", peerName(),
-                 text.text, text.video, text.audio, text.sdk, text.platform, moreLines(suppressed));
+                 text.text, text.video, text.audio, text.sdk, text.platform, *more);
     }
 }
 
@@ -227,10 +221,9 @@ void Receiver::onText(const wire::TallyText& text) {
         return;
     }
     m_tally = text;
-    unsigned suppressed = 0;
-    if (m_host.log().tally.allows(suppressed)) {
+    if (const auto more = m_host.log().tally.allows()) {
         HV_INFO("tally of {}: program {}, preview {}{}", peerName(), text.onProgram ? "on" : "off",
-                text.onPreview ? "on" : "off", moreLines(suppressed));
+                text.onPreview ? "on" : "off", *more);
     }
     m_host.tallyChanged(*this);
 }
@@ -245,13 +238,12 @@ void Receiver::chooseStream() {
     m_stream = choice;
     m_waiting.clear();
     m_awaitingFirstFrame = choice != StreamChoice::None;
-    unsigned suppressed = 0;
-    if (m_host.log().stream.allows(suppressed)) {
+    if (const auto more = m_host.log().stream.allows()) {
         HV_INFO("{} wants {}{}", peerName(),
                 choice == StreamChoice::None   ? "no video"
                 : choice == StreamChoice::Main ? "the main stream"
                                                : "the preview stream",
-                moreLines(suppressed));
+                *more);
     }
     m_host.streamChanged(*this);
 }

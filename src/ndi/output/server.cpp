@@ -12,8 +12,6 @@
 
 namespace ndi {
 
-using support::moreLines;
-
 namespace {
 
 using asio::ip::tcp;
@@ -55,10 +53,9 @@ bool Server::guarded(const char* what, Work work) noexcept {
         return true;
     } catch (...) {
         try {
-            unsigned suppressed = 0;
-            if (m_exceptions.allows(suppressed)) {
+            if (const auto more = m_exceptions.allows()) {
                 HV_ERROR("{}: {} failed and is started anew: {}{}", m_instance, what,
-                         exceptionText(), moreLines(suppressed));
+                         exceptionText(), *more);
             }
         } catch (...) {  // no memory even for the log line
         }
@@ -193,10 +190,8 @@ void Server::onAccept(Listener& listener, const asio::error_code& error, tcp::so
     } else if (error == asio::error::connection_aborted) {
         accept(listener);
     } else {
-        unsigned suppressed = 0;
-        if (m_acceptErrors.allows(suppressed)) {
-            HV_ERROR("{}: accepting a connection failed: {}{}", m_instance, error.message(),
-                     moreLines(suppressed));
+        if (const auto more = m_acceptErrors.allows()) {
+            HV_ERROR("{}: accepting a connection failed: {}{}", m_instance, error.message(), *more);
         }
         acceptLater(listener);
     }
@@ -216,18 +211,15 @@ void Server::admit(tcp::socket socket) {
     ReceiverHost& host = *this;
     const auto receiver = std::make_shared<Receiver>(std::move(socket), host, m_limits.receiver);
     if (const std::string reason = refusal(receiver->socket()); !reason.empty()) {
-        unsigned suppressed = 0;
-        if (m_log.notAllowed.allows(suppressed)) {
-            HV_WARN("{}: refused {}: {}{}", m_instance, receiver->peerName(), reason,
-                    moreLines(suppressed));
+        if (const auto more = m_log.notAllowed.allows()) {
+            HV_WARN("{}: refused {}: {}{}", m_instance, receiver->peerName(), reason, *more);
         }
         return;  // the last reference closes the connection
     }
     if (m_receivers.size() >= m_limits.receivers && !closeIdleReceiver()) {
-        unsigned suppressed = 0;
-        if (m_log.refused.allows(suppressed)) {
+        if (const auto more = m_log.refused.allows()) {
             HV_WARN("{}: refused {}: connection limit of {} reached{}", m_instance,
-                    receiver->peerName(), m_limits.receivers, moreLines(suppressed));
+                    receiver->peerName(), m_limits.receivers, *more);
         }
         return;  // the last reference closes the connection
     }
@@ -355,10 +347,9 @@ void Server::publishStatus() {
 
 void Server::joined(Receiver& receiver) {
     changed();
-    unsigned suppressed = 0;
-    if (m_log.joined.allows(suppressed)) {
+    if (const auto more = m_log.joined.allows()) {
         HV_INFO("{}: {} joined, receivers now: {}{}", m_instance, receiver.peerName(),
-                joinedCount(), moreLines(suppressed));
+                joinedCount(), *more);
     }
 }
 
@@ -373,16 +364,16 @@ void Server::left(Receiver& receiver, const std::string& reason) {
     support::LogLimit& limit = !receiver.endedByPeer() ? m_log.closed
                                : joined                ? m_log.left
                                                        : m_log.leftEarly;
-    unsigned suppressed = 0;
-    if (!limit.allows(suppressed)) {
+    const auto more = limit.allows();
+    if (!more) {
         return;
     }
     if (joined) {
         HV_INFO("{}: {} left: {}; {}; receivers now: {}{}", m_instance, receiver.peerName(), reason,
-                receiver.summary(), joinedCount(), moreLines(suppressed));
+                receiver.summary(), joinedCount(), *more);
     } else {
         HV_INFO("{}: {} left before asking for a stream: {}{}", m_instance, receiver.peerName(),
-                reason, moreLines(suppressed));
+                reason, *more);
     }
 }
 
@@ -413,10 +404,9 @@ void Server::tallyChanged(Receiver& /*receiver*/) {
         return;
     }
     m_echo = echo;
-    unsigned suppressed = 0;
-    if (m_log.onAir.allows(suppressed)) {
+    if (const auto more = m_log.onAir.allows()) {
         HV_INFO("{}: on program: {}, in preview: {}{}", m_instance, echo.onProgram ? "yes" : "no",
-                echo.onPreview ? "yes" : "no", moreLines(suppressed));
+                echo.onPreview ? "yes" : "no", *more);
     }
     const auto message = wire::makeTextMessage(wire::composeText(echo));
     for (const auto& receiver : m_receivers) {

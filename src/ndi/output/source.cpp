@@ -11,8 +11,6 @@
 
 namespace ndi {
 
-using support::moreLines;
-
 namespace {
 
 using std::chrono::steady_clock;
@@ -178,9 +176,8 @@ void Source::refuse(const std::string& error) {
         m_hinted = false;
         m_hintBroken = true;
     }
-    unsigned suppressed = 0;
-    if (m_refusals.allows(suppressed)) {
-        HV_ERROR("{}: a frame was not sent: {}{}", instance(), error, moreLines(suppressed));
+    if (const auto more = m_refusals.allows()) {
+        HV_ERROR("{}: a frame was not sent: {}{}", instance(), error, *more);
     }
 }
 
@@ -286,10 +283,8 @@ void Source::waitForSlot(const NDIlib_video_frame_v2_t& frame) {
 /// Call it within a catch block.
 void Source::reportException(const char* what) noexcept {
     try {
-        unsigned suppressed = 0;
-        if (m_encoderErrors.allows(suppressed)) {
-            HV_ERROR("{}: {} failed: {}{}", instance(), what, exceptionText(),
-                     moreLines(suppressed));
+        if (const auto more = m_encoderErrors.allows()) {
+            HV_ERROR("{}: {} failed: {}{}", instance(), what, exceptionText(), *more);
         }
     } catch (...) {  // no memory even for the log line
     }
@@ -298,10 +293,12 @@ void Source::reportException(const char* what) noexcept {
 void Source::reportMissing(const speedhq::EncodedStreams& streams, speedhq::Streams wanted) {
     const bool missing =
         (wanted.main && streams.main == nullptr) || (wanted.preview && streams.preview == nullptr);
-    unsigned suppressed = 0;
-    if (missing && m_encoderErrors.allows(suppressed)) {
+    if (!missing) {
+        return;
+    }
+    if (const auto more = m_encoderErrors.allows()) {
         HV_ERROR("{}: a frame of {}x{} could not be encoded{}", instance(), m_lastView.width,
-                 m_lastView.height, moreLines(suppressed));
+                 m_lastView.height, *more);
     }
 }
 
