@@ -197,20 +197,5 @@ TEST_F(JoinedNetworks, OneOfASourceAndAForeignServiceTakesAnotherName) {
         << AvahiDaemon::browse();
 }
 
-/// A crashed source stays in the caches of others until its time to live is over.
-TEST_F(Discovery, ACrashedSourceExpiresAfterItsTimeToLive) {
-    if (!longForm()) {
-        GTEST_SKIP() << "takes two minutes; RELIABILITY_LONG=1";
-    }
-    const AvahiDaemon avahi;
-    Process crashing(m_far.exec({RELIABILITY_SENDER, "Crash"}));
-    ASSERT_TRUE(crashing.says("ready"));
-    EXPECT_TRUE(AvahiDaemon::finds(";10.7.0.2;5961;"));
-    crashing.signal(SIGKILL);
-    EXPECT_THAT(AvahiDaemon::browse(), HasSubstr(";10.7.0.2;5961;")) << "cached";
-    sleepFor(125s);
-    EXPECT_THAT(AvahiDaemon::browse(), Not(HasSubstr(";10.7.0.2;5961;")));
-}
-
 }  // namespace
 }  // namespace reliability
