@@ -1,12 +1,11 @@
 #include "capture/pipewire/pixels.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "capture/pipewire/copyrowloops.h"
 
 namespace capture::pipewire {
 namespace {
-
-constexpr std::uint32_t kOpaque = 0xFF000000U;
 
 /// Side of the squares in which a turned image is copied: a column of source rows stays in the
 /// first-level cache.
@@ -49,51 +48,19 @@ Layout layoutOf(const Image& image) {
     return {0, x, y};
 }
 
-template <PixelOrder Order>
-std::uint32_t toBgra(std::uint32_t pixel) {
-    if constexpr (Order == PixelOrder::Rgbx) {
-        pixel = (pixel & 0xFF00U) | (pixel & 0xFFU) << 16 | (pixel >> 16 & 0xFFU);
-    } else if constexpr (Order == PixelOrder::Xrgb) {
-        pixel = pixel >> 24 | (pixel >> 8 & 0xFF00U) | (pixel << 8 & 0xFF0000U);
-    }
-    return pixel | kOpaque;
-}
-
-template <PixelOrder Order>
-void copyPixel(const std::uint8_t* source, std::uint8_t* dest) {
-    std::uint32_t pixel = 0;
-    std::memcpy(&pixel, source, 4);
-    pixel = toBgra<Order>(pixel);
-    std::memcpy(dest, &pixel, 4);
-}
-
-/// `right` is known where rows stay rows, so that the compiler makes vectors of the loop.
-template <PixelOrder Order>
-void copyRow(const std::uint8_t* source, std::ptrdiff_t right, std::uint8_t* dest, int width) {
-    if (right == 4) {
-        for (std::ptrdiff_t x = 0; x < width; ++x) {
-            copyPixel<Order>(source + x * 4, dest + x * 4);
-        }
-        return;
-    }
-    for (std::ptrdiff_t x = 0; x < width; ++x) {
-        copyPixel<Order>(source + x * right, dest + x * 4);
-    }
-}
-
 /// `source` and `dest` are those of the first pixel of the first row.
 template <PixelOrder Order>
-void copyRows(const std::uint8_t* source, const Layout& layout, int width, int height, bool byTiles,
-              std::uint8_t* dest, std::ptrdiff_t destStride) {
-    const int tileWidth = byTiles ? kTile : width;
-    const int tileHeight = byTiles ? kTile : height;
-    for (int top = 0; top < height; top += tileHeight) {
-        const int bottom = std::min(top + tileHeight, height);
-        for (int left = 0; left < width; left += tileWidth) {
-            const int columns = std::min(tileWidth, width - left);
+void copyTurned(const std::uint8_t* source, const Layout& layout, int width, int height,
+                std::uint8_t* dest, std::ptrdiff_t destStride) {
+    for (int top = 0; top < height; top += kTile) {
+        const int bottom = std::min(top + kTile, height);
+        for (int left = 0; left < width; left += kTile) {
+            const int right = std::min(left + kTile, width);
             for (int y = top; y < bottom; ++y) {
-                copyRow<Order>(source + left * layout.right + y * layout.down, layout.right,
-                               dest + y * destStride + std::ptrdiff_t{4} * left, columns);
+                for (int x = left; x < right; ++x) {
+                    copyPixel<Order>(source + x * layout.right + y * layout.down,
+                                     dest + y * destStride + std::ptrdiff_t{4} * x);
+                }
             }
         }
     }
@@ -144,17 +111,23 @@ void copyUpright(const Image& image, const Cut& cut, const support::RowSpan& spa
                                  (cut.y + span.first) * layout.down;
     dest += destStride * span.first + std::ptrdiff_t{4} * span.left;
     const int width = span.right - span.left;
-    const bool byTiles = turned(image.transform);
+    if (layout.right == 4) {
+        const CopyRow copyRow = copyRowOf(image.order);
+        for (int y = 0; y < span.count; ++y, source += layout.down, dest += destStride) {
+            copyRow(source, dest, static_cast<std::size_t>(width));
+        }
+        return;
+    }
     switch (image.order) {
         case PixelOrder::Bgrx:
-            return copyRows<PixelOrder::Bgrx>(source, layout, width, span.count, byTiles, dest,
-                                              destStride);
+            return copyTurned<PixelOrder::Bgrx>(source, layout, width, span.count, dest,
+                                                destStride);
         case PixelOrder::Rgbx:
-            return copyRows<PixelOrder::Rgbx>(source, layout, width, span.count, byTiles, dest,
-                                              destStride);
+            return copyTurned<PixelOrder::Rgbx>(source, layout, width, span.count, dest,
+                                                destStride);
         case PixelOrder::Xrgb:
-            return copyRows<PixelOrder::Xrgb>(source, layout, width, span.count, byTiles, dest,
-                                              destStride);
+            return copyTurned<PixelOrder::Xrgb>(source, layout, width, span.count, dest,
+                                                destStride);
     }
 }
 
