@@ -309,9 +309,11 @@ void CaptureROI::mousePressEvent(QMouseEvent* event) {
         m_lastX = at.x();
         m_lastY = at.y();
         if (event->button() == Qt::LeftButton && isOnFrame(at)) {
-            // A fast pointer leaves the frame, whose mask follows one event later.
+            // A fast pointer leaves the frame, whose mask follows one event later. The window
+            // system goes on sending its events here until the button is released. A grab of our
+            // own would begin and end later than that, and take the next click if the program is
+            // slow.
             m_dragging = true;
-            grabMouse();
         }
         return;
     }
@@ -386,10 +388,7 @@ void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {
 
 void CaptureROI::mouseReleaseEvent(QMouseEvent* event) {
     if (m_showMode) {
-        if (m_dragging) {
-            m_dragging = false;
-            releaseMouse();
-        }
+        m_dragging = false;
         if (m_moved) {
             emit signalConfirmROI(m_left, m_top, std::abs(m_right - m_left),
                                   std::abs(m_bottom - m_top));
