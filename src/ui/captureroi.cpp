@@ -287,6 +287,9 @@ void CaptureROI::grabDesktopImage() {
 /// A compositor puts a window on a screen of the program's choice only when it covers that screen.
 void CaptureROI::setVisible(bool visible) {
     if (visible && ui::overlayHidesScreen()) {
+        if (m_showMode) {
+            return;
+        }
         (void)winId();  // Creates the window's handle.
         windowHandle()->setScreen(
             QGuiApplication::screenAt(m_pixels.toQt(QPoint(m_originX, m_originY))));
@@ -297,8 +300,10 @@ void CaptureROI::setVisible(bool visible) {
 
 void CaptureROI::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    // The window is not mapped yet, so the grab shows the desktop without it.
-    grabDesktopImage();
+    if (!m_showMode) {
+        // The window is not mapped yet, so the grab shows the desktop without it.
+        grabDesktopImage();
+    }
     ui::keepOffTaskbar(*this);
     ui::leaveOutOfCapture(*this);
 }

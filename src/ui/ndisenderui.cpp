@@ -303,14 +303,14 @@ void NDISenderUI::slotShowAndHideROI() {
     if (g_roiShown) {
         m_pShowROIBtn->setText(translated("zhShowROIStr"));
         g_roiShown = false;
-        m_pCaptureROI->setShowROI(false);
-        m_pCaptureROI->update();
         m_pCaptureROI->hide();
+        m_pCaptureROI->setShowROI(false);
     } else {
         m_pShowROIBtn->setText(translated("zhHideROIStr"));
         g_roiShown = true;
-        m_pCaptureROI->show();
+        // In this order the window never covers more than the frame.
         m_pCaptureROI->setShowROI(true);
+        m_pCaptureROI->show();
         m_pCaptureROI->update();
         // A frame around the whole screen must not cover the button that hides it.
         raise();

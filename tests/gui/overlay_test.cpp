@@ -70,10 +70,9 @@ protected:
     }
     void showFrame(const QRect& region) const {
         overlay->setSelection(region.x(), region.y(), region.width(), region.height());
-        overlay->show();
-        // xcompmgr can miss a change of shape that comes while the window is being mapped.
-        waitUntilShown(overlay.get());
         overlay->setShowROI(true);
+        overlay->show();
+        waitUntilShown(overlay.get());
     }
 
     /// A pixel of the screen.
