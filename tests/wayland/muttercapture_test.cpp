@@ -13,48 +13,18 @@
 #include <filesystem>
 #include <fstream>
 
+#include "capture.h"
 #include "support/framecompare.h"
 #include "support/logcapture.h"
 #include "support/process.h"
-#include "support/utf8.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using tests::Capture;
 using tests::eventually;
 
-class Capture {
-public:
-    explicit Capture(const std::string& output, QSize size = {1280, 720},
-                     std::unique_ptr<ScreenCapturer> capturer = createScreenCapturer(),
-                     bool withPointer = false)
-        : m_image(size, QImage::Format_RGB32), m_capturer(std::move(capturer)) {
-        m_capturer->DrawPointer(withPointer);
-        m_capturer->InitCapture(support::wideFromUtf8(output).c_str());
-    }
-
-    bool read() {
-        return m_capturer->ReadScreenData(0, 0, m_image.width(), m_image.height(), m_image.bits());
-    }
-
-    /// Reads until `done` holds.
-    template <typename Done>
-    [[nodiscard]] bool readUntil(const Done& done) {
-        return eventually([&] { return read() && done(m_image); }, 20s);
-    }
-
-    [[nodiscard]] bool says(const std::string& text) const {
-        return eventually([&] { return status().reason.find(text) != std::string::npos; }, 20s);
-    }
-
-    [[nodiscard]] CaptureStatus status() const { return m_capturer->Status(); }
-    [[nodiscard]] ScreenCapturer& capturer() { return *m_capturer; }
-    [[nodiscard]] const QImage& image() const { return m_image; }
-
-private:
-    QImage m_image;
-    const std::unique_ptr<ScreenCapturer> m_capturer;
-};
+const QRect kSecond(0, 0, 1600, 1200);
 
 /// A window of one colour, 400x300. It becomes another one when told to.
 class Window {
@@ -74,17 +44,18 @@ public:
 
     void change() const { std::ofstream(m_orders) << "now" << std::endl; }
 
-    static int pixels(const QImage& image, QRgb colour) {
+    /// Whether the image shows all of it in that colour.
+    static bool isIn(const QImage& image, QRgb colour) {
         int count = 0;
         for (int i = 0; i < image.width() * image.height(); ++i) {
             count += image.pixel(i % image.width(), i / image.width()) == colour ? 1 : 0;
         }
-        return count;
+        return count == 400 * 300;
     }
+    static bool isShown(const QImage& image) { return isIn(image, kBefore); }
 
     static constexpr QRgb kBefore = 0xFFC08040;
     static constexpr QRgb kAfter = 0xFF40C080;
-    static constexpr int kPixels = 400 * 300;
 
 private:
     const std::string m_orders = std::string(std::getenv("SESSION_FOLDER")) + "/orders";
@@ -100,11 +71,8 @@ protected:
 TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
     const Window window;
     m_portal.grant("Meta-1");  // Where windows appear.
-    Capture capture("Meta-1", {1600, 1200});
-    ASSERT_TRUE(capture.readUntil([](const QImage& image) {
-        return Window::pixels(image, Window::kBefore) == Window::kPixels;
-    })) << m_log.text()
-        << capture.status().reason;
+    Capture capture("Meta-1", kSecond);
+    ASSERT_TRUE(capture.readUntil(Window::isShown)) << m_log.text() << capture.status().reason;
     // More than there are buffers in the stream: some of them have never held an image.
     const QImage before = capture.image().copy();
     for (int i = 0; i < 20; ++i) {
@@ -118,8 +86,7 @@ TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
     EXPECT_TRUE(eventually(
         [&] {
             m_portal.movePointer(++x, 200);
-            return capture.read() &&
-                   Window::pixels(capture.image(), Window::kAfter) == Window::kPixels;
+            return capture.read() && Window::isIn(capture.image(), Window::kAfter);
         },
         20s));
 }
@@ -128,10 +95,8 @@ TEST_F(Mutter, SendsBuffersForTheCursorThatAreNoFrames) {
 TEST_F(Mutter, SendsThePointerApartFromItsFrames) {
     const Window window;
     m_portal.grant("Meta-1");
-    Capture capture("Meta-1", {1600, 1200}, createScreenCapturer(), true);
-    ASSERT_TRUE(capture.readUntil([](const QImage& image) {
-        return Window::pixels(image, Window::kBefore) == Window::kPixels;
-    })) << m_log.text();
+    Capture capture("Meta-1", kSecond, true);
+    ASSERT_TRUE(capture.readUntil(Window::isShown)) << m_log.text();
     const QImage bare = capture.image().copy();
     int corner = 0;
     while (bare.pixel(corner % 1600, corner / 1600) != Window::kBefore) {
@@ -152,44 +117,40 @@ TEST_F(Mutter, CropsTheFramesOfAWindow) {
     const Window window;
     {
         m_portal.grant("Meta-1");
-        Capture shown("Meta-1", {1600, 1200});
-        ASSERT_TRUE(shown.readUntil([](const QImage& image) {
-            return Window::pixels(image, Window::kBefore) == Window::kPixels;
-        })) << m_log.text();
+        Capture shown("Meta-1", kSecond);
+        ASSERT_TRUE(shown.readUntil(Window::isShown)) << m_log.text();
     }
     m_portal.grant("window");
-    Capture capture("", {400, 300});
-    EXPECT_TRUE(capture.readUntil([](const QImage& image) {
-        return Window::pixels(image, Window::kBefore) == Window::kPixels;
-    })) << m_log.text();
+    Capture capture("", {0, 0, 400, 300});
+    EXPECT_TRUE(capture.readUntil(Window::isShown)) << m_log.text();
     EXPECT_TRUE(m_log.says("captured through PipeWire, 400x300")) << m_log.text();
 }
 
 TEST_F(Mutter, EndsTheCastThatTheUserStops) {
     m_portal.grant("Meta-0");
     Capture capture("Meta-0");
-    ASSERT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    ASSERT_TRUE(capture.readsAtAll()) << m_log.text();
     m_portal.stopSharing();
     EXPECT_TRUE(capture.says("stopped from the desktop")) << m_log.text();
     EXPECT_TRUE(capture.status().ended);
     EXPECT_EQ(m_portal.calls("Start"), 1);
     capture.capturer().Resume();
     capture.capturer().Resume();
-    EXPECT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    EXPECT_TRUE(capture.readsAtAll()) << m_log.text();
     EXPECT_EQ(m_log.count("stopped from the desktop"), 1) << m_log.text();
 }
 
 TEST_F(Mutter, TakesAMonitorAwayAndBringsItBack) {
     const auto plugIn = [this] {
         m_portal.grant("virtual");
-        auto monitor = std::make_unique<Capture>("", QSize(1920, 1080));
-        EXPECT_TRUE(monitor->readUntil([](const QImage&) { return true; })) << m_log.text();
+        auto monitor = std::make_unique<Capture>("", QRect(0, 0, 1920, 1080));
+        EXPECT_TRUE(monitor->readsAtAll()) << m_log.text();
         return monitor;
     };
     auto monitor = plugIn();
     m_portal.grant("Meta-2");
     Capture capture("Meta-2");
-    ASSERT_TRUE(capture.readUntil([](const QImage&) { return true; })) << m_log.text();
+    ASSERT_TRUE(capture.readsAtAll()) << m_log.text();
     monitor.reset();
     EXPECT_TRUE(eventually([&] { return capture.status().state == CaptureState::Interrupted; }))
         << m_log.text();
@@ -205,7 +166,7 @@ TEST_F(Mutter, HasAPortalThatLeavesQuestionsUnanswered) {
     m_portal.leaveUnanswered("CreateSession");
     const capture::pipewire::PortalLimits limits = {1000ms, 100ms};
     Capture capture(
-        "Meta-0", {1280, 720},
+        "Meta-0", {0, 0, 1280, 720}, false,
         std::make_unique<PipeWireCaptureScreen>(capture::pipewire::TokenStore(), limits));
     EXPECT_TRUE(capture.says("did not answer CreateSession"));
     EXPECT_EQ(capture.status().state, CaptureState::Unable);
@@ -218,7 +179,7 @@ TEST_F(Mutter, HasAPortalThatLeavesQuestionsUnanswered) {
     m_portal.leaveUnanswered("");
     EXPECT_EQ(m_portal.calls("Close"), 0);
     capture.capturer().Resume();
-    EXPECT_TRUE(capture.readUntil([](const QImage&) { return true; })) << capture.status().reason;
+    EXPECT_TRUE(capture.readsAtAll()) << capture.status().reason;
     EXPECT_EQ(m_portal.calls("Close"), 1);
 }
 

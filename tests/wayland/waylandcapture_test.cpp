@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "capture/screencapturer.h"
+#include "capture.h"
 #include "support/footprint.h"
 #include "support/framecompare.h"
 #include "support/logcapture.h"
@@ -31,74 +31,20 @@ using tests::timesAsked;
 constexpr char kFirst[] = "HEADLESS-1";
 constexpr char kSecond[] = "HEADLESS-2";
 
-/// A capturer with the buffer that it reads into.
-class Capture {
+class Capture : public tests::Capture {
 public:
-    explicit Capture(const std::string& output, QRect area = {0, 0, 1280, 720},
-                     bool withPointer = false)
-        : m_area(area), m_image(area.size(), QImage::Format_RGB32) {
-        m_image.fill(Qt::black);
-        m_capturer->DrawPointer(withPointer);
-        const auto name = support::wideFromUtf8(output);
-        EXPECT_TRUE(m_capturer->InitCapture(name.c_str()));
-    }
-
-    bool read() {
-        const QImage before = m_image.copy();
-        if (!m_capturer->ReadScreenData(m_area.x(), m_area.y(), m_area.width(), m_area.height(),
-                                        m_image.bits())) {
-            return false;
-        }
-        const auto& dirty = m_capturer->DirtyRows();
-        m_partialReads += dirty.known ? 1 : 0;
-        for (int y = 0, span = 0; dirty.known && y < m_image.height(); ++y) {
-            const auto count = static_cast<int>(dirty.spans.size());
-            while (span < count && y >= dirty.spans[std::size_t(span)].first +
-                                            dirty.spans[std::size_t(span)].count) {
-                ++span;
-            }
-            if (span == count || y < dirty.spans[std::size_t(span)].first) {
-                EXPECT_EQ(memcmp(m_image.scanLine(y), before.constScanLine(y),
-                                 std::size_t(m_image.bytesPerLine())),
-                          0)
-                    << "row " << y << " changed untold";
-            }
-        }
-        return true;
-    }
+    using tests::Capture::Capture;
 
     /// Reads until the buffer is what the output shows.
     [[nodiscard]] bool shows(const std::string& output) {
-        return eventually(
-            [&] {
-                const QImage wanted = screenshot(output).copy(m_area);
-                for (int i = 0; i < 10; ++i) {
-                    read();
-                }
-                return m_image == wanted;
-            },
-            20s);
+        return eventually([&] {
+            const QImage wanted = screenshot(output).copy(area());
+            for (int i = 0; i < 10; ++i) {
+                read();
+            }
+            return image() == wanted;
+        });
     }
-
-    [[nodiscard]] bool readsAtAll(std::chrono::milliseconds limit = 10s) {
-        return eventually([this] { return read(); }, limit);
-    }
-
-    /// Waits for a status with that text.
-    [[nodiscard]] bool says(const std::string& text) {
-        return eventually(
-            [&] { return m_capturer->Status().reason.find(text) != std::string::npos; }, 20s);
-    }
-
-    [[nodiscard]] ScreenCapturer& capturer() { return *m_capturer; }
-    [[nodiscard]] int partialReads() const { return m_partialReads; }
-    [[nodiscard]] const QImage& image() const { return m_image; }
-
-private:
-    const QRect m_area;
-    QImage m_image;
-    std::unique_ptr<ScreenCapturer> m_capturer = createScreenCapturer();
-    int m_partialReads = 0;
 };
 
 std::string tokenFile(const std::string& output) {
@@ -128,7 +74,7 @@ TEST_F(Frames, AreWhatTheOutputShows) {
     showPattern(kFirst, 1);
     Capture capture(kFirst);
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
-    EXPECT_EQ(capture.capturer().Status().reason, "");
+    EXPECT_EQ(capture.status().reason, "");
     const int whole = capture.partialReads();
     // A terminal in which one character at a time changes: the rest of the frame is told to be as
     // it was.
@@ -155,7 +101,7 @@ TEST_F(Frames, OfTwoOutputsGoToTwoCapturersAndRegionsAreCut) {
     showPattern(kSecond, 4);
     EXPECT_TRUE(first.shows(kFirst));
     EXPECT_TRUE(second.shows(kSecond)) << m_log.text();
-    EXPECT_EQ(second.capturer().Status().output, "");
+    EXPECT_EQ(second.status().output, "");
 
     // A region of another place in the same cast, at once although nothing changes.
     const auto name = support::wideFromUtf8(kFirst);
@@ -175,12 +121,12 @@ TEST_F(Frames, BeginWithTheLastImageOfAStillScreen) {
     qunsetenv("DISPLAY");  // Without Xwayland nothing makes this portal send a first frame.
     Capture capture(kFirst);
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
-    EXPECT_EQ(capture.capturer().Status().state, CaptureState::LastImage);
+    EXPECT_EQ(capture.status().state, CaptureState::LastImage);
     EXPECT_EQ(capture.capturer().Still(kFirst).width, 1280);
     EXPECT_EQ(capture.capturer().Still("nowhere").width, 0);
     showPattern(kFirst, 13);
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
-    EXPECT_EQ(capture.capturer().Status().state, CaptureState::Running);
+    EXPECT_EQ(capture.status().state, CaptureState::Running);
     qputenv("DISPLAY", display);
 }
 
@@ -237,10 +183,10 @@ TEST_F(Release, LeavesNothingBehindAfterAHundredCaptures) {
     const auto once = [] {
         Capture capture(kFirst);
         const bool granted = eventually([&] {
-            const std::string text = capture.capturer().Status().reason;
+            const std::string text = capture.status().reason;
             return text.empty() || text.find("first change") != std::string::npos;
         });
-        const std::string last = capture.capturer().Status().reason;
+        const std::string last = capture.status().reason;
         capture.capturer().ReleaseAll();
         return granted ? "" : last;
     };
@@ -267,37 +213,12 @@ TEST_F(Permission, IsAskedForOnceAndKeptFromOthers) {
     EXPECT_EQ(info.st_mode & 0777, 0600U);
 }
 
-TEST_F(Permission, RefusedIsSaidOnceAndAskedForAgainWhenSendingGoesOn) {
-    pick("");
-    Capture capture(kFirst);
-    EXPECT_TRUE(capture.says("the permission was refused"));
-    EXPECT_TRUE(capture.capturer().Status().ended);
-    EXPECT_FALSE(capture.read());
-    EXPECT_EQ(m_log.count("no screen capture"), 1) << m_log.text();
-    pick(kFirst);
-    capture.capturer().Resume();  // The start that follows InitCapture().
-    EXPECT_TRUE(capture.capturer().Status().ended);
-    capture.capturer().Resume();
-    showPattern(kFirst, 40);
-    EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
-}
-
-TEST_F(Permission, ForAnotherOutputIsFollowedAndSaid) {
-    pick(kSecond);
-    Capture capture(kFirst, {0, 0, 1600, 1200});
-    ASSERT_TRUE(eventually([&] { return capture.capturer().Status().output == kSecond; }))
-        << m_log.text();
-    showPattern(kSecond, 50);
-    EXPECT_TRUE(capture.shows(kSecond)) << m_log.text();
-    EXPECT_EQ(m_log.count("granted output \"HEADLESS-2\" instead of \"HEADLESS-1\""), 1);
-}
-
 TEST_F(Permission, IsAbsentWithoutAPortal) {
     sessionPart("stop", "portal");
     sessionPart("stop", "backend");
     Capture capture(kFirst);
     EXPECT_TRUE(capture.says("no desktop portal offers screen casts")) << m_log.text();
-    EXPECT_TRUE(capture.capturer().Status().ended);
+    EXPECT_TRUE(capture.status().ended);
     sessionPart("start", "backend");
     sessionPart("start", "portal");
     capture.capturer().Resume();
@@ -340,10 +261,10 @@ TEST_P(RecoveryOf, ComesByTheStoredPermission) {
         [&] {
             showColour(kFirst, "#306090");
             showPattern(kFirst, 71);
-            return capture.capturer().Status().reason.empty();
+            return capture.status().reason.empty();
         },
         40s))
-        << m_log.text() << capture.capturer().Status().reason;
+        << m_log.text() << capture.status().reason;
     EXPECT_TRUE(capture.shows(kFirst)) << m_log.text();
     EXPECT_EQ(m_log.count("was interrupted"), 1) << m_log.text();
     EXPECT_EQ(m_log.count("goes on, "), 1) << m_log.text();
