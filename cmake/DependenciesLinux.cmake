@@ -11,3 +11,11 @@ pkg_check_modules(wayland REQUIRED IMPORTED_TARGET wayland-client)
 pkg_check_modules(pipewire REQUIRED IMPORTED_TARGET libpipewire-0.3)
 pkg_check_modules(gio REQUIRED IMPORTED_TARGET gio-2.0 gio-unix-2.0)
 pkg_check_modules(wayland_protocols_data REQUIRED wayland-protocols)
+# For the overlay's own program.
+if(NOT TARSIN_ENGINE_ONLY)
+    find_package(LayerShellQt QUIET)
+    if(NOT LayerShellQt_FOUND)
+        message(STATUS "No LayerShellQt (liblayershellqtinterface-dev): with Qt's own Wayland platform "
+                       "regions are drawn on an image of the screen")
+    endif()
+endif()

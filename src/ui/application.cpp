@@ -1,5 +1,6 @@
 #include "ui/application.h"
 
+#include <QFont>
 #include <QGuiApplication>
 
 #include "ui/desktop.h"
@@ -12,6 +13,14 @@ void prepareApplication() {
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
         Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+void substituteFonts() {
+    for (const char* family : {"Microsoft YaHei", "MicrosoftYaHei"}) {
+        if (QFont::substitutes(family).isEmpty()) {
+            QFont::insertSubstitutions(family, {"Liberation Sans", "Noto Sans CJK SC"});
+        }
+    }
 }
 
 }  // namespace ui

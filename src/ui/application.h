@@ -7,4 +7,8 @@ namespace ui {
 /// every screen, with fractional factors as the desktop sets them.
 void prepareApplication();
 
+/// The style sheets name a font of Windows. Where it is missing, Latin and Cyrillic letters use a
+/// family that is narrow enough for the layout, Chinese and Korean ones another.
+void substituteFonts();
+
 }  // namespace ui

@@ -18,6 +18,7 @@ constexpr QSize kBarSize(100, 40);
 constexpr QPoint kBarOffset(-108, -40);  ///< From the selection's end to the button bar.
 constexpr QPoint kTipOffset(-68, -31);   ///< From the pointer to the size tool tip.
 constexpr int kGrip = 6;                 ///< Physical pixels; width of an opaque frame.
+constexpr int kWideGrip = 12;  ///< Of the edge by which a frame that stays on top is held.
 
 QPen redPen(qreal width) {
     return QPen(QBrush(QColor(255, 0, 0, 255)), width, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
@@ -253,17 +254,18 @@ QRect CaptureROI::frameRect() const {
 /// can be used.
 void CaptureROI::updateMask() {
     if (!m_showMode) {
-        clearMask();
+        setShape({});
         return;
     }
     const QRect frame = frameRect();
     QRegion shape(m_pixels.coveringRect(frame.adjusted(-1, -1, 1, 1)));
-    if (!m_translucent) {
-        shape -= QRegion(m_pixels.coveringRect(frame.adjusted(kGrip, kGrip, -kGrip, -kGrip)));
+    if (!m_translucent || staysOnTop()) {
+        const int grip = m_translucent ? kWideGrip : kGrip;
+        shape -= QRegion(m_pixels.coveringRect(frame.adjusted(grip, grip, -grip, -grip)));
     }
     shape &= QRegion(rect());
     // Qt takes an empty region for "no mask", which would be the whole window.
-    setMask(shape.isEmpty() ? QRegion(-1, -1, 1, 1) : shape);
+    setShape(shape.isEmpty() ? QRegion(-1, -1, 1, 1) : shape);
 }
 
 /// Grabs the desktop where windows cannot be translucent.
@@ -341,8 +343,11 @@ void CaptureROI::mouseMoveEvent(QMouseEvent* event) {
 }
 
 /// Compares overlay coordinates with desktop coordinates: on a screen whose origin is not 0,0 the
-/// grab area is offset from the frame. Known and kept.
+/// grab area is offset from the frame. Known and kept, except where it could not be held at all.
 bool CaptureROI::isOnFrame(QPoint at) const {
+    if (staysOnTop()) {
+        return frameRect().adjusted(-1, -1, 1, 1).contains(at);
+    }
     return at.x() >= m_left && at.x() <= m_right && at.y() >= m_top && at.y() <= m_bottom;
 }
 
@@ -380,15 +385,18 @@ void CaptureROI::moveWhileSelecting(const QMouseEvent& event, QPoint at) {
     if (m_selected) {
         return;
     }
-    const QPoint pointer = m_pixels.toQt(QPoint(m_originX + at.x(), m_originY + at.y()));
-    QToolTip::showText(pointer + kTipOffset,
-                       QString("%1,%2").arg(at.x() - m_left).arg(at.y() - m_top));
+    showSize(at, QString("%1,%2").arg(at.x() - m_left).arg(at.y() - m_top));
     if ((event.buttons() & Qt::LeftButton) != 0) {
         m_right = at.x();
         m_bottom = at.y();
         m_workPixmap = m_basePixmap;
         update();
     }
+}
+
+void CaptureROI::showSize(QPoint at, const QString& size) {
+    const QPoint pointer = m_pixels.toQt(QPoint(m_originX + at.x(), m_originY + at.y()));
+    QToolTip::showText(pointer + kTipOffset, size);
 }
 
 void CaptureROI::mouseReleaseEvent(QMouseEvent* event) {

@@ -23,7 +23,8 @@
 /// rest of the desktop can be used.
 ///
 /// Where a window can cover a screen but not be laid over it (ui::overlayHidesScreen()), selection
-/// mode covers the whole screen with an image of it, and show mode shows nothing.
+/// mode covers the whole screen with an image of it, and show mode shows nothing. ui::makeOverlay()
+/// makes an overlay that has another process show it there, if possible.
 class CaptureROI : public QWidget {
     Q_OBJECT
 
@@ -32,20 +33,20 @@ public:
     CaptureROI(int width, int height, QWidget* parent);
 
     /// Moves the overlay to this part of the desktop and resizes it.
-    void setScreenGeometry(int x, int y, int w, int h);
+    virtual void setScreenGeometry(int x, int y, int w, int h);
 
     /// Sets the region in force, in desktop coordinates. Show mode frames it; a selection that is
     /// cancelled changes nothing about it.
-    void setSelection(int x, int y, int w, int h);
+    virtual void setSelection(int x, int y, int w, int h);
 
     /// Where the image comes from of a screen that the overlay hides; null images are allowed.
     void setImageSource(std::function<QImage()> source) { m_imageSource = std::move(source); }
 
     /// Enters selection mode, with nothing selected.
-    void beginSelection();
+    virtual void beginSelection();
 
     /// Enters (true) or leaves show mode.
-    void setShowROI(bool on);
+    virtual void setShowROI(bool on);
 
     void setOverlayWidth(int width) { m_width = width; }
     void setOverlayHeight(int height) { m_height = height; }
@@ -63,7 +64,7 @@ public slots:
     void setVisible(bool visible) override;
     void slotConfirm();
     void slotCancel();
-    void slotTranslate();
+    virtual void slotTranslate();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -72,6 +73,16 @@ protected:
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
+
+    /// Whether the overlay is above the program's window, too. The frame of show mode is then held
+    /// by its edge, and clicks inside it go to what is behind.
+    [[nodiscard]] virtual bool staysOnTop() const { return false; }
+
+    /// Restricts the window to this shape; empty: all of it.
+    virtual void setShape(const QRegion& shape) { setMask(shape); }
+
+    /// Shows the size of the selection while it is drawn, near the pointer at `at` of the overlay.
+    virtual void showSize(QPoint at, const QString& size);
 
 private:
     void createButtonBar();

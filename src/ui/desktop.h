@@ -2,6 +2,9 @@
 // Platform functions that Qt does not offer.
 
 #include <QWidget>
+#include <memory>
+
+class CaptureROI;
 
 namespace ui {
 
@@ -22,9 +25,12 @@ void leaveOutOfCapture(const QWidget& window);
 /// Whether a compositor places and moves windows, whatever a program asks for: a Wayland session.
 [[nodiscard]] bool compositorPlacesWindows();
 
-/// Whether a window can cover a screen but not be laid over it translucently: with Qt's own Wayland
-/// platform.
+/// Whether a window of this process can cover a screen but not be laid over it translucently: with
+/// Qt's own Wayland platform, unless its windows are layer surfaces.
 [[nodiscard]] bool overlayHidesScreen();
+
+/// The overlay that suits the desktop, for a desktop of this size.
+[[nodiscard]] std::unique_ptr<CaptureROI> makeOverlay(int width, int height);
 
 /// To be called before the application object is made; ui::prepareApplication() does so. In a
 /// Wayland session the program is an X11 client where it can (Xwayland), because only such a one

@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QFont>
 #include <QHBoxLayout>
 #include <QHostInfo>
 #include <QIcon>
@@ -11,6 +10,7 @@
 
 #include "session/savedsettings.h"
 #include "support/log.h"
+#include "ui/application.h"
 #include "ui/captureroi.h"
 #include "ui/desktop.h"
 #include "ui/fixedsize.h"
@@ -55,16 +55,6 @@ QHBoxLayout* row(Items*... items) {
     auto* layout = new QHBoxLayout;
     (layout->addWidget(items), ...);
     return layout;
-}
-
-/// The style sheet names a font of Windows. Where it is missing, Latin and Cyrillic letters use the
-/// first of these families, which is narrow enough for the layout; Chinese and Korean the second.
-void setFontSubstitutes() {
-    for (const char* family : {"Microsoft YaHei", "MicrosoftYaHei"}) {
-        if (QFont::substitutes(family).isEmpty()) {
-            QFont::insertSubstitutions(family, {"Liberation Sans", "Noto Sans CJK SC"});
-        }
-    }
 }
 
 }  // namespace
@@ -140,7 +130,7 @@ void NDISenderUI::loadSettings() {
 }
 
 void NDISenderUI::buildLayout() {
-    m_pCaptureROI = std::make_unique<CaptureROI>(m_desktopWidth, m_desktopHeight, nullptr);
+    m_pCaptureROI = ui::makeOverlay(m_desktopWidth, m_desktopHeight);
     m_pCaptureROI->setImageSource([this] { return imageOfScreen(); });
     m_pCaptureROI->hide();
     createNameAndScreenWidgets();
@@ -283,7 +273,7 @@ void NDISenderUI::connectWidgets() {
 void NDISenderUI::loadStyleSheet() {
     // Resources of a static library are not linked unless they are referenced.
     Q_INIT_RESOURCE(ndiSender);
-    setFontSubstitutes();
+    ui::substituteFonts();
     QFile file(QString(":/qss/Resources/qss/") + "ndiSender.qss");
     if (file.open(QIODevice::ReadOnly)) {
         const QByteArray bytes = file.readAll();

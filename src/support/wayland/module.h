@@ -5,6 +5,7 @@
 // program loads it in a Wayland session only, so that an X11 session needs none of them. Program
 // and module come from one build, which the program checks; nothing else loads the module.
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,13 @@ struct ModuleError {
 /// `error` names what is missing; a later call tries again. The file is looked for beside the
 /// program, in ../lib/tarsinndi, and first in the folder that TARSIN_MODULES names.
 [[nodiscard]] void* moduleFunction(const char* name, ModuleError& error);
+
+/// Where `file`, which is delivered with the program, is: as for the module. Empty: `error` says
+/// that it is missing.
+[[nodiscard]] std::filesystem::path deliveredFile(const char* file, ModuleError& error);
+
+/// What the version of everything that is delivered with this program has to be.
+[[nodiscard]] const char* programVersion();
 
 /// "tarsinModuleVersion": what the program's own version has to be equal to, because both share C++
 /// classes. Valid for as long as the module is loaded.

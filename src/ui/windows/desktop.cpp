@@ -4,6 +4,7 @@
 
 #include "support/log.h"
 #include "support/windows/systemcall.h"
+#include "ui/captureroi.h"
 
 namespace ui {
 namespace {
@@ -65,6 +66,10 @@ bool compositorPlacesWindows() {
 
 bool overlayHidesScreen() {
     return false;
+}
+
+std::unique_ptr<CaptureROI> makeOverlay(int width, int height) {
+    return std::make_unique<CaptureROI>(width, height, nullptr);
 }
 
 void chooseWindowSystem() {}

@@ -81,7 +81,8 @@ bool compositorPlacesWindows() {
 }
 
 bool overlayHidesScreen() {
-    return QGuiApplication::platformName().startsWith("wayland");
+    return QGuiApplication::platformName().startsWith("wayland") &&
+           qgetenv("QT_WAYLAND_SHELL_INTEGRATION") != "layer-shell";
 }
 
 void chooseWindowSystem() {
