@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -37,6 +39,7 @@ constexpr char kSecond[] = "HEADLESS-2";
 constexpr QPoint kStart{190, 204};
 constexpr QPoint kScreen{195, 150};
 constexpr QPoint kSelectRegion{410, 95};
+constexpr QPoint kShowRegion{540, 95};
 constexpr QPoint kTitle{250, 22};
 
 void xdotool(std::vector<std::string> words) {
@@ -50,8 +53,8 @@ std::string at(QPoint place) {
 
 class Program {
 public:
-    /// `platform`: of Qt; "": the program's choice, an X11 window.
-    explicit Program(const QByteArray& platform = {}) {
+    /// `platform`: of Qt; "": the program's choice, an X11 window. `modules`: as TARSIN_MODULES.
+    explicit Program(const QByteArray& platform = {}, const QByteArray& modules = {}) {
         static int runs = 0;
         m_name = "Wayland-" + std::to_string(++runs);
         const QString folder = m_folder.filePath("Halvark/TarsinNDI");
@@ -59,11 +62,14 @@ public:
         QSettings(folder + "/TarsinNDI.ini", QSettings::IniFormat)
             .setValue("SystemSet/name", QString::fromStdString(m_name));
         const QByteArray before = qgetenv("XDG_DATA_HOME");
+        const QByteArray modulesBefore = qgetenv("TARSIN_MODULES");
+        qputenv("TARSIN_MODULES", modules.isEmpty() ? modulesBefore : modules);
         qputenv("XDG_DATA_HOME", m_folder.path().toLocal8Bit());
         platform.isEmpty() ? qunsetenv("QT_QPA_PLATFORM") : qputenv("QT_QPA_PLATFORM", platform);
         m_process = std::make_unique<Process>(std::vector<std::string>{TARSIN_PROGRAM});
         qputenv("QT_QPA_PLATFORM", "offscreen");
         qputenv("XDG_DATA_HOME", before);
+        qputenv("TARSIN_MODULES", modulesBefore);
         if (!platform.isEmpty()) {
             EXPECT_TRUE(eventually([this] { return !window(false).isNull(); }));
             return;
@@ -148,6 +154,15 @@ public:
             60s))
             << psnr << " dB\n"
             << report << log();
+    }
+
+    /// The process that shows its overlay.
+    [[nodiscard]] pid_t child() const {
+        const std::string pid = std::to_string(m_process->pid());
+        std::ifstream children("/proc/" + pid + "/task/" + pid + "/children");
+        pid_t found = -1;
+        children >> found;
+        return found;
     }
 
     [[nodiscard]] Process& process() { return *m_process; }
@@ -255,22 +270,154 @@ TEST_F(Operator, DragsTheWindowByItsTitle) {
     })) << (program.position() - before).x();
 }
 
-TEST_F(Operator, WorksWithQtsOwnWaylandPlatform) {
-    sway("output HEADLESS-1 scale 1.5");
+/// Moves and clicks the compositor's pointer; places are those of its layout.
+void point(const std::vector<std::string>& words, int layoutHeight = 720) {
+    std::vector<std::string> command{TARSIN_VIRTUALPOINTER, "2080", std::to_string(layoutHeight)};
+    command.insert(command.end(), words.begin(), words.end());
+    runToEnd(command);
+}
+
+/// To the window with the keyboard focus, which needs a moment to take the new keyboard.
+void type(const std::string& key) {
+    runToEnd({"wtype", "-s", "500", "-k", key});
+}
+
+QColor pixel(QPoint place) {
+    return screenshot(kFirst).pixelColor(place);
+}
+
+bool similar(const QColor& is, const QColor& wanted) {
+    return std::abs(is.red() - wanted.red()) < 4 && std::abs(is.green() - wanted.green()) < 4 &&
+           std::abs(is.blue() - wanted.blue()) < 4;
+}
+
+/// What the overlay makes of a colour behind it in selection mode.
+QColor whitened(const QColor& colour) {
+    const auto mixed = [](int part) { return (part * 55 + 255 * 200) / 255; };
+    return {mixed(colour.red()), mixed(colour.green()), mixed(colour.blue())};
+}
+
+bool seen(QPoint place, const QColor& wanted) {
+    return eventually([&] { return similar(pixel(place), wanted); });
+}
+
+bool runs(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string number, name, state;
+    return file >> number >> name >> state && state != "Z";
+}
+
+class AtScale : public Operator, public testing::WithParamInterface<double> {};
+INSTANTIATE_TEST_SUITE_P(Scales, AtScale, testing::Values(1.0, 1.5, 2.0));
+
+TEST_P(AtScale, DrawsOnALayerSurface) {
+    const double scale = GetParam();
+    const QPoint outside(1270, 10);
+    const QColor behind = pixel(outside);
+    sway("output HEADLESS-1 scale " + std::to_string(scale));
     Program program("wayland");
-    const auto window = [&] { return program.window(false).topLeft(); };
-    const auto point = [](const std::vector<std::string>& words) {
-        std::vector<std::string> command{TARSIN_VIRTUALPOINTER, "2080", "600"};
-        command.insert(command.end(), words.begin(), words.end());
-        runToEnd(command);
+    const auto move = [&](const std::vector<std::string>& words) {
+        point(words, scale > 1 ? 600 : 720);
     };
-    point({at(window() + kStart), "press", "release"});
+    const auto click = [&](QPoint control) {
+        move({at(program.window(false).topLeft() + control), "press", "release"});
+    };
+    click(kStart);
+    click(kSelectRegion);
+    EXPECT_TRUE(seen(outside, whitened(behind)));
+    EXPECT_TRUE(program.window(true).isNull()) << "a window covers the screen";
+    const QPoint from = QPoint(180, 90) / scale;
+    const QPoint to = QPoint(420, 300) / scale;
+    move({at(from), "press", at((from + to) / 2), at(to), "release", at(to - QPoint(30, 15)),
+          "press", "release"});
+    EXPECT_TRUE(program.logs("initParmeter x 180 y 90 w 240 h 210")) << program.log();
+    program.expectReceived(kFirst, {180, 90, 240, 210});
+
+    const QImage plain = screenshot(kFirst);
+    click(kShowRegion);
+    EXPECT_TRUE(eventually([&] { return pixel({180, 95}).red() > 120; }));
+    const QImage framed = screenshot(kFirst);
+    const auto first = [&](QPoint place, QPoint step) {
+        while (framed.valid(place) && similar(framed.pixelColor(place), plain.pixelColor(place))) {
+            place += step;
+        }
+        return place;
+    };
+    EXPECT_NEAR(first({0, 95}, {1, 0}).x(), 180, 2);
+    EXPECT_NEAR(first({1279, 95}, {-1, 0}).x(), 420, 2);
+    EXPECT_NEAR(first({185, 0}, {0, 1}).y(), 90, 2);
+
+    const QPoint edge = from + QPoint(1, 20);
+    move({at(edge), "press", at(edge + QPoint(10, 5)), at(edge + QPoint(20, 10)), "release"});
+    const QPoint moved = (QPointF(180, 90) + QPointF(20, 10) * scale).toPoint();
+    EXPECT_TRUE(program.logs("chooses the region 240x210 at " + at(moved))) << program.log();
+    click(kShowRegion);
+    EXPECT_TRUE(seen({300, 95}, plain.pixelColor(300, 95)));
+}
+
+TEST_F(Operator, KeepsDesktopAndKeyboardUsableAroundALayerSurface) {
+    const QPoint edge(0, 500);
+    const QPoint inside(100, 500);
+    const QColor plain = pixel(inside);
+    Program program("wayland");
+    const auto click = [&](QPoint control) {
+        point({at(program.window(false).topLeft() + control), "press", "release"});
+    };
+    const auto framed = [&] {
+        return eventually([&] {
+            return pixel(edge).red() > 110 && !similar(pixel(inside), plain) &&
+                   !similar(pixel(inside), whitened(plain));
+        });
+    };
+    click(kSelectRegion);
+    EXPECT_TRUE(seen(inside, whitened(plain)));
+    type("Escape");
+    EXPECT_TRUE(framed()) << "Escape flips the state";
+    type("space");
+    EXPECT_TRUE(seen(inside, whitened(plain))) << "the window has lost the keyboard";
+    type("Escape");
+    EXPECT_TRUE(seen(inside, plain));
+    click(kShowRegion);
+    EXPECT_TRUE(framed());
+    click(kShowRegion);
+    EXPECT_TRUE(seen(inside, plain)) << "the frame keeps clicks from what is inside";
+
+    ASSERT_TRUE(runs(program.child()));
+    EXPECT_EQ(::kill(program.child(), SIGKILL), 0);
+    EXPECT_TRUE(program.logs("tarsin-overlay crashed or was killed; start the program anew"));
+    click(kSelectRegion);
+    EXPECT_TRUE(eventually([&] { return program.window(true) == QRect(0, 0, 1280, 720); }));
+}
+
+TEST_F(Operator, LeavesNoOverlayBehindWhenKilled) {
+    const QColor plain = pixel({100, 500});
+    Program program("wayland");
+    point({at(program.window(false).topLeft() + kSelectRegion), "press", "release"});
+    EXPECT_TRUE(seen({100, 500}, whitened(plain)));
+    const pid_t overlay = program.child();
+    ASSERT_TRUE(runs(overlay));
+    program.process().signal(SIGKILL);
+    EXPECT_TRUE(eventually([&] { return !runs(overlay); }));
+}
+
+TEST_F(Operator, DrawsARegionOnAnImageOfTheScreenWithoutAnOverlayOfItsBuild) {
+    const QTemporaryDir modules;
+    QFile other(modules.filePath("tarsin-overlay"));
+    ASSERT_TRUE(other.open(QIODevice::WriteOnly));
+    other.write("#!/bin/sh\nprintf 'ready\\t0.9-0123456789ab\\n'\nexec cat\n");
+    other.close();
+    other.setPermissions(other.permissions() | QFile::ExeOwner);
+    sway("output HEADLESS-1 scale 1.5");
+    Program program("wayland", modules.path().toLocal8Bit());
+    const auto window = [&] { return program.window(false).topLeft(); };
+    const auto move = [](const std::vector<std::string>& words) { point(words, 600); };
+    move({at(window() + kStart), "press", "release"});
     program.expectReceived(kFirst, {0, 0, 1280, 720});
 
     const QPoint before = window();
     const QPoint title = before + kTitle;
-    point({at(title), "press", at(title + QPoint(20, 10)), at(title + QPoint(40, 20)),
-           at(title + QPoint(60, 30)), at(title + QPoint(80, 40)), "release"});
+    move({at(title), "press", at(title + QPoint(20, 10)), at(title + QPoint(40, 20)),
+          at(title + QPoint(60, 30)), at(title + QPoint(80, 40)), "release"});
     EXPECT_TRUE(eventually([&] { return window() != before; }));
 
     // The overlay covers the screen with its own image, whitened.
@@ -279,12 +426,13 @@ TEST_F(Operator, WorksWithQtsOwnWaylandPlatform) {
         return colour.red() - colour.green();
     };
     EXPECT_GT(contrast(), 200);
-    point({at(window() + kSelectRegion), "press", "release"});
+    move({at(window() + kSelectRegion), "press", "release"});
     EXPECT_TRUE(eventually([&] { return contrast() < 100; }));
     EXPECT_GT(contrast(), 30);
+    EXPECT_TRUE(program.logs("tarsin-overlay is of another build (0.9-0123456789ab)"));
     EXPECT_EQ(program.window(true), QRect(0, 0, 853, 480));
-    point({"100,50", "press", "200,100", "200,150", "260,200", "release", "230,185", "press",
-           "release"});
+    move({"100,50", "press", "200,100", "200,150", "260,200", "release", "230,185", "press",
+          "release"});
     EXPECT_TRUE(program.logs("initParmeter x 150 y 75 w 240 h 225")) << program.log();
     program.expectReceived(kFirst, {150, 75, 240, 225});
     sway("output HEADLESS-1 scale 1");
