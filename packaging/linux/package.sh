@@ -23,6 +23,11 @@ mkdir -p "$root/DEBIAN"
 cmake --install "$build" --prefix "$root/usr" --strip >/dev/null
 strip --remove-section=.comment --remove-section=.note "$own/tarsinndi" "$own/ndisend" "$own/ndimonitor" \
     "$own/tarsin-wayland.so"
+overlay=()
+if [ -e "$own/tarsin-overlay" ]; then
+    strip --remove-section=.comment --remove-section=.note "$own/tarsin-overlay"
+    overlay=(-dSuggests -e"$own/tarsin-overlay")
+fi
 mv "$root/usr/etc" "$root/etc"
 find "$root/usr/share/man" -name '*.1' -exec gzip -9n {} +
 documents=$root/usr/share/doc/tarsinndi
@@ -31,15 +36,17 @@ install -m 644 "$here/debian/copyright" "$documents/copyright"
 printf 'tarsinndi (%s) stable; urgency=medium\n\n  * Release %s.\n\n -- %s  %s\n' "$version" "$version" \
     "$maintainer" "$(LC_ALL=C date -u -R -d "@$SOURCE_DATE_EPOCH")" | gzip -9n >"$documents/changelog.gz"
 
-# What the programs link is required; what the module for Wayland sessions links besides is recommended.
+# What the programs link is required; what the module for Wayland sessions links besides is recommended; what the
+# overlay links besides, which Qt's own Wayland platform alone needs, is suggested.
 printf 'Source: tarsinndi\n\nPackage: tarsinndi\nArchitecture: any\n' >"$folder/debian/control"
 libraries=$(cd "$folder" && dpkg-shlibdeps -O -dDepends -e"$own/tarsinndi" -e"$own/ndisend" -e"$own/ndimonitor" \
-    -dRecommends -e"$own/tarsin-wayland.so")
+    -dRecommends -e"$own/tarsin-wayland.so" "${overlay[@]}")
 of() { sed -n "s/^shlibs:$1=//p" <<<"$libraries"; }
 
 sed -e "s|@VERSION@|$version|; s|@ARCHITECTURE@|$architecture|; s|@MAINTAINER@|$maintainer|" \
     -e "s|@SIZE@|$(du -sk --apparent-size --exclude=DEBIAN "$root" | cut -f1)|" \
     -e "s/@DEPENDS@/$(of Depends)/; s/@RECOMMENDS@/$(of Recommends)/" \
+    -e "s/@SUGGESTS@/${overlay:+, layer-shell-qt, $(of Suggests)}/" \
     "$here/debian/control.in" >"$root/DEBIAN/control"
 install -m 755 "$here/debian/postrm" "$root/DEBIAN/postrm"
 (cd "$root" && find etc -type f -printf '/%p\n' | sort) >"$root/DEBIAN/conffiles"
