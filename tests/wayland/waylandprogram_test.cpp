@@ -277,9 +277,9 @@ void point(const std::vector<std::string>& words, int layoutHeight = 720) {
     runToEnd(command);
 }
 
-/// To the window with the keyboard focus, which needs a moment to take the new keyboard.
+/// To the window with the keyboard focus, which has to know a keyboard already.
 void type(const std::string& key) {
-    runToEnd({"wtype", "-s", "500", "-k", key});
+    runToEnd({"wtype", "-k", key});
 }
 
 QColor pixel(QPoint place) {
@@ -359,6 +359,7 @@ TEST_F(Operator, KeepsDesktopAndKeyboardUsableAroundALayerSurface) {
     const QPoint edge(0, 500);
     const QPoint inside(100, 500);
     const QColor plain = pixel(inside);
+    const Process keyboard({"wtype", "-s", "1000000"});
     Program program("wayland");
     const auto click = [&](QPoint control) {
         point({at(program.window(false).topLeft() + control), "press", "release"});
