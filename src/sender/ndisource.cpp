@@ -25,6 +25,8 @@ std::optional<std::string> initializeSdlAndDevices() {
     SDL_SetMainReady();
     // SDL would turn SIGINT and SIGTERM into events, which this program does not read.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    // SDL would keep the display on from now on, whether a source is live or not.
+    SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     // No sound goes through SDL, and its ALSA driver would poll the devices ten times a second.
     // SDL's environment variables override these hints.
     SDL_SetHint(SDL_HINT_AUDIODRIVER, "dummy");

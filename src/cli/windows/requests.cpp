@@ -14,11 +14,11 @@ namespace {
 // Windows ends the process when the handler of a closed console returns; by then it has to be over.
 constexpr DWORD kLongestEnd = 30'000;
 
-QObject* g_context = nullptr;
 std::function<void()> g_end;
 
 BOOL WINAPI handle(DWORD event) {
-    QMetaObject::invokeMethod(g_context, g_end, Qt::QueuedConnection);
+    // An impatient second Ctrl+C comes when everything but the application object may be gone.
+    QMetaObject::invokeMethod(qApp, g_end, Qt::QueuedConnection);
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
         Sleep(kLongestEnd);  // main() returns meanwhile, which ends this thread.
     }
@@ -50,8 +50,7 @@ void readAll(QObject* context, const std::function<void(const std::string&)>& ta
 
 }  // namespace
 
-void whenAskedToEnd(QObject* context, std::function<void()> end) {
-    g_context = context;
+void whenAskedToEnd(QObject* /*context*/, std::function<void()> end) {
     g_end = std::move(end);
     SetConsoleCtrlHandler(handle, TRUE);
 }

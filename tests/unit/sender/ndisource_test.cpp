@@ -64,6 +64,7 @@ TEST(Media, NeedNoHardwareAndLeaveSignalsAlone) {
     EXPECT_EQ(SDL_WasInit(49), 49U);
     EXPECT_STREQ(SDL_GetCurrentAudioDriver(), "dummy") << "the others poll the sound devices";
     EXPECT_STREQ(SDL_GetCurrentVideoDriver(), "dummy");
+    EXPECT_EQ(SDL_IsScreenSaverEnabled(), SDL_TRUE) << "an idle program lets the display sleep";
     SDL_Quit();
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL) << "SIGTERM would no longer end the program";
 
