@@ -99,6 +99,7 @@ private:
     void listScreens();
     void loseScreen();
     void takeScreen(const session::Target& target);
+    void fitOverlay();
 
     // Control flow: ndisenderui.cpp.
     void initNDI();

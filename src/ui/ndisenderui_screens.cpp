@@ -1,5 +1,7 @@
 // The window's reactions to monitors that come, go, move or change their mode.
 
+#include <QGuiApplication>
+#include <QScreen>
 #include <QSignalBlocker>
 #include <cstring>
 
@@ -9,6 +11,14 @@
 
 void NDISenderUI::watchScreens() {
     m_screenWatch = std::make_unique<session::ScreenWatch>([this] { followScreens(); });
+    // The list of screens is in physical pixels and does not tell of scale factors.
+    const auto watchScale = [this](const QScreen* screen) {
+        connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NDISenderUI::fitOverlay);
+    };
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        watchScale(screen);
+    }
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, watchScale);
 }
 
 void NDISenderUI::followScreens() {
@@ -58,6 +68,11 @@ void NDISenderUI::takeScreen(const session::Target& target) {
     setROI(region.x, region.y, region.w, region.h);
     m_paramChanged = true;
     applyIfSending();
-    const struScreenItem& screen = target.screen;
-    m_pCaptureROI->setScreenGeometry(screen.x, screen.y, screen.width, screen.height);
+    fitOverlay();
+}
+
+/// Covers the screen with it, whose scale factor may have changed.
+void NDISenderUI::fitOverlay() {
+    m_pCaptureROI->setScreenGeometry(m_curScreen.x, m_curScreen.y, m_curScreen.width,
+                                     m_curScreen.height);
 }

@@ -91,6 +91,18 @@ TEST_F(Scaling, RegionIsExactToThePhysicalPixelOnEachScreen) {
     }
 }
 
+TEST_F(Scaling, TheOverlayFollowsAChangeOfItsScreensFactor) {
+    Operator::choose(op.screen, 1);
+    op.click("select");
+    waitUntilShown(op.overlay);
+    expectOnServer(*op.overlay, "1025x768+1024+0");
+    QScreen* const screen = op.overlay->windowHandle()->screen();
+    screen->setProperty("_q_scaleFactor", 2.0);  // As QHighDpiScaling::setScreenFactor() does.
+    emit screen->logicalDotsPerInchChanged(screen->logicalDotsPerInch());
+    EXPECT_TRUE(eventuallyWithEvents([&] { return op.overlay->size() == QSize(512, 384); }));
+    screen->setProperty("_q_scaleFactor", 1.5);
+}
+
 }  // namespace
 }  // namespace tests
 
