@@ -56,7 +56,8 @@ public:
     virtual void DrawPointer(bool draw) { (void)draw; }
 
     /// (Re)builds everything for the output named `deviceName`; null: the first output found.
-    /// False: there is no such output, or the platform refuses; a later call may succeed.
+    /// False: there is no such output, or the platform refuses; a later call may succeed, and so
+    /// may reads unless Failure() needs that call.
     virtual bool InitCapture(const wchar_t* deviceName) = 0;
 
     /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, rows packed

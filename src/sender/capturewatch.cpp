@@ -9,6 +9,7 @@ constexpr std::int64_t kNoFramePauseMs = 2;
 constexpr std::int64_t kRetryPauseMs = 250;
 constexpr std::int64_t kQuickRetriesMs = 1000;
 constexpr std::int64_t kUntilToldMs = 5000;
+constexpr std::int64_t kInitAnywayMs = 5000;
 
 }  // namespace
 
@@ -23,7 +24,8 @@ CaptureWatch::Advice CaptureWatch::noFrame(const CaptureFailure& failure, std::i
         publish(failure.reason);
     }
     // Making devices anew is no quick attempt, not even in the first second.
-    const bool init = failure.needsInit && (!m_lastInit || now - *m_lastInit >= kRetryPauseMs);
+    const std::int64_t pause = failure.needsInit ? kRetryPauseMs : kInitAnywayMs;
+    const bool init = m_lastInit ? now - *m_lastInit >= pause : failure.needsInit || lasts >= pause;
     if (init) {
         m_lastInit = now;
     }

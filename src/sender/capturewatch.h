@@ -14,7 +14,8 @@ namespace sender {
 class CaptureWatch {
 public:
     /// In the first second of a failure an attempt costs no more than no frame does; afterwards
-    /// there are at most four attempts a second.
+    /// there are at most four attempts a second. What fails for seconds is initialised again even
+    /// if the capturer does not ask for it.
     struct Advice {
         std::int64_t pauseMs = 0;
         bool initAgain = false;  ///< Before the pause.

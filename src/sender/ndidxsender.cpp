@@ -86,8 +86,10 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
     const std::lock_guard lock(m_captureMutex);
     m_capturer->DrawPointer(m_options.drawPointer);
     const bool opened = m_capturer->InitCapture(deviceName.c_str());
-    m_watch.opened(opened ? "" : m_capturer->Failure().reason);
-    return opened;
+    const CaptureFailure& failure = m_capturer->Failure();
+    m_watch.opened(opened ? "" : failure.reason);
+    // What is away for a while only, as a locked desktop, is no reason to capture it another way.
+    return opened || (!failure.reason.empty() && !failure.needsInit);
 }
 
 /// Replaces the buffer by a new one, opaque black where no capture will write.

@@ -231,6 +231,24 @@ TEST_F(DxSender, RetriesAFailingCaptureAndTellsTheOperator) {
     EXPECT_EQ(script.deviceNames.back(), L"out");
 }
 
+TEST_F(DxSender, StartsOnADesktopThatIsAwayAndInitialisesNowAndThenUntilItIsBack) {
+    script.initResult = false;
+    script.failure.reason = "it is locked";
+    const std::int64_t begin = nowUs;
+    script.read = [&](unsigned char*) {
+        if (nowUs - begin >= 21'000'000) {
+            script.failure = {};
+        }
+        return script.failure.reason.empty();
+    };
+    ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 30, "out"));
+    EXPECT_EQ(sender.captureStatus().text, "it is locked");
+    while (frames.empty()) {
+        run(100);
+    }
+    EXPECT_EQ(script.deviceNames.size(), 1U + 4);
+}
+
 TEST_F(DxSender, InitialisesAgainAtOnceWhenTheScreenHasChanged) {
     script.read = [&](unsigned char* dest) {
         const std::size_t inits = script.deviceNames.size();
@@ -246,6 +264,7 @@ TEST_F(DxSender, InitialisesAgainAtOnceWhenTheScreenHasChanged) {
     EXPECT_EQ(run(3), "send sleep2 send ");
     EXPECT_EQ(script.deviceNames.size(), 2U);
     EXPECT_EQ(frames[1].pixels[4], 1) << "black where the new screen does not reach";
+    script.failure.needsInit = true;
     script.initResult = false;
     script.failure.reason = "no duplication";
     EXPECT_FALSE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
