@@ -4,8 +4,6 @@
 #define INITGUID  // The import libraries lack some interface identifiers.
 #include "windows/fakegraphics.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -14,11 +12,11 @@
 
 namespace {
 
-constexpr UINT kRowAlignment = 256;
 const auto kSharedHandle = reinterpret_cast<HANDLE>(std::uintptr_t{0x5a5a});
 
+/// Rows are aligned to 256 bytes.
 UINT rowPitch(UINT width) {
-    return (width * 4 + kRowAlignment - 1) / kRowAlignment * kRowAlignment;
+    return (width * 4 + 255) / 256 * 256;
 }
 
 FakeObject& object(void* self) {
@@ -34,7 +32,7 @@ FakeGraphics& machine(void* self) {
 }
 
 bool is(void* other, const char* name) {
-    return other != nullptr && static_cast<FakeObject*>(other)->name == name;
+    return other != nullptr && object(other).name == name;
 }
 
 /// Page "ID3D11Device::GetDeviceRemovedReason": an object of a removed device is of no use any
@@ -46,50 +44,41 @@ bool isRemoved(const FakeObject& object) {
 /// `asDocumented` false: the real system would refuse these arguments, or do something else.
 HRESULT called(void* self, const char* method, bool asDocumented = true) {
     const HRESULT result = machine(self).call(object(self).name + "." + method, asDocumented);
-    const bool isRefused = isRemoved(object(self)) && method != std::string("QueryInterface");
+    // Recording needs no device, and no page says that it notices.
+    const bool isRefused = isRemoved(object(self)) && object(self).name != "list" &&
+                           method != std::string("QueryInterface");
     return SUCCEEDED(result) && isRefused ? DXGI_ERROR_DEVICE_REMOVED : result;
 }
 
+/// What a method gives that makes an object: null where it fails.
 template <typename Interface>
-HRESULT give(FakeGraphics& machine, HRESULT result, Interface** target, const void* methods,
+HRESULT give(FakeObject& from, HRESULT result, Interface** target, const void* methods,
              const std::string& name) {
-    void* const made = SUCCEEDED(result) ? machine.make(methods, name) : nullptr;
+    void* const made = SUCCEEDED(result) ? &from.machine->make(methods, name, from) : nullptr;
     *target = static_cast<Interface*>(made);
     return result;
 }
 
-/// A method that makes an object.
 template <typename Interface>
-HRESULT makes(void* self, Interface** target, const void* methods, const std::string& name,
-              const char* method, bool asDocumented = true) {
-    return give(machine(self), called(self, method, asDocumented), target, methods, name);
+HRESULT give(void* self, const char* method, Interface** target, const void* methods,
+             const std::string& name, bool asDocumented = true) {
+    return give(object(self), called(self, method, asDocumented), target, methods, name);
 }
 
 /// A method that gives the object at an index of a list.
 template <typename Interface>
-HRESULT enumerates(void* self, const char* method, std::size_t index, std::size_t count,
-                   Interface** target, const void* methods, const std::string& name) {
-    HRESULT result = called(self, method);
-    if (SUCCEEDED(result) && index >= count) {
-        result = DXGI_ERROR_NOT_FOUND;
+HRESULT enumerate(void* self, const char* method, std::size_t index, std::size_t count,
+                  Interface** target, const void* methods, const std::string& name,
+                  std::size_t FakeObject::*place) {
+    const HRESULT result = called(self, method);
+    give(object(self), SUCCEEDED(result) && index >= count ? DXGI_ERROR_NOT_FOUND : result, target,
+         methods, name + std::to_string(index));
+    if (*target == nullptr) {
+        return FAILED(result) ? result : DXGI_ERROR_NOT_FOUND;
     }
-    return give(machine(self), result, target, methods, name);
+    object(*target).*place = index;
+    return S_OK;
 }
-
-const auto setName = [](auto* self, auto* name) {
-    const bool isQueue = object(self).name == "queue";
-    return called(self, "SetName",
-                  std::wstring(name) == (isQueue ? L"TextureCommandQueue" : L"TextureCommandList"));
-};
-
-const auto signal = [](auto* self, auto* fence, auto value) {
-    const HRESULT result = called(
-        self, "Signal", value == static_cast<FakeObject*>(static_cast<void*>(fence))->reached + 1);
-    if (SUCCEEDED(result)) {
-        machine(self).signal(object(fence), value);
-    }
-    return result;
-};
 
 // --- The methods --------------------------------------------------------------------------------
 // Each interface's table is filled with functions of which the table itself says the types.
@@ -126,12 +115,26 @@ Methods table(Fill fill) {
     return methods;
 }
 
+const auto setName = [](auto* self, auto*) { return called(self, "SetName"); };
+
+const auto signal = [](auto* self, auto* fence, auto value) {
+    const HRESULT result = called(self, "Signal", value == object(fence).reached + 1);
+    if (SUCCEEDED(result)) {
+        machine(self).signal(object(fence), value);
+    }
+    return result;
+};
+
+const auto deviceRemovedReason = [](auto* self) {
+    return isRemoved(object(self)) ? HRESULT(DXGI_ERROR_DEVICE_RESET) : S_OK;
+};
+
 const auto texture11 = table<ID3D11Texture2DVtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
         *description = {};
         description->Width = object(self).width;
         description->Height = object(self).height;
-        description->Format = DXGI_FORMAT_B8G8R8A8_UNORM;
+        description->Format = machine(self).format;
     };
 });
 
@@ -145,36 +148,30 @@ const auto resource11 = table<IDXGIResource1Vtbl>([](auto& methods) {
 const auto resource12 = table<ID3D12ResourceVtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
         *description = {};
-        description->Dimension = D3D12_RESOURCE_DIMENSION_TEXTURE2D;
         description->Width = machine(self).textureWidth;
         description->Height = machine(self).textureHeight;
-        called(self, "GetDesc");
         return description;
     };
-    methods.Map = [](auto* self, auto subresource, auto* range, void** data) {
+    methods.Map = [](auto* self, auto, auto*, void** data) {
         *data = machine(self).readback.data();
-        return called(self, "Map", subresource == 0 && range == nullptr);
+        return called(self, "Map");
     };
     methods.Unmap = [](auto* self, auto, auto*) { called(self, "Unmap"); };
 });
 
-/// Pages "IDXGIOutputDuplication::GetFrameDirtyRects" and "::GetFrameMoveRects": the rectangles of
-/// the acquired frame, in a buffer whose size is in bytes.
-template <typename Rect>
-HRESULT giveRects(void* self, const char* method, UINT bytes, Rect* buffer, UINT* needed,
-                  const std::vector<Rect>& rects) {
-    const HRESULT result = called(self, method, buffer != nullptr && needed != nullptr);
-    if (FAILED(result)) {
-        return result;
+/// Pages "IDXGIOutputDuplication::GetFrameDirtyRects", "::GetFrameMoveRects" and
+/// "::GetFramePointerShape": of the acquired frame, in a buffer whose size is in bytes.
+template <typename Item>
+HRESULT fill(void* self, const char* method, UINT bytes, void* buffer, UINT* needed,
+             const std::vector<Item>& items) {
+    const HRESULT result = called(self, method);
+    *needed = static_cast<UINT>(items.size() * sizeof(Item));
+    if (FAILED(result) || !object(self).held || bytes < *needed) {
+        return FAILED(result)       ? result
+               : !object(self).held ? DXGI_ERROR_INVALID_CALL
+                                    : DXGI_ERROR_MORE_DATA;
     }
-    if (!object(self).held) {
-        return DXGI_ERROR_INVALID_CALL;
-    }
-    *needed = static_cast<UINT>(rects.size() * sizeof(Rect));
-    if (bytes < *needed) {
-        return DXGI_ERROR_MORE_DATA;
-    }
-    std::copy(rects.begin(), rects.end(), buffer);
+    std::copy(items.begin(), items.end(), static_cast<Item*>(buffer));
     return S_OK;
 }
 
@@ -185,36 +182,27 @@ const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
         description->Rotation = shown != nullptr ? shown->rotation : DXGI_MODE_ROTATION_UNSPECIFIED;
     };
     methods.AcquireNextFrame = [](auto* self, auto timeout, auto* info, auto** resource) {
-        HRESULT result = called(self, "AcquireNextFrame", timeout == 0);
-        if (SUCCEEDED(result)) {
-            result = machine(self).acquire(object(self), *info);
-        }
-        return give(machine(self), result, resource, &resource11, "resource");
+        const HRESULT result = called(self, "AcquireNextFrame", timeout == 0);
+        return give(object(self),
+                    SUCCEEDED(result) ? machine(self).acquire(object(self), *info) : result,
+                    resource, &resource11, "resource");
     };
     methods.GetFrameDirtyRects = [](auto* self, auto bytes, auto* buffer, auto* needed) {
-        return giveRects(self, "GetFrameDirtyRects", bytes, buffer, needed,
-                         machine(self).dirtyRects);
+        return fill(self, "GetFrameDirtyRects", bytes, buffer, needed, machine(self).dirtyRects);
     };
     methods.GetFrameMoveRects = [](auto* self, auto bytes, auto* buffer, auto* needed) {
-        return giveRects(self, "GetFrameMoveRects", bytes, buffer, needed, machine(self).moveRects);
+        return fill(self, "GetFrameMoveRects", bytes, buffer, needed, machine(self).moveRects);
     };
-    // Page "IDXGIOutputDuplication::GetFramePointerShape".
     methods.GetFramePointerShape = [](auto* self, auto bytes, auto* buffer, auto* needed,
                                       auto* info) {
-        const HRESULT result =
-            giveRects(self, "GetFramePointerShape", bytes, static_cast<std::uint8_t*>(buffer),
-                      needed, machine(self).pointerBytes);
         *info = machine(self).pointerInfo;
-        return result;
+        return fill(self, "GetFramePointerShape", bytes, buffer, needed,
+                    machine(self).pointerBytes);
     };
     methods.ReleaseFrame = [](auto* self) {
         const HRESULT result = called(self, "ReleaseFrame");
         // Page "IDXGIOutputDuplication::ReleaseFrame": nothing is acquired.
-        if (SUCCEEDED(result) && !object(self).held) {
-            return HRESULT(DXGI_ERROR_INVALID_CALL);
-        }
-        object(self).held = false;
-        return result;
+        return std::exchange(object(self).held, false) ? result : HRESULT(DXGI_ERROR_INVALID_CALL);
     };
 });
 
@@ -226,18 +214,11 @@ const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
         return called(self, "GetDesc");
     };
     methods.DuplicateOutput = [](auto* self, auto* device, auto** made) {
-        HRESULT result = called(self, "DuplicateOutput", is(device, "device11"));
-        if (SUCCEEDED(result)) {
-            result = machine(self).duplicate(object(self), object(device));
-        }
-        give(machine(self), result, made, &duplication, "duplication");
-        if (*made != nullptr) {
-            FakeObject& one = object(*made);
-            one.arrangement = object(self).arrangement;
-            one.adapter = object(self).adapter;
-            one.output = object(self).output;
-        }
-        return result;
+        const HRESULT result = called(self, "DuplicateOutput");
+        return give(
+            object(self),
+            SUCCEEDED(result) ? machine(self).duplicate(object(self), object(device)) : result,
+            made, &duplication, "duplication");
     };
 });
 
@@ -255,36 +236,25 @@ const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
         return called(self, "GetDesc");
     };
     methods.EnumOutputs = [](auto* self, auto index, auto** output) {
-        const std::size_t adapter = object(self).adapter;
-        const HRESULT result = enumerates(
-            self, "EnumOutputs", index, machine(self).adapterOf(object(self)).outputs.size(),
-            output, &output1, fmt::format("output{}{}", adapter, index));
-        if (*output != nullptr) {
-            object(*output).arrangement = object(self).arrangement;
-            object(*output).adapter = adapter;
-            object(*output).output = index;
-        }
-        return result;
+        return enumerate(self, "EnumOutputs", index,
+                         machine(self).adapterOf(object(self)).outputs.size(), output, &output1,
+                         "output" + std::to_string(object(self).adapter), &FakeObject::output);
     };
 });
 
 const auto enumAdapters = [](auto* self, auto index, auto** adapter) {
-    const HRESULT result =
-        enumerates(self, "EnumAdapters1", index, machine(self).adaptersOf(object(self)).size(),
-                   adapter, &adapter1, fmt::format("adapter{}", index));
-    if (*adapter != nullptr) {
-        object(*adapter).arrangement = object(self).arrangement;
-        object(*adapter).adapter = index;
-    }
-    return result;
+    return enumerate(self, "EnumAdapters1", index, machine(self).adaptersOf(object(self)).size(),
+                     adapter, &adapter1, "adapter", &FakeObject::adapter);
 };
 
 const auto factory5 = table<IDXGIFactory5Vtbl>([](auto& methods) {
     methods.EnumAdapters1 = enumAdapters;
     methods.EnumAdapters = enumAdapters;
-    // Page "IDXGIFactory1::IsCurrent": later changes need a new factory.
+    // Page "IDXGIFactory1::IsCurrent": later changes need a new factory. It promises to notice
+    // adapters only.
     methods.IsCurrent = [](auto* self) -> WINBOOL {
-        return object(self).arrangement == machine(self).currentArrangement;
+        return object(self).arrangement == machine(self).currentArrangement ||
+               !machine(self).noticesOutputs;
     };
 });
 
@@ -302,10 +272,9 @@ const auto fence = table<Methods>([](auto& methods) {
 
 template <typename Methods>
 const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
-    const auto name = "fence" + object(self).name.substr(6);
     // Page "D3D11_FENCE_FLAG": no flags is 0, whatever the header at hand says.
-    const HRESULT made =
-        makes(self, result, &fence<Methods>, name, "CreateFence", initial == 0 && +flags == 0);
+    const HRESULT made = give(self, "CreateFence", result, &fence<Methods>,
+                              "fence" + object(self).name.substr(6), initial == 0 && +flags == 0);
     if (*result != nullptr) {
         object(*result).reached = machine(self).completed;
     }
@@ -315,16 +284,14 @@ const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void**
 const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
     methods.CopyResource = [](auto* self, auto* destination, auto* source) {
         FakeGraphics& all = machine(self);
+        called(self, "CopyResource");
+        // Page "ID3D11DeviceContext::CopyResource": both must have the same size and a format of
+        // one group. It returns nothing: what breaks the rule is dropped.
         if (all.copyReal) {
-            called(self, "CopyResource", source == all.realFrame());
             all.onGpu(all.copyReal);
-            return;
-        }
-        called(self, "CopyResource", is(destination, "texture11") && is(source, "frame"));
-        // Page "ID3D11DeviceContext::CopyResource": both must have the same size. It returns
-        // nothing: what breaks the rule is dropped.
-        if (object(destination).width == object(source).width &&
-            object(destination).height == object(source).height && !isRemoved(object(self))) {
+        } else if (object(destination).width == object(source).width &&
+                   object(destination).height == object(source).height &&
+                   all.format == DXGI_FORMAT_B8G8R8A8_UNORM && !isRemoved(object(self))) {
             all.onGpu([&all] { all.texture = all.desktop; });
         }
     };
@@ -332,26 +299,19 @@ const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
     methods.Signal = signal;
 });
 
-const auto deviceRemovedReason = [](auto* self) {
-    return isRemoved(object(self)) ? HRESULT(DXGI_ERROR_DEVICE_RESET) : S_OK;
-};
-
 const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
     methods.CreateTexture2D = [](auto* self, auto* wanted, auto*, auto** texture) {
         FakeGraphics& all = machine(self);
         all.textureWidth = wanted->Width;
         all.textureHeight = wanted->Height;
         all.texture.assign(std::size_t{wanted->Width} * wanted->Height, 0);
-        const HRESULT result =
-            called(self, "CreateTexture2D",
-                   wanted->Format == DXGI_FORMAT_B8G8R8A8_UNORM && wanted->MipLevels == 1 &&
-                       wanted->ArraySize == 1 && wanted->SampleDesc.Count == 1 &&
-                       wanted->SampleDesc.Quality == 0 && wanted->BindFlags == 0x28 &&
-                       wanted->MiscFlags == 0x2);
         if (all.copyReal) {
             all.createRealTexture(wanted->Width, wanted->Height);
         }
-        give(all, result, texture, &texture11, "texture11");
+        // Only such a texture has the handle that is asked for.
+        const HRESULT result = give(self, "CreateTexture2D", texture, &texture11, "texture11",
+                                    wanted->Format == DXGI_FORMAT_B8G8R8A8_UNORM &&
+                                        wanted->MiscFlags == D3D11_RESOURCE_MISC_SHARED);
         if (*texture != nullptr) {
             object(*texture).width = wanted->Width;
             object(*texture).height = wanted->Height;
@@ -364,8 +324,8 @@ const auto device11 = table<ID3D11Device5Vtbl>([](auto& methods) {
 
 const auto queue12 = table<ID3D12CommandQueueVtbl>([](auto& methods) {
     methods.SetName = setName;
-    methods.ExecuteCommandLists = [](auto* self, auto count, auto* lists) {
-        called(self, "ExecuteCommandLists", count == 1 && is(lists[0], "list"));
+    methods.ExecuteCommandLists = [](auto* self, auto, auto* lists) {
+        called(self, "ExecuteCommandLists", is(lists[0], "list"));
         machine(self).onGpu([&all = machine(self)] {
             for (std::size_t y = 0; y < all.textureHeight; ++y) {
                 std::memcpy(all.readback.data() + y * rowPitch(all.textureWidth),
@@ -381,45 +341,32 @@ const auto allocator12 = table<ID3D12CommandAllocatorVtbl>(
 
 const auto list12 = table<ID3D12GraphicsCommandListVtbl>([](auto& methods) {
     methods.SetName = setName;
-    methods.CopyTextureRegion = [](auto* self, auto* to, auto x, auto y, auto z, auto* from,
-                                   auto* box) {
+    methods.CopyTextureRegion = [](auto* self, auto* to, auto, auto, auto, auto* from, auto*) {
         called(self, "CopyTextureRegion",
-               is(to->pResource, "readback") && is(from->pResource, "texture12") &&
-                   to->PlacedFootprint.Footprint.RowPitch == rowPitch(machine(self).textureWidth) &&
-                   from->SubresourceIndex == 0 && x + y + z == 0 && box == nullptr);
+               is(to->pResource, "readback") && is(from->pResource, "texture12"));
     };
     methods.Close = [](auto* self) { return called(self, "Close"); };
-    methods.Reset = [](auto* self, auto* allocator, auto* state) {
-        return called(self, "Reset", is(allocator, "allocator") && state == nullptr);
-    };
+    methods.Reset = [](auto* self, auto*, auto*) { return called(self, "Reset"); };
 });
 
 const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
-    methods.CreateCommandQueue = [](auto* self, auto* wanted, REFIID, void** queue) {
-        return makes(self, queue, &queue12, "queue", "CreateCommandQueue",
-                     wanted->Type == D3D12_COMMAND_LIST_TYPE_DIRECT && wanted->Priority == 0 &&
-                         +wanted->Flags == 0 && wanted->NodeMask == 0);
+    methods.CreateCommandQueue = [](auto* self, auto*, REFIID, void** queue) {
+        return give(self, "CreateCommandQueue", queue, &queue12, "queue");
     };
-    methods.CreateCommandAllocator = [](auto* self, auto type, REFIID, void** allocator) {
-        return makes(self, allocator, &allocator12, "allocator", "CreateCommandAllocator",
-                     type == D3D12_COMMAND_LIST_TYPE_DIRECT);
+    methods.CreateCommandAllocator = [](auto* self, auto, REFIID, void** allocator) {
+        return give(self, "CreateCommandAllocator", allocator, &allocator12, "allocator");
     };
-    methods.CreateCommandList = [](auto* self, auto node, auto type, auto* allocator, auto* state,
-                                   REFIID, void** list) {
-        return makes(self, list, &list12, "list", "CreateCommandList",
-                     node == 0 && type == D3D12_COMMAND_LIST_TYPE_DIRECT &&
-                         is(allocator, "allocator") && state == nullptr);
+    methods.CreateCommandList = [](auto* self, auto, auto, auto*, auto*, REFIID, void** list) {
+        return give(self, "CreateCommandList", list, &list12, "list");
     };
     methods.CreateFence = createFence<ID3D12FenceVtbl>;
     methods.GetDeviceRemovedReason = deviceRemovedReason;
     methods.OpenSharedHandle = [](auto* self, auto handle, REFIID, void** resource) {
-        return makes(self, resource, &resource12, "texture12", "OpenSharedHandle",
-                     handle == kSharedHandle);
+        return give(self, "OpenSharedHandle", resource, &resource12, "texture12",
+                    handle == kSharedHandle);
     };
-    methods.GetCopyableFootprints = [](auto* self, auto* texture, auto first, auto count,
-                                       auto offset, auto* footprint, auto* rows, auto* rowSize,
-                                       auto* total) {
-        called(self, "GetCopyableFootprints", first == 0 && count == 1 && offset == 0);
+    methods.GetCopyableFootprints = [](auto*, auto* texture, auto, auto, auto, auto* footprint,
+                                       auto* rows, auto* rowSize, auto* total) {
         const auto width = static_cast<UINT>(texture->Width);
         const UINT pitch = rowPitch(width);
         *footprint = {0, {texture->Format, width, texture->Height, 1, pitch}};
@@ -427,55 +374,35 @@ const auto device12 = table<ID3D12DeviceVtbl>([](auto& methods) {
         *rowSize = UINT64{width} * 4;
         *total = UINT64{pitch} * (texture->Height - 1) + *rowSize;
     };
-    methods.CreateCommittedResource = [](auto* self, auto* heap, auto flags, auto* wanted,
-                                         auto state, auto* clear, REFIID, void** resource) {
+    methods.CreateCommittedResource = [](auto* self, auto* heap, auto, auto* wanted, auto, auto*,
+                                         REFIID, void** resource) {
         machine(self).readback.assign(wanted->Width, 0);
-        return makes(self, resource, &resource12, "readback", "CreateCommittedResource",
-                     heap->Type == D3D12_HEAP_TYPE_READBACK && +flags == 0 &&
-                         wanted->Dimension == D3D12_RESOURCE_DIMENSION_BUFFER &&
-                         wanted->Height == 1 && wanted->DepthOrArraySize == 1 &&
-                         wanted->MipLevels == 1 && wanted->Format == DXGI_FORMAT_UNKNOWN &&
-                         wanted->SampleDesc.Count == 1 &&
-                         wanted->Layout == D3D12_TEXTURE_LAYOUT_ROW_MAJOR && +wanted->Flags == 0 &&
-                         state == D3D12_RESOURCE_STATE_COPY_DEST && clear == nullptr);
+        return give(self, "CreateCommittedResource", resource, &resource12, "readback",
+                    heap->Type == D3D12_HEAP_TYPE_READBACK);
     };
 });
 
 /// One object as another interface: itself, or a new one.
 HRESULT query(FakeObject& self, REFIID iid, void** result) {
-    static const struct {
-        const IID& iid;
-        const void* methods = nullptr;  ///< Of a new object.
-        const char* object = "";
-    } known[] = {{IID_ID3D11Device5},
-                 {IID_ID3D11DeviceContext4},
-                 {IID_IDXGIOutput1},
-                 {IID_ID3D11Texture2D, &texture11, "frame"},
-                 {IID_IDXGIResource1, &resource11, "shareable"}};
-    const auto* const one = std::find_if(std::begin(known), std::end(known), [&](const auto& that) {
-        return IsEqualIID(iid, that.iid);
-    });
-    if (one == std::end(known)) {
-        self.machine->mistakes.push_back(self.name + " was asked for an unknown interface");
-        *result = nullptr;
-        return E_NOINTERFACE;
-    }
-    const HRESULT answer = called(&self, "QueryInterface");
     FakeGraphics& all = *self.machine;
-    if (SUCCEEDED(answer) && one->methods == &texture11 && all.realFrame) {
+    const HRESULT answer = called(&self, "QueryInterface");
+    *result = nullptr;
+    if (IsEqualIID(iid, IID_ID3D11Texture2D) && SUCCEEDED(answer) && all.realFrame) {
         auto* const real = static_cast<IUnknown*>(all.realFrame());
         return real->lpVtbl->QueryInterface(real, iid, result);
     }
-    if (one->methods != nullptr) {
-        give(all, answer, result, one->methods, one->object);
-        if (*result != nullptr && one->methods == &texture11) {
+    if (IsEqualIID(iid, IID_ID3D11Texture2D)) {
+        give(self, answer, result, &texture11, "frame");
+        if (*result != nullptr) {
             object(*result).width = all.desktopWidth;
             object(*result).height = all.desktopHeight;
         }
-        return answer;
+    } else if (IsEqualIID(iid, IID_IDXGIResource1)) {
+        give(self, answer, result, &resource11, "shareable");
+    } else if (SUCCEEDED(answer)) {
+        ++self.references;
+        *result = &self;
     }
-    self.references += SUCCEEDED(answer) ? 1 : 0;
-    *result = SUCCEEDED(answer) ? &self : nullptr;
     return answer;
 }
 
@@ -519,7 +446,7 @@ void FakeGraphics::setPointer(const DXGI_OUTDUPL_POINTER_SHAPE_INFO& info,
 /// Page "Desktop Duplication API": the application must duplicate the output again.
 void FakeGraphics::switchDesktop() {
     for (FakeObject& one : m_objects) {
-        one.lost = one.lost || one.name == "duplication";
+        one.lost = true;
     }
 }
 
@@ -563,14 +490,14 @@ const FakeGraphics::Output* FakeGraphics::outputOf(const FakeObject& one) const 
 
 /// Page "IDXGIOutput1::DuplicateOutput".
 HRESULT FakeGraphics::duplicate(const FakeObject& output, const FakeObject& device) {
-    if (isRemoved(device)) {
-        return DXGI_ERROR_DEVICE_REMOVED;
-    }
     const bool isDuplicated =
         std::any_of(m_objects.begin(), m_objects.end(), [&output](const FakeObject& one) {
             return one.name == "duplication" && one.references > 0 &&
                    one.adapter == output.adapter && one.output == output.output;
         });
+    if (isRemoved(device)) {
+        return DXGI_ERROR_DEVICE_REMOVED;
+    }
     if (isDuplicated || device.adapter != output.adapter) {
         return E_INVALIDARG;
     }
@@ -621,31 +548,23 @@ HRESULT FakeGraphics::acquire(FakeObject& one, DXGI_OUTDUPL_FRAME_INFO& info) {
 /// Page "Desktop Duplication API": the texture always shows the image unrotated. Nothing promises
 /// its alpha.
 void FakeGraphics::drawDesktop(const Output& output) {
-    const RECT& area = output.desktop;
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    const auto rotation = output.rotation;
+    const int width = output.desktop.right - output.desktop.left;
+    const int height = output.desktop.bottom - output.desktop.top;
+    const auto turn = output.rotation;
     const bool sideways =
-        rotation == DXGI_MODE_ROTATION_ROTATE90 || rotation == DXGI_MODE_ROTATION_ROTATE270;
+        turn == DXGI_MODE_ROTATION_ROTATE90 || turn == DXGI_MODE_ROTATION_ROTATE270;
     desktopWidth = static_cast<UINT>(sideways ? height : width);
     desktopHeight = static_cast<UINT>(sideways ? width : height);
     desktop.clear();
     for (int i = 0; i < width * height; ++i) {
         const int x = i % static_cast<int>(desktopWidth);
         const int y = i / static_cast<int>(desktopWidth);
-        int atX = x;
-        int atY = y;
-        if (rotation == DXGI_MODE_ROTATION_ROTATE90) {
-            atX = width - 1 - y;
-            atY = x;
-        } else if (rotation == DXGI_MODE_ROTATION_ROTATE180) {
-            atX = width - 1 - x;
-            atY = height - 1 - y;
-        } else if (rotation == DXGI_MODE_ROTATION_ROTATE270) {
-            atX = y;
-            atY = height - 1 - x;
-        }
-        desktop.push_back((pixel(atX, atY) & 0xFFFFFFU) | static_cast<UINT>(i % 251) << 24);
+        const auto upright = turn == DXGI_MODE_ROTATION_ROTATE90 ? pixel(width - 1 - y, x)
+                             : turn == DXGI_MODE_ROTATION_ROTATE180
+                                 ? pixel(width - 1 - x, height - 1 - y)
+                             : turn == DXGI_MODE_ROTATION_ROTATE270 ? pixel(y, height - 1 - x)
+                                                                    : pixel(x, y);
+        desktop.push_back((upright & 0xFFFFFFU) | static_cast<UINT>(i % 251) << 24);
     }
 }
 
@@ -658,15 +577,18 @@ HRESULT FakeGraphics::call(const std::string& name, bool asDocumented) {
     return planned == failing.end() ? S_OK : planned->second;
 }
 
-void* FakeGraphics::make(const void* methods, const std::string& name) {
-    FakeObject& made = m_objects.emplace_back();
+FakeObject& FakeGraphics::make(const void* methods, const std::string& name,
+                               const FakeObject& from) {
+    FakeObject& made = m_objects.emplace_back(from);
     made.methods = methods;
     made.machine = this;
     made.name = name;
+    made.references = 1;
+    made.lost = made.held = made.used = false;
     const bool isOfDevice =
         name.rfind("factory") != 0 && name.rfind("adapter") != 0 && name.rfind("output") != 0;
     made.device = isOfDevice ? currentDevice : 0;
-    return &made;
+    return made;
 }
 
 void FakeGraphics::signal(FakeObject& fence, std::uint64_t value) {
@@ -682,52 +604,47 @@ void FakeGraphics::finishWork() {
     }
 }
 
-HRESULT FakeGraphics::CreateDXGIFactory2(UINT flags, REFIID, void** factory) {
-    give(*this, call("CreateDXGIFactory2", flags == 0), factory, &factory5, "factory");
-    if (*factory == nullptr) {
-        return failing["CreateDXGIFactory2"];
+HRESULT FakeGraphics::CreateDXGIFactory2(UINT, REFIID, void** factory) {
+    FakeObject none;
+    none.machine = this;
+    const HRESULT result = give(none, call("CreateDXGIFactory2"), factory, &factory5, "factory");
+    if (SUCCEEDED(result)) {
+        m_arrangements.push_back(adapters);
+        currentArrangement = static_cast<int>(m_arrangements.size()) - 1;
+        object(*factory).arrangement = currentArrangement;
     }
-    m_arrangements.push_back(adapters);
-    currentArrangement = static_cast<int>(m_arrangements.size()) - 1;
-    object(*factory).arrangement = currentArrangement;
-    return S_OK;
+    return result;
 }
 
-HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type,
-                                        HMODULE software, UINT flags,
-                                        const D3D_FEATURE_LEVEL* levels, UINT levelCount, UINT,
-                                        ID3D11Device** device, D3D_FEATURE_LEVEL* level,
-                                        ID3D11DeviceContext** context) {
-    const HRESULT result =
-        call("D3D11CreateDevice", adapter != nullptr && type == D3D_DRIVER_TYPE_UNKNOWN &&
-                                      software == nullptr && flags == 0 && levels == nullptr &&
-                                      levelCount == 0);
-    *level = D3D_FEATURE_LEVEL_11_0;
-    give(*this, result, device, &device11, "device11");
-    if (*device != nullptr) {
-        object(*device).adapter = object(adapter).adapter;
-    }
-    return give(*this, result, context, &context11, "context11");
+HRESULT FakeGraphics::D3D11CreateDevice(IDXGIAdapter* adapter, D3D_DRIVER_TYPE type, HMODULE, UINT,
+                                        const D3D_FEATURE_LEVEL*, UINT, UINT, ID3D11Device** device,
+                                        D3D_FEATURE_LEVEL*, ID3D11DeviceContext** context) {
+    // Page "D3D11CreateDevice": with an adapter no other type is valid.
+    const HRESULT result = call("D3D11CreateDevice", type == D3D_DRIVER_TYPE_UNKNOWN);
+    give(object(adapter), result, device, &device11, "device11");
+    return give(object(adapter), result, context, &context11, "context11");
 }
 
-HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL minimum, REFIID,
+HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL, REFIID,
                                         void** device) {
-    const bool asDocumented = adapter != nullptr && minimum == D3D_FEATURE_LEVEL_11_0;
-    return give(*this, call("D3D12CreateDevice", asDocumented), device, &device12, "device12");
+    return give(object(adapter), call("D3D12CreateDevice"), device, &device12, "device12");
 }
 
-HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
-                                  LPCWSTR name) {
-    const bool asDocumented = manualReset == FALSE && initialState == FALSE && name == nullptr;
-    if (FAILED(call("CreateEventW", asDocumented))) {
-        return nullptr;
-    }
-    return reinterpret_cast<HANDLE>(*m_events.insert(++m_lastEvent).first);
+HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR) {
+    return FAILED(call("CreateEventW"))
+               ? nullptr
+               : reinterpret_cast<HANDLE>(*m_events.insert(++m_lastEvent).first);
 }
 
 DWORD FakeGraphics::WaitForSingleObject(HANDLE event, DWORD milliseconds) {
+    // A device that is removed before the copy ends may never signal the event.
     call("WaitForSingleObject",
-         m_events.count(reinterpret_cast<std::uintptr_t>(event)) == 1 && milliseconds == INFINITE);
+         m_events.count(reinterpret_cast<std::uintptr_t>(event)) == 1 && milliseconds != INFINITE);
+    if (waitsUntilRemoval > 0 && --waitsUntilRemoval == 0) {
+        removeDevice();
+        m_work.clear();
+        return WAIT_TIMEOUT;
+    }
     finishWork();
     return WAIT_OBJECT_0;
 }

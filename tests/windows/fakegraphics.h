@@ -1,9 +1,9 @@
 #pragma once
 // A machine with graphics adapters, outputs and both Direct3D APIs, made of fake COM objects. It
-// records every call, fails those it is told to fail, counts references, notes arguments that are
-// not those the real functions need, and moves real bytes from its desktop to the readback buffer,
-// but not before the caller waits for its fences. Where Microsoft's documentation says what the
-// system refuses or leaves out, so does the machine; the page is named beside it.
+// records every call, fails those it is told to fail, counts references, and moves real bytes from
+// its desktop to the readback buffer, but not before the caller waits for its fences. Where
+// Microsoft's documentation says what the system refuses or leaves out, so does the machine; the
+// page is named beside it.
 
 #include <cstdint>
 #include <deque>
@@ -23,10 +23,10 @@ struct FakeObject {
     FakeGraphics* machine = nullptr;
     std::string name;
     int references = 1;
-    std::size_t adapter = 0;    ///< Of an adapter, output, duplication or Direct3D 11 device.
-    std::size_t output = 0;     ///< Of an output or a duplication.
-    int arrangement = 0;        ///< Of a factory and all it gave: when it was made.
-    int device = 0;             ///< Of everything else: which of the devices it belongs to.
+    int arrangement = 0;        ///< When the factory was made that all this comes from.
+    std::size_t adapter = 0;    ///< In that arrangement.
+    std::size_t output = 0;     ///< Of that adapter.
+    int device = 0;             ///< Which of the machine's devices it belongs to; 0: to none.
     std::uint64_t reached = 0;  ///< Of a fence.
     UINT width = 0;             ///< Of a texture.
     UINT height = 0;
@@ -56,15 +56,17 @@ public:
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
     std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     bool timesFirstFrame = true;  ///< Nothing promises a new duplication's frame a present time.
+    DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM;  ///< Of frames.
+    int waitsUntilRemoval = 0;   ///< The device is removed during this wait for it; 0: it is not.
+    bool noticesOutputs = true;  ///< A factory is outdated once monitors come or go.
+    bool locked = false;         ///< The secure desktop is shown.
     DWORD lastError = 0;
-    bool locked = false;                     ///< The secure desktop is shown.
     std::map<std::string, HRESULT> failing;  ///< By name.
 
     // What happens to it.
     /// The image changes, inside these rectangles of the texture.
     void present(std::vector<RECT> dirty, std::vector<DXGI_OUTDUPL_MOVE_RECT> moves = {});
-    void movePointer() { m_pointerMoved = true; }
-    void movePointer(const POINT& at, bool visible = true);
+    void movePointer(const POINT& at = {}, bool visible = true);
     void setPointer(const DXGI_OUTDUPL_POINTER_SHAPE_INFO& info, std::vector<std::uint8_t> bytes);
     /// Duplications end, as at every switch of the desktop.
     void switchDesktop();
@@ -98,8 +100,8 @@ public:
     void Sleep(DWORD milliseconds) override;
 
     // For the objects.
-    HRESULT call(const std::string& name, bool asDocumented);
-    void* make(const void* methods, const std::string& name);
+    HRESULT call(const std::string& name, bool asDocumented = true);
+    FakeObject& make(const void* methods, const std::string& name, const FakeObject& from);
     void onGpu(std::function<void()> work) { m_work.push_back(std::move(work)); }
     void signal(FakeObject& fence, std::uint64_t value);
     HRESULT duplicate(const FakeObject& output, const FakeObject& device);
@@ -107,13 +109,12 @@ public:
     [[nodiscard]] const std::vector<Adapter>& adaptersOf(const FakeObject& object) const;
     [[nodiscard]] const Adapter& adapterOf(const FakeObject& object) const;
     [[nodiscard]] const Output* outputOf(const FakeObject& object) const;
-    void drawDesktop(const Output& output);
     std::vector<std::uint32_t> desktop;  ///< The image of the frame that is acquired.
     UINT desktopWidth = 0;
     UINT desktopHeight = 0;
-    UINT textureWidth = 0;  ///< Of the shared texture.
+    std::vector<std::uint32_t> texture;  ///< The shared one.
+    UINT textureWidth = 0;
     UINT textureHeight = 0;
-    std::vector<std::uint32_t> texture;
     std::vector<std::uint8_t> readback;
     std::vector<RECT> dirtyRects;  ///< Of the frame that is acquired.
     std::vector<DXGI_OUTDUPL_MOVE_RECT> moveRects;
@@ -128,6 +129,7 @@ public:
     std::function<void()> copyReal;                                  ///< From that into this.
 
 private:
+    void drawDesktop(const Output& output);
     void finishWork();
 
     std::vector<std::vector<Adapter>> m_arrangements;  ///< As each factory found them.

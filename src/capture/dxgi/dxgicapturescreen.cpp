@@ -1,6 +1,7 @@
 #include "capture/dxgi/dxgicapturescreen.h"
 
 #include <string_view>
+#include <utility>
 
 #include "capture/dxgi/failurereason.h"
 #include "support/log.h"
@@ -12,6 +13,9 @@ using capture::Rotation;
 
 /// Some headers say 1, which is no value of the page "D3D11_FENCE_FLAG".
 constexpr auto kNoFenceFlags = static_cast<D3D11_FENCE_FLAG>(0);
+
+/// So often a wait for the GPU looks whether its device is still there.
+constexpr DWORD kDeviceCheckMs = 500;
 
 /// Page "Desktop Duplication API": the frame is never rotated, the desktop is, clockwise.
 Rotation rotationOf(DXGI_MODE_ROTATION rotation) {
@@ -36,6 +40,13 @@ bool matches(IDXGIOutput& output, const wchar_t* deviceName) {
            std::wstring_view(description.DeviceName) == std::wstring_view(deviceName);
 }
 
+/// Page "ID3D11DeviceContext::CopyResource": it does nothing where the formats are not of one
+/// group.
+bool isBgra(DXGI_FORMAT format) {
+    return format == DXGI_FORMAT_B8G8R8A8_UNORM || format == DXGI_FORMAT_B8G8R8A8_UNORM_SRGB ||
+           format == DXGI_FORMAT_B8G8R8A8_TYPELESS;
+}
+
 }  // namespace
 
 DXGICaptureScreen::DXGICaptureScreen(DxgiOperations& operations) : m_operations(operations) {}
@@ -46,15 +57,23 @@ DXGICaptureScreen::~DXGICaptureScreen() {
 
 bool DXGICaptureScreen::InitCapture(const wchar_t* deviceName) {
     ReleaseAll();
-    m_outputName = deviceName != nullptr ? support::utf8FromWide(deviceName) : "";
-    // Page "IDXGIFactory1::IsCurrent": an outdated factory does not see later adapters and outputs.
-    if (m_factory && !m_factory->IsCurrent()) {
-        m_factory.Reset();
+    std::string name = deviceName != nullptr ? support::utf8FromWide(deviceName) : "";
+    if (name != m_outputName) {
+        m_failure = {};  // It was another output's.
+        m_outputName = std::move(name);
     }
-    if (!m_factory && !createFactory()) {
-        return fail(true);
+    FoundOutput found;
+    if (m_factory && m_factory->IsCurrent()) {
+        found = findOutput(deviceName);
     }
-    const FoundOutput found = findOutput(deviceName);
+    // Page "IDXGIFactory1::IsCurrent": an outdated factory does not see later adapters. Of outputs
+    // it says nothing.
+    if (!found.output) {
+        if (!createFactory()) {
+            return fail(true);
+        }
+        found = findOutput(deviceName);
+    }
     m_initialized = done("finding the output", found.output ? S_OK : DXGI_ERROR_NOT_FOUND) &&
                     createD3D11Device(found.adapter) && openOutput(found.output) &&
                     createD3D12Device() && createCommandList() && createFences();
@@ -62,7 +81,7 @@ bool DXGICaptureScreen::InitCapture(const wchar_t* deviceName) {
         return fail(true);
     }
     m_failure.needsInit = false;
-    return true;
+    return m_duplication || fail(false);
 }
 
 bool DXGICaptureScreen::createFactory() {
@@ -116,7 +135,9 @@ bool DXGICaptureScreen::openOutput(const ComPtr<IDXGIOutput>& output) {
     const RECT& desktop = description.DesktopCoordinates;
     m_outputWidth = static_cast<std::uint32_t>(desktop.right - desktop.left);
     m_outputHeight = static_cast<std::uint32_t>(desktop.bottom - desktop.top);
-    return done("IDXGIOutput1", output.As(&m_output)) && createDuplication();
+    // What is away for a while is duplicated by a later read.
+    return done("IDXGIOutput1", output.As(&m_output)) &&
+           (createDuplication() || capture::dxgi::isDesktopAway(m_failedResult));
 }
 
 bool DXGICaptureScreen::createDuplication() {
@@ -209,8 +230,8 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
         m_operations.Sleep(1);
         return false;
     }
-    ComPtr<ID3D11Texture2D> frame;
-    if (!resource || !done("ID3D11Texture2D", resource.As(&frame))) {
+    const ComPtr<ID3D11Texture2D> frame = openFrame(resource);
+    if (!frame) {
         m_duplication->ReleaseFrame();
         return fail(false);
     }
@@ -224,6 +245,20 @@ bool DXGICaptureScreen::ReadScreenData(int x, int y, int width, int height, unsi
     deliver(x, y, width, height, dest, rowsKnown);
     succeed();
     return true;
+}
+
+/// Null: it can't be copied.
+DXGICaptureScreen::ComPtr<ID3D11Texture2D> DXGICaptureScreen::openFrame(
+    const ComPtr<IDXGIResource>& resource) {
+    ComPtr<ID3D11Texture2D> frame;
+    if (!done("ID3D11Texture2D", resource ? resource.As(&frame) : E_POINTER)) {
+        return nullptr;
+    }
+    D3D11_TEXTURE2D_DESC description = {};
+    frame->GetDesc(&description);
+    return done("the frame's format", isBgra(description.Format) ? S_OK : DXGI_ERROR_UNSUPPORTED)
+               ? frame
+               : nullptr;
 }
 
 /// Brings the frame into the memory that the CPU reads. A failure leaves it acquired: the next
@@ -372,9 +407,14 @@ bool DXGICaptureScreen::waitForFence(Fence& fence, HANDLE event, Signal signal) 
         if (!done("SetEventOnCompletion", fence.SetEventOnCompletion(next, event))) {
             return false;
         }
-        m_operations.WaitForSingleObject(event, INFINITE);
+        while (m_operations.WaitForSingleObject(event, kDeviceCheckMs) == WAIT_TIMEOUT &&
+               !deviceRemoved()) {
+        }
     }
-    return true;
+    // Page "ID3D12Fence::GetCompletedValue": once the device is removed every value is reached,
+    // whatever has become of the copy.
+    const bool isCopied = fence.GetCompletedValue() >= next && !deviceRemoved();
+    return done("waiting for the GPU", isCopied ? S_OK : E_FAIL);
 }
 
 capture::Cut DXGICaptureScreen::cutOf(int x, int y, int width, int height) const {

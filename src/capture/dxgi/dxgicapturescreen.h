@@ -25,15 +25,17 @@ public:
     DXGICaptureScreen& operator=(const DXGICaptureScreen&) = delete;
 
     void DrawPointer(bool draw) override { m_drawsPointer = draw; }
+
+    /// While the desktop is away (locked, or its session disconnected) this fails, and a later read
+    /// goes on by itself: Failure() then does not ask for another call.
     bool InitCapture(const wchar_t* deviceName) override;
 
-    /// Waits without limit for the two GPU copies, and not at all for a new frame. The first frame
-    /// of a duplication is always a new one. A move of the pointer is one only where the pointer is
-    /// drawn. After an error, a lost desktop
-    /// included, the duplication is dropped; the next call makes a new one. The first frame's size
-    /// and rotation are kept: when they change, when the device is removed, or when the output is
-    /// gone, InitCapture() has to be called again. The first failure and the end of failing are
-    /// logged.
+    /// Waits for the two GPU copies as long as the device is there, and not at all for a new frame.
+    /// The first frame of a duplication is always a new one. A move of the pointer is one only
+    /// where the pointer is drawn. After an error, a lost desktop included, the duplication is
+    /// dropped; the next call makes a new one. The first frame's size and rotation are kept: when
+    /// they change, when the device is removed, or when the output is gone, InitCapture() has to be
+    /// called again. The first failure and the end of failing are logged.
     bool ReadScreenData(int x, int y, int width, int height, unsigned char* dest) override;
 
     /// The factory stays.
@@ -65,6 +67,7 @@ private:
     // The steps of ReadScreenData().
     [[nodiscard]] bool createDuplication();
     void dropDuplication();
+    [[nodiscard]] ComPtr<ID3D11Texture2D> openFrame(const ComPtr<IDXGIResource>& resource);
     [[nodiscard]] bool relay(ID3D11Texture2D& frame);
     [[nodiscard]] bool fits(const D3D11_TEXTURE2D_DESC& frame) const;
     void keepMode(const D3D11_TEXTURE2D_DESC& frame);
@@ -84,7 +87,7 @@ private:
     void succeed();
 
     /// Calls `signal` with the fence's completed value plus one and waits until the fence reaches
-    /// it. False: signalling or waiting failed, so the copy before it may be incomplete.
+    /// it. False: that failed, or the device is gone, so the copy before it may be incomplete.
     template <typename Fence, typename Signal>
     [[nodiscard]] bool waitForFence(Fence& fence, HANDLE event, Signal signal);
 

@@ -19,6 +19,7 @@ struct Reason {
 // adapter of two: article KB 3019314.
 constexpr Reason kReasons[] = {
     {DXGI_ERROR_ACCESS_LOST, "", "the desktop was switched, or the screen changed its mode"},
+    {DXGI_ERROR_MODE_CHANGE_IN_PROGRESS, "", "the screen is changing its mode"},
     {DXGI_ERROR_NOT_FOUND, "finding the output", "there is no such output, or it is off"},
     {DXGI_ERROR_DEVICE_REMOVED, "", "the graphics device was removed or its driver replaced"},
     {DXGI_ERROR_DEVICE_HUNG, "", "the graphics device hung and was reset"},
@@ -30,6 +31,8 @@ constexpr Reason kReasons[] = {
      "this graphics adapter cannot duplicate the screen (of two adapters, choose the power-saving "
      "one for this program in Settings > System > Display > Graphics; or a remote session or an "
      "old driver prevents it)"},
+    {DXGI_ERROR_UNSUPPORTED, "the frame's format",
+     "the screen's frames are not BGRA; switch HDR off for this screen"},
     {DXGI_ERROR_NOT_CURRENTLY_AVAILABLE, "DuplicateOutput",
      "too many programs duplicate the screen already; close one of them"},
     {E_NOTIMPL, "DuplicateOutput", "this system has no desktop duplication"},
@@ -48,10 +51,14 @@ std::string failureReason(const std::string& call, HRESULT result) {
     return fmt::format("{} failed with error {:#010x}", call, static_cast<std::uint32_t>(result));
 }
 
+bool isDesktopAway(HRESULT result) {
+    return result == E_ACCESSDENIED || result == DXGI_ERROR_SESSION_DISCONNECTED ||
+           result == DXGI_ERROR_ACCESS_LOST || result == DXGI_ERROR_MODE_CHANGE_IN_PROGRESS;
+}
+
 bool mayDuplicateLater(HRESULT result) {
-    return result == E_ACCESSDENIED || result == DXGI_ERROR_UNSUPPORTED ||
-           result == DXGI_ERROR_NOT_CURRENTLY_AVAILABLE ||
-           result == DXGI_ERROR_SESSION_DISCONNECTED || result == DXGI_ERROR_ACCESS_LOST;
+    return isDesktopAway(result) || result == DXGI_ERROR_UNSUPPORTED ||
+           result == DXGI_ERROR_NOT_CURRENTLY_AVAILABLE;
 }
 
 }  // namespace capture::dxgi
