@@ -14,9 +14,10 @@ $source = "SelfTest$PID"
 $data = "$env:APPDATA\Halvark\TarsinNDI"
 $ini = "$data\TarsinNDI.ini"
 $log = "$data\log\TarsinNDI"
+$printed = "$env:TEMP\$source"
 $failures = 0
 
-Add-Type -AssemblyName UIAutomationClient, UIAutomationTypes
+Add-Type -AssemblyName UIAutomationClient, UIAutomationTypes, System.Windows.Forms
 Add-Type -Language CSharp -TypeDefinition @'
 using System;
 using System.Runtime.InteropServices;
@@ -72,45 +73,68 @@ function Wait-For([int]$seconds, [scriptblock]$block) {
     return $null
 }
 
-# The log since this test began. Another program may have it open.
-function Read-Log {
-    $stream = New-Object IO.FileStream $log, 'Open', 'Read', 'ReadWrite, Delete'
+# A text file from that byte on. Another program may have it open.
+function Read-From([string]$file, [long]$begin) {
+    $stream = New-Object IO.FileStream $file, 'Open', 'Read', 'ReadWrite, Delete'
     try {
-        if ($script:logBegin -le $stream.Length) { [void]$stream.Seek($script:logBegin, 'Begin') }
+        [void]$stream.Seek($begin, 'Begin')
         return (New-Object IO.StreamReader $stream, ([Text.Encoding]::UTF8)).ReadToEnd()
     } finally { $stream.Close() }
+}
+
+# The log since this test began. A full log file is renamed meanwhile.
+function Read-Log {
+    if ((Get-Item -LiteralPath $log).Length -ge $logBegin) { return Read-From $log $logBegin }
+    return (Read-From "$log.1" $logBegin) + (Read-From $log 0)
 }
 
 # What ndimonitor prints; $script:code is its exit code.
 function Run-Monitor([string[]]$arguments) {
     $ErrorActionPreference = 'Continue'  # Text on standard error is no error here.
-    $text = & "$Folder\ndimonitor.exe" $arguments 2>&1 | Out-String
+    # As text one by one: Out-String would break lines, and decorate those from standard error.
+    $lines = & "$Folder\ndimonitor.exe" $arguments 2>&1 | ForEach-Object { "$_" }
     $script:code = $LASTEXITCODE
-    return $text
+    return $lines -join "`r`n"
 }
 function Receive { return Run-Monitor $source, '--seconds', '5', '--wait', '10' }
 
+# $null: there is no such button, or the window is just being made.
 function Find-Button([string]$caption) {
-    $program.Refresh()
-    if ($program.MainWindowHandle -eq [IntPtr]::Zero) { return $null }
-    $window = [Windows.Automation.AutomationElement]::FromHandle($program.MainWindowHandle)
-    $named = New-Object Windows.Automation.PropertyCondition(
-        [Windows.Automation.AutomationElement]::NameProperty, $caption)
-    return $window.FindFirst([Windows.Automation.TreeScope]::Descendants, $named)
+    $element = [Windows.Automation.AutomationElement]
+    $isNamed = New-Object Windows.Automation.PropertyCondition @($element::NameProperty, $caption)
+    $isButton = New-Object Windows.Automation.PropertyCondition @(
+        $element::ControlTypeProperty, [Windows.Automation.ControlType]::Button)
+    try {
+        $program.Refresh()
+        $window = $element::FromHandle($program.MainWindowHandle)
+        return $window.FindFirst([Windows.Automation.TreeScope]::Descendants,
+            (New-Object Windows.Automation.AndCondition @($isNamed, $isButton)))
+    } catch { return $null }
+}
+
+# The number that the program gives the primary screen, whose resolution is changed below.
+function Get-PrimaryIndex {
+    $screens = @([Windows.Forms.Screen]::AllScreens |
+        Sort-Object { $_.DeviceName.Length }, { $_.DeviceName })
+    for ($i = 0; $i -lt $screens.Count; $i++) { if ($screens[$i].Primary) { return $i } }
 }
 
 if (Get-Process TarsinNDI -ErrorAction SilentlyContinue) { throw 'TarsinNDI runs already; close it first.' }
 foreach ($name in 'TarsinNDI.exe', 'ndimonitor.exe') {
-    if (-not (Test-Path "$Folder\$name")) { throw "$Folder\$name is missing; see -Folder." }
+    if (-not (Test-Path -LiteralPath "$Folder\$name")) { throw "$Folder\$name is missing; see -Folder." }
 }
 [void](New-Item -ItemType Directory -Force $data)
-$kept = if (Test-Path $ini) { [IO.File]::ReadAllBytes($ini) } else { $null }
-$logBegin = if (Test-Path $log) { (Get-Item $log).Length } else { 0 }
+$kept = $null
+if (Test-Path -LiteralPath $ini) { $kept = [IO.File]::ReadAllBytes($ini) }
+$logBegin = [long]0
+if (Test-Path -LiteralPath $log) { $logBegin = (Get-Item -LiteralPath $log).Length }
 $program = $null
 $modeChanged = $false
 try {
-    [IO.File]::WriteAllText($ini, "[SystemSet]`r`nname=$source`r`nlanguage=EN`r`nscreenIndex=0`r`n")
-    $program = Start-Process "$Folder\TarsinNDI.exe" -PassThru
+    [IO.File]::WriteAllText($ini, "[SystemSet]`r`nname=$source`r`nlanguage=EN`r`nscreenIndex=$(Get-PrimaryIndex)`r`n")
+    # It would print to this console otherwise.
+    $program = Start-Process "$Folder\TarsinNDI.exe" -PassThru `
+        -RedirectStandardOutput "$printed.out" -RedirectStandardError "$printed.err"
     [void]$program.Handle  # Without it there is no exit code later.
     $start = Wait-For 30 { Find-Button 'Start' }
     Check 'the window opens' ($null -ne $start)
@@ -157,7 +181,11 @@ try {
     Check 'the log ends with the banner' ((Read-Log) -match '#\s+STOP\s+#')
 } finally {
     if ($modeChanged) { [void][Display]::Restore() }
-    if ($program -and -not $program.HasExited) { $program.Kill() }
+    if ($program -and -not $program.HasExited) {
+        $program.Kill()
+        [void]$program.WaitForExit(5000)  # It writes its settings no more.
+    }
+    Remove-Item "$printed.out", "$printed.err" -ErrorAction SilentlyContinue
     if ($null -ne $kept) { [IO.File]::WriteAllBytes($ini, $kept) } else { Remove-Item $ini -ErrorAction SilentlyContinue }
 }
 Write-Host "$failures failed"
