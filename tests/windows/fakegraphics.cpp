@@ -208,7 +208,9 @@ const auto duplication = table<IDXGIOutputDuplicationVtbl>([](auto& methods) {
 
 const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& own = machine(self).adapterOf(object(self)).outputs[object(self).output];
+        const auto& own = machine(self)
+                              .adaptersOf(object(self))[object(self).adapter]
+                              .outputs[object(self).output];
         own.name.copy(description->DeviceName, std::size(description->DeviceName) - 1);
         description->DesktopCoordinates = own.desktop;
         return called(self, "GetDesc");
@@ -225,20 +227,18 @@ const auto output1 = table<IDXGIOutput1Vtbl>([](auto& methods) {
 const auto adapter1 = table<IDXGIAdapter1Vtbl>([](auto& methods) {
     methods.GetDesc1 = [](auto* self, auto* description) {
         *description = {};
-        description->Flags = machine(self).adapterOf(object(self)).flags;
+        description->Flags = machine(self).adaptersOf(object(self))[object(self).adapter].flags;
         return called(self, "GetDesc1");
     };
     methods.GetDesc = [](auto* self, auto* description) {
-        const auto& own = machine(self).adapterOf(object(self));
-        own.description.copy(description->Description, std::size(description->Description) - 1);
-        description->DeviceId = own.deviceId;
-        description->AdapterLuid = own.luid;
+        *description = {};
         return called(self, "GetDesc");
     };
     methods.EnumOutputs = [](auto* self, auto index, auto** output) {
-        return enumerate(self, "EnumOutputs", index,
-                         machine(self).adapterOf(object(self)).outputs.size(), output, &output1,
-                         "output" + std::to_string(object(self).adapter), &FakeObject::output);
+        return enumerate(
+            self, "EnumOutputs", index,
+            machine(self).adaptersOf(object(self))[object(self).adapter].outputs.size(), output,
+            &output1, "output" + std::to_string(object(self).adapter), &FakeObject::output);
     };
 });
 
@@ -273,12 +273,8 @@ const auto fence = table<Methods>([](auto& methods) {
 template <typename Methods>
 const auto createFence = [](auto* self, auto initial, auto flags, REFIID, void** result) {
     // Page "D3D11_FENCE_FLAG": no flags is 0, whatever the header at hand says.
-    const HRESULT made = give(self, "CreateFence", result, &fence<Methods>,
-                              "fence" + object(self).name.substr(6), initial == 0 && +flags == 0);
-    if (*result != nullptr) {
-        object(*result).reached = machine(self).completed;
-    }
-    return made;
+    return give(self, "CreateFence", result, &fence<Methods>, "fence" + object(self).name.substr(6),
+                initial == 0 && +flags == 0);
 };
 
 const auto context11 = table<ID3D11DeviceContext4Vtbl>([](auto& methods) {
@@ -471,13 +467,9 @@ const std::vector<FakeGraphics::Adapter>& FakeGraphics::adaptersOf(const FakeObj
     return m_arrangements[static_cast<std::size_t>(one.arrangement)];
 }
 
-const FakeGraphics::Adapter& FakeGraphics::adapterOf(const FakeObject& one) const {
-    return adaptersOf(one)[one.adapter];
-}
-
 /// As it is now. Null: it has been unplugged.
 const FakeGraphics::Output* FakeGraphics::outputOf(const FakeObject& one) const {
-    const std::wstring& name = adapterOf(one).outputs[one.output].name;
+    const std::wstring& name = adaptersOf(one)[one.adapter].outputs[one.output].name;
     for (const Adapter& adapter : adapters) {
         for (const Output& output : adapter.outputs) {
             if (output.name == name && adapter.flags == 0) {
@@ -633,13 +625,15 @@ HRESULT FakeGraphics::D3D12CreateDevice(IUnknown* adapter, D3D_FEATURE_LEVEL, RE
 HANDLE FakeGraphics::CreateEventW(LPSECURITY_ATTRIBUTES, BOOL, BOOL, LPCWSTR) {
     return FAILED(call("CreateEventW"))
                ? nullptr
-               : reinterpret_cast<HANDLE>(*m_events.insert(++m_lastEvent).first);
+               : reinterpret_cast<HANDLE>(
+                     m_events.emplace(++m_lastEvent, currentDevice).first->first);
 }
 
 DWORD FakeGraphics::WaitForSingleObject(HANDLE event, DWORD milliseconds) {
     // A device that is removed before the copy ends may never signal the event.
-    call("WaitForSingleObject",
-         m_events.count(reinterpret_cast<std::uintptr_t>(event)) == 1 && milliseconds != INFINITE);
+    const auto waited = m_events.find(reinterpret_cast<std::uintptr_t>(event));
+    const bool ends = waited != m_events.end() && waited->second == currentDevice;
+    call("WaitForSingleObject", ends && milliseconds != INFINITE);
     if (waitsUntilRemoval > 0 && --waitsUntilRemoval == 0) {
         removeDevice();
         m_work.clear();

@@ -9,7 +9,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -45,16 +44,12 @@ public:
     struct Adapter {
         UINT flags = 0;
         std::vector<Output> outputs;
-        std::wstring description = {};
-        UINT deviceId = 0;
-        LUID luid = {};
     };
 
     // What the machine is like; a test sets it.
     std::vector<Adapter> adapters;
     int frameNumber = 0;          ///< In each pixel's third byte.
     bool slow = true;             ///< A fence is reached when it is waited for, not at once.
-    std::uint64_t completed = 0;  ///< The value that new fences have already reached.
     bool timesFirstFrame = true;  ///< Nothing promises a new duplication's frame a present time.
     DXGI_FORMAT format = DXGI_FORMAT_B8G8R8A8_UNORM;  ///< Of frames.
     int waitsUntilRemoval = 0;   ///< The device is removed during this wait for it; 0: it is not.
@@ -106,8 +101,8 @@ public:
     void signal(FakeObject& fence, std::uint64_t value);
     HRESULT duplicate(const FakeObject& output, const FakeObject& device);
     HRESULT acquire(FakeObject& duplication, DXGI_OUTDUPL_FRAME_INFO& info);
+    /// As its factory found them.
     [[nodiscard]] const std::vector<Adapter>& adaptersOf(const FakeObject& object) const;
-    [[nodiscard]] const Adapter& adapterOf(const FakeObject& object) const;
     [[nodiscard]] const Output* outputOf(const FakeObject& object) const;
     std::vector<std::uint32_t> desktop;  ///< The image of the frame that is acquired.
     UINT desktopWidth = 0;
@@ -135,7 +130,7 @@ private:
     std::vector<std::vector<Adapter>> m_arrangements;  ///< As each factory found them.
     std::deque<FakeObject> m_objects;  ///< Never shrinks: a late call finds its object.
     std::vector<std::function<void()>> m_work;
-    std::set<std::uintptr_t> m_events;
+    std::map<std::uintptr_t, int> m_events;  ///< And the device there was when they were made.
     std::uintptr_t m_lastEvent = 0;
     bool m_pointerMoved = false;
     bool m_pointerReshaped = false;
