@@ -242,7 +242,7 @@ TEST_F(DxSender, StartsOnADesktopThatIsAwayAndInitialisesNowAndThenUntilItIsBack
         return script.failure.reason.empty();
     };
     ASSERT_TRUE(sender.initParmeter(0, 0, 4, 2, 30, "out"));
-    EXPECT_EQ(sender.captureStatus().text, "it is locked");
+    EXPECT_EQ(sender.captureStatus().reason, "it is locked");
     while (frames.empty()) {
         run(100);
     }
