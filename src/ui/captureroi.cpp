@@ -289,9 +289,6 @@ void CaptureROI::grabDesktopImage() {
 /// A compositor puts a window on a screen of the program's choice only when it covers that screen.
 void CaptureROI::setVisible(bool visible) {
     if (visible && ui::overlayHidesScreen()) {
-        if (m_showMode) {
-            return;
-        }
         (void)winId();  // Creates the window's handle.
         windowHandle()->setScreen(
             QGuiApplication::screenAt(m_pixels.toQt(QPoint(m_originX, m_originY))));

@@ -310,7 +310,9 @@ void NDISenderUI::slotShowAndHideROI() {
         g_roiShown = true;
         // In this order the window never covers more than the frame.
         m_pCaptureROI->setShowROI(true);
-        m_pCaptureROI->show();
+        if (!ui::overlayHidesScreen()) {
+            m_pCaptureROI->show();
+        }
         m_pCaptureROI->update();
         // A frame around the whole screen must not cover the button that hides it.
         raise();
