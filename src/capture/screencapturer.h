@@ -43,6 +43,7 @@ struct StillFrame {
 struct CaptureFailure {
     std::string reason;      ///< Part of a sentence, for the operator; "" while all is well.
     bool needsInit = false;  ///< Every read fails until InitCapture() has succeeded.
+    bool passes = false;     ///< InitCapture() has failed, but a later read can do what is missing.
 };
 
 /// One thread at a time, except for Interrupt(), Status() and Still(). All coordinates are physical
@@ -57,7 +58,7 @@ public:
 
     /// (Re)builds everything for the output named `deviceName`; null: the first output found.
     /// False: there is no such output, or the platform refuses; a later call may succeed, and so
-    /// may reads unless Failure() needs that call.
+    /// may reads if Failure() passes.
     virtual bool InitCapture(const wchar_t* deviceName) = 0;
 
     /// Copies the rectangle of the newest frame into `dest`: BGRA, opaque, rows packed

@@ -89,7 +89,7 @@ bool NdiDxSender::initCapture(const std::string& outputName) {
     const CaptureFailure& failure = m_capturer->Failure();
     m_watch.opened(opened ? "" : failure.reason);
     // What is away for a while only, as a locked desktop, is no reason to capture it another way.
-    return opened || (!failure.reason.empty() && !failure.needsInit);
+    return opened || failure.passes;
 }
 
 /// Replaces the buffer by a new one, opaque black where no capture will write.

@@ -81,7 +81,12 @@ bool DXGICaptureScreen::InitCapture(const wchar_t* deviceName) {
         return fail(true);
     }
     m_failure.needsInit = false;
-    return m_duplication || fail(false);
+    if (!m_duplication) {
+        fail(false);
+        m_failure.passes = !m_failure.needsInit;
+        return false;
+    }
+    return true;
 }
 
 bool DXGICaptureScreen::createFactory() {
@@ -468,6 +473,7 @@ bool DXGICaptureScreen::fail(bool needsInit) {
     const bool isRemoved = deviceRemoved();
     const bool isFirst = m_failure.reason.empty();
     m_failure.needsInit = needsInit || isRemoved;
+    m_failure.passes = false;
     m_failure.reason = capture::dxgi::failureReason(
         m_failedCall, isRemoved ? DXGI_ERROR_DEVICE_REMOVED : m_failedResult);
     if (isFirst) {

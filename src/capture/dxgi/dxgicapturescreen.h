@@ -27,7 +27,7 @@ public:
     void DrawPointer(bool draw) override { m_drawsPointer = draw; }
 
     /// While the desktop is away (locked, or its session disconnected) this fails, and a later read
-    /// goes on by itself: Failure() then does not ask for another call.
+    /// goes on by itself: Failure() passes then.
     bool InitCapture(const wchar_t* deviceName) override;
 
     /// Waits for the two GPU copies as long as the device is there, and not at all for a new frame.

@@ -233,7 +233,7 @@ TEST_F(DxSender, RetriesAFailingCaptureAndTellsTheOperator) {
 
 TEST_F(DxSender, StartsOnADesktopThatIsAwayAndInitialisesNowAndThenUntilItIsBack) {
     script.initResult = false;
-    script.failure.reason = "it is locked";
+    script.failure = {"it is locked", false, true};
     const std::int64_t begin = nowUs;
     script.read = [&](unsigned char*) {
         if (nowUs - begin >= 21'000'000) {
@@ -264,7 +264,6 @@ TEST_F(DxSender, InitialisesAgainAtOnceWhenTheScreenHasChanged) {
     EXPECT_EQ(run(3), "send sleep2 send ");
     EXPECT_EQ(script.deviceNames.size(), 2U);
     EXPECT_EQ(frames[1].pixels[4], 1) << "black where the new screen does not reach";
-    script.failure.needsInit = true;
     script.initResult = false;
     script.failure.reason = "no duplication";
     EXPECT_FALSE(sender.initParmeter(0, 0, 4, 2, 0, "out"));
