@@ -73,6 +73,9 @@ void LayerOverlay::setVisible(bool visible) {
 void LayerOverlay::place() {
     const QPoint corner = m_screen.topLeft();
     QScreen* screen = QGuiApplication::screenAt(ui::PhysicalPixels::at(corner).toQt(corner));
+    if (screen == nullptr) {
+        return;  // It has gone, and the program does not know yet.
+    }
     connect(screen, &QScreen::geometryChanged, this, &LayerOverlay::cover, Qt::UniqueConnection);
     windowHandle()->setScreen(screen);
     Window::get(windowHandle())->setDesiredOutput(screen);
