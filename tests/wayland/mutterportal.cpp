@@ -92,7 +92,17 @@ MutterPortal::MutterPortal()
 }
 
 MutterPortal::~MutterPortal() {
-    g_main_loop_quit(m_loop);
+    // Said in the loop, because one that is about to run would not hear it.
+    GSource* const quit = g_idle_source_new();
+    g_source_set_callback(
+        quit,
+        [](gpointer loop) -> gboolean {
+            g_main_loop_quit(static_cast<GMainLoop*>(loop));
+            return G_SOURCE_REMOVE;
+        },
+        m_loop, nullptr);
+    g_source_attach(quit, m_context);
+    g_source_unref(quit);
     m_thread.join();
     g_object_unref(m_bus);
     g_dbus_node_info_unref(m_interfaces);
