@@ -104,9 +104,12 @@ TEST_F(Mutter, SendsThePointerApartFromItsFrames) {
     }
     for (const int way : {50, 200, 300}) {
         const QPoint place(corner % 1600 + way, corner / 1600 + 150);
-        m_portal.movePointer(place.x(), place.y());
-        EXPECT_TRUE(capture.readUntil([&](const QImage& image) {
-            const QRect changed = tests::differingPart(image, bare);
+        // Mutter 43 may keep the frame of a move back until the next one.
+        int step = 0;
+        EXPECT_TRUE(eventually([&] {
+            m_portal.movePointer(place.x() + ++step % 2, place.y());
+            const QRect changed =
+                capture.read() ? tests::differingPart(capture.image(), bare) : QRect();
             return changed.contains(place) && changed.width() < 64 && changed.height() < 64;
         })) << way
             << m_log.text();
