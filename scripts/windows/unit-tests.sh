@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the engine for Windows (everything that needs no Qt) and runs its unit tests under Wine,
-# desktop duplication included: a few minutes, where the whole Windows program takes half an hour.
+# desktop duplication included: a few minutes, where the whole Windows program takes twenty.
 # Ends with 77, which ctest counts as skipped, where the cross-compiler or Wine is not installed.
 # usage: unit-tests.sh [CTEST-ARGUMENT...]
 set -euo pipefail
